@@ -1,0 +1,86 @@
+# What every target of the tree has in common, and the two families of targets:
+# device code (no C++ run-time library) and host code (the whole language).
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+
+# g++ adds the C++ library to the programs that it links by itself. Without this list CMake
+# leaves it out of the programs that the C compiler links (the daemon must not need it).
+set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
+
+option(QUON_WERROR "Treat warnings as errors" ON)
+set(QUON_SANITIZE "" CACHE STRING "Sanitizers for every target, e.g. address,undefined")
+option(QUON_HARDENING "Full RELRO, stack protector, fortify, PIE" OFF)
+
+find_package(Threads REQUIRED)
+
+add_library(quon_options INTERFACE)
+target_compile_options(quon_options INTERFACE -Wall -Wextra -Wshadow -Wconversion)
+target_compile_definitions(quon_options INTERFACE _GNU_SOURCE)
+if(QUON_WERROR)
+  target_compile_options(quon_options INTERFACE -Werror)
+endif()
+if(QUON_SANITIZE)
+  target_compile_options(quon_options INTERFACE -fsanitize=${QUON_SANITIZE}
+                                                -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(quon_options INTERFACE -fsanitize=${QUON_SANITIZE})
+endif()
+if(QUON_HARDENING)
+  target_compile_options(quon_options INTERFACE -fstack-protector-strong -D_FORTIFY_SOURCE=2)
+  target_link_options(quon_options INTERFACE -Wl,-z,relro,-z,now -Wl,-z,noexecstack)
+  include(CheckPIESupported)
+  check_pie_supported()
+endif()
+
+add_library(quon_device_options INTERFACE)
+target_link_libraries(quon_device_options INTERFACE quon_options)
+target_compile_options(quon_device_options INTERFACE
+  -ffunction-sections -fdata-sections
+  $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>)
+target_link_options(quon_device_options INTERFACE -Wl,--gc-sections -Wl,--as-needed)
+
+# A library of the device, linked by the C driver. Usage:
+#   quon_device_library(NAME SOURCES a.cpp b.cpp INCLUDE dir HEADERS dir/public.h LIBS other)
+# INCLUDE is the folder of the public headers; HEADERS are installed.
+function(quon_device_library name)
+  cmake_parse_arguments(ARG "" "INCLUDE" "SOURCES;HEADERS;LIBS" ${ARGN})
+  add_library(${name} ${ARG_SOURCES})
+  set_target_properties(${name} PROPERTIES LINKER_LANGUAGE C VERSION ${PROJECT_VERSION}
+                                           SOVERSION ${PROJECT_VERSION_MAJOR})
+  target_include_directories(${name} PUBLIC
+    $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/${ARG_INCLUDE}>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/quon>)
+  target_link_libraries(${name} PUBLIC ${ARG_LIBS} Threads::Threads
+                                PRIVATE $<BUILD_INTERFACE:quon_device_options>)
+  if(ARG_HEADERS)
+    install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+                            ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    install(FILES ${ARG_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quon)
+    set(private_libs "")
+    foreach(lib IN LISTS ARG_LIBS)
+      string(APPEND private_libs " -l${lib}")
+    endforeach()
+    set(PC_NAME ${name})
+    set(PC_LIBS_PRIVATE "${private_libs} -pthread")
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/library.pc.in
+                   ${CMAKE_BINARY_DIR}/pkgconfig/${name}.pc @ONLY)
+    install(FILES ${CMAKE_BINARY_DIR}/pkgconfig/${name}.pc
+            DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  endif()
+endfunction()
+
+# A program of the device, linked by the C driver.
+function(quon_device_program name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  set_target_properties(${name} PROPERTIES LINKER_LANGUAGE C)
+  target_link_libraries(${name} PRIVATE ${ARG_LIBS} quon_device_options)
+  install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endfunction()

@@ -1,0 +1,13 @@
+// Private namespaces for a test process and everything that it starts.
+#pragma once
+
+namespace quon::test {
+
+// Moves this process into a network namespace of its own with the interfaces lo (up) and wlan0, and
+// a mount namespace with an empty /tmp and its own /etc/resolv.conf (empty file). Call first in
+// main, before any thread exists; repeated calls do nothing. Works as root, and as a user where
+// user namespaces are allowed. Ends the process with a clear message and status 77 when the kernel
+// refuses, so that a test never touches the machine's own network or files.
+void enter_private_world();
+
+}  // namespace quon::test

@@ -1,0 +1,99 @@
+// One table of the bus services, the chip's messages and the fields of their records. The client's
+// lists, descriptions, encoders, decoders and completion, the simulated chip's journal and the
+// generated pages of docs/ all read it.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quon::catalog {
+
+enum class field_kind {
+    u8,
+    s8,
+    u16,
+    u32,
+    text,   // NUL-terminated within its size
+    ipv4,   // four octets, first octet first
+    mac,    // six octets
+    bytes,  // not interpreted
+};
+
+struct known_value {
+    uint32_t value;
+    std::string_view meaning;
+};
+
+struct field {
+    std::string_view name;  // lower case, words joined by '_'
+    uint32_t offset;        // bytes from the start of the record (of the entry, in a list)
+    uint32_t size;          // bytes
+    field_kind kind;
+    std::string_view unit;  // "ms", "s", "%", or empty
+    std::span<const known_value> values;
+    std::string_view meaning;
+};
+
+// A record; a list record has a count byte and then entries of `entry_size` bytes each, which
+// `fields` describes.
+struct record {
+    std::string_view name;
+    uint32_t size;        // bytes; 0: as long as its sender makes it
+    uint32_t entry_size;  // 0: no list
+    std::span<const field> fields;
+};
+
+enum class service_kind { method, signal };
+
+struct service {
+    int index;              // position in the daemon's table
+    std::string_view name;  // full name
+    service_kind kind;
+    const record* request;           // null: ignored or empty
+    const record* reply;             // null: none
+    std::optional<uint8_t> message;  // chip message that it causes
+    int timeout_ms;                  // of the chip exchange; 0: none
+    std::string_view meaning;
+};
+
+struct message {
+    uint8_t type;
+    std::string_view name;  // as in hi3861l_protocol.h without its prefix, lower case: "get_time"
+    const record* request;  // body towards the chip; null: empty
+    const record* reply;    // body from the chip; null: none
+    int timeout_ms;         // 0: no reply is awaited
+};
+
+enum class direction { to_chip, from_chip };
+
+std::span<const service> services();
+std::span<const message> messages();
+
+const service* find_service(std::string_view full_name);
+const message* find_message(uint8_t type);
+
+struct decoded_field {
+    std::string name;  // "reason", or "entry[2].reason" in a list
+    std::string value;
+    std::string_view unit;
+    std::string_view meaning;  // of the value, where it is a known one
+    bool numeric;
+};
+
+// The fields of `bytes` that lie whole within it; bytes that no field covers come as "rest" in hex.
+std::vector<decoded_field> decode(const record& what, std::span<const uint8_t> bytes);
+
+// "name=value name=value", or plain hex for a record without known fields.
+std::string one_line(const record* what, std::span<const uint8_t> bytes);
+
+// "get_time", "event_net", or "unknown".
+std::string_view message_name(uint8_t type);
+
+// The payload of one chip message on one line, for journals.
+std::string describe_payload(direction way, uint8_t type, std::span<const uint8_t> payload);
+
+}  // namespace quon::catalog
