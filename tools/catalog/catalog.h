@@ -31,7 +31,7 @@ struct known_value {
 struct field {
     std::string_view name;  // lower case, words joined by '_'
     uint32_t offset;        // bytes from the start of the record (of the entry, in a list)
-    uint32_t size;          // bytes
+    uint32_t size;          // bytes; 0: to the end of the record
     field_kind kind;
     std::string_view unit;  // "ms", "s", "%", or empty
     std::span<const known_value> values;
@@ -72,22 +72,26 @@ enum class direction { to_chip, from_chip };
 
 std::span<const service> services();
 std::span<const message> messages();
+std::span<const record* const> records();  // every record that a service or a message names
 
 const service* find_service(std::string_view full_name);
 const message* find_message(uint8_t type);
+const record* find_record(std::string_view name);
 
+// Text is shown with the bytes outside 0x20 to 0x7e, and the backslash, as \xNN.
 struct decoded_field {
-    std::string name;  // "reason", or "entry[2].reason" in a list
+    std::string name;  // "reason"; "entry[2]" in a list whose entries have no known fields
     std::string value;
     std::string_view unit;
     std::string_view meaning;  // of the value, where it is a known one
     bool numeric;
 };
 
-// The fields of `bytes` that lie whole within it; bytes that no field covers come as "rest" in hex.
+// The fields of `bytes` that lie whole within it; a run of bytes that no field covers comes in hex
+// as "rest_<offset>", or as "bytes" when it is all there is. A list gives "count" and its entries.
 std::vector<decoded_field> decode(const record& what, std::span<const uint8_t> bytes);
 
-// "name=value name=value", or plain hex for a record without known fields.
+// "name=value name=value", plain hex for a record without known fields, "empty" without bytes.
 std::string one_line(const record* what, std::span<const uint8_t> bytes);
 
 // "get_time", "event_net", or "unknown".
@@ -95,5 +99,8 @@ std::string_view message_name(uint8_t type);
 
 // The payload of one chip message on one line, for journals.
 std::string describe_payload(direction way, uint8_t type, std::span<const uint8_t> payload);
+
+// "0a1bff".
+std::string to_hex(std::span<const uint8_t> bytes);
 
 }  // namespace quon::catalog
