@@ -48,10 +48,14 @@ target_link_options(quon_device_options INTERFACE -Wl,--gc-sections -Wl,--as-nee
 
 # A library of the device, linked by the C driver. Usage:
 #   quon_device_library(NAME SOURCES a.cpp b.cpp INCLUDE dir HEADERS dir/public.h LIBS other)
-# INCLUDE is the folder of the public headers; HEADERS are installed.
+# INCLUDE is the folder of the public headers; HEADERS are installed. STATIC: never a shared library.
 function(quon_device_library name)
-  cmake_parse_arguments(ARG "" "INCLUDE" "SOURCES;HEADERS;LIBS" ${ARGN})
-  add_library(${name} ${ARG_SOURCES})
+  cmake_parse_arguments(ARG "STATIC" "INCLUDE" "SOURCES;HEADERS;LIBS" ${ARGN})
+  if(ARG_STATIC)
+    add_library(${name} STATIC ${ARG_SOURCES})
+  else()
+    add_library(${name} ${ARG_SOURCES})
+  endif()
   set_target_properties(${name} PROPERTIES LINKER_LANGUAGE C VERSION ${PROJECT_VERSION}
                                            SOVERSION ${PROJECT_VERSION_MAJOR})
   target_include_directories(${name} PUBLIC

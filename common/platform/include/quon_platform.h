@@ -28,6 +28,14 @@ static inline int quon_set_thread_stack(pthread_attr_t* attr, size_t wish) {
     return pthread_attr_setstacksize(attr, wish > least ? wish : least);
 }
 
+// The C library's report of a failed assertion (text, file, line, function); it aborts. Whoever uses
+// it includes <assert.h> without NDEBUG, which declares it.
+#ifdef __UCLIBC__
+#define quon_assertion_failed __assert
+#else
+#define quon_assertion_failed __assert_fail
+#endif
+
 // Keeps `fd` out of the commands that the shell services and the network update start. Returns fd,
 // also when it is negative or the flag cannot be set.
 static inline int quon_close_on_exec(int fd) {

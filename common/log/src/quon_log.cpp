@@ -1,0 +1,251 @@
+#include "quon_log.h"
+
+// The assertions of qn_log_strcpy hold in every build type.
+#undef NDEBUG
+#include <assert.h>
+#include <pthread.h>
+#include <stdarg.h>
+#include <stddef.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/time.h>
+#include <time.h>
+
+#include "quon_log_internal.h"
+#include "quon_platform.h"
+
+static_assert(sizeof(QnLogRecord) == 332);
+static_assert(offsetof(QnLogProfile, fmt_mask) == 4 && offsetof(QnLogProfile, level_limit) == 8);
+static_assert(sizeof(void*) != 4 || sizeof(QnLogProfile) == 16);
+
+QnLogProfile qn_log_profile = {
+    .enable = 1,
+    .color = 1,
+    .use_mutex = 1,
+    .fmt_mask =
+        QN_LOG_FMT_LEVEL | QN_LOG_FMT_TAG | QN_LOG_FMT_TIME | QN_LOG_FMT_FUNC | QN_LOG_FMT_LINE,
+    .level_limit = QN_LOG_ERROR,
+    .hook = nullptr,
+};
+
+namespace {
+
+constexpr char kSourceName[] = "common/log/src/quon_log";
+
+constexpr uint32_t kHeadGroup = QN_LOG_FMT_LEVEL | QN_LOG_FMT_TAG;
+constexpr uint32_t kBracketGroup = QN_LOG_FMT_TIME | QN_LOG_FMT_PROCESS | QN_LOG_FMT_THREAD;
+constexpr uint32_t kLocationGroup = QN_LOG_FMT_FILE | QN_LOG_FMT_FUNC | QN_LOG_FMT_LINE;
+
+struct LevelText {
+    const char* letter;
+    const char* color;
+};
+
+constexpr LevelText kLevels[] = {
+    {"F/", "35;1m"},  // QN_LOG_FATAL: bold magenta
+    {"E/", "31;1m"},  // QN_LOG_ERROR: bold red
+    {"W/", "33;1m"},  // QN_LOG_WARN: bold yellow
+    {"I/", "32;1m"},  // QN_LOG_INFO: bold green
+    {"D/", "36;1m"},  // QN_LOG_DEBUG: bold cyan
+};
+
+constexpr char kColorStart[] = "\x1b[";
+constexpr char kColorReset[] = "\x1b[0m";
+constexpr size_t kTagColumn = 8;
+
+pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+uint8_t busy;  // stands in for the mutex when use_mutex is 0, without excluding anybody: intended
+uint8_t held;
+char time_text[24];
+char thread_text[10];
+
+struct Line {
+    char text[QN_LOG_LINE_SIZE];
+    int length;
+};
+
+void append(Line* line, const char* piece) {
+    line->length += qn_log_strcpy(line->length, line->text + line->length, piece);
+}
+
+const LevelText& level_text(uint32_t level) {
+    constexpr uint32_t last = QN_LOG_DEBUG;
+    return kLevels[level < last ? level : last];
+}
+
+const char* build_time() {
+    timeval now = {};
+    gettimeofday(&now, nullptr);
+    const time_t seconds = now.tv_sec;
+    tm local = {};
+    localtime_r(&seconds, &local);
+    const int length = snprintf(time_text, sizeof(time_text), "%02d-%02d %02d:%02d:%02d.%03d",
+                                local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min,
+                                local.tm_sec, static_cast<int>(now.tv_usec / 1000));
+    return length > 0 ? time_text : "";
+}
+
+const char* build_thread() {
+    snprintf(thread_text, sizeof(thread_text), "tid:%04ld", static_cast<long>(pthread_self()));
+    return thread_text;
+}
+
+void append_head(Line* line, uint32_t mask, const QnLogRecord& record) {
+    if ((mask & kHeadGroup) == 0) {
+        return;
+    }
+    if ((mask & QN_LOG_FMT_LEVEL) != 0) {
+        append(line, level_text(record.level).letter);
+    }
+    if ((mask & QN_LOG_FMT_TAG) != 0) {
+        append(line, record.tag);
+        for (size_t column = strlen(record.tag); column < kTagColumn; column++) {
+            append(line, " ");
+        }
+    }
+    append(line, " ");
+}
+
+void append_bracket(Line* line, uint32_t mask) {
+    if ((mask & kBracketGroup) == 0) {
+        return;
+    }
+    append(line, "[");
+    if ((mask & QN_LOG_FMT_TIME) != 0) {
+        append(line, build_time());
+        if ((mask & (QN_LOG_FMT_PROCESS | QN_LOG_FMT_THREAD)) != 0) {
+            append(line, " ");
+        }
+    }
+    if ((mask & QN_LOG_FMT_THREAD) != 0) {
+        append(line, build_thread());
+    }
+    append(line, "] ");
+}
+
+void append_location(Line* line, uint32_t mask, const QnLogRecord& record) {
+    if ((mask & kLocationGroup) == 0) {
+        return;
+    }
+    const char* before_line = (mask & QN_LOG_FMT_LINE) != 0 ? ":" : "";
+    append(line, "(");
+    if ((mask & QN_LOG_FMT_FILE) != 0) {
+        append(line, record.file);
+        append(line, (mask & QN_LOG_FMT_FUNC) != 0 ? " " : before_line);
+    }
+    if ((mask & QN_LOG_FMT_FUNC) != 0) {
+        append(line, record.func);
+        append(line, before_line);
+    }
+    if ((mask & QN_LOG_FMT_LINE) != 0) {
+        char digits[5];  // four digits: a longer line number is cut, intended
+        const int wanted = snprintf(digits, sizeof(digits), "%d", record.line);
+        append(line, wanted > 0 ? digits : "");
+    }
+    append(line, ") ");
+}
+
+void print_record(const QnLogRecord& record) {
+    const QnLogProfile& profile = qn_log_profile;
+    Line line = {};
+    if (profile.color != 0) {
+        append(&line, kColorStart);
+        append(&line, level_text(record.level).color);
+    }
+    append_head(&line, profile.fmt_mask, record);
+    append_bracket(&line, profile.fmt_mask);
+    append_location(&line, profile.fmt_mask, record);
+    append(&line, record.msg);
+    if (profile.color != 0) {
+        append(&line, kColorReset);
+    }
+    printf("%.*s", line.length, line.text);
+    if (profile.hook != nullptr) {
+        profile.hook(record);
+    }
+}
+
+}  // namespace
+
+bool qn_log_wants(uint32_t level) {
+    return level <= __atomic_load_n(&qn_log_profile.level_limit, __ATOMIC_RELAXED) &&
+           qn_log_profile.enable != 0;
+}
+
+int qn_log_lock() {
+    int cancel_state = 0;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
+    if (qn_log_profile.use_mutex != 0) {
+        pthread_mutex_lock(&mutex);
+        held = 1;
+    } else {
+        busy = 1;
+    }
+    return cancel_state;
+}
+
+void qn_log_unlock(int cancel_state) {
+    if (qn_log_profile.use_mutex != 0) {
+        held = 0;
+        pthread_mutex_unlock(&mutex);
+    } else {
+        busy = 0;
+    }
+    pthread_setcancelstate(cancel_state, nullptr);
+}
+
+int qn_log_strcpy(int used, char* dst, const char* src) {
+    if (dst == nullptr) {
+        quon_assertion_failed("dst", kSourceName, __LINE__, __func__);
+    }
+    if (src == nullptr) {
+        quon_assertion_failed("src", kSourceName, __LINE__, __func__);
+    }
+    int copied = 0;
+    while (used + copied < QN_LOG_LINE_SIZE && src[copied] != '\0') {
+        dst[copied] = src[copied];
+        copied++;
+    }
+    return copied;
+}
+
+int QnLogSetProfile(QnLogProfile profile) {
+    const int cancel_state = qn_log_lock();
+    __atomic_store_n(&qn_log_profile.level_limit, profile.level_limit, __ATOMIC_RELAXED);
+    qn_log_profile.fmt_mask = profile.fmt_mask;
+    qn_log_profile.color = profile.color;
+    qn_log_profile.hook = profile.hook;
+    qn_log_unlock(cancel_state);
+    return 0;
+}
+
+int QnLogGetProfile(QnLogProfile* out) {
+    if (out == nullptr) {
+        return -1;
+    }
+    const int cancel_state = qn_log_lock();
+    memcpy(out, &qn_log_profile, sizeof(*out));
+    qn_log_unlock(cancel_state);
+    return 0;
+}
+
+void QnLogPrint(unsigned level, const char* tag, const char* file, const char* func, int line,
+                const char* fmt, ...) {
+    if (!qn_log_wants(level)) {
+        return;
+    }
+    QnLogRecord record = {};
+    snprintf(record.tag, sizeof(record.tag), "%s", tag);
+    snprintf(record.file, sizeof(record.file), "%s", file);
+    snprintf(record.func, sizeof(record.func), "%s", func);
+    record.level = level;
+    record.line = line;
+
+    const int cancel_state = qn_log_lock();
+    va_list args;
+    va_start(args, fmt);
+    vsnprintf(record.msg, sizeof(record.msg), fmt, args);
+    va_end(args);
+    print_record(record);
+    qn_log_unlock(cancel_state);
+}
