@@ -1,0 +1,99 @@
+// Programs that a test starts. They never outlive the test.
+#pragma once
+
+#include <sys/types.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "waiting.h"
+
+namespace quon::test {
+
+struct ExitStatus {
+    bool exited = false;  // false: ended by a signal
+    int code = 0;         // exit status, or the signal's number
+    bool operator==(const ExitStatus&) const = default;
+};
+
+// A started program. Its standard output and error are read all the time by a thread, so it is
+// never held up by a full pipe. Killed and reaped at the end of the object's life, and by the
+// kernel when the thread that made it ends. Methods are for one thread.
+class ChildProcess {
+  public:
+    enum class Output { kPipe, kTerminal };  // a terminal: stdio prints each line at once
+    struct Options {
+        std::vector<std::string> command;  // the first word is looked up in PATH
+        std::vector<std::pair<std::string, std::string>> environment;  // added to this process's
+        Output output = Output::kPipe;
+        bool separate_errors = false;  // otherwise standard error joins standard output
+        std::string input;             // the child's standard input, then its end
+    };
+
+    // Throws std::runtime_error when the program cannot be started (execvp included).
+    explicit ChildProcess(const Options& options);
+    ~ChildProcess();
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+
+    [[nodiscard]] pid_t pid() const { return pid_; }
+    [[nodiscard]] std::string output() const;
+    [[nodiscard]] std::string errors() const;  // empty unless separate_errors
+
+    // Waits until the output holds `text` (from octet `from` of the output on).
+    bool wait_for_text(const std::string& text, std::size_t from = 0,
+                       std::chrono::milliseconds bound = kLongEnough) const;
+    // The first whole line (without its end) that holds `part`.
+    std::optional<std::string> wait_for_line(const std::string& part, std::size_t from = 0,
+                                             std::chrono::milliseconds bound = kLongEnough) const;
+
+    void send_signal(int signal_number) const;  // nothing once it has ended
+    // The exit status once the program has ended by itself and its output is read to the end.
+    // Nothing when the bound passes first.
+    std::optional<ExitStatus> wait_exit(std::chrono::milliseconds bound = kLongEnough);
+    // SIGTERM, then SIGKILL when the bound has passed.
+    ExitStatus terminate(std::chrono::milliseconds bound = kLongEnough);
+    [[nodiscard]] bool running();
+
+  private:
+    struct Stream {
+        int descriptor = -1;
+        std::string text;
+        std::thread reader;
+    };
+    void start_reader(Stream& stream, int descriptor);
+    void read_all(Stream& stream);
+    bool reap();
+    void finish_readers();
+
+    pid_t pid_ = -1;
+    std::optional<ExitStatus> status_;
+    std::atomic<bool> ended_{false};
+    mutable std::mutex lock_;
+    mutable std::condition_variable grown_;
+    Stream out_;
+    Stream err_;
+};
+
+struct Result {
+    ExitStatus status;
+    std::string out;
+    std::string err;
+};
+
+// Runs a program to its end. Throws when it has not ended in time.
+Result run(const std::vector<std::string>& command, const std::string& input = {},
+           std::chrono::milliseconds bound = kLongEnough);
+
+// The words of a text, split at blanks.
+std::vector<std::string> words_of(const std::string& text);
+
+}  // namespace quon::test
