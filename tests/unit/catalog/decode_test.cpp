@@ -1,0 +1,119 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "catalog/catalog.h"
+#include "hi3861l_protocol.h"
+#include "mcu_records.h"
+
+namespace quon::catalog {
+namespace {
+
+using octets = std::vector<uint8_t>;
+
+std::string line_of(std::string_view record_name, const octets& bytes) {
+    return one_line(find_record(record_name), bytes);
+}
+
+TEST(ATimeRecord, ShowsSixSignedFieldsAndTheRest) {
+    EXPECT_EQ(line_of("time", {26, 2, 3, 0xff, 5, 6, 0xde, 0xad, 0xbe, 0xef}),
+              "year=26 month=2 day=3 hour=-1 minute=5 second=6 rest_6=deadbeef");
+}
+
+TEST(ANumber, IsReadLittleEndian) {
+    EXPECT_EQ(line_of("wdg_period", {0x1e, 0x02, 0x00, 0x80}), "period=2147484190");
+}
+
+TEST(AKnownValue, CarriesItsMeaning) {
+    const octets frame = {0, 0, 0, 0, 0xa1};
+    const auto fields = decode(*find_record("upg_transmit_answer"), frame);
+    ASSERT_EQ(fields.size(), 2u);
+    EXPECT_EQ(fields[0].name, "rest_0");
+    EXPECT_EQ(fields[1].name, "answer");
+    EXPECT_EQ(fields[1].value, "161");
+    EXPECT_TRUE(fields[1].numeric);
+    EXPECT_EQ(fields[1].meaning, "accepted");
+}
+
+TEST(AnUnknownValue, CarriesNoMeaning) {
+    const octets frame = {0, 0, 0, 0, 0xa2};
+    EXPECT_EQ(decode(*find_record("upg_transmit_answer"), frame)[1].meaning, "");
+}
+
+TEST(ANetworkEvent, ShowsItsStateAndAddresses) {
+    octets event(33);
+    event[0] = 7;
+    event[1] = 1;
+    const octets record = {192, 168, 1, 20, 255, 255, 255, 0, 192, 168, 1, 1, 2,
+                           0,   0,   0, 0,  1,   8,   8,   8, 8,   1,   1, 1, 1};
+    ASSERT_EQ(record.size(), sizeof(hi3861l_net_info));
+    std::ranges::copy(record, event.begin() + HI3861L_NET_EVENT_RECORD_OFFSET);
+    EXPECT_EQ(describe_payload(direction::from_chip, HI3861L_EVENT_NET, event),
+              "rest_0=07 state=1 ip=192.168.1.20 netmask=255.255.255.0 gateway=192.168.1.1 "
+              "mac=02:00:00:00:00:01 dns1=8.8.8.8 dns2=1.1.1.1 rest_28=0000000000");
+}
+
+TEST(AText, EndsAtItsZeroByteAndEscapesWhatIsNotPrintable) {
+    EXPECT_EQ(line_of("version", {'V', '1', '\\', 0x1b, 0xc3, 0, 'x'}),
+              "version=V1\\x5c\\x1b\\xc3");
+}
+
+TEST(AFieldThatIsCutShort, ComesAsRest) {
+    EXPECT_EQ(line_of("store_params", octets(41, 0xab)), "bytes=" + to_hex(octets(41, 0xab)));
+    EXPECT_EQ(line_of("time", {26, 2}), "year=26 month=2");
+    EXPECT_EQ(line_of("alarm", {1, 0, 0, 0, 9}), "word=1 byte4=9");
+}
+
+TEST(ALongerReplyThanItsRecord, ShowsTheSurplusAsRest) {
+    EXPECT_EQ(line_of("wdg_period", {1, 0, 0, 0, 0xee}), "period=1 rest_4=ee");
+}
+
+TEST(AList, ShowsItsCountAndTheEntriesThatAreThere) {
+    octets report = {2};
+    report.insert(report.end(), 36, 0x11);
+    report.insert(report.end(), 36, 0x22);
+    report.insert(report.end(), 3, 0x33);
+    EXPECT_EQ(line_of("err_report", report), "count=2 entry[0]=" + to_hex(octets(36, 0x11)) +
+                                                 " entry[1]=" + to_hex(octets(36, 0x22)) +
+                                                 " rest_73=333333");
+}
+
+TEST(AListThatClaimsMoreThanItHolds, StopsAtTheLastWholeEntry) {
+    octets report = {255};
+    report.insert(report.end(), 36, 0x11);
+    report.insert(report.end(), 35, 0x22);
+    EXPECT_EQ(line_of("err_report", report), "count=255 entry[0]=" + to_hex(octets(36, 0x11)) +
+                                                 " rest_37=" + to_hex(octets(35, 0x22)));
+}
+
+TEST(ARecordWithoutKnownFields, IsPlainHex) {
+    EXPECT_EQ(line_of("battery_status", {0x0a, 0xff}), "0aff");
+    EXPECT_EQ(one_line(nullptr, octets{0x01}), "01");
+}
+
+TEST(APayloadWithoutBytes, IsCalledEmpty) {
+    EXPECT_EQ(line_of("time", {}), "empty");
+    EXPECT_EQ(line_of("err_report", {}), "empty");
+    EXPECT_EQ(describe_payload(direction::to_chip, HI3861L_SET_WDG_FEED, {}), "empty");
+}
+
+TEST(APayload, IsReadByItsDirection) {
+    const octets one = {3};
+    EXPECT_EQ(describe_payload(direction::to_chip, HI3861L_GET_WIFI_SCANF_INFO, one), "selector=3");
+    EXPECT_EQ(describe_payload(direction::from_chip, HI3861L_GET_WIFI_SCANF_INFO, one), "03");
+    EXPECT_EQ(describe_payload(direction::to_chip, HI3861L_SET_LED, one), "value=3");
+    EXPECT_EQ(describe_payload(direction::from_chip, 0xee, one), "03");
+}
+
+TEST(EveryRecord, IsShownAtEveryLength) {
+    for (const record* each : records()) {
+        for (size_t size = 1; size <= 512; ++size) {
+            const octets bytes(size, 0x41);
+            EXPECT_FALSE(decode(*each, bytes).empty()) << each->name << " " << size;
+            EXPECT_NE(one_line(each, bytes), "") << each->name << " " << size;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace quon::catalog
