@@ -17,6 +17,7 @@ set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
 
 option(QUON_WERROR "Treat warnings as errors" ON)
 set(QUON_SANITIZE "" CACHE STRING "Sanitizers for every target, e.g. address,undefined")
+option(QUON_BOTH_LINKS "Also build each device library shared and each device program static" OFF)
 option(QUON_HARDENING "Full RELRO, stack protector, fortify, PIE" OFF)
 
 find_package(Threads REQUIRED)
@@ -46,6 +47,27 @@ target_compile_options(quon_device_options INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>)
 target_link_options(quon_device_options INTERFACE -Wl,--gc-sections -Wl,--as-needed)
 
+# The shared counterpart of a device library, under the same file name.
+function(quon_shared_counterpart name)
+  get_target_property(sources ${name} SOURCES)
+  add_library(${name}_shared SHARED ${sources})
+  set_target_properties(${name}_shared PROPERTIES OUTPUT_NAME ${name} LINKER_LANGUAGE C
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+  target_include_directories(${name}_shared
+    PUBLIC $<TARGET_PROPERTY:${name},INTERFACE_INCLUDE_DIRECTORIES>
+    PRIVATE $<TARGET_PROPERTY:${name},INCLUDE_DIRECTORIES>)
+  target_compile_definitions(${name}_shared PRIVATE $<TARGET_PROPERTY:${name},COMPILE_DEFINITIONS>)
+  target_link_options(${name}_shared PRIVATE -Wl,-z,defs)
+  foreach(lib IN LISTS ARGN)
+    if(TARGET ${lib}_shared)
+      target_link_libraries(${name}_shared PUBLIC ${lib}_shared)
+    else()
+      target_link_libraries(${name}_shared PUBLIC ${lib})
+    endif()
+  endforeach()
+  target_link_libraries(${name}_shared PUBLIC Threads::Threads PRIVATE quon_device_options)
+endfunction()
+
 # A library of the device, linked by the C driver. Usage:
 #   quon_device_library(NAME SOURCES a.cpp b.cpp INCLUDE dir HEADERS dir/public.h LIBS other)
 # INCLUDE is the folder of the public headers; HEADERS are installed. STATIC: never a shared library.
@@ -63,6 +85,9 @@ function(quon_device_library name)
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/quon>)
   target_link_libraries(${name} PUBLIC ${ARG_LIBS} Threads::Threads
                                 PRIVATE $<BUILD_INTERFACE:quon_device_options>)
+  if(QUON_BOTH_LINKS AND NOT ARG_STATIC)
+    quon_shared_counterpart(${name} ${ARG_LIBS})
+  endif()
   if(ARG_HEADERS)
     install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
                             ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
@@ -86,5 +111,11 @@ function(quon_device_program name)
   add_executable(${name} ${ARG_SOURCES})
   set_target_properties(${name} PROPERTIES LINKER_LANGUAGE C)
   target_link_libraries(${name} PRIVATE ${ARG_LIBS} quon_device_options)
+  if(QUON_BOTH_LINKS)
+    add_executable(${name}_static ${ARG_SOURCES})
+    set_target_properties(${name}_static PROPERTIES LINKER_LANGUAGE C)
+    target_link_libraries(${name}_static PRIVATE ${ARG_LIBS} quon_device_options)
+    target_link_options(${name}_static PRIVATE -static)
+  endif()
   install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endfunction()

@@ -1,0 +1,25 @@
+// The C++ headers are configured for another C library: takes back what uClibc does not have.
+#ifndef QUON_OVERLAY_CXXCONFIG_H
+#define QUON_OVERLAY_CXXCONFIG_H
+
+#include_next <bits/c++config.h>
+
+#undef _GLIBCXX_HAVE_QUICK_EXIT
+#undef _GLIBCXX_HAVE_AT_QUICK_EXIT
+#undef _GLIBCXX_HAVE_TIMESPEC_GET
+#undef _GLIBCXX_USE_PTHREAD_COND_CLOCKWAIT
+#undef _GLIBCXX_USE_PTHREAD_MUTEX_CLOCKLOCK
+#undef _GLIBCXX_USE_PTHREAD_RWLOCK_CLOCKLOCK
+#undef _GLIBCXX_HAVE_USELOCALE
+#undef _GLIBCXX_USE_C99_MATH_TR1
+
+#ifndef __UCLIBC_HAS_WCHAR__
+#undef _GLIBCXX_USE_WCHAR_T
+#undef _GLIBCXX_HAVE_WCHAR_H
+#undef _GLIBCXX_HAVE_WCTYPE_H
+#undef _GLIBCXX_HAVE_MBSTATE_T
+#undef _GLIBCXX11_USE_C99_WCHAR
+#undef _GLIBCXX_USE_C99_WCHAR
+#endif
+
+#endif
