@@ -41,7 +41,8 @@ need_packages() {
 }
 
 # shellcheck disable=SC2034  # the scripts that source this file use them
-build_packages=(cmake ninja-build gcc g++ libc6-dev pkg-config libcli11-dev nlohmann-json3-dev)
+build_packages=(cmake ninja-build gcc g++ libc6-dev pkg-config libcli11-dev nlohmann-json3-dev
+    libgtest-dev)
 # shellcheck disable=SC2034
 world_packages=(iproute2 net-tools util-linux procps)
 
