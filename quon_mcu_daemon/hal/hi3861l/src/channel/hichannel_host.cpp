@@ -1,0 +1,242 @@
+#include "hichannel_host.h"
+
+#include <errno.h>
+#include <linux/netlink.h>
+#include <pthread.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+
+#include "quon_platform.h"
+#include "securec.h"
+
+namespace {
+
+constexpr char SOURCE[] = "quon_mcu_daemon/hal/hi3861l/src/channel/hichannel_host";
+
+constexpr int SOCKET_LEVEL_NETLINK = 270;    // SOL_NETLINK, which some C libraries do not name
+constexpr int RECEIVE_BUFFER_SIZE = 262144;  // hundreds of chip messages
+constexpr useconds_t PAUSE_US = 10;
+
+static_assert(NLMSG_HDRLEN == HI_CHANNEL_HEADER_SIZE);
+static_assert(sizeof(nlmsghdr) == HI_CHANNEL_HEADER_SIZE);
+static_assert(sizeof(sockaddr_nl) == 12);
+
+struct channel_context {
+    int32_t socket;
+    pthread_t thread;
+    hi_channel_rx_cb callback;
+};
+
+// Null while the channel is closed. The lock is held for single accesses only, never across a call
+// that can block.
+channel_context* g_context = nullptr;
+pthread_mutex_t g_context_lock = PTHREAD_MUTEX_INITIALIZER;
+
+std::atomic<uint8_t> g_stop_flag{0};
+
+void set_context(channel_context* context) {
+    pthread_mutex_lock(&g_context_lock);
+    g_context = context;
+    pthread_mutex_unlock(&g_context_lock);
+}
+
+channel_context* get_context() {
+    pthread_mutex_lock(&g_context_lock);
+    channel_context* const context = g_context;
+    pthread_mutex_unlock(&g_context_lock);
+    return context;
+}
+
+// -1 while the channel is closed.
+int32_t get_socket() {
+    pthread_mutex_lock(&g_context_lock);
+    const int32_t socket = g_context != nullptr ? g_context->socket : -1;
+    pthread_mutex_unlock(&g_context_lock);
+    return socket;
+}
+
+hi_channel_rx_cb get_callback() {
+    pthread_mutex_lock(&g_context_lock);
+    const hi_channel_rx_cb callback = g_context != nullptr ? g_context->callback : nullptr;
+    pthread_mutex_unlock(&g_context_lock);
+    return callback;
+}
+
+sockaddr_nl address_of(uint32_t port) {
+    sockaddr_nl address{};
+    address.nl_family = AF_NETLINK;
+    address.nl_pid = port;
+    return address;
+}
+
+// An overrun of the receive buffer must not end the receive thread: the kernel is asked not to
+// report it, and the buffer is made large so that it hardly happens. Both are wishes.
+void make_tolerant_of_bursts(int32_t socket) {
+    const int on = 1;
+    (void)setsockopt(socket, SOCKET_LEVEL_NETLINK, NETLINK_NO_ENOBUFS, &on, sizeof(on));
+    const int size = RECEIVE_BUFFER_SIZE;
+    if (setsockopt(socket, SOL_SOCKET, SO_RCVBUFFORCE, &size, sizeof(size)) != 0) {
+        (void)setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &size, sizeof(size));
+    }
+}
+
+// Opens and binds the socket. Returns 0, or -1 with everything closed.
+int32_t open_socket(channel_context* context) {
+    context->socket = quon_close_on_exec(socket(AF_NETLINK, SOCK_RAW, HI_CHANNEL_NETLINK_PROTOCOL));
+    if (context->socket < 0) {
+        printf("[%s][%s][l:%d],create is fail:%s\n\r\n", SOURCE, "hi_channel_init", __LINE__,
+               strerror(errno));
+        return -1;
+    }
+    make_tolerant_of_bursts(context->socket);
+    const sockaddr_nl local = address_of(HI_CHANNEL_HOST_PORT);
+    if (bind(context->socket, reinterpret_cast<const sockaddr*>(&local), sizeof(local)) != 0) {
+        close(context->socket);
+        return -1;
+    }
+    return 0;
+}
+
+// The only place where the receive thread can be cancelled: everywhere else it may hold a lock or
+// be in the middle of a network update.
+ssize_t receive_message(int32_t socket, uint8_t (&message)[HI_CHANNEL_RECEIVE_SIZE],
+                        sockaddr_nl* from, socklen_t* from_size) {
+    int state = 0;
+    pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &state);
+    const ssize_t received = recvfrom(socket, message, sizeof(message), MSG_WAITALL,
+                                      reinterpret_cast<sockaddr*>(from), from_size);
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+    return received;
+}
+
+void deliver(const uint8_t* message, ssize_t size) {
+    const hi_channel_rx_cb callback = get_callback();
+    if (callback != nullptr) {
+        callback(message + HI_CHANNEL_HEADER_SIZE,
+                 static_cast<int32_t>(size) - HI_CHANNEL_HEADER_SIZE);
+    }
+}
+
+// One message: header, then the caller's bytes. Null when memory is short.
+nlmsghdr* make_message(const uint8_t* data, int32_t len) {
+    const size_t payload_size = static_cast<size_t>(len);
+    const size_t size = payload_size + HI_CHANNEL_HEADER_SIZE;
+    auto* const message = static_cast<nlmsghdr*>(malloc(size));
+    if (message == nullptr) {
+        return nullptr;
+    }
+    *message = nlmsghdr{};
+    message->nlmsg_len = static_cast<uint32_t>(size);
+    message->nlmsg_pid = HI_CHANNEL_HOST_PORT;
+    (void)memcpy_s(message + 1, payload_size, data, payload_size);
+    return message;
+}
+
+}  // namespace
+
+int32_t hi_channel_init(void) {
+    if (get_context() != nullptr) {
+        printf("[%s][%s][l:%d],hi_channel_init is fail\n\r\n", SOURCE, __func__, __LINE__);
+        return -1;
+    }
+    auto* const context = static_cast<channel_context*>(malloc(sizeof(channel_context)));
+    if (context == nullptr) {
+        return -1;
+    }
+    g_stop_flag.store(0, std::memory_order_relaxed);
+    *context = channel_context{.socket = -1, .thread = {}, .callback = nullptr};
+    if (open_socket(context) != 0) {
+        free(context);
+        return -1;
+    }
+    set_context(context);
+    if (pthread_create(&context->thread, nullptr, hi_channel_host_thread, nullptr) != 0) {
+        set_context(nullptr);
+        close(context->socket);
+        free(context);
+        return -1;
+    }
+    return 0;
+}
+
+int32_t hi_channel_register_rx_cb(hi_channel_rx_cb cb) {
+    pthread_mutex_lock(&g_context_lock);
+    const bool accepted = g_context != nullptr && cb != nullptr;
+    if (accepted) {
+        g_context->callback = cb;
+    }
+    pthread_mutex_unlock(&g_context_lock);
+    if (!accepted) {
+        printf("[%s][%s][l:%d],hi_channel_register_rx_cb is fail\n\r\n", SOURCE, __func__,
+               __LINE__);
+        return -1;
+    }
+    return 0;
+}
+
+int32_t hi_channel_send_to_dev(const uint8_t* data, int32_t len) {
+    if (data == nullptr || len < 1 || len > HI_CHANNEL_SEND_MAX) {
+        printf("[%s][%s][l:%d],sendto sata len:%d\n\r\n", SOURCE, __func__, __LINE__, len);
+        return -1;
+    }
+    const sockaddr_nl kernel = address_of(HI_CHANNEL_KERNEL_PORT);
+    nlmsghdr* const message = make_message(data, len);
+    if (message == nullptr) {
+        printf("[%s][%s][l:%d],malloc mem is fail\n\r\n", SOURCE, __func__, __LINE__);
+        return -1;
+    }
+    const ssize_t sent = sendto(get_socket(), message, message->nlmsg_len, 0,
+                                reinterpret_cast<const sockaddr*>(&kernel), sizeof(kernel));
+    if (sent < 0) {
+        printf("[%s][%s][l:%d],sendto error:%s\n\r\n", SOURCE, __func__, __LINE__, strerror(errno));
+    }
+    free(message);
+    return sent < 0 ? -1 : 0;
+}
+
+int32_t hi_channel_deinit(void) {
+    channel_context* const context = get_context();
+    if (context == nullptr) {
+        printf("[%s][%s][l:%d],hi_channel_deinit is fail\n\r\n", SOURCE, __func__, __LINE__);
+        return -1;
+    }
+    g_stop_flag.store(1, std::memory_order_relaxed);
+    if (context->thread != 0) {
+        pthread_cancel(context->thread);
+        pthread_join(context->thread, nullptr);
+    }
+    set_context(nullptr);
+    if (context->socket != -1) {
+        close(context->socket);
+    }
+    free(context);
+    return 0;
+}
+
+void* hi_channel_host_thread(void* /*unused*/) {
+    int state = 0;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+    const int32_t socket = get_socket();
+    sockaddr_nl from{};
+    socklen_t from_size = sizeof(from);
+    while (g_stop_flag.load(std::memory_order_relaxed) == 0) {
+        uint8_t message[HI_CHANNEL_RECEIVE_SIZE] = {};
+        const ssize_t size = receive_message(socket, message, &from, &from_size);
+        if (size < 0 && errno != EINTR) {
+            printf("[%s][%s][l:%d],recvfrom error! fd:%d\n\r\n", SOURCE, __func__, __LINE__,
+                   socket);
+            break;
+        }
+        if (size <= HI_CHANNEL_HEADER_SIZE) {
+            usleep(PAUSE_US);
+            continue;
+        }
+        deliver(message, size);
+    }
+    return nullptr;
+}

@@ -1,0 +1,127 @@
+#include <string.h>
+
+#include <algorithm>
+
+#include "hi3861l_driver.h"
+#include "securec.h"
+
+namespace {
+
+constexpr unsigned char DUMP_WIDTH = 16;
+constexpr int EVENT_QUEUE_DEPTH = 10;
+constexpr unsigned EVENT_QUEUE_FLAGS = 0;  // no condition variable: nobody waits
+
+// The answers of a firmware upgrade would flood the log.
+bool is_dumped(uint8_t type) {
+    return type != HI3861L_UPG_START && type != HI3861L_UPG_TRANSMIT && type != HI3861L_UPG_FINISH;
+}
+
+void apply_network_event(const uint8_t* payload) {
+    const uint8_t state = payload[HI3861L_NET_EVENT_STATE_OFFSET];
+    if (state == 1 || state == 2) {
+        hi3861l_net_info info;
+        memcpy(&info, payload + HI3861L_NET_EVENT_RECORD_OFFSET, sizeof(info));
+        hi3861l_update_ip_info(&info);
+    }
+}
+
+// A failed push or update is logged where it happens; the message is handed on all the same.
+void take_event(const hi3861l_msg& msg) {
+    switch (msg.type) {
+        case HI3861L_EVENT_NET:
+            apply_network_event(msg.payload);
+            [[fallthrough]];
+        case HI3861L_EVENT_0:
+        case HI3861L_EVENT_1:
+        case HI3861L_EVENT_2:
+        case HI3861L_EVENT_4:
+        case HI3861L_EVENT_5:
+            (void)hi3861l_event_push(msg.payload);
+            break;
+        default:
+            break;
+    }
+}
+
+// A reply that nobody waits for any more is stored too; the next exchange empties the slot.
+void hand_to_waiter(const hi3861l_msg& msg) {
+    pthread_mutex_lock(&g_hi3861l.reply_lock);
+    hi3861l_msg& slot = g_hi3861l.pending;
+    if (slot.type == msg.type) {
+        memcpy(slot.payload, msg.payload, msg.len);
+        slot.len = msg.len;
+        pthread_cond_signal(&g_hi3861l.reply_cond);
+    }
+    pthread_mutex_unlock(&g_hi3861l.reply_lock);
+}
+
+int32_t hi3861l_event_pop(QN_QUEUE* queue, uint8_t* event) {
+    if (QN_QUEUE_Pop(queue, event) != 0) {
+        return hi3861l_failed(__func__, __LINE__, "QN_QUEUE_Pop failed");
+    }
+    return 0;
+}
+
+}  // namespace
+
+hi3861l_msg hi3861l_decode(const uint8_t* data, int32_t len) {
+    const auto size = static_cast<uint32_t>(std::max(len, 0));
+    uint8_t head[HI3861L_FRAME_HEAD_SIZE] = {};
+    memcpy(head, data, std::min(size, HI3861L_FRAME_HEAD_SIZE));
+
+    hi3861l_msg msg{};
+    msg.type = head[0];
+    for (uint32_t i = 0; i < sizeof(msg.len); i++) {
+        msg.len |= static_cast<uint32_t>(head[1 + i]) << (8 * i);
+    }
+    msg.len = std::min(msg.len, HI3861L_PAYLOAD_SIZE);
+    if (size > HI3861L_FRAME_HEAD_SIZE) {
+        memcpy(msg.payload, data + HI3861L_FRAME_HEAD_SIZE,
+               std::min(msg.len, size - HI3861L_FRAME_HEAD_SIZE));
+    }
+    return msg;
+}
+
+void hi3861l_msg_dispatch(const uint8_t* data, int32_t len) {
+    if (is_dumped(data[0])) {
+        QnLogHexDump("recv msg", DUMP_WIDTH, data, static_cast<unsigned short>(len));
+    }
+    const hi3861l_msg msg = hi3861l_decode(data, len);
+    take_event(msg);
+    hand_to_waiter(msg);
+}
+
+int32_t hi3861l_rx_callback(const uint8_t* data, int32_t len) {
+    if (data != nullptr && len > 0) {
+        hi3861l_msg_dispatch(data, len);
+    }
+    return 0;
+}
+
+void hi3861l_event_init() {
+    QN_QUEUE* const queue = QN_QUEUE_Create(sizeof(hi3861l_event), EVENT_QUEUE_DEPTH,
+                                            EVENT_QUEUE_FLAGS, "hi3861 event");
+    if (queue == nullptr) {
+        QnLogPrint(QN_LOG_ERROR, HI3861L_TAG, HI3861L_SOURCE, __func__, __LINE__,
+                   "QN_QUEUE_Create failed\n");
+    }
+    g_hi3861l.events.store(queue, std::memory_order_release);
+}
+
+int32_t hi3861l_event_push(const uint8_t* payload) {
+    if (QN_QUEUE_Push(g_hi3861l.events.load(std::memory_order_acquire), payload) != 0) {
+        return hi3861l_failed(__func__, __LINE__, "QN_QUEUE_Push failed");
+    }
+    return 0;
+}
+
+int32_t hi3861l_api_get_event_info(uint8_t* event) {
+    if (event == nullptr) {
+        return hi3861l_failed(__func__, __LINE__, "param is invalid");
+    }
+    QN_QUEUE* const queue = g_hi3861l.events.load(std::memory_order_acquire);
+    if (QN_QUEUE_GetLen(queue) <= 0) {
+        return -1;
+    }
+    return hi3861l_event_pop(queue, event);
+}

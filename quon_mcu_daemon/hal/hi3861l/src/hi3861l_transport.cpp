@@ -1,0 +1,99 @@
+#include <errno.h>
+#include <stdlib.h>
+
+#include "hi3861l_driver.h"
+#include "hichannel_host.h"
+#include "securec.h"
+
+namespace {
+
+constexpr long NS_PER_US = 1000;
+constexpr long NS_PER_MS = 1000000;
+constexpr long US_PER_MS = 1000;
+constexpr long US_PER_S = 1000000;
+constexpr int32_t MS_PER_S = 1000;
+
+void write_frame(uint8_t* frame, size_t size, const hi3861l_msg* msg) {
+    (void)memset_s(frame, size, 0, size);
+    frame[0] = static_cast<uint8_t>(msg->type);
+    for (uint32_t i = 0; i < sizeof(msg->len); i++) {
+        frame[1 + i] = static_cast<uint8_t>(msg->len >> (8 * i));
+    }
+    (void)memcpy_s(frame + HI3861L_FRAME_HEAD_SIZE, msg->len, msg->payload, msg->len);
+}
+
+// Waits once, without looking at the slot again: any wake-up before the deadline counts as the
+// reply, and an unfounded one leaves the reply empty. Intended. Under the reply lock.
+int32_t wait_for_reply(hi3861l_msg* reply, int32_t timeout_ms) {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    const timespec deadline = hi3861l_deadline(now, timeout_ms);
+    if (pthread_cond_timedwait(&g_hi3861l.reply_cond, &g_hi3861l.reply_lock, &deadline) ==
+        ETIMEDOUT) {
+        return -1;
+    }
+    const hi3861l_msg& slot = g_hi3861l.pending;
+    if (slot.len != 0) {
+        (void)memcpy_s(reply->payload, sizeof(reply->payload), slot.payload, slot.len);
+        reply->len = slot.len;
+    }
+    return 0;
+}
+
+}  // namespace
+
+timespec hi3861l_deadline(timespec now, int32_t timeout_ms) {
+    const long ms = timeout_ms % MS_PER_S;
+    timespec deadline{};
+    deadline.tv_nsec = ((now.tv_nsec / NS_PER_US + ms * US_PER_MS) % US_PER_S) * NS_PER_US;
+    deadline.tv_sec =
+        now.tv_sec + timeout_ms / MS_PER_S + (now.tv_nsec / NS_PER_MS + ms) / MS_PER_S;
+    return deadline;
+}
+
+int32_t hi3861l_send_data(const hi3861l_msg* msg) {
+    const size_t size = HI3861L_FRAME_HEAD_SIZE + msg->len;
+    auto* const frame = static_cast<uint8_t*>(malloc(size));
+    if (frame == nullptr) {
+        QnLogPrint(QN_LOG_ERROR, HI3861L_TAG, HI3861L_SOURCE, __func__, __LINE__,
+                   "malloc failed\n");
+        return -1;
+    }
+    write_frame(frame, size, msg);
+    int32_t result = 0;
+    if (hi_channel_send_to_dev(frame, static_cast<int32_t>(size)) != 0) {
+        QnLogPrint(QN_LOG_ERROR, HI3861L_TAG, HI3861L_SOURCE, __func__, __LINE__,
+                   "hi_channel_send_to_dev failed\n");
+        result = -1;
+    }
+    free(frame);
+    return result;
+}
+
+int32_t hi3861l_send_msg_async(const hi3861l_msg* msg) {
+    pthread_mutex_lock(&g_hi3861l.request_lock);
+    const int32_t result = hi3861l_send_data(msg);
+    if (result != 0) {
+        QnLogPrint(QN_LOG_ERROR, HI3861L_TAG, HI3861L_SOURCE, __func__, __LINE__,
+                   "hi3861l_send_data failed\n");
+    }
+    pthread_mutex_unlock(&g_hi3861l.request_lock);
+    return result;
+}
+
+// The reply lock is held from the announcement to the wait, so a reply cannot slip in between.
+int32_t hi3861l_send_msg_sync(const hi3861l_msg* request, hi3861l_msg* reply, int32_t timeout_ms) {
+    pthread_mutex_lock(&g_hi3861l.request_lock);
+    pthread_mutex_lock(&g_hi3861l.reply_lock);
+    g_hi3861l.pending = *reply;
+    int32_t result = -1;
+    if (hi3861l_send_data(request) != 0) {
+        QnLogPrint(QN_LOG_ERROR, HI3861L_TAG, HI3861L_SOURCE, __func__, __LINE__,
+                   "hi3861l_send_data failed\n");
+    } else {
+        result = wait_for_reply(reply, timeout_ms);
+    }
+    pthread_mutex_unlock(&g_hi3861l.reply_lock);
+    pthread_mutex_unlock(&g_hi3861l.request_lock);
+    return result;
+}
