@@ -1,0 +1,36 @@
+// The table of the daemon's services, and their registration on the bus.
+#ifndef SERVICE_TABLE_H
+#define SERVICE_TABLE_H
+
+#include "bus_handler.h"
+#include "dbus_socket_common.h"
+#include "quon_mcu_services.h"
+
+// The function of one service; the kind in the service's name says which one it is.
+union service_handler {
+    method_handler* method;
+    signal_handler* signal;
+
+    constexpr service_handler() : method(nullptr) {}
+    constexpr service_handler(method_handler* handler) : method(handler) {}
+    constexpr service_handler(signal_handler* handler) : signal(handler) {}
+};
+
+struct bus_service {
+    const char* name;  // shorter than DBUS_NAME_SIZE; begins with "method" or "signal"
+    service_handler handler;
+};
+
+// In registration order; the last entry is an empty one that nobody uses.
+extern const bus_service quon_mcu_bus_services[QUON_MCU_SERVICE_COUNT + 1];
+
+// Registers the first `count` services (at most DBUS_INTERFACE_MAX) of `table` under
+// QUON_MCU_BUS_NAME. Returns 0, or -1 with a log line and everything released, when `*handle` must
+// not be used any more.
+int32_t quon_mcu_dbus_server_init(DbusInfo** handle, const bus_service* table, int32_t count);
+
+// Takes the registration down and clears `*handle`. Returns 0, or -1 with a log line and `*handle`
+// as it was.
+int32_t quon_mcu_dbus_server_deinit(DbusInfo** handle);
+
+#endif

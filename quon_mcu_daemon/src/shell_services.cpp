@@ -1,0 +1,54 @@
+#include "shell_services.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "daemon_log.h"
+#include "dbus_socket_common.h"
+#include "quon_platform.h"
+
+namespace {
+
+// A request may fill its payload area without a terminator.
+struct command_text {
+    char text[DBUS_DATA_SIZE + 1];
+
+    explicit command_text(const uint8_t* request) {
+        const size_t length = strnlen(reinterpret_cast<const char*>(request), DBUS_DATA_SIZE);
+        memcpy(text, request, length);
+        text[length] = '\0';
+    }
+};
+
+}  // namespace
+
+int32_t system_call(const uint8_t* request, int32_t, uint8_t* reply, int32_t) {
+    int status = 0;
+    if (request != nullptr) {
+        const command_text command(request);
+        DAEMON_LOG(QN_LOG_INFO, "exec: %s\n", command.text);
+        status = system(command.text);
+    }
+    if (reply == nullptr) {
+        return 0;
+    }
+    return sprintf(reinterpret_cast<char*>(reply), "%d", status);
+}
+
+int32_t popen_call(const uint8_t* request, int32_t, uint8_t* reply, int32_t reply_capacity) {
+    if (request == nullptr) {
+        return 0;
+    }
+    const command_text command(request);
+    DAEMON_LOG(QN_LOG_INFO, "exec: %s\n", command.text);
+    FILE* stream = popen(command.text, "r");
+    if (stream == nullptr) {
+        DAEMON_LOG(QN_LOG_ERROR, "popen error:%s\n", command.text);
+        return -1;
+    }
+    quon_close_on_exec(fileno(stream));
+    const size_t count = fread(reply, 1, static_cast<size_t>(reply_capacity), stream);
+    pclose(stream);
+    return static_cast<int32_t>(count);
+}
