@@ -83,6 +83,9 @@ typedef struct DbusInfo {
     pthread_t spare_thread;       // never filled: intended
     pthread_t listen_thread;
     pthread_mutex_t mutex;  // result writes, method_list, client_fd
+    // The calling side's own; accessed atomically.
+    int32_t client_state;              // of the method thread
+    struct DbusMethodNode* abandoned;  // ended calls that could not leave method_list in time
 } DbusInfo;
 
 // Returns a cleared record with `count` cleared entries (none when count is 0 or less; at most

@@ -1,0 +1,147 @@
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "dbus_internal.h"
+#include "securec.h"
+
+namespace {
+
+using namespace quon::dbus;
+
+constexpr int kBacklog = 5;
+
+void close_listener(DbusInfo* info) {
+    close(info->listen_fd);
+    info->listen_fd = 0;
+}
+
+bool bind_listener(DbusInfo* info) {
+    snprintf_s(info->path, sizeof(info->path), sizeof(info->path) - 1, DBUS_SOCKET_PATH_FORMAT,
+               info->name);
+    unlink(info->path);
+    sockaddr_un address;
+    set_address(&address, info->path);
+    if (bind(info->listen_fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) < 0) {
+        printf("Cannot bind server socket (%s)\n", info->path);
+        close_listener(info);
+        return false;
+    }
+    if (listen(info->listen_fd, kBacklog) < 0) {
+        puts("Cannot listen the client connect request");
+        close_listener(info);
+        unlink(info->path);
+        return false;
+    }
+    return true;
+}
+
+bool start_server_role(DbusInfo* info) {
+    info->listen_fd = open_socket();
+    if (info->listen_fd < 0) {
+        puts(kNoSocket);
+        info->listen_fd = 0;
+        return false;
+    }
+    if (!bind_listener(info)) {
+        return false;
+    }
+    if (pthread_create(&info->listen_thread, nullptr, Dbus_Listen_Thread, info) != 0) {
+        info->listen_thread = 0;  // nobody is told: intended
+    }
+    return true;
+}
+
+bool start_client_role(DbusInfo* info) {
+    info->client_fd = open_socket();
+    if (info->client_fd < 0) {
+        puts(kNoSocket);
+        info->client_fd = 0;
+        return false;
+    }
+    sockaddr_un address;
+    set_address_of(&address, info->server_name);
+    if (!connect_patiently(info->client_fd, address, connect_pause)) {
+        printf("Cannot connect to the server (%s) timeout\n", info->server_name);
+        close(info->client_fd);
+        info->client_fd = 0;
+        return false;
+    }
+    start_method_thread(info);
+    return true;
+}
+
+// The slot of a thread that was never started holds zero, which names no thread.
+void cancel_thread(pthread_t thread) {
+    if (thread != 0) {
+        pthread_cancel(thread);
+    }
+}
+
+}  // namespace
+
+DbusInfo* DbusInfo_Alloc(int32_t count) {
+    auto* info = static_cast<DbusInfo*>(malloc(sizeof(DbusInfo)));
+    if (info == nullptr) {
+        printf("%s malloc DbusInfo error\n", __func__);
+        return nullptr;
+    }
+    memset_s(info, sizeof(*info), 0, sizeof(*info));
+    info->count = count;
+    for (int32_t i = 0; i < count; i++) {
+        auto* entry = static_cast<DbusInterface*>(malloc(sizeof(DbusInterface)));
+        if (entry == nullptr) {
+            printf("%s malloc DbusInterface error\n", __func__);
+            free(info);  // the entries made so far leak: intended
+            return nullptr;
+        }
+        info->interfaces[i] = entry;
+        memset_s(entry, sizeof(*entry), 0, sizeof(*entry));
+    }
+    return info;
+}
+
+void DbusInfo_Free(DbusInfo* info) {
+    if (info == nullptr) {
+        return;
+    }
+    release_abandoned(info);
+    for (int32_t i = 0; i < info->count; i++) {
+        free(info->interfaces[i]);
+    }
+    free(info);
+}
+
+int32_t Dbus_Register(DbusInfo* info) {
+    pthread_mutex_init(&info->mutex, nullptr);
+    if (info->count != 0 && !start_server_role(info)) {
+        return -1;
+    }
+    if (info->server_name[0] != '\0' && !start_client_role(info)) {
+        return -1;
+    }
+    return 0;
+}
+
+int32_t Dbus_UnRegister(DbusInfo* info) {
+    if (info->count != 0) {
+        cancel_thread(info->spare_thread);  // not the listen thread, which runs on: intended
+    }
+    cancel_thread(info->method_thread);
+    // A reconnection that was cancelled just now lets go of the mutex at once.
+    pthread_mutex_lock(&info->mutex);
+    pthread_mutex_unlock(&info->mutex);
+    pthread_mutex_destroy(&info->mutex);
+    if (info->listen_fd != 0) {
+        close(info->listen_fd);
+    }
+    if (info->client_fd != 0) {
+        close(info->client_fd);
+    }
+    if (info->path[0] != '\0') {
+        unlink(info->path);
+    }
+    return 0;
+}

@@ -1,0 +1,118 @@
+#include <errno.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include "dbus_internal.h"
+#include "quon_platform.h"
+#include "securec.h"
+
+namespace quon::dbus {
+
+namespace {
+
+constexpr int kConnectAttempts = 100;
+constexpr useconds_t kConnectPauseUs = 50'000;
+// How long one attempt waits for a server that listens but whose queue is full. Without a bound
+// such a server (a stopped process) would hold the caller for ever.
+constexpr suseconds_t kBriefWaitUs = 1'000;
+constexpr suseconds_t kPatientWaitUs = 999'999;
+
+// Room for a record: the kernel doubles the value. A write of up to half of the doubled size goes
+// into one kernel buffer, so that a record is taken whole or (EAGAIN) not at all, whatever is
+// queued already. Readiness for writing is reported once less than a quarter is in use.
+constexpr int kSendBuffer = 64 * 1024;
+
+bool attempt(int fd, const sockaddr_un& address, suseconds_t wait_us) {
+    const timeval bound{0, wait_us};
+    const timeval none{0, 0};
+    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &bound, sizeof(bound));
+    const bool connected =
+        connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &none, sizeof(none));
+    return connected;
+}
+
+// The numbers 0 to 2 can be free when the process was started without standard streams. 0 means
+// "none" in a registration, and whatever is printed would go to 1 and 2.
+int clear_of_standard_streams(int fd) {
+    if (fd < 0 || fd > STDERR_FILENO) {
+        return fd;
+    }
+    const int moved = fcntl(fd, F_DUPFD, STDERR_FILENO + 1);
+    close(fd);
+    return moved;
+}
+
+}  // namespace
+
+int open_socket() {
+    return prepare_socket(socket(AF_UNIX, SOCK_STREAM, 0));
+}
+
+int prepare_socket(int fd) {
+    fd = quon_close_on_exec(clear_of_standard_streams(fd));
+    if (fd >= 0) {
+        setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof(kSendBuffer));
+    }
+    return fd;
+}
+
+void set_address(sockaddr_un* address, const char* path) {
+    memset_s(address, sizeof(*address), 0, sizeof(*address));
+    address->sun_family = AF_UNIX;
+    snprintf_s(address->sun_path, sizeof(address->sun_path), sizeof(address->sun_path) - 1, "%s",
+               path);
+}
+
+void set_address_of(sockaddr_un* address, const char* name) {
+    char path[DBUS_PATH_SIZE];
+    snprintf_s(path, sizeof(path), sizeof(path) - 1, DBUS_SOCKET_PATH_FORMAT, name);
+    set_address(address, path);
+}
+
+bool connect_patiently(int fd, const sockaddr_un& address, PauseFunction pause) {
+    for (int i = 0; i < kConnectAttempts; i++) {
+        if (attempt(fd, address, kBriefWaitUs)) {
+            return true;
+        }
+        pause();
+    }
+    return false;
+}
+
+bool connect_once(int fd, const sockaddr_un& address) {
+    return attempt(fd, address, kPatientWaitUs);
+}
+
+void connect_pause() {
+    usleep(kConnectPauseUs);
+}
+
+Sent send_record(int fd, const DbusMsg* record) {
+    const ssize_t sent = send(fd, record, sizeof(*record), MSG_DONTWAIT | MSG_NOSIGNAL);
+    if (sent == static_cast<ssize_t>(sizeof(*record))) {
+        return Sent::kWhole;
+    }
+    if (sent < 0) {
+        return errno == EAGAIN || errno == EINTR ? Sent::kNoRoom : Sent::kFailed;
+    }
+    // Possible only where the send buffer could not be made large enough. A peer that reads on
+    // would take the next record from its middle: end the connection instead.
+    shutdown(fd, SHUT_RDWR);
+    return Sent::kFailed;
+}
+
+void wait_for_room(int fd, int bound_ms) {
+    pollfd ready{fd, POLLOUT, 0};
+    poll(&ready, 1, bound_ms);
+}
+
+bool same_name(const char* one, const char* other) {
+    return strncmp(one, other, DBUS_NAME_SIZE) == 0;
+}
+
+}  // namespace quon::dbus
