@@ -1,0 +1,106 @@
+// call, send: one request with a raw payload.
+#include "quon_mcu/bus_session.h"
+#include "quon_mcu/command.h"
+#include "quon_mcu/failure.h"
+#include "quon_mcu/names.h"
+#include "quon_mcu/present.h"
+
+namespace quon::client {
+namespace {
+
+struct request_words {
+    std::string name;
+    std::vector<std::string> hex;
+};
+
+octets payload_of(const request_words& words) {
+    octets payload;
+    for (const std::string& each : words.hex) {
+        const octets piece = parse_hex(each);
+        payload.insert(payload.end(), piece.begin(), piece.end());
+    }
+    return payload;
+}
+
+const catalog::service& service_of_kind(const std::string& name, catalog::service_kind kind) {
+    const catalog::service& service = service_named(name);
+    if (service.kind != kind) {
+        const bool is_signal = service.kind == catalog::service_kind::signal;
+        throw failure(exit_status::usage, std::string(service.name) +
+                                              (is_signal ? " is a signal: use 'quon-mcu send "
+                                                         : " is a method: use 'quon-mcu call ") +
+                                              name + "'");
+    }
+    return service;
+}
+
+void show_answer(output& out, const catalog::service& service, const answer& got) {
+    const std::string hex = catalog::to_hex(got.payload);
+    const std::string length = std::to_string(got.payload.size());
+    switch (out.mode) {
+        case output_mode::people:
+            out.write(aligned(
+                {{"result", std::to_string(got.result)}, {"length", length}, {"hex", hex}}));
+            break;
+        case output_mode::json: {
+            json document = {{"service", service.name},
+                             {"result", got.result},
+                             {"length", got.payload.size()},
+                             {"hex", hex}};
+            if (got.result >= 0) {
+                document["fields"] = fields_json(*service.reply, got.payload);
+            }
+            out.line(dump(document));
+            break;
+        }
+        case output_mode::hex:
+            out.line(hex);
+            break;
+        case output_mode::raw:
+            out.write(got.payload);
+            break;
+    }
+}
+
+void call(context& ctx, const request_words& words) {
+    const catalog::service& service = service_of_kind(words.name, catalog::service_kind::method);
+    const octets payload = payload_of(words);
+    bus_session bus(ctx.timeout_ms);
+    const answer got = bus.call(service, payload);
+    if (got.result >= 0 || ctx.out.mode == output_mode::people ||
+        ctx.out.mode == output_mode::json) {
+        show_answer(ctx.out, service, got);
+    }
+    if (got.result < 0) {
+        throw failure(exit_status::failure, std::string(service.name) +
+                                                ": the service failed, result " +
+                                                std::to_string(got.result));
+    }
+}
+
+void send(context& ctx, const request_words& words) {
+    const catalog::service& service = service_of_kind(words.name, catalog::service_kind::signal);
+    const octets payload = payload_of(words);
+    bus_session bus(ctx.timeout_ms);
+    bus.send(service, payload);
+    show_sent(ctx.out, service, payload);
+}
+
+void add_request(CLI::App& app, context& ctx, const std::string& verb, const std::string& meaning,
+                 void (*action)(context&, const request_words&)) {
+    const auto words = std::make_shared<request_words>();
+    CLI::App* command =
+        add_command(app, ctx, verb, meaning, [&ctx, words, action] { action(ctx, *words); });
+    command->add_option("NAME", words->name, "Service, full or short (get.time)")->required();
+    command->add_option("HEX", words->hex, "Payload in hexadecimal");
+}
+
+}  // namespace
+
+void add_request_commands(CLI::App& app, context& ctx) {
+    add_request(app, ctx, "call", "Call a method with a raw payload; show result, length and hex",
+                call);
+    add_request(app, ctx, "send", "Send a signal with a raw payload", send);
+}
+
+}  // namespace quon::client
