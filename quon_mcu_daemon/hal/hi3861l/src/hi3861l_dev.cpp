@@ -26,8 +26,8 @@ constinit hi3861l_context g_hi3861l{
 
 namespace {
 
-constexpr char PRINT_SOURCE[] = "quon_mcu_daemon/hal/hi3861l/src/hi3861l_dev";
-constexpr size_t COMMAND_SIZE = 384;
+constexpr char kPrintSource[] = "quon_mcu_daemon/hal/hi3861l/src/hi3861l_dev";
+constexpr size_t kCommandSize = 384;
 
 // What init finds: the locks of process start, or what deinit left behind. One thread only.
 bool g_locks_destroyed = false;
@@ -71,14 +71,14 @@ void init_context() {
 }
 
 int32_t sample_wlan_init_up() {
-    char command[COMMAND_SIZE] = {};
+    char command[kCommandSize] = {};
     if (snprintf_s(command, sizeof(command), sizeof(command) - 1, "ifconfig %s up",
                    HI3861L_INTERFACE) < 0) {
-        printf("[%s][%s][l:%d],snprintf_s fail\n\r\n", PRINT_SOURCE, __func__, __LINE__);
+        printf("[%s][%s][l:%d],snprintf_s fail\n\r\n", kPrintSource, __func__, __LINE__);
         return -1;
     }
     if (system(command) == -1) {
-        printf("[%s][%s][l:%d],%s up error\n\r\n", PRINT_SOURCE, __func__, __LINE__,
+        printf("[%s][%s][l:%d],%s up error\n\r\n", kPrintSource, __func__, __LINE__,
                HI3861L_INTERFACE);
         return -1;
     }
@@ -104,11 +104,11 @@ int32_t hi3861l_failed(const char* function, int line, const char* reason) {
 int32_t hi3861l_api_init() {
     init_context();
     if (sample_wlan_init_up() != 0) {
-        printf("[%s][%s][l:%d],sample_wlan_init_up is fail\n\r\n", PRINT_SOURCE, __func__,
+        printf("[%s][%s][l:%d],sample_wlan_init_up is fail\n\r\n", kPrintSource, __func__,
                __LINE__);
     }
     if (hi_channel_init() != 0) {
-        printf("[%s][%s][l:%d],hi_channel_init is fail\n\r\n", PRINT_SOURCE, __func__, __LINE__);
+        printf("[%s][%s][l:%d],hi_channel_init is fail\n\r\n", kPrintSource, __func__, __LINE__);
     }
     (void)hi_channel_register_rx_cb(hi3861l_rx_callback);
     hi3861l_event_init();

@@ -10,10 +10,10 @@
 
 namespace {
 
-constexpr char RESOLV_CONF[] = "/etc/resolv.conf";
-constexpr size_t COMMAND_SIZE = 128;
-constexpr size_t ADDRESS_SIZE = 16;
-constexpr int32_t IP_INFO_TIMEOUT_MS = 1000;
+constexpr char kResolvConf[] = "/etc/resolv.conf";
+constexpr size_t kCommandSize = 128;
+constexpr size_t kAddressSize = 16;
+constexpr int32_t kIpInfoTimeoutMs = 1000;
 
 static_assert(offsetof(hi3861l_net_info, netmask) == 4);
 static_assert(offsetof(hi3861l_net_info, gateway) == 8);
@@ -27,7 +27,7 @@ bool is_zero(const uint8_t (&octets)[Size]) {
 }
 
 struct address_text {
-    char text[ADDRESS_SIZE];
+    char text[kAddressSize];
 
     bool empty() const { return text[0] == '\0'; }
     bool operator==(const address_text& other) const { return strcmp(text, other.text) == 0; }
@@ -44,13 +44,13 @@ address_text name_server(const uint8_t (&ip)[4]) {
 
 // --- the update, on the receive thread
 
-constexpr char UPDATE_NAME[] = "hi3861l_update_ip_info";
+constexpr char kUpdateName[] = "hi3861l_update_ip_info";
 
 // Only a command that could not be run at all counts as failed; its exit status does not matter.
-bool run(const char (&command)[COMMAND_SIZE]) {
-    QnLogPrint(QN_LOG_INFO, HI3861L_TAG, HI3861L_SOURCE, UPDATE_NAME, __LINE__, "%s\n", command);
+bool run(const char (&command)[kCommandSize]) {
+    QnLogPrint(QN_LOG_INFO, HI3861L_TAG, HI3861L_SOURCE, kUpdateName, __LINE__, "%s\n", command);
     if (system(command) == -1) {
-        QnLogPrint(QN_LOG_ERROR, HI3861L_TAG, HI3861L_SOURCE, UPDATE_NAME, __LINE__, "%s failed\n",
+        QnLogPrint(QN_LOG_ERROR, HI3861L_TAG, HI3861L_SOURCE, kUpdateName, __LINE__, "%s failed\n",
                    command);
         return false;
     }
@@ -58,7 +58,7 @@ bool run(const char (&command)[COMMAND_SIZE]) {
 }
 
 bool take_interface_down() {
-    char command[COMMAND_SIZE] = {};
+    char command[kCommandSize] = {};
     snprintf(command, sizeof(command), "ifconfig %s down", HI3861L_INTERFACE);
     return run(command);
 }
@@ -82,11 +82,11 @@ bool apply_mac(const uint8_t (&mac)[6]) {
         return true;
     }
     if (is_zero(mac)) {
-        QnLogPrint(QN_LOG_ERROR, HI3861L_TAG, HI3861L_SOURCE, UPDATE_NAME, __LINE__,
+        QnLogPrint(QN_LOG_ERROR, HI3861L_TAG, HI3861L_SOURCE, kUpdateName, __LINE__,
                    "mac is invalid\n");
         return false;
     }
-    char command[COMMAND_SIZE] = {};
+    char command[kCommandSize] = {};
     snprintf(command, sizeof(command), "ifconfig %s hw ether %x:%x:%x:%x:%x:%x", HI3861L_INTERFACE,
              mac[0], mac[1], mac[2], mac[3], mac[4], mac[5]);
     if (!run(command)) {
@@ -97,7 +97,7 @@ bool apply_mac(const uint8_t (&mac)[6]) {
 }
 
 bool apply_address(const uint8_t (&ip)[4], const uint8_t (&netmask)[4]) {
-    char command[COMMAND_SIZE] = {};
+    char command[kCommandSize] = {};
     snprintf(command, sizeof(command), "ifconfig %s %d.%d.%d.%d netmask %d.%d.%d.%d",
              HI3861L_INTERFACE, ip[0], ip[1], ip[2], ip[3], netmask[0], netmask[1], netmask[2],
              netmask[3]);
@@ -105,14 +105,14 @@ bool apply_address(const uint8_t (&ip)[4], const uint8_t (&netmask)[4]) {
 }
 
 bool apply_gateway(const uint8_t (&gateway)[4]) {
-    char command[COMMAND_SIZE] = {};
+    char command[kCommandSize] = {};
     snprintf(command, sizeof(command), "route add default gw %d.%d.%d.%d dev %s", gateway[0],
              gateway[1], gateway[2], gateway[3], HI3861L_INTERFACE);
     return run(command);
 }
 
 bool bring_interface_up() {
-    char command[COMMAND_SIZE] = {};
+    char command[kCommandSize] = {};
     snprintf(command, sizeof(command), "ifconfig %s up", HI3861L_INTERFACE);
     return run(command);
 }
@@ -127,10 +127,10 @@ void hi3861l_update_dns(const hi3861l_net_info* info) {
     const address_text a = name_server(info->dns1);
     const address_text b = name_server(info->dns2);
     const address_text c = name_server(info->gateway);
-    FILE* const file = fopen(RESOLV_CONF, "wb");
+    FILE* const file = fopen(kResolvConf, "wb");
     if (file == nullptr) {
         QnLogPrint(QN_LOG_ERROR, HI3861L_TAG, HI3861L_SOURCE, __func__, __LINE__,
-                   "fopen %s failed\n", RESOLV_CONF);
+                   "fopen %s failed\n", kResolvConf);
         return;
     }
     (void)quon_close_on_exec(fileno(file));
@@ -193,7 +193,7 @@ int32_t hi3861l_get_ip_info(uint8_t* out) {
     }
     const hi3861l_msg request{.type = HI3861L_GET_NET_INFO, .payload = {}, .len = 0};
     hi3861l_msg reply = request;
-    if (hi3861l_send_msg_sync(&request, &reply, IP_INFO_TIMEOUT_MS) != 0) {
+    if (hi3861l_send_msg_sync(&request, &reply, kIpInfoTimeoutMs) != 0) {
         return hi3861l_failed(__func__, __LINE__, "hi3861l_send_msg_sync failed");
     }
     (void)memcpy_s(out, MCU_REPLY_AREA_SIZE, reply.payload, reply.len);

@@ -11,8 +11,8 @@ static_assert(MCU_REPLY_AREA_SIZE == HI3861L_PAYLOAD_SIZE);
 
 namespace {
 
-constexpr int32_t WAKEUP_INFO_TIMEOUT_MS = 2000;
-constexpr int32_t WIFI_SCANF_INFO_TIMEOUT_MS = 2000;
+constexpr int32_t kWakeupInfoTimeoutMs = 2000;
+constexpr int32_t kWifiScanfInfoTimeoutMs = 2000;
 
 // Fills `reply`. `body` has `size` bytes.
 int32_t exchange(const hi3861l_query& query, const void* body, uint32_t size, hi3861l_msg* reply) {
@@ -80,7 +80,7 @@ int32_t hi3861l_api_get_wakeup_info(uint8_t* record) {
         return hi3861l_failed(__func__, __LINE__, "param is invalid");
     }
     hi3861l_msg reply;
-    if (exchange({HI3861L_GET_WAKEUP_INFO, WAKEUP_INFO_TIMEOUT_MS, __func__}, nullptr, 0, &reply) !=
+    if (exchange({HI3861L_GET_WAKEUP_INFO, kWakeupInfoTimeoutMs, __func__}, nullptr, 0, &reply) !=
         0) {
         return -1;
     }
@@ -94,7 +94,7 @@ int32_t hi3861l_api_get_wifi_scanf_info(uint8_t selector, uint8_t* record) {
         return hi3861l_failed(__func__, __LINE__, "param is invalid");
     }
     hi3861l_msg reply;
-    if (exchange({HI3861L_GET_WIFI_SCANF_INFO, WIFI_SCANF_INFO_TIMEOUT_MS, __func__}, &selector,
+    if (exchange({HI3861L_GET_WIFI_SCANF_INFO, kWifiScanfInfoTimeoutMs, __func__}, &selector,
                  sizeof(selector), &reply) != 0) {
         return -1;
     }

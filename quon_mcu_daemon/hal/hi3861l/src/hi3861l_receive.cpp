@@ -7,9 +7,9 @@
 
 namespace {
 
-constexpr unsigned char DUMP_WIDTH = 16;
-constexpr int EVENT_QUEUE_DEPTH = 10;
-constexpr unsigned EVENT_QUEUE_FLAGS = 0;  // no condition variable: nobody waits
+constexpr unsigned char kDumpWidth = 16;
+constexpr int kEventQueueDepth = 10;
+constexpr unsigned kEventQueueFlags = 0;  // no condition variable: nobody waits
 
 // The answers of a firmware upgrade would flood the log.
 bool is_dumped(uint8_t type) {
@@ -84,7 +84,7 @@ hi3861l_msg hi3861l_decode(const uint8_t* data, int32_t len) {
 
 void hi3861l_msg_dispatch(const uint8_t* data, int32_t len) {
     if (is_dumped(data[0])) {
-        QnLogHexDump("recv msg", DUMP_WIDTH, data, static_cast<unsigned short>(len));
+        QnLogHexDump("recv msg", kDumpWidth, data, static_cast<unsigned short>(len));
     }
     const hi3861l_msg msg = hi3861l_decode(data, len);
     take_event(msg);
@@ -99,8 +99,8 @@ int32_t hi3861l_rx_callback(const uint8_t* data, int32_t len) {
 }
 
 void hi3861l_event_init() {
-    QN_QUEUE* const queue = QN_QUEUE_Create(sizeof(hi3861l_event), EVENT_QUEUE_DEPTH,
-                                            EVENT_QUEUE_FLAGS, "hi3861 event");
+    QN_QUEUE* const queue =
+        QN_QUEUE_Create(sizeof(hi3861l_event), kEventQueueDepth, kEventQueueFlags, "hi3861 event");
     if (queue == nullptr) {
         QnLogPrint(QN_LOG_ERROR, HI3861L_TAG, HI3861L_SOURCE, __func__, __LINE__,
                    "QN_QUEUE_Create failed\n");

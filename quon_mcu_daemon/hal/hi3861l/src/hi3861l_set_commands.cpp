@@ -7,8 +7,8 @@
 
 namespace {
 
-constexpr int32_t UPGRADE_TIMEOUT_MS = 3000;
-constexpr int32_t TIME_YEAR_BASE = 2000;
+constexpr int32_t kUpgradeTimeoutMs = 3000;
+constexpr int32_t kTimeYearBase = 2000;
 
 void write_le32(uint8_t* bytes, uint32_t value) {
     for (uint32_t i = 0; i < sizeof(value); i++) {
@@ -60,7 +60,7 @@ int32_t hi3861l_api_set_time(const uint8_t* time) {
     int8_t part[6];
     memcpy(part, time, sizeof(part));
     QnLogPrint(QN_LOG_INFO, HI3861L_TAG, HI3861L_SOURCE, __func__, __LINE__,
-               "time: %04d-%02d-%02d %02d:%02d:%02d\n", part[0] + TIME_YEAR_BASE, part[1], part[2],
+               "time: %04d-%02d-%02d %02d:%02d:%02d\n", part[0] + kTimeYearBase, part[1], part[2],
                part[3], part[4], part[5]);
     return 0;
 }
@@ -89,7 +89,7 @@ int32_t hi3861l_api_upg_start(uint8_t first, uint32_t second) {
     hi3861l_msg request{.type = HI3861L_UPG_START, .payload = {first}, .len = MCU_UPG_START_SIZE};
     write_le32(request.payload + 1, second);
     hi3861l_msg reply{.type = HI3861L_UPG_START, .payload = {}, .len = 0};
-    if (hi3861l_send_msg_sync(&request, &reply, UPGRADE_TIMEOUT_MS) != 0) {
+    if (hi3861l_send_msg_sync(&request, &reply, kUpgradeTimeoutMs) != 0) {
         return hi3861l_failed(__func__, __LINE__, "hi3861l_send_msg_sync failed");
     }
     return 0;
@@ -101,7 +101,7 @@ int32_t hi3861l_api_upg_transmit(const uint8_t* block) {
     }
     const hi3861l_msg request = make_block_request(block);
     hi3861l_msg reply{.type = HI3861L_UPG_TRANSMIT, .payload = {}, .len = 0};
-    if (hi3861l_send_msg_sync(&request, &reply, UPGRADE_TIMEOUT_MS) != 0) {
+    if (hi3861l_send_msg_sync(&request, &reply, kUpgradeTimeoutMs) != 0) {
         return hi3861l_failed(__func__, __LINE__, "hi3861l_send_msg_sync failed");
     }
     return reply.payload[HI3861L_UPG_ANSWER_OFFSET] == HI3861L_UPG_ACCEPTED ? 0 : -1;

@@ -7,11 +7,11 @@
 
 namespace {
 
-constexpr long NS_PER_US = 1000;
-constexpr long NS_PER_MS = 1000000;
-constexpr long US_PER_MS = 1000;
-constexpr long US_PER_S = 1000000;
-constexpr int32_t MS_PER_S = 1000;
+constexpr long kNsPerUs = 1000;
+constexpr long kNsPerMs = 1000000;
+constexpr long kUsPerMs = 1000;
+constexpr long kUsPerS = 1000000;
+constexpr int32_t kMsPerS = 1000;
 
 void write_frame(uint8_t* frame, size_t size, const hi3861l_msg* msg) {
     (void)memset_s(frame, size, 0, size);
@@ -43,11 +43,10 @@ int32_t wait_for_reply(hi3861l_msg* reply, int32_t timeout_ms) {
 }  // namespace
 
 timespec hi3861l_deadline(timespec now, int32_t timeout_ms) {
-    const long ms = timeout_ms % MS_PER_S;
+    const long ms = timeout_ms % kMsPerS;
     timespec deadline{};
-    deadline.tv_nsec = ((now.tv_nsec / NS_PER_US + ms * US_PER_MS) % US_PER_S) * NS_PER_US;
-    deadline.tv_sec =
-        now.tv_sec + timeout_ms / MS_PER_S + (now.tv_nsec / NS_PER_MS + ms) / MS_PER_S;
+    deadline.tv_nsec = ((now.tv_nsec / kNsPerUs + ms * kUsPerMs) % kUsPerS) * kNsPerUs;
+    deadline.tv_sec = now.tv_sec + timeout_ms / kMsPerS + (now.tv_nsec / kNsPerMs + ms) / kMsPerS;
     return deadline;
 }
 

@@ -16,11 +16,11 @@
 
 namespace {
 
-constexpr char SOURCE[] = "quon_mcu_daemon/hal/hi3861l/src/channel/hichannel_host";
+constexpr char kSource[] = "quon_mcu_daemon/hal/hi3861l/src/channel/hichannel_host";
 
-constexpr int SOCKET_LEVEL_NETLINK = 270;    // SOL_NETLINK, which some C libraries do not name
-constexpr int RECEIVE_BUFFER_SIZE = 262144;  // hundreds of chip messages
-constexpr useconds_t PAUSE_US = 10;
+constexpr int kSocketLevelNetlink = 270;    // SOL_NETLINK, which some C libraries do not name
+constexpr int kReceiveBufferSize = 262144;  // hundreds of chip messages
+constexpr useconds_t kPauseUs = 10;
 
 static_assert(NLMSG_HDRLEN == HI_CHANNEL_HEADER_SIZE);
 static_assert(sizeof(nlmsghdr) == HI_CHANNEL_HEADER_SIZE);
@@ -78,8 +78,8 @@ sockaddr_nl address_of(uint32_t port) {
 // report it, and the buffer is made large so that it hardly happens. Both are wishes.
 void make_tolerant_of_bursts(int32_t socket) {
     const int on = 1;
-    (void)setsockopt(socket, SOCKET_LEVEL_NETLINK, NETLINK_NO_ENOBUFS, &on, sizeof(on));
-    const int size = RECEIVE_BUFFER_SIZE;
+    (void)setsockopt(socket, kSocketLevelNetlink, NETLINK_NO_ENOBUFS, &on, sizeof(on));
+    const int size = kReceiveBufferSize;
     if (setsockopt(socket, SOL_SOCKET, SO_RCVBUFFORCE, &size, sizeof(size)) != 0) {
         (void)setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &size, sizeof(size));
     }
@@ -89,7 +89,7 @@ void make_tolerant_of_bursts(int32_t socket) {
 int32_t open_socket(channel_context* context) {
     context->socket = quon_close_on_exec(socket(AF_NETLINK, SOCK_RAW, HI_CHANNEL_NETLINK_PROTOCOL));
     if (context->socket < 0) {
-        printf("[%s][%s][l:%d],create is fail:%s\n\r\n", SOURCE, "hi_channel_init", __LINE__,
+        printf("[%s][%s][l:%d],create is fail:%s\n\r\n", kSource, "hi_channel_init", __LINE__,
                strerror(errno));
         return -1;
     }
@@ -141,7 +141,7 @@ nlmsghdr* make_message(const uint8_t* data, int32_t len) {
 
 int32_t hi_channel_init(void) {
     if (get_context() != nullptr) {
-        printf("[%s][%s][l:%d],hi_channel_init is fail\n\r\n", SOURCE, __func__, __LINE__);
+        printf("[%s][%s][l:%d],hi_channel_init is fail\n\r\n", kSource, __func__, __LINE__);
         return -1;
     }
     auto* const context = static_cast<channel_context*>(malloc(sizeof(channel_context)));
@@ -172,7 +172,7 @@ int32_t hi_channel_register_rx_cb(hi_channel_rx_cb cb) {
     }
     pthread_mutex_unlock(&g_context_lock);
     if (!accepted) {
-        printf("[%s][%s][l:%d],hi_channel_register_rx_cb is fail\n\r\n", SOURCE, __func__,
+        printf("[%s][%s][l:%d],hi_channel_register_rx_cb is fail\n\r\n", kSource, __func__,
                __LINE__);
         return -1;
     }
@@ -181,19 +181,20 @@ int32_t hi_channel_register_rx_cb(hi_channel_rx_cb cb) {
 
 int32_t hi_channel_send_to_dev(const uint8_t* data, int32_t len) {
     if (data == nullptr || len < 1 || len > HI_CHANNEL_SEND_MAX) {
-        printf("[%s][%s][l:%d],sendto sata len:%d\n\r\n", SOURCE, __func__, __LINE__, len);
+        printf("[%s][%s][l:%d],sendto sata len:%d\n\r\n", kSource, __func__, __LINE__, len);
         return -1;
     }
     const sockaddr_nl kernel = address_of(HI_CHANNEL_KERNEL_PORT);
     nlmsghdr* const message = make_message(data, len);
     if (message == nullptr) {
-        printf("[%s][%s][l:%d],malloc mem is fail\n\r\n", SOURCE, __func__, __LINE__);
+        printf("[%s][%s][l:%d],malloc mem is fail\n\r\n", kSource, __func__, __LINE__);
         return -1;
     }
     const ssize_t sent = sendto(get_socket(), message, message->nlmsg_len, 0,
                                 reinterpret_cast<const sockaddr*>(&kernel), sizeof(kernel));
     if (sent < 0) {
-        printf("[%s][%s][l:%d],sendto error:%s\n\r\n", SOURCE, __func__, __LINE__, strerror(errno));
+        printf("[%s][%s][l:%d],sendto error:%s\n\r\n", kSource, __func__, __LINE__,
+               strerror(errno));
     }
     free(message);
     return sent < 0 ? -1 : 0;
@@ -202,7 +203,7 @@ int32_t hi_channel_send_to_dev(const uint8_t* data, int32_t len) {
 int32_t hi_channel_deinit(void) {
     channel_context* const context = get_context();
     if (context == nullptr) {
-        printf("[%s][%s][l:%d],hi_channel_deinit is fail\n\r\n", SOURCE, __func__, __LINE__);
+        printf("[%s][%s][l:%d],hi_channel_deinit is fail\n\r\n", kSource, __func__, __LINE__);
         return -1;
     }
     g_stop_flag.store(1, std::memory_order_relaxed);
@@ -228,12 +229,12 @@ void* hi_channel_host_thread(void* /*unused*/) {
         uint8_t message[HI_CHANNEL_RECEIVE_SIZE] = {};
         const ssize_t size = receive_message(socket, message, &from, &from_size);
         if (size < 0 && errno != EINTR) {
-            printf("[%s][%s][l:%d],recvfrom error! fd:%d\n\r\n", SOURCE, __func__, __LINE__,
+            printf("[%s][%s][l:%d],recvfrom error! fd:%d\n\r\n", kSource, __func__, __LINE__,
                    socket);
             break;
         }
         if (size <= HI_CHANNEL_HEADER_SIZE) {
-            usleep(PAUSE_US);
+            usleep(kPauseUs);
             continue;
         }
         deliver(message, size);
