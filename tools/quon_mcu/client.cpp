@@ -46,6 +46,8 @@ void add_output_options(CLI::App& app, context& ctx) {
 void add_commands(CLI::App& app, context& ctx) {
     add_object_commands(app, ctx);
     add_request_commands(app, ctx);
+    add_upgrade_command(app, ctx);
+    add_handoff_command(app, ctx);
 }
 
 std::vector<std::string> command_names(const CLI::App& app) {

@@ -19,9 +19,10 @@ struct context {
 // Runs one command line (without the program's name) and returns the exit status.
 int run(std::vector<std::string> words, output out);
 
-void add_catalog_commands(CLI::App& app, context& ctx);  // list, describe
-void add_request_commands(CLI::App& app, context& ctx);  // call, send
 void add_object_commands(CLI::App& app, context& ctx);   // get, set, log-level
+void add_request_commands(CLI::App& app, context& ctx);  // call, send
+void add_upgrade_command(CLI::App& app, context& ctx);
+void add_handoff_command(CLI::App& app, context& ctx);
 
 // Adds a command whose `action` runs once the whole line has been parsed without error.
 CLI::App* add_command(CLI::App& app, context& ctx, const std::string& name,

@@ -1,0 +1,243 @@
+// handoff: asks the daemon for a connected socket and relays over it.
+#include <arpa/inet.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+
+#include "quon_mcu/command.h"
+#include "quon_mcu/failure.h"
+#include "quon_mcu/file_descriptor.h"
+#include "quon_mcu/present.h"
+#include "quon_mcu/values.h"
+
+namespace quon::client {
+namespace {
+
+using steady = std::chrono::steady_clock;
+
+constexpr const char* default_socket = "/tmp/ws_socket";
+constexpr uint8_t give_connection = 0;
+constexpr uint8_t drop_connection = 1;
+constexpr uint8_t hand_over = 1;
+constexpr size_t hand_over_size = 8;
+
+struct handoff_words {
+    std::string peer;
+    std::string socket = default_socket;
+    bool drop = false;
+    bool no_relay = false;
+};
+
+[[noreturn]] void fail_with_errno(exit_status status, const std::string& what) {
+    throw failure(status, what + ": " + std::strerror(errno));
+}
+
+sockaddr_in parse_peer(const std::string& text) {
+    const size_t colon = text.rfind(':');
+    sockaddr_in peer{};
+    peer.sin_family = AF_INET;
+    if (colon == std::string::npos ||
+        inet_pton(AF_INET, text.substr(0, colon).c_str(), &peer.sin_addr) != 1) {
+        throw failure(exit_status::usage, "'" + text + "' is no ADDRESS:PORT, as 192.168.1.2:80");
+    }
+    const int64_t port = parse_number(std::string_view(text).substr(colon + 1), 1, UINT16_MAX);
+    peer.sin_port = htons(static_cast<uint16_t>(port));
+    return peer;
+}
+
+std::string shown(const sockaddr_in& peer) {
+    std::array<char, INET_ADDRSTRLEN> address{};
+    inet_ntop(AF_INET, &peer.sin_addr, address.data(), address.size());
+    return std::string(address.data()) + ":" + std::to_string(ntohs(peer.sin_port));
+}
+
+file_descriptor connect_locally(const std::string& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof(address.sun_path)) {
+        throw failure(exit_status::usage, "the socket's path is too long");
+    }
+    std::memcpy(address.sun_path, path.data(), path.size());
+    file_descriptor local(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (connect(local.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+        fail_with_errno(exit_status::no_daemon, "no daemon: " + path);
+    }
+    return local;
+}
+
+// Command, address in network order, port in the host's own order.
+void send_request(int local, uint8_t command, const sockaddr_in& peer) {
+    std::array<uint8_t, 7> request{command};
+    const uint16_t port = ntohs(peer.sin_port);
+    std::memcpy(&request[1], &peer.sin_addr.s_addr, 4);
+    std::memcpy(&request[5], &port, 2);
+    if (::send(local, request.data(), request.size(), MSG_NOSIGNAL) !=
+        static_cast<ssize_t>(request.size())) {
+        fail_with_errno(exit_status::no_daemon, "cannot send the request");
+    }
+}
+
+int milliseconds_until(steady::time_point deadline) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - steady::now());
+    return left.count() > 0 ? static_cast<int>(left.count()) : 0;
+}
+
+void wait_readable(int fd, int32_t timeout_ms) {
+    const auto deadline = steady::now() + std::chrono::milliseconds(timeout_ms);
+    pollfd entry{fd, POLLIN, 0};
+    int ready = 0;
+    do {
+        ready = poll(&entry, 1, milliseconds_until(deadline));
+    } while (ready < 0 && errno == EINTR);
+    if (ready <= 0) {
+        throw failure(exit_status::timed_out,
+                      "no connection within " + std::to_string(timeout_ms) + " ms");
+    }
+}
+
+file_descriptor received_descriptor(const msghdr& message) {
+    for (cmsghdr* each = CMSG_FIRSTHDR(&message); each != nullptr;
+         each = CMSG_NXTHDR(const_cast<msghdr*>(&message), each)) {
+        if (each->cmsg_level == SOL_SOCKET && each->cmsg_type == SCM_RIGHTS &&
+            each->cmsg_len == CMSG_LEN(sizeof(int))) {
+            int fd = -1;
+            std::memcpy(&fd, CMSG_DATA(each), sizeof(fd));
+            return file_descriptor(fd);
+        }
+    }
+    return file_descriptor(-1);
+}
+
+file_descriptor receive_connection(int local) {
+    std::array<uint8_t, hand_over_size> data{};
+    alignas(cmsghdr) std::array<uint8_t, CMSG_SPACE(sizeof(int))> control{};
+    iovec block{data.data(), data.size()};
+    msghdr message{};
+    message.msg_iov = &block;
+    message.msg_iovlen = 1;
+    message.msg_control = control.data();
+    message.msg_controllen = control.size();
+    const ssize_t got = recvmsg(local, &message, MSG_CMSG_CLOEXEC);
+    if (got == 0) {
+        throw failure(exit_status::no_daemon, "the daemon closed the hand-off socket");
+    }
+    if (got < 0) {
+        fail_with_errno(exit_status::no_daemon, "the hand-off socket");
+    }
+    file_descriptor remote = received_descriptor(message);
+    if (got != static_cast<ssize_t>(data.size()) || data[0] != hand_over || remote.get() < 0) {
+        throw failure(exit_status::malformed, "malformed hand-over message");
+    }
+    return remote;
+}
+
+sockaddr_in connected_peer(int remote, const std::string& wanted) {
+    sockaddr_in peer{};
+    socklen_t length = sizeof(peer);
+    if (getpeername(remote, reinterpret_cast<sockaddr*>(&peer), &length) != 0) {
+        throw failure(exit_status::failure,
+                      "no connection to " + wanted + ": the socket handed over is not connected");
+    }
+    return peer;
+}
+
+void write_fully(int fd, std::span<const uint8_t> bytes) {
+    while (!bytes.empty()) {
+        const ssize_t done = ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (done > 0) {
+            bytes = bytes.subspan(static_cast<size_t>(done));
+        } else if (errno == EAGAIN) {
+            pollfd entry{fd, POLLOUT, 0};
+            poll(&entry, 1, -1);
+        } else if (errno != EINTR) {
+            fail_with_errno(exit_status::failure, "the connection failed");
+        }
+    }
+}
+
+// Bytes read, 0 at the end, -1 when there was nothing to read after all.
+ssize_t read_some(int fd, std::span<uint8_t> room, const char* what) {
+    const ssize_t got = ::read(fd, room.data(), room.size());
+    if (got < 0 && errno != EAGAIN && errno != EINTR) {
+        fail_with_errno(exit_status::failure, what);
+    }
+    return got;
+}
+
+// Both ways until the peer closes; the end of standard input closes our direction only.
+void relay(output& out, int remote) {
+    std::array<uint8_t, 16384> room{};
+    std::array<pollfd, 2> watched{pollfd{remote, POLLIN, 0}, pollfd{STDIN_FILENO, POLLIN, 0}};
+    for (;;) {
+        if (poll(watched.data(), watched.size(), -1) < 0 && errno != EINTR) {
+            fail_with_errno(exit_status::failure, "poll");
+        }
+        if (watched[0].revents != 0) {
+            const ssize_t got = read_some(remote, room, "the connection failed");
+            if (got == 0) {
+                return;
+            }
+            out.write(std::span(room).first(static_cast<size_t>(std::max<ssize_t>(got, 0))));
+        }
+        if (watched[1].revents != 0) {
+            const ssize_t got = read_some(STDIN_FILENO, room, "standard input");
+            if (got == 0) {
+                shutdown(remote, SHUT_WR);
+                watched[1].fd = -1;
+            }
+            write_fully(remote,
+                        std::span(room).first(static_cast<size_t>(std::max<ssize_t>(got, 0))));
+        }
+    }
+}
+
+void show_peer(context& ctx, const handoff_words& words, const sockaddr_in& peer) {
+    if (!words.no_relay) {
+        ctx.out.note("connected to " + shown(peer));
+    } else if (ctx.out.mode == output_mode::json) {
+        ctx.out.line(dump({{"peer", shown(peer)}}));
+    } else {
+        ctx.out.line("connected to " + shown(peer));
+    }
+}
+
+void handoff(context& ctx, const handoff_words& words) {
+    if (words.peer.empty() != words.drop) {
+        throw failure(exit_status::usage, "handoff takes either ADDRESS:PORT or --drop");
+    }
+    const sockaddr_in wanted = words.drop ? sockaddr_in{} : parse_peer(words.peer);
+    const file_descriptor local = connect_locally(words.socket);
+    send_request(local.get(), words.drop ? drop_connection : give_connection, wanted);
+    if (words.drop) {
+        return;
+    }
+    wait_readable(local.get(), ctx.timeout_ms);
+    const file_descriptor remote = receive_connection(local.get());
+    show_peer(ctx, words, connected_peer(remote.get(), words.peer));
+    if (!words.no_relay) {
+        relay(ctx.out, remote.get());
+    }
+}
+
+}  // namespace
+
+void add_handoff_command(CLI::App& app, context& ctx) {
+    const auto words = std::make_shared<handoff_words>();
+    CLI::App* command = add_command(app, ctx, "handoff",
+                                    "Take over a connected socket and relay standard input and "
+                                    "output over it",
+                                    [&ctx, words] { handoff(ctx, *words); });
+    command->add_option("ADDRESS:PORT", words->peer, "The server, as 192.168.1.2:80");
+    command->add_flag("--no-relay", words->no_relay, "Only show the peer, then close");
+    command->add_flag("--drop", words->drop, "Have the daemon drop its connection instead");
+    command->add_option("--socket", words->socket, "The daemon's hand-off socket")
+        ->type_name("PATH");
+}
+
+}  // namespace quon::client
