@@ -1,0 +1,31 @@
+// The chip's clock: a calendar time that runs from the moment it was set.
+#pragma once
+
+#include <chrono>
+
+#include "bytes.h"
+
+namespace quon::sim {
+
+class chip_clock {
+  public:
+    using time_point = std::chrono::steady_clock::time_point;
+
+    // Takes a 10-byte time record. A record whose first six bytes are no calendar time stands
+    // still: it is given back as it came.
+    void set(bytes_view record, time_point now);
+
+    // The 10-byte time record at `now`; bytes 6 to 9 as they were set.
+    [[nodiscard]] bytes read(time_point now) const;
+
+  private:
+    bytes record_;
+    std::chrono::local_seconds base_{};
+    time_point set_at_;
+    bool runs_ = false;
+};
+
+// The machine's local time as a time record.
+bytes machine_time();
+
+}  // namespace quon::sim

@@ -1,0 +1,123 @@
+// The preload library's front end: the calls by their own names, and the C library's behind them.
+#include <dlfcn.h>
+#include <pthread.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "chip_link.h"
+
+// The assembler names keep these definitions apart from the C library's declarations, whose
+// argument types and exception specifications differ between libraries.
+#define CHIP_LINK_EXPORT(symbol) __asm__(symbol) __attribute__((visibility("default")))
+
+extern "C" {
+int preload_socket(int, int, int) CHIP_LINK_EXPORT("socket");
+int preload_bind(int, const sockaddr*, socklen_t) CHIP_LINK_EXPORT("bind");
+ssize_t preload_sendto(int, const void*, size_t, int, const sockaddr*, socklen_t)
+    CHIP_LINK_EXPORT("sendto");
+ssize_t preload_recvfrom(int, void*, size_t, int, sockaddr*, socklen_t*)
+    CHIP_LINK_EXPORT("recvfrom");
+ssize_t preload_recvfrom_chk(int, void*, size_t, size_t, int, sockaddr*, socklen_t*)
+    CHIP_LINK_EXPORT("__recvfrom_chk");
+int preload_setsockopt(int, int, int, const void*, socklen_t) CHIP_LINK_EXPORT("setsockopt");
+int preload_getsockname(int, sockaddr*, socklen_t*) CHIP_LINK_EXPORT("getsockname");
+int preload_close(int) CHIP_LINK_EXPORT("close");
+}
+
+namespace {
+
+constexpr char library_name[] = "libhi3861l_chip_link.so";
+
+chip_link_libc libc_functions;
+pthread_once_t resolved = PTHREAD_ONCE_INIT;
+
+template <typename Function>
+void resolve(Function& function, const char* name) {
+    function = reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+    if (function == nullptr) {
+        abort();
+    }
+}
+
+void resolve_all() {
+    resolve(libc_functions.socket, "socket");
+    resolve(libc_functions.bind, "bind");
+    resolve(libc_functions.sendto, "sendto");
+    resolve(libc_functions.recvfrom, "recvfrom");
+    resolve(libc_functions.setsockopt, "setsockopt");
+    resolve(libc_functions.getsockname, "getsockname");
+    resolve(libc_functions.close, "close");
+}
+
+bool is_this_library(const char* entry, size_t length) {
+    const size_t name = sizeof library_name - 1;
+    return length >= name && memcmp(entry + length - name, library_name, name) == 0;
+}
+
+// Commands that the program starts run without the link. The text is changed where it stands:
+// some C libraries forget a variable that is set before main.
+__attribute__((constructor)) void leave_preload_list() {
+    char* list = getenv("LD_PRELOAD");
+    if (list == nullptr) {
+        return;
+    }
+    char* kept = list;
+    for (const char* entry = list; *entry != '\0';) {
+        const size_t length = strcspn(entry, ": ");
+        const size_t step = length + (entry[length] != '\0' ? 1 : 0);
+        if (!is_this_library(entry, length)) {
+            memmove(kept, entry, step);
+            kept += step;
+        }
+        entry += step;
+    }
+    *kept = '\0';
+    if (*list == '\0') {
+        unsetenv("LD_PRELOAD");
+    }
+}
+
+}  // namespace
+
+const chip_link_libc* chip_link_next() {
+    pthread_once(&resolved, resolve_all);
+    return &libc_functions;
+}
+
+int preload_socket(int domain, int type, int protocol) {
+    return chip_link_socket(domain, type, protocol);
+}
+
+int preload_bind(int fd, const sockaddr* address, socklen_t length) {
+    return chip_link_bind(fd, address, length);
+}
+
+ssize_t preload_sendto(int fd, const void* data, size_t size, int flags, const sockaddr* to,
+                       socklen_t length) {
+    return chip_link_sendto(fd, data, size, flags, to, length);
+}
+
+ssize_t preload_recvfrom(int fd, void* data, size_t size, int flags, sockaddr* from,
+                         socklen_t* length) {
+    return chip_link_recvfrom(fd, data, size, flags, from, length);
+}
+
+ssize_t preload_recvfrom_chk(int fd, void* data, size_t size, size_t room, int flags,
+                             sockaddr* from, socklen_t* length) {
+    if (size > room) {
+        abort();  // what the fortified call promises
+    }
+    return chip_link_recvfrom(fd, data, size, flags, from, length);
+}
+
+int preload_setsockopt(int fd, int level, int name, const void* value, socklen_t size) {
+    return chip_link_setsockopt(fd, level, name, value, size);
+}
+
+int preload_getsockname(int fd, sockaddr* address, socklen_t* length) {
+    return chip_link_getsockname(fd, address, length);
+}
+
+int preload_close(int fd) {
+    return chip_link_close(fd);
+}

@@ -1,0 +1,53 @@
+// What the chip link and the simulated chip agree on. Every datagram between them is one netlink
+// message as the kernel would carry it, 16-byte header included, over a Unix socket of type
+// SOCK_SEQPACKET. A bound port id is the abstract socket name that the link's end is bound to, so
+// the kernel itself keeps two sockets from holding one port. A datagram that is just the port's
+// number (4 bytes) tells the simulator of it.
+#ifndef CHIP_LINK_PROTOCOL_H
+#define CHIP_LINK_PROTOCOL_H
+
+#include <stddef.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+inline constexpr char CHIP_LINK_SOCKET_VARIABLE[] = "HI3861L_SIM_SOCKET";
+inline constexpr char CHIP_LINK_DEFAULT_SOCKET[] = "/tmp/hi3861l-sim.sock";
+inline constexpr char CHIP_LINK_PORT_NAME_FORMAT[] = "hi3861l-sim/%u/%08x";
+
+// A number of its own for each simulator's path, so that simulators do not share their ports.
+static inline uint32_t chip_link_path_number(const char* path) {
+    uint32_t number = 2166136261U;
+    for (; *path != '\0'; path++) {
+        number = (number ^ (uint8_t)*path) * 16777619U;
+    }
+    return number;
+}
+
+// Fills `name` with the abstract address that stands for port id `port` at the simulator that
+// listens at `path`; returns the address's length.
+static inline socklen_t chip_link_port_name(struct sockaddr_un* name, uint32_t port,
+                                            const char* path) {
+    memset(name, 0, sizeof *name);
+    name->sun_family = AF_UNIX;
+    const int length = snprintf(name->sun_path + 1, sizeof name->sun_path - 1,
+                                CHIP_LINK_PORT_NAME_FORMAT, port, chip_link_path_number(path));
+    return (socklen_t)(offsetof(struct sockaddr_un, sun_path) + 1 + (size_t)length);
+}
+
+// The port id that an address stands for; 0 for any other address.
+static inline uint32_t chip_link_port_of(const struct sockaddr_un* name, socklen_t length) {
+    const size_t head = offsetof(struct sockaddr_un, sun_path) + 1;
+    char text[sizeof name->sun_path + 1] = {};
+    unsigned port = 0;
+    unsigned number = 0;
+    if (length <= head || length > sizeof *name || name->sun_path[0] != '\0') {
+        return 0;
+    }
+    memcpy(text, name->sun_path + 1, length - head);
+    return sscanf(text, CHIP_LINK_PORT_NAME_FORMAT, &port, &number) == 2 ? port : 0;
+}
+
+#endif

@@ -1,0 +1,109 @@
+#include "chip_state.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "text_values.h"
+
+namespace quon::sim {
+namespace {
+
+constexpr std::string_view default_version = "Hi3861L-SIM 1.0.0";
+constexpr std::string_view default_soc_min_version = "1.0.0";
+constexpr std::string_view default_mac = "02:38:61:00:00:01";
+constexpr std::string_view default_net = "192.168.1.20/24 gw 192.168.1.1 dns 8.8.8.8,1.1.1.1";
+constexpr std::string_view default_ssid = "quon-camera";
+constexpr uint32_t default_battery = 80;
+constexpr uint32_t default_wdg_period = 60;
+constexpr uint8_t default_rssi = 0xC8;  // -56 dBm
+
+// A network in the air: 33 bytes of name, 6 of address, 1 of signal strength.
+void put_scan_entry(bytes& scan, size_t index, std::string_view ssid, uint8_t last_octet) {
+    constexpr size_t entry_size = 40;
+    const size_t at = 1 + index * entry_size;
+    std::ranges::copy(ssid, scan.begin() + static_cast<ptrdiff_t>(at));
+    scan[at + 33] = 0x02;
+    scan[at + 38] = last_octet;
+    scan[at + 39] = default_rssi;
+}
+
+}  // namespace
+
+chip_state::chip_state() {
+    set_text(*this, {&chip_state::version, 0, version.size()}, default_version);
+    set_text(*this, {&chip_state::soc_min_version, 0, soc_min_version.size()},
+             default_soc_min_version);
+    set_net_record(*this, parse_net(default_net, {}).record);
+    for (const slice& where : {place::net_mac, place::wakeup_mac}) {
+        std::ranges::copy(parse_mac(default_mac), view(*this, where).begin());
+    }
+    set_battery(*this, default_battery);
+    set_number(*this, place::pir_switch, 1);
+    set_number(*this, place::pir_sensitivity, 5);
+    set_number(*this, place::wifi_state, 1);
+    set_text(*this, place::wifi_ssid, default_ssid);
+    set_number(*this, place::wifi_rssi, default_rssi);
+    set_number(*this, place::wdg_period, default_wdg_period);
+    put_scan_entry(scan_info, 0, default_ssid, 1);
+    put_scan_entry(scan_info, 1, "neighbour", 2);
+    clock.set(machine_time(), std::chrono::steady_clock::now());
+}
+
+std::span<uint8_t> view(chip_state& chip, const slice& where) {
+    return std::span(chip.*where.record).subspan(where.offset, where.size);
+}
+
+bytes_view view(const chip_state& chip, const slice& where) {
+    return bytes_view(chip.*where.record).subspan(where.offset, where.size);
+}
+
+uint32_t number(const chip_state& chip, const slice& where) {
+    return get_le(chip.*where.record, where.offset, where.size);
+}
+
+void set_number(chip_state& chip, const slice& where, uint32_t value) {
+    put_le(chip.*where.record, where.offset, where.size, value);
+}
+
+std::string text(const chip_state& chip, const slice& where) {
+    const bytes_view area = view(chip, where);
+    return {area.begin(), std::ranges::find(area, 0)};
+}
+
+void set_text(chip_state& chip, const slice& where, std::string_view value) {
+    const std::span<uint8_t> area = view(chip, where);
+    if (value.size() >= area.size()) {
+        throw bad_value("text \"" + std::string(value) + "\" is longer than " +
+                        std::to_string(area.size() - 1) + " bytes");
+    }
+    std::ranges::fill(area, uint8_t{0});
+    std::ranges::copy(value, area.begin());
+}
+
+hi3861l_net_info net_record(const chip_state& chip) {
+    hi3861l_net_info record{};
+    std::memcpy(&record, chip.net.data(), sizeof record);
+    return record;
+}
+
+void set_net_record(chip_state& chip, const hi3861l_net_info& record) {
+    std::memcpy(chip.net.data(), &record, sizeof record);
+}
+
+void set_battery(chip_state& chip, uint32_t percent) {
+    set_number(chip, place::battery_percent, percent);
+    set_number(chip, place::battery_millivolt, 3300 + percent * 9);
+}
+
+void append_entry(bytes& list, bytes_view entry) {
+    const size_t room = (list.size() - 1) / entry.size();
+    if (list[0] >= room) {
+        std::rotate(list.begin() + 1, list.begin() + 1 + static_cast<ptrdiff_t>(entry.size()),
+                    list.end());
+        list[0] = static_cast<uint8_t>(room - 1);
+    }
+    std::ranges::copy(entry, list.begin() + 1 + static_cast<ptrdiff_t>(list[0] * entry.size()));
+    list[0]++;
+}
+
+}  // namespace quon::sim

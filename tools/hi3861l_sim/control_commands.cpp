@@ -1,0 +1,331 @@
+#include "control_commands.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "hichannel_host.h"
+#include "properties.h"
+#include "text_values.h"
+
+namespace quon::sim {
+namespace {
+
+constexpr uint32_t default_wait_ms = 10000;
+constexpr uint32_t longest_wait_ms = 3600000;
+constexpr uint8_t net_event_id = HI3861L_EVENT_NET;  // payload byte 0 names the event
+constexpr size_t largest_message = 65000;
+
+struct call {
+    simulator& sim;
+    const std::vector<std::string>& words;  // the command itself is the first
+    const std::shared_ptr<responder>& answer;
+};
+
+[[noreturn]] void misused(const call& in, std::string_view usage) {
+    throw bad_value("usage: " + in.words[0] + " " + std::string(usage));
+}
+
+void finish(const call& in, delivery result) {
+    if (result == delivery::sent) {
+        in.answer->ok();
+    } else {
+        in.answer->error(show_delivery(result));
+    }
+}
+
+void help(const call& in) {
+    const std::string text = control_help();
+    for (size_t at = 0; at < text.size();) {
+        const size_t end = std::min(text.find('\n', at), text.size());
+        in.answer->line(text.substr(at, end - at));
+        at = end + 1;
+    }
+    in.answer->ok();
+}
+
+void show_one(const call& in, const property& each) {
+    in.answer->line(std::string(each.name) + "=" + each.get(in.sim));
+}
+
+void state(const call& in) {
+    std::ranges::for_each(properties(), [&](const property& each) { show_one(in, each); });
+    in.answer->ok();
+}
+
+void get(const call& in) {
+    if (in.words.size() != 2) {
+        misused(in, "NAME");
+    }
+    show_one(in, find_property(in.words[1]));
+    in.answer->ok();
+}
+
+void set(const call& in) {
+    if (in.words.size() < 2) {
+        misused(in, "NAME VALUE");
+    }
+    set_property(in.sim, in.words[1], join_words(in.words, 2));
+    in.answer->ok();
+}
+
+void frames(const call& in) {
+    const auto& lines = in.sim.log().lines();
+    size_t count = lines.size();
+    if (in.words.size() > 1) {
+        count = std::min<size_t>(count, parse_number(in.words[1], 1000000, "number of lines"));
+    }
+    std::for_each(lines.end() - static_cast<ptrdiff_t>(count), lines.end(),
+                  [&](const std::string& line) { in.answer->line(line); });
+    in.answer->ok();
+}
+
+void forget(const call& in) {
+    in.sim.forget_frames();
+    in.answer->ok();
+}
+
+void raise_net_event(const call& in) {
+    const net_report report = parse_net(join_words(in.words, 2), net_record(in.sim.chip()));
+    set_net_record(in.sim.chip(), report.record);
+    bytes payload(HI3861L_NET_EVENT_RECORD_OFFSET);
+    payload[0] = net_event_id;
+    payload[HI3861L_NET_EVENT_STATE_OFFSET] = report.state;
+    const bytes& record = in.sim.chip().net;
+    payload.insert(payload.end(), record.begin(), record.end());
+    finish(in, in.sim.send_frame(HI3861L_EVENT_NET, payload));
+}
+
+bytes parse_message(const call& in, size_t from) {
+    bytes message = parse_hex(join_words(in.words, from));
+    if (message.size() > largest_message) {
+        throw bad_value("message of " + std::to_string(message.size()) + " bytes is too long");
+    }
+    return message;
+}
+
+void event(const call& in) {
+    const std::string kind = in.words.size() > 1 ? in.words[1] : "";
+    if (kind == "net") {
+        raise_net_event(in);
+    } else if (kind == "raw" && in.words.size() > 2) {
+        finish(in, in.sim.send_frame(parse_type(in.words[2]), parse_message(in, 3)));
+    } else {
+        misused(in,
+                "net ADDRESS/PREFIX [gw A] [dns A[,A]] [mac M] [state N], or event raw TYPE "
+                "[HEX...]");
+    }
+}
+
+void raw(const call& in) {
+    finish(in, in.sim.send_raw(parse_message(in, 1)));
+}
+
+void fault(const call& in) {
+    in.sim.faults().add(parse_fault(join_words(in.words, 1)));
+    in.answer->ok();
+}
+
+void faults(const call& in) {
+    for (const fault_rule& rule : in.sim.faults().rules()) {
+        in.answer->line(show_fault(rule));
+    }
+    in.answer->ok();
+}
+
+void clear_faults(const call& in) {
+    in.sim.faults().clear();
+    in.answer->ok();
+}
+
+void go_silent(const call& in) {
+    in.sim.faults().set_silent(true);
+    in.answer->ok();
+}
+
+void come_back(const call& in) {
+    in.sim.faults().set_silent(false);
+    in.answer->ok();
+}
+
+// "count N" and "timeout MS" in any order.
+struct wait_options {
+    uint32_t count = 1;
+    uint32_t timeout_ms = default_wait_ms;
+};
+
+wait_options parse_wait(const call& in, size_t from, std::string_view usage) {
+    wait_options options;
+    for (size_t i = from; i < in.words.size(); i += 2) {
+        const bool last = i + 1 == in.words.size();
+        if (!last && in.words[i] == "timeout") {
+            options.timeout_ms = parse_number(in.words[i + 1], longest_wait_ms, "timeout");
+        } else if (!last && in.words[i] == "count" && from == 2) {
+            options.count = parse_number(in.words[i + 1], 1000000000, "count");
+        } else {
+            misused(in, usage);
+        }
+    }
+    return options;
+}
+
+// Answers as soon as `done` answers, or with `late` after the time-out.
+void wait_until_done(const call& in, uint32_t timeout_ms, std::function<bool()> done,
+                     std::function<std::string()> late) {
+    if (done()) {
+        return;
+    }
+    struct pending {
+        event_loop::timer_id timer = 0;
+        simulator::watch_id watch = 0;
+    };
+    const auto wait = std::make_shared<pending>();
+    simulator& sim = in.sim;
+    const std::shared_ptr<responder> answer = in.answer;
+    wait->timer =
+        sim.loop().after(std::chrono::milliseconds(timeout_ms), [&sim, wait, answer, late] {
+            sim.cancel_watch(wait->watch);
+            answer->error(late());
+        });
+    wait->watch = sim.watch_changes([&sim, wait, answer, done] {
+        const bool over = answer->gone() || done();
+        if (over) {
+            sim.loop().cancel(wait->timer);
+        }
+        return over;
+    });
+}
+
+void wait_frame(const call& in) {
+    constexpr std::string_view usage = "TYPE [count N] [timeout MS]";
+    if (in.words.size() < 2) {
+        misused(in, usage);
+    }
+    const uint8_t type = parse_type(in.words[1]);
+    const wait_options options = parse_wait(in, 2, usage);
+    simulator& sim = in.sim;
+    const std::shared_ptr<responder> answer = in.answer;
+    wait_until_done(
+        in, options.timeout_ms,
+        [&sim, answer, type, count = options.count] {
+            if (sim.received(type) < count) {
+                return false;
+            }
+            answer->line("received=" + std::to_string(sim.received(type)));
+            answer->line("last=" + show_hex(sim.last_frame(type)));
+            answer->ok();
+            return true;
+        },
+        [&sim, type, count = options.count] {
+            return "timeout: " + std::to_string(sim.received(type)) + " of " +
+                   std::to_string(count) + " frames " + show_type(type);
+        });
+}
+
+void wait_host(const call& in) {
+    const wait_options options = parse_wait(in, 1, "[timeout MS]");
+    simulator& sim = in.sim;
+    const std::shared_ptr<responder> answer = in.answer;
+    wait_until_done(
+        in, options.timeout_ms,
+        [&sim, answer] {
+            const bool here = sim.link().host_present();
+            if (here) {
+                answer->ok();
+            }
+            return here;
+        },
+        [] { return std::string("timeout: no host"); });
+}
+
+void quit(const call& in) {
+    in.answer->ok();
+    in.sim.loop().stop();
+}
+
+struct command_row {
+    std::string_view name;
+    size_t most_words;  // with the command itself; 0: any number
+    void (*run)(const call& in);
+    std::string_view usage;
+    std::string_view help;
+};
+
+// clang-format off
+constexpr command_row table[] = {
+    {"help",         1, help,         "",                        "this text"},
+    {"state",        1, state,        "",                        "the chip's state, one name=value a line"},
+    {"get",          2, get,          "NAME",                    "one value of the state"},
+    {"set",          0, set,          "NAME VALUE",              "change a value (forms below)"},
+    {"event",        0, event,        "net ADDRESS/PREFIX [gw A] [dns A[,A]] [mac M] [state N]",
+                                                                 "raise the network event; what is not named stays, state is 1"},
+    {"event",        0, event,        "raw TYPE [HEX...]",       "send a frame of any type with this payload"},
+    {"raw",          0, raw,          "[HEX...]",                "send these bytes as one message, past faults and silence"},
+    {"frames",       2, frames,       "[N]",                     "the journal's last lines (at most 2000 are kept)"},
+    {"wait-frame",   0, wait_frame,   "TYPE [count N] [timeout MS]",
+                                                                 "wait until N frames of the type (1) have come from the host since\n"
+                                                                 "the start or \"forget\"; answers received=N and last=FRAME"},
+    {"wait-host",    0, wait_host,    "[timeout MS]",            "wait until a host holds port 1100"},
+    {"forget",       1, forget,       "",                        "forget the journal's lines and the counts of frames"},
+    {"fault",        0, fault,        "TYPE|any ACTION [ARG] [count N|forever]",
+                                                                 "misbehave at the next N messages of the type (1)"},
+    {"faults",       1, faults,       "",                        "the rules in force"},
+    {"clear-faults", 1, clear_faults, "",                        "drop all rules (a silent chip stays silent)"},
+    {"silent",       1, go_silent,    "",                        "send nothing from now on; what comes in is still obeyed"},
+    {"back",         1, come_back,    "",                        "send again"},
+    {"quit",         1, quit,         "",                        "end the simulator"},
+};
+// clang-format on
+
+std::string indented(std::string_view text) {
+    std::string shown = "      ";
+    for (const char c : text) {
+        shown += c;
+        shown += c == '\n' ? "      " : "";
+    }
+    return shown + "\n";
+}
+
+void run_words(simulator& sim, const std::vector<std::string>& words,
+               const std::shared_ptr<responder>& answer) {
+    if (words.empty()) {
+        throw bad_value("empty command; \"help\" lists the commands");
+    }
+    const auto found = std::ranges::find(table, words[0], &command_row::name);
+    if (found == std::end(table)) {
+        throw bad_value("command \"" + words[0] + "\" is not known; \"help\" lists the commands");
+    }
+    const call in{sim, words, answer};
+    if (found->most_words != 0 && words.size() > found->most_words) {
+        misused(in, found->usage);
+    }
+    found->run(in);
+}
+
+}  // namespace
+
+void run_command(simulator& sim, std::string_view line, const std::shared_ptr<responder>& answer) {
+    try {
+        run_words(sim, split_words(line), answer);
+    } catch (const bad_value& problem) {
+        answer->error(problem.what());
+    }
+}
+
+std::string control_help() {
+    std::string text = "Commands:\n";
+    for (const command_row& row : table) {
+        text += "  " + std::string(row.name) + (row.usage.empty() ? "" : " ") +
+                std::string(row.usage) + "\n" + indented(row.help);
+    }
+    text += "TYPE is a message type in hexadecimal (84, 0x84) or its name (get_time).\n";
+    text += "Fault actions:\n" + fault_help();
+    text += "Values that can be set:\n";
+    for (const property& each : properties()) {
+        if (each.set != nullptr) {
+            text += "  " + std::string(each.name) + " " + std::string(each.value_help) + "\n";
+        }
+    }
+    return text;
+}
+
+}  // namespace quon::sim

@@ -1,0 +1,72 @@
+// Rules that make the simulated chip misbehave, per message type, for a number of matches.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "bytes.h"
+
+namespace quon::sim {
+
+enum class fault_action {
+    drop,
+    delay,
+    twice,
+    answer_type,
+    length,
+    cut,
+    lengthen,
+    corrupt,
+    silent,
+    back,
+};
+
+struct fault_rule {
+    std::optional<uint8_t> type;  // none: any message
+    fault_action action;
+    uint32_t argument = 0;
+    std::optional<uint32_t> left = 1;  // matches; none: for ever
+};
+
+// "TYPE|any ACTION [ARG] [count N|forever]". Throws bad_value.
+fault_rule parse_fault(std::string_view text);
+std::string show_fault(const fault_rule& rule);
+
+// A frame as the faults left it.
+struct shaped_frame {
+    bytes frame;
+    uint32_t delay_ms = 0;
+    int copies = 1;
+    std::string faults;  // the actions that took part, for the journal
+};
+
+class fault_table {
+  public:
+    void add(const fault_rule& rule) { rules_.push_back(rule); }
+    void clear() { rules_.clear(); }
+    [[nodiscard]] const std::vector<fault_rule>& rules() const { return rules_; }
+
+    // For a message of `type` that arrives from the host, and for an event of `type` before it
+    // leaves: turns silence on or off, and returns false when the message is to be lost.
+    bool pass(uint8_t type);
+
+    // Changes a frame of `type` that is about to leave.
+    shaped_frame shape(uint8_t type, bytes frame);
+
+    // While silent the chip sends nothing.
+    [[nodiscard]] bool silent() const { return silent_; }
+    void set_silent(bool silent) { silent_ = silent; }
+
+  private:
+    std::optional<uint32_t> take(uint8_t type, fault_action action);
+
+    std::vector<fault_rule> rules_;
+    bool silent_ = false;
+};
+
+// One line an action, for the help.
+std::string fault_help();
+
+}  // namespace quon::sim

@@ -1,0 +1,68 @@
+#include "journal.h"
+
+#include <array>
+#include <chrono>
+#include <ctime>
+
+#include "catalog/catalog.h"
+#include "hi3861l_protocol.h"
+#include "text_values.h"
+
+namespace quon::sim {
+namespace {
+
+// Local time with milliseconds: 2025-01-31T12:00:00.000.
+std::string time_stamp() {
+    using namespace std::chrono;
+    const auto now = system_clock::now();
+    const std::time_t seconds = system_clock::to_time_t(floor<std::chrono::seconds>(now));
+    const auto ms = floor<milliseconds>(now) - floor<std::chrono::seconds>(now);
+    std::tm parts{};
+    localtime_r(&seconds, &parts);
+    std::array<char, 40> text{};
+    const size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts);
+    std::snprintf(text.data() + length, text.size() - length, ".%03d",
+                  static_cast<int>(ms.count()));
+    return text.data();
+}
+
+}  // namespace
+
+std::string describe_frame(bool from_host, bytes_view frame) {
+    const std::string direction = from_host ? "host->chip " : "chip->host ";
+    if (frame.size() < HI3861L_FRAME_HEAD_SIZE) {
+        return direction + "malformed, " + std::to_string(frame.size()) + " bytes " +
+               show_hex(frame);
+    }
+    const uint8_t type = frame[0];
+    const uint32_t length = get_le(frame, 1, 4);
+    const bytes_view payload = frame.subspan(HI3861L_FRAME_HEAD_SIZE);
+    const std::string head = direction + show_type(type) + " len " + std::to_string(length) + " ";
+    if (length != payload.size()) {
+        return head + "malformed, " + std::to_string(payload.size()) + " payload bytes " +
+               show_hex(payload);
+    }
+    const auto way = from_host ? catalog::direction::to_chip : catalog::direction::from_chip;
+    return head + catalog::describe_payload(way, type, payload);
+}
+
+void journal::frame(bool from_host, bytes_view frame, const std::string& remark) {
+    print(describe_frame(from_host, frame) + (remark.empty() ? "" : " (" + remark + ")"));
+}
+
+void journal::note(const std::string& text) {
+    print("note " + text);
+}
+
+void journal::print(const std::string& text) {
+    std::string line = time_stamp() + " " + text;
+    // The journal is for a person: when nobody can read it, the chip goes on.
+    (void)std::fprintf(out_, "%s\n", line.c_str());
+    (void)std::fflush(out_);
+    lines_.push_back(std::move(line));
+    if (lines_.size() > kept_lines) {
+        lines_.pop_front();
+    }
+}
+
+}  // namespace quon::sim

@@ -1,0 +1,37 @@
+// The record of every frame: one line each, printed and kept for a while.
+#pragma once
+
+#include <cstdio>
+#include <deque>
+#include <string>
+
+#include "bytes.h"
+
+namespace quon::sim {
+
+// One frame as a journal shows it, without the time: direction, type with its name, length, then
+// the payload's fields or its hex digits. A frame whose length field is not the length of what
+// follows says so.
+std::string describe_frame(bool from_host, bytes_view frame);
+
+class journal {
+  public:
+    static constexpr size_t kept_lines = 2000;
+
+    // Writes to `out`, which it does not close.
+    explicit journal(std::FILE* out) : out_(out) {}
+
+    void frame(bool from_host, bytes_view frame, const std::string& remark = {});
+    void note(const std::string& text);
+
+    [[nodiscard]] const std::deque<std::string>& lines() const { return lines_; }
+    void forget() { lines_.clear(); }
+
+  private:
+    void print(const std::string& text);
+
+    std::FILE* out_;
+    std::deque<std::string> lines_;
+};
+
+}  // namespace quon::sim

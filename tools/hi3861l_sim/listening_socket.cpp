@@ -1,0 +1,82 @@
+#include "listening_socket.h"
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+
+namespace quon::sim {
+namespace {
+
+constexpr int backlog = 128;
+
+sockaddr_un address_of(const std::string& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.empty() || path.size() >= sizeof address.sun_path) {
+        throw std::runtime_error("\"" + path + "\" is no path for a socket: 1 to " +
+                                 std::to_string(sizeof address.sun_path - 1) + " bytes");
+    }
+    std::memcpy(address.sun_path, path.data(), path.size());
+    return address;
+}
+
+[[noreturn]] void give_up(const std::string& path, const std::string& why) {
+    throw std::runtime_error(path + ": " + why);
+}
+
+void remove_stale_socket(const std::string& path, int type) {
+    struct stat status {};
+    if (lstat(path.c_str(), &status) != 0) {
+        return;
+    }
+    if (!S_ISSOCK(status.st_mode)) {
+        give_up(path, "exists and is no socket");
+    }
+    if (connect_unix(path, type).get() >= 0 || errno == EAGAIN || errno == EPROTOTYPE) {
+        give_up(path, "another program listens here");
+    }
+    unlink(path.c_str());
+}
+
+}  // namespace
+
+listening_socket::listening_socket(std::string path, int type) : path_(std::move(path)) {
+    const sockaddr_un address = address_of(path_);
+    remove_stale_socket(path_, type);
+    fd_ = file_descriptor(socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (fd_.get() < 0 ||
+        bind(fd_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        give_up(path_, std::strerror(errno));
+    }
+    if (listen(fd_.get(), backlog) != 0) {
+        const std::string why = std::strerror(errno);
+        unlink(path_.c_str());
+        give_up(path_, why);
+    }
+}
+
+listening_socket::~listening_socket() {
+    unlink(path_.c_str());
+}
+
+file_descriptor listening_socket::accept() const {
+    return file_descriptor(accept4(fd_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+}
+
+file_descriptor connect_unix(const std::string& path, int type) {
+    const sockaddr_un address = address_of(path);
+    file_descriptor fd(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
+    if (fd.get() >= 0 &&
+        connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        const int error = errno;
+        fd = file_descriptor();
+        errno = error;
+    }
+    return fd;
+}
+
+}  // namespace quon::sim

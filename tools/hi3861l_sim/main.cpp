@@ -1,0 +1,195 @@
+#include <poll.h>
+#include <sys/signalfd.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+
+#include "chip_link/chip_link_protocol.h"
+#include "control_server.h"
+#include "control_tool.h"
+#include "hichannel_host.h"
+#include "properties.h"
+#include "text_values.h"
+
+namespace quon::sim {
+namespace {
+
+constexpr const char* default_control = "/tmp/hi3861l-sim.ctl";
+
+// An option that sets a property of the same name.
+struct state_option {
+    const char* option;
+    const char* property;
+    const char* help;
+};
+
+constexpr state_option state_options[] = {
+    {"--wakeup-reason", "wakeup-reason", "Why the chip woke the main processor (0 to 255)"},
+    {"--server", "server", "Server of the remote wake-up, ADDRESS:PORT or none"},
+    {"--firmware-version", "firmware-version", "The chip's version, at most 31 bytes"},
+    {"--soc-min-version", "soc-min-version", "Minimum version for the main processor"},
+    {"--battery", "battery", "Charge in percent"},
+    {"--mac", "mac", "Hardware address, in the network record and the wake-up info"},
+    {"--net", "net", "Network record: \"ADDRESS/PREFIX gw A dns A[,A] mac M\""},
+    {"--time", "time", "The chip's time, \"YYYY-MM-DD HH:MM:SS\" (else the machine's)"},
+};
+
+struct settings {
+    std::string socket = CHIP_LINK_DEFAULT_SOCKET;
+    std::string control = default_control;
+    std::string journal = "-";
+    uint32_t netlink_port = 0;
+    std::vector<std::pair<std::string, std::string>> state;
+    std::vector<std::string> assignments;
+    std::vector<std::string> faults;
+    std::vector<std::string> command;
+};
+
+std::string footer() {
+    return "A daemon reaches the simulated chip by LD_PRELOAD=libhi3861l_chip_link.so, which "
+           "reads\n"
+           "the chip's socket from HI3861L_SIM_SOCKET.\n\n"
+           "The journal has one line a frame: time, direction (host->chip, chip->host), type with\n"
+           "its name, length, then the payload's fields as name=value or its hex digits. Lines\n"
+           "that begin \"note\" tell what else happened.\n\n"
+           "Control: one command a line on the control socket; the answer is any number of lines,\n"
+           "then \"ok\" or \"error: TEXT\". \"hi3861l-sim control COMMAND...\" sends one.\n\n" +
+           control_help() +
+           "Exit status: 0 ended by a signal or by quit, 1 could not start, 2 usage.\n"
+           "Of control: 0 done, 1 the command failed, 2 usage, 3 no simulator reached.\n";
+}
+
+void add_options(CLI::App& app, settings& chosen) {
+    app.add_option("--socket", chosen.socket, "The chip's end of the chip link")
+        ->envname(CHIP_LINK_SOCKET_VARIABLE)
+        ->capture_default_str();
+    app.add_option("--control", chosen.control, "Control socket")->capture_default_str();
+    app.add_option("--netlink", chosen.netlink_port,
+                   "Instead of --socket: a netlink socket of protocol 28 on this port id, for a "
+                   "kernel that relays between it and port 1100")
+        ->check(CLI::PositiveNumber);
+    app.add_option("--journal", chosen.journal,
+                   "File for the journal, written anew; - is standard output")
+        ->capture_default_str();
+    for (const state_option& each : state_options) {
+        app.add_option_function<std::string>(
+            each.option,
+            [&chosen, &each](const std::string& value) {
+                chosen.state.emplace_back(each.property, value);
+            },
+            each.help);
+    }
+    app.add_option("--set", chosen.assignments, "NAME=VALUE, any value that control can set")
+        ->take_all();
+    app.add_option("--fault", chosen.faults,
+                   "A fault rule as in control, e.g. \"0x84 delay 500 count 3\"")
+        ->take_all();
+}
+
+void apply_settings(simulator& sim, const settings& chosen) {
+    for (const auto& [name, value] : chosen.state) {
+        set_property(sim, name, value);
+    }
+    for (const std::string& assignment : chosen.assignments) {
+        const size_t equals = assignment.find('=');
+        if (equals == std::string::npos) {
+            throw bad_value("\"" + assignment + "\" is not NAME=VALUE");
+        }
+        set_property(sim, assignment.substr(0, equals), assignment.substr(equals + 1));
+    }
+    for (const std::string& fault : chosen.faults) {
+        sim.faults().add(parse_fault(fault));
+    }
+}
+
+// The signals that end the simulator, as a descriptor. SIGPIPE is none of them: a reader of the
+// journal may go.
+file_descriptor block_signals() {
+    (void)std::signal(SIGPIPE, SIG_IGN);
+    sigset_t ending;
+    sigemptyset(&ending);
+    sigaddset(&ending, SIGINT);
+    sigaddset(&ending, SIGTERM);
+    sigprocmask(SIG_BLOCK, &ending, nullptr);
+    return file_descriptor(signalfd(-1, &ending, SFD_CLOEXEC));
+}
+
+using file = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+file open_journal(const std::string& path) {
+    if (path == "-") {
+        return {stdout, [](std::FILE*) { return 0; }};
+    }
+    file opened(std::fopen(path.c_str(), "we"), std::fclose);
+    if (opened == nullptr) {
+        throw std::runtime_error(path + ": " + std::strerror(errno));
+    }
+    return opened;
+}
+
+std::unique_ptr<transport> make_transport(event_loop& loop, const settings& chosen) {
+    if (chosen.netlink_port == 0) {
+        return make_unix_transport(loop, chosen.socket);
+    }
+    return make_netlink_transport(loop, HI_CHANNEL_NETLINK_PROTOCOL, chosen.netlink_port,
+                                  HI_CHANNEL_KERNEL_PORT);
+}
+
+int run(const settings& chosen) {
+    const file_descriptor signals = block_signals();
+    event_loop loop;
+    loop.watch(signals.get(), POLLIN, [&](short) { loop.stop(); });
+    const file out = open_journal(chosen.journal);
+    journal log(out.get());
+    const std::unique_ptr<transport> link = make_transport(loop, chosen);
+    simulator sim(loop, *link, log);
+    apply_settings(sim, chosen);
+    const control_server control(sim, chosen.control);
+    std::cerr << "hi3861l-sim: ready, chip on " << link->where() << ", control on "
+              << chosen.control << std::endl;
+    loop.run();
+    return exit_done;
+}
+
+int main_program(int argc, char** argv) {
+    CLI::App app("A simulated Hi3861L chip for quon_mcu_daemon.", "hi3861l-sim");
+    settings chosen;
+    add_options(app, chosen);
+    app.footer(footer());
+    CLI::App* control = app.add_subcommand("control", "Send one command to a running simulator");
+    control->add_option("--control", chosen.control, "Control socket")->capture_default_str();
+    control->add_option("COMMAND", chosen.command, "The command and its words")->required();
+    control->footer("\n" + control_help());
+    control->positionals_at_end();
+    app.require_subcommand(0, 1);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& problem) {
+        return app.exit(problem) == 0 ? exit_done : exit_usage;
+    }
+    if (control->parsed()) {
+        return send_control_command(chosen.control, join_words(chosen.command, 0));
+    }
+    return run(chosen);
+}
+
+}  // namespace
+}  // namespace quon::sim
+
+int main(int argc, char** argv) {
+    try {
+        return quon::sim::main_program(argc, argv);
+    } catch (const quon::sim::bad_value& problem) {
+        std::cerr << "hi3861l-sim: " << problem.what() << '\n';
+        return quon::sim::exit_usage;
+    } catch (const std::exception& problem) {
+        std::cerr << "hi3861l-sim: " << problem.what() << '\n';
+        return quon::sim::exit_error;
+    }
+}

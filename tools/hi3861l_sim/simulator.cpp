@@ -1,0 +1,128 @@
+#include "simulator.h"
+
+#include <algorithm>
+
+#include "answers.h"
+#include "text_values.h"
+
+namespace quon::sim {
+
+bytes make_frame(uint8_t type, bytes_view payload) {
+    bytes frame(HI3861L_FRAME_HEAD_SIZE);
+    frame[0] = type;
+    put_le(frame, 1, 4, static_cast<uint32_t>(payload.size()));
+    frame.insert(frame.end(), payload.begin(), payload.end());
+    return frame;
+}
+
+simulator::simulator(event_loop& loop, transport& link, journal& log)
+    : loop_(loop), link_(link), log_(log) {
+    link_.on_message([this](bytes_view frame) { take_frame(frame); });
+    link_.on_note([this](const std::string& what) {
+        log_.note(what);
+        tell_watchers();
+    });
+}
+
+void simulator::take_frame(bytes_view frame) {
+    frames_in_++;
+    log_.frame(true, frame);
+    const bool whole = frame.size() >= HI3861L_FRAME_HEAD_SIZE &&
+                       get_le(frame, 1, 4) == frame.size() - HI3861L_FRAME_HEAD_SIZE;
+    if (whole) {
+        const uint8_t type = frame[0];
+        received_[type]++;
+        last_[type].assign(frame.begin(), frame.end());
+        take_message(type, frame.subspan(HI3861L_FRAME_HEAD_SIZE));
+    }
+    tell_watchers();
+}
+
+void simulator::take_message(uint8_t type, bytes_view payload) {
+    if (!faults_.pass(type)) {
+        log_.note(show_type(type) + " lost (fault drop)");
+        return;
+    }
+    const outcome result = answer_message(chip_, type, payload, event_loop::clock::now());
+    if (!result.remark.empty()) {
+        log_.note(show_type(type) + " " + result.remark);
+    }
+    if (result.answer) {
+        (void)send_shaped(type, make_frame(type, *result.answer));
+    }
+}
+
+delivery simulator::send_frame(uint8_t type, bytes_view payload) {
+    if (!faults_.pass(type)) {
+        log_.note(show_type(type) + " lost (fault drop)");
+        return delivery::sent;
+    }
+    return send_shaped(type, make_frame(type, payload));
+}
+
+delivery simulator::send_shaped(uint8_t type, bytes frame) {
+    const shaped_frame shaped = faults_.shape(type, std::move(frame));
+    const std::string remark = shaped.faults.empty() ? "" : "fault " + shaped.faults;
+    if (shaped.delay_ms != 0) {
+        loop_.after(std::chrono::milliseconds(shaped.delay_ms), [this, shaped, remark] {
+            for (int i = 0; i < shaped.copies; i++) {
+                (void)transmit(shaped.frame, remark);
+            }
+        });
+        return delivery::sent;
+    }
+    delivery result = delivery::sent;
+    for (int i = 0; i < shaped.copies; i++) {
+        result = transmit(shaped.frame, remark);
+    }
+    return result;
+}
+
+delivery simulator::transmit(bytes_view frame, const std::string& remark) {
+    if (faults_.silent()) {
+        log_.note("silent, not sent: " + describe_frame(false, frame));
+        return delivery::sent;
+    }
+    const delivery result = link_.send(frame);
+    if (result == delivery::sent) {
+        frames_out_++;
+        log_.frame(false, frame, remark);
+    } else {
+        log_.note(show_delivery(result) + ": " + describe_frame(false, frame));
+    }
+    return result;
+}
+
+delivery simulator::send_raw(bytes_view message) {
+    const delivery result = link_.send(message);
+    if (result == delivery::sent) {
+        frames_out_++;
+        log_.frame(false, message, "raw");
+    } else {
+        log_.note(show_delivery(result) + ": raw " + show_hex(message));
+    }
+    return result;
+}
+
+void simulator::forget_frames() {
+    received_.fill(0);
+    std::ranges::for_each(last_, [](bytes& frame) { frame.clear(); });
+    frames_in_ = 0;
+    frames_out_ = 0;
+    log_.forget();
+}
+
+simulator::watch_id simulator::watch_changes(std::function<bool()> changed) {
+    watchers_.emplace_back(++last_watch_, std::move(changed));
+    return last_watch_;
+}
+
+void simulator::cancel_watch(watch_id watch) {
+    std::erase_if(watchers_, [watch](const auto& entry) { return entry.first == watch; });
+}
+
+void simulator::tell_watchers() {
+    std::erase_if(watchers_, [](const auto& entry) { return entry.second(); });
+}
+
+}  // namespace quon::sim

@@ -1,0 +1,72 @@
+// The simulated chip as a whole: takes the host's frames, answers them, raises events, and lets the
+// faults and the journal have their part.
+#pragma once
+
+#include <array>
+#include <functional>
+#include <list>
+#include <memory>
+#include <string>
+
+#include "chip_state.h"
+#include "event_loop.h"
+#include "faults.h"
+#include "journal.h"
+#include "transport.h"
+
+namespace quon::sim {
+
+class simulator {
+  public:
+    simulator(event_loop& loop, transport& link, journal& log);
+
+    [[nodiscard]] chip_state& chip() { return chip_; }
+    [[nodiscard]] fault_table& faults() { return faults_; }
+    [[nodiscard]] journal& log() { return log_; }
+    [[nodiscard]] event_loop& loop() { return loop_; }
+    [[nodiscard]] const transport& link() const { return link_; }
+
+    // An event, or any other frame that the chip sends of its own accord. Faults apply. Returns
+    // whether it was sent, and `sent` when a fault or silence took it.
+    delivery send_frame(uint8_t type, bytes_view payload);
+
+    // Any bytes as one message, past faults and silence.
+    delivery send_raw(bytes_view message);
+
+    // Well-formed frames of a type that came since the start or since forget_frames().
+    [[nodiscard]] uint64_t received(uint8_t type) const { return received_[type]; }
+    [[nodiscard]] const bytes& last_frame(uint8_t type) const { return last_[type]; }
+    [[nodiscard]] uint64_t frames_in() const { return frames_in_; }
+    [[nodiscard]] uint64_t frames_out() const { return frames_out_; }
+    void forget_frames();
+
+    // Calls `changed` after every frame from the host and whenever one comes or goes, until it
+    // returns true or `cancel_watch` is called.
+    using watch_id = uint64_t;
+    watch_id watch_changes(std::function<bool()> changed);
+    void cancel_watch(watch_id watch);
+
+  private:
+    void take_frame(bytes_view frame);
+    void take_message(uint8_t type, bytes_view payload);
+    delivery send_shaped(uint8_t type, bytes frame);
+    delivery transmit(bytes_view frame, const std::string& remark);
+    void tell_watchers();
+
+    event_loop& loop_;
+    transport& link_;
+    journal& log_;
+    chip_state chip_;
+    fault_table faults_;
+    std::array<uint64_t, 256> received_{};
+    std::array<bytes, 256> last_;
+    uint64_t frames_in_ = 0;
+    uint64_t frames_out_ = 0;
+    std::list<std::pair<watch_id, std::function<bool()>>> watchers_;
+    watch_id last_watch_ = 0;
+};
+
+// Type, length, payload.
+bytes make_frame(uint8_t type, bytes_view payload);
+
+}  // namespace quon::sim

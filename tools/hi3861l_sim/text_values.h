@@ -1,0 +1,56 @@
+// Values as people write them, on the command line and in control commands.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "bytes.h"
+#include "hi3861l_protocol.h"
+
+namespace quon::sim {
+
+// What is wrong with a text, in words for the person who wrote it.
+struct bad_value : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+std::vector<std::string> split_words(std::string_view text);
+std::string join_words(const std::vector<std::string>& words, size_t from);
+
+// Decimal, or hexadecimal behind 0x. `what` names the value in the error.
+uint32_t parse_number(std::string_view text, uint32_t limit, std::string_view what);
+
+// "84", "0x84" or a message's name.
+uint8_t parse_type(std::string_view text);
+std::string show_type(uint8_t type);  // "0x84 get_time"
+
+// Pairs of hex digits; blanks between them do not matter.
+bytes parse_hex(std::string_view text);
+std::string show_hex(bytes_view data);
+
+bytes parse_ipv4(std::string_view text);
+std::string show_ipv4(bytes_view octets);
+bytes parse_mac(std::string_view text);
+std::string show_mac(bytes_view octets);
+
+struct server_address {
+    bytes ip;
+    uint16_t port;
+};
+// "ADDRESS:PORT", or "none" for 0.0.0.0:0.
+server_address parse_server(std::string_view text);
+
+struct net_report {
+    hi3861l_net_info record;
+    uint8_t state;
+};
+// "ADDRESS/PREFIX [gw A] [dns A[,A]] [mac M] [state N]". What is not named stays as in `before`,
+// and the state is 1.
+net_report parse_net(std::string_view text, const hi3861l_net_info& before);
+std::string show_net(const hi3861l_net_info& record);
+
+}  // namespace quon::sim

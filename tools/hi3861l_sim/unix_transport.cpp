@@ -1,0 +1,115 @@
+// Hosts come in over the chip link. Whoever holds port 1100 gets the chip's messages.
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <cerrno>
+#include <cstring>
+#include <list>
+
+#include "chip_link/chip_link_protocol.h"
+#include "hichannel_host.h"
+#include "listening_socket.h"
+#include "transport.h"
+
+namespace quon::sim {
+namespace {
+
+constexpr int send_buffer = 8 * 1024 * 1024;
+constexpr size_t largest_datagram = 65536;
+
+class unix_transport : public transport {
+  public:
+    unix_transport(event_loop& loop, const std::string& path)
+        : loop_(loop), listener_(path, SOCK_SEQPACKET) {
+        loop_.watch(listener_.get(), POLLIN, [this](short) { accept_host(); });
+    }
+    ~unix_transport() override {
+        loop_.unwatch(listener_.get());
+        for (const file_descriptor& peer : peers_) {
+            loop_.unwatch(peer.get());
+        }
+    }
+    unix_transport(const unix_transport&) = delete;
+    unix_transport& operator=(const unix_transport&) = delete;
+
+    delivery send(bytes_view message) override {
+        const int host = host_socket();
+        if (host < 0) {
+            return delivery::no_host;
+        }
+        const bytes datagram = with_header(message);
+        if (::send(host, datagram.data(), datagram.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >= 0) {
+            return delivery::sent;
+        }
+        if (errno == EPIPE || errno == ECONNRESET) {
+            return delivery::no_host;
+        }
+        return errno == EAGAIN || errno == ENOBUFS ? delivery::overrun : delivery::failed;
+    }
+
+    [[nodiscard]] bool host_present() const override { return host_socket() >= 0; }
+    [[nodiscard]] std::string where() const override { return listener_.path(); }
+
+  private:
+    static uint32_t port_of(int fd) {
+        sockaddr_un name{};
+        socklen_t length = sizeof name;
+        const bool known = getpeername(fd, reinterpret_cast<sockaddr*>(&name), &length) == 0;
+        return known ? chip_link_port_of(&name, length) : 0;
+    }
+
+    [[nodiscard]] int host_socket() const {
+        for (const file_descriptor& peer : peers_) {
+            if (port_of(peer.get()) == HI_CHANNEL_HOST_PORT) {
+                return peer.get();
+            }
+        }
+        return -1;
+    }
+
+    void accept_host() {
+        file_descriptor fd = listener_.accept();
+        if (fd.get() < 0) {
+            return;
+        }
+        for (const int option : {SO_SNDBUF, SO_SNDBUFFORCE}) {
+            (void)setsockopt(fd.get(), SOL_SOCKET, option, &send_buffer, sizeof send_buffer);
+        }
+        peers_.push_back(std::move(fd));
+        const auto peer = std::prev(peers_.end());
+        note("host connected");
+        loop_.watch(peer->get(), POLLIN, [this, peer](short) { read_host(peer); });
+    }
+
+    void read_host(std::list<file_descriptor>::iterator peer) {
+        const ssize_t size = recv(peer->get(), buffer_.data(), buffer_.size(), MSG_DONTWAIT);
+        if (size == sizeof(uint32_t)) {
+            note("host holds port " + std::to_string(port_of(peer->get())));
+            return;
+        }
+        if (size > 0) {
+            take(bytes_view(buffer_).first(static_cast<size_t>(size)));
+            return;
+        }
+        if (size < 0 && (errno == EAGAIN || errno == EINTR)) {
+            return;
+        }
+        loop_.unwatch(peer->get());
+        peers_.erase(peer);
+        note("host gone");
+    }
+
+    event_loop& loop_;
+    listening_socket listener_;
+    std::list<file_descriptor> peers_;
+    bytes buffer_ = bytes(largest_datagram);
+};
+
+}  // namespace
+
+std::unique_ptr<transport> make_unix_transport(event_loop& loop, const std::string& path) {
+    return std::make_unique<unix_transport>(loop, path);
+}
+
+}  // namespace quon::sim

@@ -1,0 +1,45 @@
+// The chip's side of a firmware upgrade.
+#pragma once
+
+#include <string>
+
+#include "bytes.h"
+
+namespace quon::sim {
+
+class upgrade {
+  public:
+    // Bytes 1 to 4 announce the image's size (0: any). What an unfinished upgrade of the same kind
+    // and size left is kept until the first block shows where the sender goes on.
+    bool start(bytes_view request);
+
+    // A block is accepted when it continues the image: its word is the offset of its data, it holds
+    // 1 to 256 bytes, and the image does not grow beyond its size. The first block after a start
+    // may also begin anew at 0. A repeated last block (its answer was lost) is accepted again.
+    bool block(bytes_view request);
+
+    void finish();
+
+    [[nodiscard]] const std::string& state() const { return state_; }
+    [[nodiscard]] const std::string& refusal() const { return refusal_; }  // of the last request
+    [[nodiscard]] uint32_t kind() const { return kind_; }
+    [[nodiscard]] uint32_t size() const { return size_; }
+    [[nodiscard]] size_t received() const { return image_.size(); }
+    [[nodiscard]] uint32_t blocks() const { return blocks_; }
+    [[nodiscard]] uint32_t checksum() const;  // CRC-32 (IEEE) of what arrived
+
+  private:
+    bool refuse(std::string why);
+    [[nodiscard]] bool repeats_last(uint32_t offset, bytes_view data) const;
+
+    std::string state_ = "idle";
+    std::string refusal_;
+    uint32_t kind_ = 0;
+    uint32_t size_ = 0;
+    uint32_t blocks_ = 0;
+    bytes image_;
+    size_t last_offset_ = 0;
+    bool first_block_ = false;
+};
+
+}  // namespace quon::sim
