@@ -1,0 +1,199 @@
+// The failures that the system does not make to order: single calls of the thread are refused at
+// link time (--wrap), everything else is real.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <optional>
+#include <string>
+
+#include "handoff_world.h"
+
+namespace {
+
+// Number of the next calls of each kind that fail.
+std::atomic<int> failing_threads{0};
+std::atomic<int> failing_local_sockets{0};
+std::atomic<int> failing_remote_sockets{0};
+std::atomic<int> failing_get_flags{0};
+std::atomic<int> failing_set_flags{0};
+std::atomic<int> failing_accepts{0};
+std::atomic<int> failing_selects{0};
+std::atomic<int> last_set_flags{0};
+
+bool takes_one_of(std::atomic<int>& failures) {
+    int left = failures;
+    while (left > 0) {
+        if (failures.compare_exchange_weak(left, left - 1)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+int fails_with(int error) {
+    errno = error;
+    return -1;
+}
+
+}  // namespace
+
+extern "C" {
+
+int __real_pthread_create(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+int __real_socket(int, int, int);
+int __real_fcntl(int, int, ...);
+int __real_accept(int, sockaddr*, socklen_t*);
+int __real_select(int, fd_set*, fd_set*, fd_set*, timeval*);
+
+int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                          void* (*function)(void*), void* argument) {
+    if (takes_one_of(failing_threads)) {
+        errno = EAGAIN;
+        return EAGAIN;
+    }
+    return __real_pthread_create(thread, attributes, function, argument);
+}
+
+int __wrap_socket(int domain, int type, int protocol) {
+    // The tests' own sockets are made with SOCK_CLOEXEC.
+    const bool of_the_thread = type == SOCK_STREAM;
+    if (of_the_thread &&
+        takes_one_of(domain == AF_UNIX ? failing_local_sockets : failing_remote_sockets)) {
+        return fails_with(EMFILE);
+    }
+    return __real_socket(domain, type, protocol);
+}
+
+int __wrap_fcntl(int descriptor, int command, ...) {
+    va_list arguments;
+    va_start(arguments, command);
+    const int argument = command == F_GETFL || command == F_GETFD ? 0 : va_arg(arguments, int);
+    va_end(arguments);
+    if (command == F_GETFL && takes_one_of(failing_get_flags)) {
+        return fails_with(EIO);
+    }
+    if (command == F_SETFL) {
+        last_set_flags = argument;
+        if (takes_one_of(failing_set_flags)) {
+            return fails_with(EIO);
+        }
+        return __real_fcntl(descriptor, command, argument == -1 ? O_NONBLOCK : argument);
+    }
+    return __real_fcntl(descriptor, command, argument);
+}
+
+int __wrap_accept(int descriptor, sockaddr* address, socklen_t* length) {
+    if (takes_one_of(failing_accepts)) {
+        return fails_with(ECONNABORTED);
+    }
+    return __real_accept(descriptor, address, length);
+}
+
+int __wrap_select(int count, fd_set* in, fd_set* out, fd_set* other, timeval* timeout) {
+    if (takes_one_of(failing_selects)) {
+        return fails_with(EBADF);
+    }
+    return __real_select(count, in, out, other, timeout);
+}
+
+}  // extern "C"
+
+namespace quon::test {
+namespace {
+
+class AFailure : public HandOffTest {};
+
+TEST_F(AFailure, OfThreadCreationIsReportedWithTheErrorNumbersText) {
+    failing_threads = 1;
+    const ws_preinit_param param = record_without_wakeup();
+    const std::string line =
+        "create websocket preinit thread fail:Resource temporarily unavailable\n";
+    EXPECT_EQ(websocket_local_server_init(&param), static_cast<int>(line.size()));
+    EXPECT_EQ(output(), line);
+    EXPECT_FALSE(thread_runs("webpreinit"));
+}
+
+TEST_F(AFailure, OfTheLocalSocketEndsTheThread) {
+    failing_local_sockets = 1;
+    start(record_without_wakeup());
+    expect_output("socket failed.\n");
+    EXPECT_TRUE(wait_until([] { return !thread_runs("webpreinit"); }));
+}
+
+TEST_F(AFailure, OfTheRemoteSocketCountsAsAFailedConnect) {
+    const RemoteServer server;
+    failing_remote_sockets = 1;
+    start(record_for(server));
+    const std::string lines =
+        init_line(server) +
+        "socket failed.\nws ls connect server 127.0.0.1:" + std::to_string(server.port()) +
+        " failed!\n";
+    expect_output(lines);
+    const LocalPeer peer;
+    peer.send(connect_request(server));
+    EXPECT_TRUE(peer.receive().has_value());
+    expect_output(lines + kClientLine + kWholeRequestLine + request_line(server, 0) +
+                  kConnectedLine + kSentLaterLine);
+}
+
+TEST_F(AFailure, ToReadTheFlagsIsPrintedAndTheFailedValueCarriedOn) {
+    const RemoteServer server;
+    failing_get_flags = 1;
+    start(record_for(server));
+    expect_output(init_line(server) + "fcntl F_GETFL failed\n" + kConnectedLine);
+    EXPECT_EQ(last_set_flags, -1);
+}
+
+// A socket that stays blocking is connected when connect returns: the state is 3 at once, and a
+// socket in state 3 is handed over on request only.
+TEST_F(AFailure, ToSetTheFlagsIsPrintedAndAnImmediateConnectionWaitsForTheNextRequest) {
+    const RemoteServer server;
+    failing_set_flags = 1;
+    start(record_without_wakeup());
+    const LocalPeer peer;
+    peer.send(connect_request(server));
+    const Descriptor connection = server.accept();
+    ASSERT_TRUE(connection.valid());
+    const std::string lines = kNoTargetLine + kClientLine + kWholeRequestLine +
+                              request_line(server, 0) + "fcntl F_SETFL failed\n";
+    expect_output(lines);
+    EXPECT_FALSE(readable_within(peer.get(), std::chrono::milliseconds(200)));
+
+    peer.send(connect_request(server));
+    const std::optional<Handover> handover = peer.receive();
+    ASSERT_TRUE(handover.has_value());
+    EXPECT_TRUE(carries(handover->socket.get(), connection.get(), "hello"));
+    expect_output(lines + kWholeRequestLine + request_line(server, 3) + kSentAtOnceLine);
+}
+
+TEST_F(AFailure, OfAcceptIsIgnored) {
+    failing_accepts = 3;
+    start(record_without_wakeup());
+    const LocalPeer peer;
+    peer.send({7});
+    expect_output(kNoTargetLine + kClientLine + "ws ls recv[7] ----> len:1\n");
+    EXPECT_EQ(failing_accepts, 0);
+}
+
+TEST_F(AFailure, OfSelectEndsTheThreadAndLeavesItsSocketsOpen) {
+    const OutputCapture errors(2);
+    start(record_without_wakeup());
+    const LocalPeer peer;
+    ASSERT_TRUE(prints(kClientLine));
+    failing_selects = 1;
+    EXPECT_TRUE(wait_until([] { return !thread_runs("webpreinit"); }));
+    EXPECT_EQ(errors.text(), "select error \n: Bad file descriptor\n");
+    EXPECT_FALSE(readable_within(peer.get(), std::chrono::milliseconds(0)));
+    const LocalPeer second;  // the socket still listens, nobody accepts
+    expect_output(kNoTargetLine + kClientLine);
+}
+
+}  // namespace
+}  // namespace quon::test

@@ -1,0 +1,608 @@
+// The hand-off thread from outside: a real server, real peers, and every line that it prints.
+
+#include "websocket.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "handoff_world.h"
+
+namespace quon::test {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+// Long enough for the thread's 20 ms passes to show what must not happen.
+constexpr milliseconds kSomePasses{200};
+
+const std::string kServedLater = kConnectedLine + kSentLaterLine;
+
+int since(steady_clock::time_point start) {
+    return static_cast<int>(
+        std::chrono::duration_cast<milliseconds>(steady_clock::now() - start).count());
+}
+
+// ---- Start ------------------------------------------------------------------------------------
+
+struct IncompleteRecord {
+    const char* name;
+    ws_preinit_param record;
+};
+
+void PrintTo(const IncompleteRecord& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class ARecordThatAsksForNoConnection : public HandOffTest,
+                                       public testing::WithParamInterface<IncompleteRecord> {};
+
+TEST_P(ARecordThatAsksForNoConnection, StartsWithoutATargetAndAsksNobody) {
+    start(GetParam().record);
+    expect_output(kNoTargetLine);
+    const LocalPeer peer;
+    expect_output(kNoTargetLine + kClientLine);
+    EXPECT_EQ(network_questions(), 0);
+}
+
+const IncompleteRecord kIncompleteRecords[] = {
+    {"NoRemoteWakeup", {0, 0x0100007f, 80, answer_network_question}},
+    {"NoAddress", {1, 0, 80, answer_network_question}},
+    {"NoPort", {1, 0x0100007f, 0, answer_network_question}},
+    {"NoCallback", {1, 0x0100007f, 80, nullptr}},
+};
+INSTANTIATE_TEST_SUITE_P(EachMissingField, ARecordThatAsksForNoConnection,
+                         testing::ValuesIn(kIncompleteRecords),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+class AHandOffThread : public HandOffTest {};
+
+TEST_F(AHandOffThread, IsNamedWebpreinit) {
+    start(record_without_wakeup());
+    EXPECT_TRUE(wait_until([] { return thread_runs("webpreinit"); }));
+}
+
+TEST_F(AHandOffThread, KeepsACopyOfTheRecord) {
+    const RemoteServer server;
+    set_network_up(false);
+    ws_preinit_param param = record_for(server);
+    start(param);
+    param = {};
+    set_network_up(true);
+    EXPECT_TRUE(server.accept().valid());
+    EXPECT_TRUE(prints(init_line(server)));
+}
+
+std::atomic<int> entry_values{0};
+
+// Three answers that are no success, then one that is.
+int answer_in_four_ways(int* updated) {
+    static constexpr std::array<std::pair<int, int>, 4> answers = {
+        {{0, 1}, {-1, 1}, {4, 0}, {1, 7}}};
+    static std::size_t next = 0;
+    entry_values += *updated;
+    *updated = answers[next].second;
+    return answers[next++].first;
+}
+
+TEST_F(AHandOffThread, NeedsAPositiveResultAndAFlagAndClearsTheFlagBeforeEachQuestion) {
+    const RemoteServer server;
+    start({1, server.ip(), server.port(), answer_in_four_ways});
+    expect_output(init_line(server) + kConnectedLine);
+    EXPECT_EQ(entry_values, 0);
+}
+
+TEST_F(AHandOffThread, GivesTheNetworkUpAfter300QuestionsAndStillServes) {
+    const RemoteServer server;
+    set_network_up(false);
+    const auto start_time = steady_clock::now();
+    start(record_for(server));
+    expect_output("websocket remote wakeup wait ip update timeout!\n" + kNoTargetLine);
+    EXPECT_GE(since(start_time), 2990);
+    EXPECT_EQ(network_questions(), 300);
+
+    const LocalPeer peer;
+    peer.send(connect_request(server));
+    EXPECT_TRUE(peer.receive().has_value());
+    EXPECT_EQ(network_questions(), 300);
+}
+
+TEST_F(AHandOffThread, ReplacesASocketFileThatIsLeftOver) {
+    fclose(fopen("/tmp/ws_socket", "wb"));
+    start(record_without_wakeup());
+    EXPECT_TRUE(prints(kNoTargetLine));
+    const LocalPeer peer;
+    EXPECT_TRUE(prints(kClientLine));
+}
+
+TEST_F(AHandOffThread, EndsWhenItsSocketCannotBeBound) {
+    ASSERT_EQ(mkdir("/tmp/ws_socket", 0700), 0);
+    const RemoteServer server;
+    start(record_for(server));
+    expect_output("bind failed. errno = " + std::to_string(EADDRINUSE) + ".\n");
+    EXPECT_TRUE(wait_until([] { return !thread_runs("webpreinit"); }));
+    EXPECT_EQ(network_questions(), 0);
+}
+
+TEST_F(AHandOffThread, KeepsItsDescriptorsOutOfStartedPrograms) {
+    const RemoteServer server;
+    start(record_for(server));
+    const LocalPeer peer;
+    EXPECT_TRUE(prints(kClientLine));
+    EXPECT_TRUE(prints(kConnectedLine));
+    int sockets = 0;
+    for (int fd = 3; fd < 64; fd++) {
+        struct stat kind {};
+        if (fstat(fd, &kind) == 0 && S_ISSOCK(kind.st_mode)) {
+            sockets++;
+            EXPECT_EQ(fcntl(fd, F_GETFD), FD_CLOEXEC) << fd;
+        }
+    }
+    EXPECT_EQ(sockets, 5);  // two of this test; listening, client and remote socket of the thread
+}
+
+// ---- The early connection ---------------------------------------------------------------------
+
+class AnEarlyConnection : public HandOffTest {};
+
+TEST_F(AnEarlyConnection, IsMadeBeforeAnybodyAsksAndKept) {
+    const RemoteServer server("127.0.0.5");
+    start(record_for(server));
+    expect_output(init_line(server) + kConnectedLine);
+    const Descriptor connection = server.accept();
+    ASSERT_TRUE(connection.valid());
+    EXPECT_FALSE(readable_within(connection.get(), kSomePasses));
+    EXPECT_FALSE(server.has_visitor(milliseconds(0)));
+}
+
+TEST_F(AnEarlyConnection, IsHandedOverAtOnceToThePeerThatAsksForIt) {
+    const RemoteServer server;
+    start(record_for(server));
+    const Descriptor connection = server.accept();
+    ASSERT_TRUE(prints(kConnectedLine));
+
+    const LocalPeer peer;
+    peer.send(connect_request(server));
+    std::optional<Handover> handover = peer.receive();
+    ASSERT_TRUE(handover.has_value());
+    EXPECT_EQ(handover->data, (Bytes{1, 0, 0, 0, 0, 0, 0, 0}));
+    EXPECT_TRUE(carries(handover->socket.get(), connection.get(), "from the camera"));
+    EXPECT_TRUE(carries(connection.get(), handover->socket.get(), "from the server"));
+    expect_output(init_line(server) + kConnectedLine + kClientLine + kWholeRequestLine +
+                  request_line(server, 3) + kSentAtOnceLine);
+
+    handover->socket.reset();  // the only copy: the connection ends with it
+    EXPECT_TRUE(ends_within(connection.get()));
+}
+
+TEST_F(AnEarlyConnection, IsMadeAnewForThePeerThatAsksASecondTime) {
+    const RemoteServer server;
+    start(record_for(server));
+    const Descriptor first = server.accept();
+    ASSERT_TRUE(prints(kConnectedLine));
+    const LocalPeer peer;
+    peer.send(connect_request(server));
+    ASSERT_TRUE(peer.receive().has_value());
+
+    peer.send(connect_request(server));
+    const std::optional<Handover> again = peer.receive();
+    ASSERT_TRUE(again.has_value());
+    const Descriptor second = server.accept();
+    EXPECT_TRUE(carries(again->socket.get(), second.get(), "second"));
+    expect_output(init_line(server) + kConnectedLine + kClientLine + kWholeRequestLine +
+                  request_line(server, 3) + kSentAtOnceLine + kWholeRequestLine +
+                  request_line(server, 0) + kServedLater);
+}
+
+TEST_F(AnEarlyConnection, IsClosedForThePeerThatAsksForAnotherAddress) {
+    const RemoteServer server;
+    const RemoteServer other("127.0.0.2");
+    start(record_for(server));
+    const Descriptor connection = server.accept();
+    ASSERT_TRUE(prints(kConnectedLine));
+
+    const LocalPeer peer;
+    peer.send(connect_request(other));
+    const std::optional<Handover> handover = peer.receive();
+    ASSERT_TRUE(handover.has_value());
+    EXPECT_TRUE(ends_within(connection.get()));
+    const Descriptor wanted = other.accept();
+    EXPECT_TRUE(carries(handover->socket.get(), wanted.get(), "to the other"));
+    expect_output(init_line(server) + kConnectedLine + kClientLine + kWholeRequestLine +
+                  request_line(other, 3) + kServedLater);
+}
+
+TEST_F(AnEarlyConnection, IsClosedForAnotherPortOfTheSameAddress) {
+    const RemoteServer server;
+    const RemoteServer other;
+    start(record_for(server));
+    const Descriptor connection = server.accept();
+    ASSERT_TRUE(prints(kConnectedLine));
+    const LocalPeer peer;
+    peer.send(connect_request(other));
+    EXPECT_TRUE(peer.receive().has_value());
+    EXPECT_TRUE(ends_within(connection.get()));
+    EXPECT_TRUE(other.accept().valid());
+}
+
+TEST_F(AnEarlyConnection, EndsWithTheDropCommandAndLeavesThePeerConnected) {
+    const RemoteServer server;
+    start(record_for(server));
+    const Descriptor connection = server.accept();
+    ASSERT_TRUE(prints(kConnectedLine));
+    const LocalPeer peer;
+    peer.send(kDropRequest);
+    EXPECT_TRUE(ends_within(connection.get()));
+
+    peer.send(connect_request(server));
+    EXPECT_TRUE(peer.receive().has_value());
+    expect_output(init_line(server) + kConnectedLine + kClientLine + kDropLine + kWholeRequestLine +
+                  request_line(server, 0) + kServedLater);
+}
+
+// ---- A local peer -----------------------------------------------------------------------------
+
+class ALocalPeer : public HandOffTest {
+  protected:
+    void SetUp() override {
+        HandOffTest::SetUp();
+        start(record_without_wakeup());
+    }
+};
+
+TEST_F(ALocalPeer, GetsItsConnectionAsSoonAsItIsUp) {
+    const RemoteServer server;
+    const LocalPeer peer;
+    peer.send(connect_request(server));
+    const std::optional<Handover> handover = peer.receive();
+    ASSERT_TRUE(handover.has_value());
+    EXPECT_EQ(handover->data, (Bytes{1, 0, 0, 0, 0, 0, 0, 0}));
+    const Descriptor connection = server.accept();
+    EXPECT_TRUE(carries(handover->socket.get(), connection.get(), "hello"));
+    expect_output(kNoTargetLine + kClientLine + kWholeRequestLine + request_line(server, 0) +
+                  kServedLater);
+}
+
+TEST_F(ALocalPeer, MaySendUpTo128BytesOfWhichSevenCount) {
+    const RemoteServer server;
+    const LocalPeer peer;
+    Bytes request = connect_request(server);
+    request.resize(128, 0xee);
+    peer.send(request);
+    EXPECT_TRUE(peer.receive().has_value());
+    expect_output(kNoTargetLine + kClientLine + "ws ls recv[0] ----> len:128\n" +
+                  request_line(server, 0) + kServedLater);
+}
+
+TEST_F(ALocalPeer, IsReadAtMost128BytesAtOnce) {
+    const LocalPeer peer;
+    Bytes request(129, 7);
+    request[128] = 8;
+    peer.send(request);
+    expect_output(kNoTargetLine + kClientLine +
+                  "ws ls recv[7] ----> len:128\nws ls recv[8] ----> len:1\n");
+}
+
+TEST_F(ALocalPeer, WithAShortRequestUsesWhatEarlierRequestsLeft) {
+    const RemoteServer server("127.0.0.9");
+    const LocalPeer peer;
+    peer.send(connect_request(server));
+    ASSERT_TRUE(peer.receive().has_value());
+    peer.send({WS_COMMAND_CONNECT, 127, 0});
+    EXPECT_TRUE(peer.receive().has_value());
+    peer.send({WS_COMMAND_CONNECT});
+    EXPECT_TRUE(peer.receive().has_value());
+    const std::string served = request_line(server, 0) + kServedLater;
+    expect_output(kNoTargetLine + kClientLine + kWholeRequestLine + served +
+                  "ws ls recv[0] ----> len:3\n" + served + "ws ls recv[0] ----> len:1\n" + served);
+}
+
+TEST_F(ALocalPeer, MaySendUnknownCommandsWithoutEffect) {
+    const RemoteServer server;
+    const LocalPeer peer;
+    peer.send(connect_request(server));
+    ASSERT_TRUE(peer.receive().has_value());
+    std::string lines =
+        kNoTargetLine + kClientLine + kWholeRequestLine + request_line(server, 0) + kServedLater;
+    const std::pair<std::uint8_t, int> commands[] = {{2, 2}, {0x7f, 127}, {0x80, -128}, {0xff, -1}};
+    for (const auto& [octet, printed] : commands) {
+        peer.send({octet});
+        lines += "ws ls recv[" + std::to_string(printed) + "] ----> len:1\n";
+        expect_output(lines);
+    }
+    peer.send(connect_request(server));
+    EXPECT_TRUE(peer.receive().has_value());
+    expect_output(lines + kWholeRequestLine + request_line(server, 0) + kServedLater);
+}
+
+TEST_F(ALocalPeer, IsReplacedByTheNextOneAndItsSocketClosed) {
+    const RemoteServer server;
+    const LocalPeer first;
+    ASSERT_TRUE(prints(kClientLine));
+    const LocalPeer second;
+    EXPECT_TRUE(ends_within(first.get()));
+    second.send(connect_request(server));
+    EXPECT_TRUE(second.receive().has_value());
+    expect_output(kNoTargetLine + kClientLine + kClientLine + kWholeRequestLine +
+                  request_line(server, 0) + kServedLater);
+}
+
+TEST_F(ALocalPeer, IsReplacedWhileItsConnectionIsAwaitedAndTheNextOneGetsIt) {
+    const SilentServer silent;
+    const LocalPeer first;
+    first.send(connect_request(silent));
+    ASSERT_TRUE(wait_until([&] { return silent.attempts() == 1; }));
+    const LocalPeer second;
+    ASSERT_TRUE(ends_within(first.get()));
+    const RemoteServer server;
+    second.send(connect_request(server));
+    EXPECT_TRUE(second.receive().has_value());
+    EXPECT_EQ(silent.attempts(), 0);
+    expect_output(kNoTargetLine + kClientLine + kWholeRequestLine + request_line(silent, 0) +
+                  kClientLine + kWholeRequestLine + request_line(server, 2) + kServedLater);
+}
+
+TEST_F(ALocalPeer, ThatClosesRepeatsItsLastRequestForNobody) {
+    const RemoteServer server;
+    LocalPeer peer;
+    peer.send(connect_request(server));
+    ASSERT_TRUE(peer.receive().has_value());
+    ASSERT_TRUE(server.accept().valid());
+    peer.close();
+    const Descriptor repeated = server.accept();
+    EXPECT_TRUE(ends_within(repeated.get()));
+    expect_output(kNoTargetLine + kClientLine + kWholeRequestLine + request_line(server, 0) +
+                  kServedLater + kClosedLines + request_line(server, 0) + kConnectedLine +
+                  kNotSentLine);
+}
+
+TEST_F(ALocalPeer, ThatClosesAfterADropRepeatsTheDrop) {
+    LocalPeer peer;
+    peer.send(kDropRequest);
+    ASSERT_TRUE(prints(kDropLine));
+    peer.close();
+    expect_output(kNoTargetLine + kClientLine + kDropLine +
+                  "client close\nws ls recv[1] ----> len:0\n");
+}
+
+TEST_F(ALocalPeer, ThatClosesWithoutAWordActsAsARequestForNoAddress) {
+    LocalPeer peer;
+    ASSERT_TRUE(prints(kClientLine));
+    peer.close();
+    expect_output(kNoTargetLine + kClientLine + kClosedLines + request_line(0, 0, 0) +
+                  kConnectedLine + kNotSentLine);
+}
+
+TEST_F(ALocalPeer, ThatFailsInsteadOfClosingRepeatsItsRequestTwice) {
+    const RemoteServer server;
+    LocalPeer peer;
+    peer.send(connect_request(server));
+    ASSERT_TRUE(readable_within(peer.get()));
+    peer.close();  // with the hand-over unread, which resets the connection
+    ASSERT_TRUE(prints("client close\n"));
+    EXPECT_TRUE(prints("ws ls recv[0] ----> len:-1\n"));
+    EXPECT_TRUE(prints("ws ls recv[0] ----> len:0\n"));
+    EXPECT_TRUE(prints(kNotSentLine));
+}
+
+// ---- Connections that do not come up ----------------------------------------------------------
+
+class ARefusedConnection : public HandOffTest {};
+
+TEST_F(ARefusedConnection, CountsAsUpAndIsHandedOverDeadSoThatThePeerLearnsAtOnce) {
+    const in_addr_t ip = htonl(INADDR_LOOPBACK);
+    const std::uint16_t port = closed_port();
+    start(record_without_wakeup());
+    const LocalPeer peer;
+    peer.send(connect_request(ip, port));
+    const std::optional<Handover> handover = peer.receive();
+    ASSERT_TRUE(handover.has_value());
+    char octet = 0;
+    const ssize_t received = recv(handover->socket.get(), &octet, 1, MSG_DONTWAIT);
+    EXPECT_TRUE(received == 0 || (received == -1 && errno != EAGAIN));
+    EXPECT_EQ(send(handover->socket.get(), &octet, 1, MSG_NOSIGNAL), -1);
+    EXPECT_EQ(errno, EPIPE);
+    expect_output(kNoTargetLine + kClientLine + kWholeRequestLine + request_line(ip, port, 0) +
+                  kServedLater);
+}
+
+class AnUnreachableAddress : public HandOffTest {};
+
+TEST_F(AnUnreachableAddress, FailsAtOnceAndLeavesTheThreadIdle) {
+    const in_addr_t ip = inet_addr("203.0.113.7");  // no route in the private network
+    start(record_for(ip, 8080));
+    const std::string start_lines =
+        init_line(ip, 8080) + "ws ls connect server 203.0.113.7:8080 failed!\n";
+    expect_output(start_lines);
+
+    const RemoteServer server;
+    const LocalPeer peer;
+    peer.send(connect_request(server));
+    EXPECT_TRUE(peer.receive().has_value());
+    expect_output(start_lines + kClientLine + kWholeRequestLine + request_line(server, 0) +
+                  kServedLater);
+}
+
+TEST_F(AnUnreachableAddress, IsTriedAgainWhenItIsAskedForAgain) {
+    const in_addr_t ip = inet_addr("203.0.113.7");
+    start(record_for(ip, 443));
+    const std::string failure = "ws ls connect server 203.0.113.7:443 failed!\n";
+    expect_output(init_line(ip, 443) + failure);
+    const LocalPeer peer;
+    peer.send(connect_request(ip, 443));
+    expect_output(init_line(ip, 443) + failure + kClientLine + kWholeRequestLine +
+                  request_line(ip, 443, 0) + failure);
+    EXPECT_FALSE(readable_within(peer.get(), kSomePasses));
+}
+
+class ASilentAddress : public HandOffTest {};
+
+TEST_F(ASilentAddress, IsGivenUpAfter6000MillisecondsWithoutAWord) {
+    const SilentServer silent;
+    const auto start_time = steady_clock::now();
+    start(record_for(silent));
+    ASSERT_TRUE(wait_until([&] { return silent.attempts() == 1; }));
+    ASSERT_TRUE(wait_until([&] { return silent.attempts() == 0; }));
+    EXPECT_GE(since(start_time), 6000);
+    EXPECT_LT(since(start_time), 15000);
+    expect_output(init_line(silent));
+
+    const RemoteServer server;
+    const LocalPeer peer;
+    peer.send(connect_request(server));
+    EXPECT_TRUE(peer.receive().has_value());
+    expect_output(init_line(silent) + kClientLine + kWholeRequestLine + request_line(server, 0) +
+                  kServedLater);
+}
+
+TEST_F(ASilentAddress, IsLeftForTheOneThatThePeerAsksFor) {
+    const SilentServer silent;
+    start(record_for(silent));
+    ASSERT_TRUE(wait_until([&] { return silent.attempts() == 1; }));
+    const RemoteServer server;
+    const LocalPeer peer;
+    peer.send(connect_request(server));
+    EXPECT_TRUE(peer.receive().has_value());
+    EXPECT_EQ(silent.attempts(), 0);
+    expect_output(init_line(silent) + kClientLine + kWholeRequestLine + request_line(server, 2) +
+                  kServedLater);
+}
+
+TEST_F(ASilentAddress, IsTriedAnewWhenThePeerAsksForItAgain) {
+    const SilentServer silent;
+    start(record_for(silent));
+    ASSERT_TRUE(wait_until([&] { return silent.attempts() == 1; }));
+    const LocalPeer peer;
+    peer.send(connect_request(silent));
+    ASSERT_TRUE(prints(request_line(silent, 2)));
+    EXPECT_FALSE(readable_within(peer.get(), kSomePasses));
+    EXPECT_EQ(silent.attempts(), 1);
+}
+
+TEST_F(ASilentAddress, IsDroppedOnCommand) {
+    const SilentServer silent;
+    start(record_for(silent));
+    ASSERT_TRUE(wait_until([&] { return silent.attempts() == 1; }));
+    const LocalPeer peer;
+    peer.send(kDropRequest);
+    EXPECT_TRUE(wait_until([&] { return silent.attempts() == 0; }));
+    peer.send(connect_request(silent));
+    expect_output(init_line(silent) + kClientLine + kDropLine + kWholeRequestLine +
+                  request_line(silent, 0));
+}
+
+// ---- Descriptors at their limits --------------------------------------------------------------
+
+// The network question holds the thread before its first pass until the test lets go.
+class AThreadBeforeItsFirstPass : public HandOffTest {
+  protected:
+    void SetUp() override {
+        HandOffTest::SetUp();
+        set_network_up(false);
+    }
+};
+
+TEST_F(AThreadBeforeItsFirstPass, DoesNotReadTheNewPeerForTheOldOnesReadiness) {
+    const RemoteServer server;
+    start(record_for(server));
+    const LocalPeer first;
+    first.send(connect_request(server));
+    const LocalPeer second;  // silent: reading it would hold the thread for good
+    set_network_up(true);
+    EXPECT_TRUE(readable_within(first.get()));  // closed
+    const LocalPeer third;
+    third.send(connect_request(server));
+    EXPECT_TRUE(third.receive().has_value());
+}
+
+// Takes every free number below `limit`.
+std::vector<Descriptor> fill_descriptors(int limit) {
+    std::vector<Descriptor> taken;
+    while (taken.empty() || (taken.back().valid() && taken.back().get() < limit - 1)) {
+        taken.emplace_back(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    }
+    return taken;
+}
+
+void allow_descriptors_beyond_select() {
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, 2 * FD_SETSIZE);
+    ASSERT_GT(limit.rlim_cur, static_cast<rlim_t>(FD_SETSIZE));
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+}
+
+class ADescriptorBeyondASelectSet : public HandOffTest {
+  protected:
+    void SetUp() override {
+        HandOffTest::SetUp();
+        allow_descriptors_beyond_select();
+    }
+};
+
+TEST_F(ADescriptorBeyondASelectSet, CountsAsAFailedAccept) {
+    start(record_without_wakeup());
+    ASSERT_TRUE(prints(kNoTargetLine));
+    std::vector<Descriptor> taken = fill_descriptors(FD_SETSIZE);
+    const LocalPeer peer;
+    EXPECT_TRUE(ends_within(peer.get()));
+    expect_output(kNoTargetLine);
+
+    taken.clear();
+    const LocalPeer second;
+    expect_output(kNoTargetLine + kClientLine);
+}
+
+TEST_F(ADescriptorBeyondASelectSet, CountsAsAFailedRemoteSocket) {
+    const RemoteServer server;
+    start(record_without_wakeup());
+    const LocalPeer peer;
+    ASSERT_TRUE(prints(kClientLine));
+    const std::vector<Descriptor> taken = fill_descriptors(FD_SETSIZE);
+    peer.send(connect_request(server));
+    expect_output(kNoTargetLine + kClientLine + kWholeRequestLine + request_line(server, 0) +
+                  "socket failed.\nws ls connect server 127.0.0.1:" +
+                  std::to_string(server.port()) + " failed!\n");
+    EXPECT_FALSE(server.has_visitor(milliseconds(0)));
+}
+
+TEST_F(ADescriptorBeyondASelectSet, EndsTheThreadWhenItIsTheListeningOne) {
+    const std::vector<Descriptor> taken = fill_descriptors(FD_SETSIZE);
+    start(record_without_wakeup());
+    expect_output("socket failed.\n");
+    EXPECT_TRUE(wait_until([] { return !thread_runs("webpreinit"); }));
+}
+
+TEST_F(ADescriptorBeyondASelectSet, IsNotTheLastOneThatFits) {
+    start(record_without_wakeup());
+    ASSERT_TRUE(prints(kNoTargetLine));
+    std::vector<Descriptor> taken = fill_descriptors(FD_SETSIZE);
+    Descriptor socket = LocalPeer::unconnected();
+    ASSERT_GE(socket.get(), FD_SETSIZE);
+    ASSERT_EQ(taken.back().get(), FD_SETSIZE - 1);
+    taken.pop_back();
+    const LocalPeer peer(std::move(socket));
+    peer.send({7});
+    EXPECT_TRUE(prints("ws ls recv[7] ----> len:1\n"));
+    EXPECT_TRUE(prints_exactly("===========client_sock:" + std::to_string(FD_SETSIZE - 1) + "\n"));
+}
+
+}  // namespace
+}  // namespace quon::test
