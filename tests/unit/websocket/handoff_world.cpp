@@ -12,7 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <regex>
+#include <sstream>
 #include <stdexcept>
 
 #include "private_world.h"
@@ -110,17 +110,24 @@ SilentServer::SilentServer()
     require(server_.has_visitor(kLongEnough), "no visitor");
 }
 
-int SilentServer::attempts() const {
-    // Third and fourth column: remote address and state, 02 for a connect without an answer.
-    char remote[32];
-    std::snprintf(remote, sizeof(remote), "%08X:%04X 02 ", ip(), port());
-    const std::string table = content_of("/proc/thread-self/net/tcp");
-    int count = 0;
-    for (std::size_t at = table.find(remote); at != std::string::npos;
-         at = table.find(remote, at + 1)) {
-        count++;
+std::vector<std::string> SilentServer::attempts() const {
+    char wanted[32];
+    std::snprintf(wanted, sizeof(wanted), "%08X:%04X", ip(), port());
+    std::vector<std::string> local_ends;
+    std::istringstream table(content_of("/proc/thread-self/net/tcp"));
+    std::string line;
+    while (std::getline(table, line)) {
+        std::istringstream words(line);
+        std::string number;
+        std::string local;
+        std::string remote;
+        std::string state;
+        words >> number >> local >> remote >> state;
+        if (remote == wanted && state == "02") {  // connecting
+            local_ends.push_back(local);
+        }
     }
-    return count;
+    return local_ends;
 }
 
 std::uint16_t closed_port() {
@@ -191,8 +198,16 @@ bool thread_runs(const std::string& name) {
 }
 
 std::string without_numbers(const std::string& text) {
-    static const std::regex numbers("(fd:|client_sock:|-2484:)-?[0-9]+");
-    return std::regex_replace(text, numbers, "$1#");
+    std::string result = text;
+    for (const std::string label : {"fd:", "client_sock:", "-2484:"}) {
+        for (std::size_t at = result.find(label); at != std::string::npos;
+             at = result.find(label, at)) {
+            at += label.size();
+            const std::size_t end = result.find_first_not_of("-0123456789", at);
+            result.replace(at, end - at, "#");
+        }
+    }
+    return result;
 }
 
 void set_network_up(bool up) {

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "captured_output.h"
 #include "hex.h"
@@ -65,8 +66,8 @@ class SilentServer {
     SilentServer();
     [[nodiscard]] std::uint32_t ip() const { return server_.ip(); }
     [[nodiscard]] std::uint16_t port() const { return server_.port(); }
-    // Connections of this process to it that wait for an answer.
-    [[nodiscard]] int attempts() const;
+    // The local ends of the connections to it that wait for an answer.
+    [[nodiscard]] std::vector<std::string> attempts() const;
 
   private:
     RemoteServer server_;
