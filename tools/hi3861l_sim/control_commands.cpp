@@ -168,32 +168,35 @@ wait_options parse_wait(const call& in, size_t from, std::string_view usage) {
     return options;
 }
 
-// Answers as soon as `done` answers, or with `late` after the time-out.
-void wait_until_done(const call& in, uint32_t timeout_ms, std::function<bool()> done,
-                     std::function<std::string()> late) {
-    if (done()) {
-        return;
-    }
-    struct pending {
-        event_loop::timer_id timer = 0;
-        simulator::watch_id watch = 0;
-    };
-    const auto wait = std::make_shared<pending>();
-    simulator& sim = in.sim;
-    const std::shared_ptr<responder> answer = in.answer;
-    wait->timer =
-        sim.loop().after(std::chrono::milliseconds(timeout_ms), [&sim, wait, answer, late] {
-            sim.cancel_watch(wait->watch);
-            answer->error(late());
-        });
-    wait->watch = sim.watch_changes([&sim, wait, answer, done] {
-        const bool over = answer->gone() || done();
-        if (over) {
-            sim.loop().cancel(wait->timer);
+// A command whose answer comes later: as soon as `done` has answered, or after the time-out.
+struct pending_wait : std::enable_shared_from_this<pending_wait> {
+    simulator& sim;
+    std::shared_ptr<responder> answer;
+    std::function<bool()> done;
+    std::function<std::string()> late;
+    event_loop::timer_id timer = 0;
+    simulator::watch_id watch = 0;
+
+    explicit pending_wait(const call& in) : sim(in.sim), answer(in.answer) {}
+
+    void start(uint32_t timeout_ms) {
+        if (done()) {
+            return;
         }
-        return over;
-    });
-}
+        const auto self = shared_from_this();
+        timer = sim.loop().after(std::chrono::milliseconds(timeout_ms), [self] {
+            self->sim.cancel_watch(self->watch);
+            self->answer->error(self->late());
+        });
+        watch = sim.watch_changes([self] {
+            const bool over = self->answer->gone() || self->done();
+            if (over) {
+                self->sim.loop().cancel(self->timer);
+            }
+            return over;
+        });
+    }
+};
 
 void wait_frame(const call& in) {
     constexpr std::string_view usage = "TYPE [count N] [timeout MS]";
@@ -202,39 +205,35 @@ void wait_frame(const call& in) {
     }
     const uint8_t type = parse_type(in.words[1]);
     const wait_options options = parse_wait(in, 2, usage);
-    simulator& sim = in.sim;
-    const std::shared_ptr<responder> answer = in.answer;
-    wait_until_done(
-        in, options.timeout_ms,
-        [&sim, answer, type, count = options.count] {
-            if (sim.received(type) < count) {
-                return false;
-            }
-            answer->line("received=" + std::to_string(sim.received(type)));
-            answer->line("last=" + show_hex(sim.last_frame(type)));
-            answer->ok();
-            return true;
-        },
-        [&sim, type, count = options.count] {
-            return "timeout: " + std::to_string(sim.received(type)) + " of " +
-                   std::to_string(count) + " frames " + show_type(type);
-        });
+    const auto wait = std::make_shared<pending_wait>(in);
+    wait->done = [&sim = in.sim, answer = in.answer, type, count = options.count] {
+        if (sim.received(type) < count) {
+            return false;
+        }
+        answer->line("received=" + std::to_string(sim.received(type)));
+        answer->line("last=" + show_hex(sim.last_frame(type)));
+        answer->ok();
+        return true;
+    };
+    wait->late = [&sim = in.sim, type, count = options.count] {
+        return "timeout: " + std::to_string(sim.received(type)) + " of " + std::to_string(count) +
+               " frames " + show_type(type);
+    };
+    wait->start(options.timeout_ms);
 }
 
 void wait_host(const call& in) {
     const wait_options options = parse_wait(in, 1, "[timeout MS]");
-    simulator& sim = in.sim;
-    const std::shared_ptr<responder> answer = in.answer;
-    wait_until_done(
-        in, options.timeout_ms,
-        [&sim, answer] {
-            const bool here = sim.link().host_present();
-            if (here) {
-                answer->ok();
-            }
-            return here;
-        },
-        [] { return std::string("timeout: no host"); });
+    const auto wait = std::make_shared<pending_wait>(in);
+    wait->done = [&sim = in.sim, answer = in.answer] {
+        const bool here = sim.link().host_present();
+        if (here) {
+            answer->ok();
+        }
+        return here;
+    };
+    wait->late = [] { return std::string("timeout: no host"); };
+    wait->start(options.timeout_ms);
 }
 
 void quit(const call& in) {

@@ -3,9 +3,11 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <list>
+#include <utility>
 
 #include "chip_link/chip_link_protocol.h"
 #include "hichannel_host.h"
@@ -17,6 +19,8 @@ namespace {
 
 constexpr int send_buffer = 8 * 1024 * 1024;
 constexpr size_t largest_datagram = 65536;
+constexpr std::chrono::milliseconds shortest_port_pause{1};
+constexpr std::chrono::milliseconds longest_port_pause{100};
 
 class unix_transport : public transport {
   public:
@@ -25,6 +29,7 @@ class unix_transport : public transport {
         loop_.watch(listener_.get(), POLLIN, [this](short) { accept_host(); });
     }
     ~unix_transport() override {
+        loop_.cancel(port_timer_);
         loop_.unwatch(listener_.get());
         for (const file_descriptor& peer : peers_) {
             loop_.unwatch(peer.get());
@@ -59,9 +64,29 @@ class unix_transport : public transport {
         return known ? chip_link_port_of(&name, length) : 0;
     }
 
+    // A host that has gone keeps its name until its connection is closed here.
+    static bool is_there(int fd) {
+        pollfd one{fd, 0, 0};
+        return poll(&one, 1, 0) == 0 || (one.revents & POLLHUP) == 0;
+    }
+
+    // A host takes its port a moment after it has connected, and no descriptor tells of it.
+    void look_for_host() {
+        loop_.cancel(port_timer_);
+        const bool present = host_present();
+        if (present && !std::exchange(present_, present)) {
+            note("host holds port " + std::to_string(HI_CHANNEL_HOST_PORT));
+        }
+        present_ = present;
+        if (!present && !peers_.empty()) {
+            port_pause_ = std::min(port_pause_ * 2, longest_port_pause);
+            port_timer_ = loop_.after(port_pause_, [this] { look_for_host(); });
+        }
+    }
+
     [[nodiscard]] int host_socket() const {
         for (const file_descriptor& peer : peers_) {
-            if (port_of(peer.get()) == HI_CHANNEL_HOST_PORT) {
+            if (port_of(peer.get()) == HI_CHANNEL_HOST_PORT && is_there(peer.get())) {
                 return peer.get();
             }
         }
@@ -80,14 +105,12 @@ class unix_transport : public transport {
         const auto peer = std::prev(peers_.end());
         note("host connected");
         loop_.watch(peer->get(), POLLIN, [this, peer](short) { read_host(peer); });
+        port_pause_ = shortest_port_pause;
+        look_for_host();
     }
 
     void read_host(std::list<file_descriptor>::iterator peer) {
         const ssize_t size = recv(peer->get(), buffer_.data(), buffer_.size(), MSG_DONTWAIT);
-        if (size == sizeof(uint32_t)) {
-            note("host holds port " + std::to_string(port_of(peer->get())));
-            return;
-        }
         if (size > 0) {
             take(bytes_view(buffer_).first(static_cast<size_t>(size)));
             return;
@@ -97,12 +120,16 @@ class unix_transport : public transport {
         }
         loop_.unwatch(peer->get());
         peers_.erase(peer);
+        present_ = host_present();
         note("host gone");
     }
 
     event_loop& loop_;
     listening_socket listener_;
     std::list<file_descriptor> peers_;
+    bool present_ = false;  // as the journal was told
+    event_loop::timer_id port_timer_ = 0;
+    std::chrono::milliseconds port_pause_ = shortest_port_pause;
     bytes buffer_ = bytes(largest_datagram);
 };
 

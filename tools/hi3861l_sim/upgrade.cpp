@@ -15,15 +15,10 @@ bool upgrade::start(bytes_view request) {
     if (request.size() != MCU_UPG_START_SIZE) {
         return refuse("start of " + std::to_string(request.size()) + " bytes");
     }
-    const uint32_t kind = request[0];
-    const uint32_t size = get_le(request, 1, 4);
-    if (state_ != "receiving" || kind != kind_ || size != size_) {
-        image_.clear();
-        blocks_ = 0;
-    }
-    kind_ = kind;
-    size_ = size;
-    first_block_ = true;
+    image_.clear();
+    blocks_ = 0;
+    kind_ = request[0];
+    size_ = get_le(request, 1, 4);
     state_ = "receiving";
     refusal_.clear();
     return true;
@@ -47,10 +42,7 @@ bool upgrade::block(bytes_view request) {
         return refuse("block with " + std::to_string(length) + " data bytes");
     }
     const bytes_view data = request.subspan(MCU_UPG_BLOCK_DATA_OFFSET, length);
-    if (first_block_ && offset == 0) {
-        image_.clear();
-        blocks_ = 0;
-    } else if (repeats_last(offset, data)) {
+    if (repeats_last(offset, data)) {
         return true;
     }
     if (offset != image_.size()) {
@@ -62,7 +54,6 @@ bool upgrade::block(bytes_view request) {
     }
     image_.insert(image_.end(), data.begin(), data.end());
     last_offset_ = offset;
-    first_block_ = false;
     blocks_++;
     refusal_.clear();
     return true;

@@ -9,13 +9,12 @@ namespace quon::sim {
 
 class upgrade {
   public:
-    // Bytes 1 to 4 announce the image's size (0: any). What an unfinished upgrade of the same kind
-    // and size left is kept until the first block shows where the sender goes on.
+    // Bytes 1 to 4 announce the image's size (0: any). Whatever arrived before is forgotten.
     bool start(bytes_view request);
 
     // A block is accepted when it continues the image: its word is the offset of its data, it holds
-    // 1 to 256 bytes, and the image does not grow beyond its size. The first block after a start
-    // may also begin anew at 0. A repeated last block (its answer was lost) is accepted again.
+    // 1 to 256 bytes, and the image does not grow beyond its size. A repeated last block (its
+    // answer was lost) is accepted again.
     bool block(bytes_view request);
 
     void finish();
@@ -39,7 +38,6 @@ class upgrade {
     uint32_t blocks_ = 0;
     bytes image_;
     size_t last_offset_ = 0;
-    bool first_block_ = false;
 };
 
 }  // namespace quon::sim

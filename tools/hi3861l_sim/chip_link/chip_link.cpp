@@ -93,15 +93,10 @@ int connect_to_simulator() {
     return fd;
 }
 
-// Takes the port, and tells the simulator with a datagram that holds nothing but the port's number.
 int bind_port(int fd, uint32_t port) {
     sockaddr_un name;
     const socklen_t length = chip_link_port_name(&name, port, simulator_path());
-    if (chip_link_next()->bind(fd, reinterpret_cast<const sockaddr*>(&name), length) != 0) {
-        return -1;
-    }
-    (void)chip_link_next()->sendto(fd, &port, sizeof port, MSG_DONTWAIT | MSG_NOSIGNAL, nullptr, 0);
-    return 0;
+    return chip_link_next()->bind(fd, reinterpret_cast<const sockaddr*>(&name), length);
 }
 
 // False once the simulator has gone and everything that it sent has been read.

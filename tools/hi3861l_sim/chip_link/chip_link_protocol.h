@@ -1,8 +1,7 @@
 // What the chip link and the simulated chip agree on. Every datagram between them is one netlink
 // message as the kernel would carry it, 16-byte header included, over a Unix socket of type
 // SOCK_SEQPACKET. A bound port id is the abstract socket name that the link's end is bound to, so
-// the kernel itself keeps two sockets from holding one port. A datagram that is just the port's
-// number (4 bytes) tells the simulator of it.
+// the kernel itself keeps two sockets from holding one port.
 #ifndef CHIP_LINK_PROTOCOL_H
 #define CHIP_LINK_PROTOCOL_H
 
