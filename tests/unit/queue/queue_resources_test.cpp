@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "captured_output.h"
@@ -17,6 +18,8 @@ struct Watch {
     int allocations;
     int refused_allocation;  // its number, counted from 1; 0 for none
     int releases;
+    int locks;
+    int unlocks;
     int mutex_inits;
     int mutex_destroys;
     int attr_inits;
@@ -39,6 +42,8 @@ extern "C" {
 void* __real_malloc(size_t size);
 void* __real_calloc(size_t count, size_t size);
 void __real_free(void* block);
+int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
+int __real_pthread_mutex_unlock(pthread_mutex_t* mutex);
 int __real_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attr);
 int __real_pthread_mutex_destroy(pthread_mutex_t* mutex);
 int __real_pthread_condattr_init(pthread_condattr_t* attr);
@@ -58,6 +63,16 @@ void* __wrap_calloc(size_t count, size_t size) {
 void __wrap_free(void* block) {
     watch.releases += watch.on && block != nullptr ? 1 : 0;
     __real_free(block);
+}
+
+int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
+    watch.locks += watch.on ? 1 : 0;
+    return __real_pthread_mutex_lock(mutex);
+}
+
+int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {
+    watch.unlocks += watch.on ? 1 : 0;
+    return __real_pthread_mutex_unlock(mutex);
 }
 
 int __wrap_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attr) {
@@ -150,6 +165,27 @@ TEST(AQueueThatCannotBeAllocated, IsNullLogsNothingAndKeepsNoMemory) {
         EXPECT_EQ(watch.cond_inits, watch.cond_destroys);
         EXPECT_EQ(watch.attr_inits, watch.attr_destroys);
     }
+}
+
+void expect_locks(int expected, const std::function<void()>& call) {
+    watch_from_here();
+    call();
+    watch.on = false;
+    EXPECT_EQ(watch.locks, expected);
+    EXPECT_EQ(watch.unlocks, expected);
+}
+
+TEST(AQueuesLock, IsTakenOnceByEveryCallButGetLen) {
+    quon::test::set_profile({.level_limit = 0});
+    QN_QUEUE* queue = QN_QUEUE_Create(33, 1, 0, "event");
+    uint8_t element[33] = {};
+    expect_locks(1, [&] { EXPECT_EQ(QN_QUEUE_Push(queue, element), 0); });
+    expect_locks(1, [&] { EXPECT_EQ(QN_QUEUE_Push(queue, element), -1); });
+    expect_locks(0, [&] { EXPECT_EQ(QN_QUEUE_GetLen(queue), 1); });
+    expect_locks(1, [&] { EXPECT_EQ(QN_QUEUE_Pop(queue, element), 0); });
+    expect_locks(1, [&] { EXPECT_EQ(QN_QUEUE_Pop(queue, element), -1); });
+    expect_locks(1, [&] { QN_QUEUE_Destroy(queue); });
+    quon::test::set_default_profile();
 }
 
 struct LifeRow {

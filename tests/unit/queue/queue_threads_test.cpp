@@ -17,7 +17,7 @@ namespace {
 
 constexpr uint32_t kProducers = 4;
 constexpr uint32_t kConsumers = 4;
-constexpr uint32_t kPerProducer = 1000;
+constexpr uint32_t kPerProducer = 5000;
 constexpr uint32_t kTotal = kProducers * kPerProducer;
 constexpr int kDepth = 10;
 constexpr size_t kPadding = 25;
