@@ -14,18 +14,10 @@ typedef int errno_t;
 
 #define SECUREC_MEM_MAX_LEN 0x7fffffffUL
 
-#ifndef EOK
 #define EOK 0
-#endif
-#ifndef EINVAL_AND_RESET
 #define EINVAL_AND_RESET 150
-#endif
-#ifndef ERANGE_AND_RESET
 #define ERANGE_AND_RESET 162
-#endif
-#ifndef EOVERLAP_AND_RESET
 #define EOVERLAP_AND_RESET 182
-#endif
 
 // Copies `count` bytes. Results: 0; EINVAL (destination null); ERANGE (destMax 0 or above
 // SECUREC_MEM_MAX_LEN); EINVAL_AND_RESET (source null), ERANGE_AND_RESET (count above destMax) and

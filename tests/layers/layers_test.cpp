@@ -1,0 +1,312 @@
+// The rules of the house: who may include whom, who may name the driver, where conditional code and
+// which parts of the C++ library may stand.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "source_tree.h"
+
+namespace {
+
+using namespace quon::layers;
+
+struct Folder {
+    std::string_view path;
+    int height;
+};
+
+// A folder includes its own headers and those of lower folders. Neighbours of one height do not
+// know each other.
+constexpr Folder kHouse[] = {
+    {"tools/quon_mcu/", 9},
+    {"tools/hi3861l_sim/", 9},
+    {"tools/catalog/", 8},
+    {"quon_mcu_daemon/src/", 7},
+    {"quon_mcu_daemon/hal/", 6},
+    {"quon_mcu_daemon/hal/hi3861l/src/", 5},
+    {"quon_mcu_daemon/hal/hi3861l/include/", 4},  // facts that several floors need
+    {"quon_mcu_daemon/include/", 4},              // the same
+    {"quon_mcu_daemon/hal/hi3861l/src/channel/", 3},
+    {"dbus/", 3},
+    {"src/", 3},
+    {"common/queue/", 2},
+    {"common/log/", 1},
+    {"common/securec/", 1},
+    {"common/platform/", 0},
+};
+
+constexpr std::string_view kDriver = "quon_mcu_daemon/hal/hi3861l/";
+constexpr std::string_view kDoorToTheDriver = "quon_mcu_daemon/hal/mcu_ops";
+constexpr std::string_view kHandlers = "quon_mcu_daemon/src/";
+constexpr std::string_view kPlatform = "common/platform/include/quon_platform.h";
+
+// What handlers may see of the chip's folder: the table's type and the records.
+constexpr std::string_view kRecordHeaders[] = {
+    "quon_mcu_daemon/hal/hi3861l/include/mcu_ops_table.h",
+    "quon_mcu_daemon/hal/hi3861l/include/mcu_records.h",
+};
+
+// The parts of the C++ library that need nothing of it at run time.
+constexpr std::string_view kHeaderOnly[] = {
+    "algorithm", "array",   "atomic",      "bit",    "charconv",    "chrono",  "concepts",
+    "cstddef",   "cstdint", "iterator",    "limits", "new",         "numeric", "optional",
+    "ranges",    "span",    "string_view", "tuple",  "type_traits", "utility",
+};
+
+const std::vector<std::string> kAllFolders = {"common", "dbus", "src", "quon_mcu_daemon", "tools"};
+
+using Findings = std::vector<std::string>;
+
+std::string at(const std::string& path, int line, const std::string& what) {
+    return path + ":" + std::to_string(line) + ": " + what;
+}
+
+// The house's innermost folder that holds the file; null for a file outside all of them.
+const Folder* folder_of(std::string_view path) {
+    const Folder* best = nullptr;
+    for (const Folder& folder : kHouse) {
+        if (path.starts_with(folder.path) &&
+            (best == nullptr || folder.path.size() > best->path.size())) {
+            best = &folder;
+        }
+    }
+    return best;
+}
+
+bool is_device_code(std::string_view path) {
+    return !path.starts_with("tools/");
+}
+
+Findings wrong_includes(const SourceTree& tree) {
+    Findings findings;
+    for (const auto& [path, text] : tree) {
+        const Folder* own = folder_of(path);
+        if (own == nullptr) {
+            findings.push_back(path + ": stands in no folder of the house");
+            continue;
+        }
+        for (const Include& include : includes_of(text)) {
+            if (!include.quoted) {
+                continue;
+            }
+            const std::string target = resolve(tree, path, include.name);
+            const Folder* other = folder_of(target);
+            if (other == nullptr) {
+                findings.push_back(
+                    at(path, include.line, "cannot tell what it includes: " + include.name));
+            } else if (other != own && other->height >= own->height) {
+                findings.push_back(at(path, include.line, "includes " + target));
+            }
+        }
+    }
+    return findings;
+}
+
+Findings driver_headers_in_handlers(const SourceTree& tree) {
+    Findings findings;
+    for (const auto& [path, text] : tree) {
+        for (const Include& include : includes_of(text)) {
+            const std::string target = resolve(tree, path, include.name);
+            if (path.starts_with(kHandlers) && target.starts_with(kDriver) &&
+                std::ranges::find(kRecordHeaders, target) == std::end(kRecordHeaders)) {
+                findings.push_back(at(path, include.line, "includes " + target));
+            }
+        }
+    }
+    return findings;
+}
+
+Findings driver_names_outside(const SourceTree& tree) {
+    Findings findings;
+    for (const auto& [path, text] : tree) {
+        if (!is_device_code(path) || path.starts_with(kDriver)) {
+            continue;
+        }
+        for (const Line& line : code_lines(text)) {
+            const bool door = path.starts_with(kDoorToTheDriver);
+            for (const std::string& name : identifiers_with_prefix(line.text, "hi3861l_")) {
+                const bool is_include = line.text[0] == '#' && name == "hi3861l_dev";
+                if (!door || (name != "hi3861l_get_ops_handle" && !is_include)) {
+                    findings.push_back(at(path, line.number, "names " + name));
+                }
+            }
+        }
+    }
+    return findings;
+}
+
+std::vector<std::string> words(const std::string& text) {
+    std::istringstream in(text);
+    std::vector<std::string> all;
+    for (std::string word; in >> word;) {
+        all.push_back(word);
+    }
+    return all;
+}
+
+struct Directive {
+    int line;
+    std::string name;
+    std::string argument;
+};
+
+std::vector<Directive> directives_of(std::string_view text) {
+    std::vector<Directive> directives;
+    for (const Line& line : code_lines(text)) {
+        if (line.text[0] == '#') {
+            auto parts = words(line.text.substr(1));
+            parts.resize(std::max<size_t>(parts.size(), 2));
+            directives.push_back({line.number, parts[0], parts[1]});
+        }
+    }
+    return directives;
+}
+
+bool opens_include_guard(const std::vector<Directive>& directives, size_t i) {
+    return i == 0 && directives.size() > 1 && directives[0].name == "ifndef" &&
+           directives[1].name == "define" && directives[0].argument == directives[1].argument;
+}
+
+Findings conditional_code(const SourceTree& tree) {
+    constexpr std::array<std::string_view, 7> kinds = {"if",      "ifdef",    "ifndef", "elif",
+                                                       "elifdef", "elifndef", "else"};
+    Findings findings;
+    for (const auto& [path, text] : tree) {
+        if (!is_device_code(path) || path == kPlatform) {
+            continue;
+        }
+        const auto directives = directives_of(text);
+        for (size_t i = 0; i < directives.size(); i++) {
+            const Directive& directive = directives[i];
+            const bool language = directive.name == "ifdef" && directive.argument == "__cplusplus";
+            if (std::ranges::find(kinds, directive.name) != kinds.end() && !language &&
+                !opens_include_guard(directives, i)) {
+                findings.push_back(
+                    at(path, directive.line, "#" + directive.name + " " + directive.argument));
+            }
+        }
+    }
+    return findings;
+}
+
+Findings heavy_library_parts(const SourceTree& tree) {
+    Findings findings;
+    for (const auto& [path, text] : tree) {
+        for (const Include& include : includes_of(text)) {
+            const bool cxx = !include.quoted && include.name.find('.') == std::string::npos;
+            if (is_device_code(path) && cxx &&
+                std::ranges::find(kHeaderOnly, include.name) == std::end(kHeaderOnly)) {
+                findings.push_back(at(path, include.line, "includes <" + include.name + ">"));
+            }
+        }
+    }
+    return findings;
+}
+
+// One finding a line, so that a failure can be read.
+std::string list(const Findings& findings) {
+    std::string text;
+    for (const std::string& finding : findings) {
+        text += finding + "\n";
+    }
+    return text;
+}
+
+SourceTree the_tree() {
+    return read_tree(QUON_SOURCE_FOLDER, kAllFolders);
+}
+
+TEST(TheTree, IncludesOnlyWhatStandsBelow) {
+    EXPECT_EQ(list(wrong_includes(the_tree())), "");
+}
+
+TEST(TheTree, KeepsTheDriversHeadersFromTheHandlers) {
+    EXPECT_EQ(list(driver_headers_in_handlers(the_tree())), "");
+}
+
+TEST(TheTree, NamesTheDriverOnlyInItsDoorAndOnlyByOneFunction) {
+    EXPECT_EQ(list(driver_names_outside(the_tree())), "");
+}
+
+TEST(TheTree, GoesThroughTheDoorToTheDriver) {
+    const SourceTree tree = the_tree();
+    const auto found = tree.find("quon_mcu_daemon/hal/mcu_ops.cpp");
+    ASSERT_NE(found, tree.end());
+    EXPECT_FALSE(identifiers_with_prefix(found->second, "hi3861l_get_ops_handle").empty());
+}
+
+TEST(TheTree, HasConditionalCodeForTheDeviceInOneHeaderOnly) {
+    EXPECT_EQ(list(conditional_code(the_tree())), "");
+}
+
+TEST(TheTree, TakesOnlyHeaderOnlyPartsOfTheCxxLibraryForTheDevice) {
+    EXPECT_EQ(list(heavy_library_parts(the_tree())), "");
+}
+
+// Each rule would notice a fault.
+const SourceTree kPlanted = {
+    {"common/log/include/quon_log.h", "#ifndef QUON_LOG_H\n#define QUON_LOG_H\n#endif\n"},
+    {"common/log/src/up.cpp", "#include \"quon_queue.h\"\n"},
+    {"common/queue/include/quon_queue.h", "#include \"quon_log.h\"\n"},
+    {"common/stray.h", "\n"},
+    {"dbus/neighbour.cpp", "\n// why\n#include \"websocket.h\"\n#include \"nowhere.h\"\n"},
+    {"src/websocket.h", "#ifndef A\n#define B\n#endif\n"},
+    {"src/websocket.cpp",
+     "#include <vector>\n#include <span>\n#include <cstdint>\n#include <poll.h>\n"},
+    {"quon_mcu_daemon/hal/mcu_ops.h", "#include \"mcu_records.h\"\n"},
+    {"quon_mcu_daemon/hal/mcu_ops.cpp",
+     "#include \"hi3861l_dev.h\"\nx = hi3861l_get_ops_handle();\ny = hi3861l_other();\n"},
+    {"quon_mcu_daemon/hal/hi3861l/include/hi3861l_dev.h", "\n"},
+    {"quon_mcu_daemon/hal/hi3861l/include/mcu_records.h", "\n"},
+    {"quon_mcu_daemon/src/handler.cpp",
+     "#include \"mcu_ops.h\"\n#include \"mcu_records.h\"\n#include \"hi3861l_dev.h\"\n"
+     "/* hi3861l_ignored */ call(hi3861l_api_get_time); // hi3861l_ignored\n"
+     "#ifdef __cplusplus\n#else\n#endif\n"},
+    {"tools/hi3861l_sim/main.cpp", "#include <vector>\n#if 1\n#endif\nhi3861l_anything();\n"},
+};
+
+TEST(TheIncludeRule, FindsWhatStandsAboveBesideAndNowhere) {
+    EXPECT_EQ(wrong_includes(kPlanted),
+              (Findings{"common/log/src/up.cpp:1: includes common/queue/include/quon_queue.h",
+                        "common/stray.h: stands in no folder of the house",
+                        "dbus/neighbour.cpp:3: includes src/websocket.h",
+                        "dbus/neighbour.cpp:4: cannot tell what it includes: nowhere.h"}));
+}
+
+TEST(TheHandlerRule, FindsADriverHeader) {
+    EXPECT_EQ(driver_headers_in_handlers(kPlanted),
+              (Findings{"quon_mcu_daemon/src/handler.cpp:3: includes "
+                        "quon_mcu_daemon/hal/hi3861l/include/hi3861l_dev.h"}));
+}
+
+TEST(TheDriverNameRule, FindsOtherNamesInTheDoorAndAnyNameElsewhere) {
+    EXPECT_EQ(driver_names_outside(kPlanted),
+              (Findings{"quon_mcu_daemon/hal/mcu_ops.cpp:3: names hi3861l_other",
+                        "quon_mcu_daemon/src/handler.cpp:3: names hi3861l_dev",
+                        "quon_mcu_daemon/src/handler.cpp:4: names hi3861l_api_get_time"}));
+}
+
+TEST(TheConditionRule, FindsAllButIncludeGuardsAndTheLanguage) {
+    EXPECT_EQ(conditional_code(kPlanted), (Findings{"quon_mcu_daemon/src/handler.cpp:6: #else ",
+                                                    "src/websocket.h:1: #ifndef A"}));
+}
+
+TEST(TheLibraryRule, FindsAHeapContainer) {
+    EXPECT_EQ(heavy_library_parts(kPlanted), (Findings{"src/websocket.cpp:1: includes <vector>"}));
+}
+
+TEST(TheSourceReader, TakesCommentsAwayButNotTextsInQuotes) {
+    const auto lines = code_lines("a // b\n/* c\n d */ e\n\"// f\" '\"' // g\n1'000 // h\n");
+    std::vector<std::string> texts;
+    for (const Line& line : lines) {
+        texts.push_back(std::to_string(line.number) + " " + line.text);
+    }
+    EXPECT_EQ(texts, (std::vector<std::string>{"1 a", "3 e", "4 \"// f\" '\"'", "5 1'000"}));
+}
+
+}  // namespace

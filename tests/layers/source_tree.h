@@ -1,0 +1,41 @@
+// The sources as text, and the questions that the rules of the house ask about them.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quon::layers {
+
+// Path relative to the top folder -> text. Ordered, so that findings are.
+using SourceTree = std::map<std::string, std::string>;
+
+// Every C and C++ file of the named folders. Throws when a folder does not exist or holds none.
+SourceTree read_tree(const std::filesystem::path& top, const std::vector<std::string>& folders);
+
+struct Line {
+    int number;
+    std::string text;  // without comments
+};
+
+// The lines that still say something without their comments.
+std::vector<Line> code_lines(std::string_view text);
+
+struct Include {
+    int line;
+    std::string name;
+    bool quoted;  // "name", otherwise <name>
+};
+
+std::vector<Include> includes_of(std::string_view text);
+
+// The path that a quoted include of `from` names: beside the file, under one of the folders that
+// headers are named from, or the only file of that name. Empty when there is none.
+std::string resolve(const SourceTree& tree, const std::string& from, const std::string& name);
+
+// Whole identifiers that begin with `prefix`, in order of appearance.
+std::vector<std::string> identifiers_with_prefix(std::string_view code, std::string_view prefix);
+
+}  // namespace quon::layers
