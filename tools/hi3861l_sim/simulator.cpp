@@ -8,10 +8,10 @@
 namespace quon::sim {
 
 bytes make_frame(uint8_t type, bytes_view payload) {
-    bytes frame(HI3861L_FRAME_HEAD_SIZE);
+    bytes frame(HI3861L_FRAME_HEAD_SIZE + payload.size());
     frame[0] = type;
     put_le(frame, 1, 4, static_cast<uint32_t>(payload.size()));
-    frame.insert(frame.end(), payload.begin(), payload.end());
+    std::copy(payload.begin(), payload.end(), frame.begin() + HI3861L_FRAME_HEAD_SIZE);
     return frame;
 }
 
