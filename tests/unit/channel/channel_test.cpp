@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cstring>
 #include <mutex>
-#include <regex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -16,6 +15,7 @@
 #include "fake_netlink.h"
 #include "hex.h"
 #include "hichannel_host.h"
+#include "printed_lines.h"
 #include "waiting.h"
 
 namespace quon::test {
@@ -26,7 +26,7 @@ constexpr int kNetlinkNoEnobufs = 5;
 
 // What `function` prints, with the source line numbers replaced by N.
 std::string printed_by(const std::function<void()>& function) {
-    return std::regex_replace(captured_output(function), std::regex(R"(\[l:\d+\])"), "[l:N]");
+    return without_line_numbers(captured_output(function));
 }
 
 std::string line_of(const std::string& function, const std::string& text) {
@@ -256,7 +256,7 @@ TEST_F(AReceiveThread, EndsOnAnyOtherErrorAndLeavesTheChannelOpenForSending) {
     const std::string expected = "recvfrom error! fd:" + std::to_string(host_socket()) + "\n\r\n";
     ASSERT_TRUE(wait_until([&] { return output.text().find(expected) != std::string::npos; }));
     EXPECT_EQ(
-        std::regex_replace(output.text(), std::regex(R"(\[l:\d+\])"), "[l:N]"),
+        without_line_numbers(output.text()),
         line_of("hi_channel_host_thread", "recvfrom error! fd:" + std::to_string(host_socket())));
     const std::uint8_t byte = 9;
     EXPECT_EQ(hi_channel_send_to_dev(&byte, 1), 0);

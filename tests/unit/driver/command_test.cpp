@@ -1,0 +1,288 @@
+#include <chrono>
+#include <string>
+
+#include "driver_world.h"
+
+namespace quon::test {
+namespace {
+
+// What a command logs when the channel refuses it.
+std::vector<LogLine> send_failure(const char* operation) {
+    return {driver_line(1, "hi3861l_send_data", "hi_channel_send_to_dev failed\n"),
+            driver_line(1, "hi3861l_send_msg_async", "hi3861l_send_data failed\n"),
+            failure_line(operation, "hi3861l_send_msg_async failed")};
+}
+
+// Calls the slot with the first bytes of `body` and returns its result.
+using Call = std::int32_t (*)(std::size_t number, const Bytes& body);
+
+std::int32_t nothing(std::size_t number, const Bytes& /*body*/) {
+    return slot<Command>(number)();
+}
+
+std::int32_t byte(std::size_t number, const Bytes& body) {
+    return slot<ByteCommand>(number)(body[0]);
+}
+
+template <std::int32_t Size>
+std::int32_t record(std::size_t number, const Bytes& body) {
+    mcu_record<Size> argument;
+    std::memcpy(argument.bytes, body.data(), Size);
+    return slot<std::int32_t (*)(mcu_record<Size>)>(number)(argument);
+}
+
+std::int32_t pointer(std::size_t number, const Bytes& body) {
+    return slot<std::int32_t (*)(const std::uint8_t*)>(number)(body.data());
+}
+
+std::int32_t word(std::size_t number, const Bytes& body) {
+    const std::uint32_t value =
+        body[0] | body[1] << 8 | body[2] << 16 | static_cast<std::uint32_t>(body[3]) << 24;
+    return slot<std::int32_t (*)(std::uint32_t)>(number)(value);
+}
+
+struct CommandRow {
+    std::size_t slot;
+    const char* operation;
+    std::uint8_t type;
+    std::uint32_t size;
+    Call call;
+};
+
+// clang-format off
+const CommandRow kCommands[] = {
+    {4, "hi3861l_api_set_time", 0x83, 10, pointer},
+    {6, "hi3861l_api_set_led", 0x85, 1, byte},
+    {8, "hi3861l_api_set_pir_switch", 0x87, 1, byte},
+    {9, "hi3861l_api_set_pir_sensitivity", 0x88, 1, byte},
+    {11, "hi3861l_api_set_pir_info", 0xa2, 36, record<36>},
+    {12, "hi3861l_api_set_wifi_connect", 0x8a, 134, record<134>},
+    {13, "hi3861l_api_set_wifi_disconnect", 0x8b, 0, nothing},
+    {16, "hi3861l_api_set_wifi_keepalive", 0x8d, 164, record<164>},
+    {17, "hi3861l_api_set_wifi_extended_info", 0x9d, 66, record<66>},
+    {19, "hi3861l_api_set_system_state", 0x8e, 1, byte},
+    {23, "hi3861l_api_upg_finish", 0x91, 0, nothing},
+    {24, "hi3861l_api_set_store_params", 0x92, 48, record<48>},
+    {26, "hi3861l_api_set_wdg_state", 0x94, 1, byte},
+    {28, "hi3861l_api_set_wdg_period", 0x96, 4, word},
+    {29, "hi3861l_api_set_wdg_feed", 0x97, 0, nothing},
+    {30, "hi3861l_api_set_alarm", 0x98, 7, record<7>},
+    {32, "hi3861l_api_set_ap_start", 0x9a, 166, record<166>},
+    {33, "hi3861l_api_set_ap_stop", 0x9b, 0, nothing},
+    {34, "hi3861l_api_set_crash_test", 0x9c, 0, nothing},
+    {37, "hi3861l_api_set_uart_switch", 0xa0, 1, byte},
+    {38, "hi3861l_api_set_wakeup_info", 0xa1, 71, record<71>},
+    {40, "hi3861l_api_set_charge_auto_poweron", 0xa4, 67, record<67>},
+    {42, "hi3861l_api_set_tamper_switch", 0xa6, 1, byte},
+    {49, "hi3861l_api_set_soc_poweron_time_info", 0xab, 44, record<44>},
+};
+// clang-format on
+
+class ACommand : public AStartedDriver {};
+
+TEST_F(ACommand, SendsItsTypeItsLengthAndItsArgumentWithoutWaiting) {
+    for (const CommandRow& row : kCommands) {
+        SCOPED_TRACE(row.operation);
+        chip().forget();
+        forget_log();
+        EXPECT_EQ(row.call(row.slot, pattern(200)), 0);
+        EXPECT_EQ(chip().frames(), (std::vector<Bytes>{chip_frame(row.type, pattern(row.size))}));
+        EXPECT_EQ(log_lines_up_to(2), std::vector<LogLine>{});
+    }
+}
+
+TEST_F(ACommand, ReportsAFailedSendUnderItsOwnName) {
+    chip().send_result = -1;
+    for (const CommandRow& row : kCommands) {
+        SCOPED_TRACE(row.operation);
+        forget_log();
+        EXPECT_EQ(row.call(row.slot, pattern(200)), -1);
+        EXPECT_EQ(log_lines_up_to(2), send_failure(row.operation));
+    }
+}
+
+TEST_F(ACommand, ThatFeedsTheWatchdogIsFiveBytesLong) {
+    EXPECT_EQ(ops->set_wdg_feed(), 0);
+    EXPECT_EQ(chip().frames(), (std::vector<Bytes>{from_hex("97 00 00 00 00")}));
+}
+
+TEST_F(ACommand, ForTheWatchdogPeriodIsLittleEndian) {
+    EXPECT_EQ(ops->set_wdg_period(0x89abcdef), 0);
+    EXPECT_EQ(chip().frames(), (std::vector<Bytes>{from_hex("96 04 00 00 00 ef cd ab 89")}));
+}
+
+TEST_F(ACommand, ForTheTimeRefusesANullPointer) {
+    EXPECT_EQ(ops->set_time(nullptr), -1);
+    EXPECT_EQ(log_lines(), std::vector{failure_line("hi3861l_api_set_time", "param is invalid")});
+    EXPECT_TRUE(chip().frames().empty());
+}
+
+TEST_F(ACommand, ForTheTimeLogsItAfterSending) {
+    struct Row {
+        const char* record;
+        const char* text;
+    };
+    const Row rows[] = {
+        {"18 0b 10 07 3b 01 00 00 00 00", "time: 2024-11-16 07:59:01\n"},
+        {"00 01 02 03 04 05 06 07 08 09", "time: 2000-01-02 03:04:05\n"},
+        {"ff fe fd fc fb fa 00 00 00 00", "time: 1999--2--3 -4:-5:-6\n"},  // signed bytes
+    };
+    for (const Row& row : rows) {
+        forget_log();
+        EXPECT_EQ(ops->set_time(from_hex(row.record).data()), 0);
+        EXPECT_EQ(log_lines(), std::vector{driver_line(3, "hi3861l_api_set_time", row.text)});
+    }
+    forget_log();
+    chip().send_result = -1;
+    EXPECT_EQ(ops->set_time(from_hex(rows[0].record).data()), -1);
+    EXPECT_EQ(log_lines(), send_failure("hi3861l_api_set_time"));
+}
+
+TEST_F(ACommand, ForTheSystemStateLogsItBeforeSending) {
+    chip().send_result = -1;
+    EXPECT_EQ(ops->set_system_state(200), -1);
+    std::vector<LogLine> expected = send_failure("hi3861l_api_set_system_state");
+    expected.insert(expected.begin(),
+                    driver_line(3, "hi3861l_api_set_system_state", "enSysState: 200\n"));
+    EXPECT_EQ(log_lines(), expected);
+}
+
+// --- the raw command
+
+TEST_F(ACommand, ThatIsRawCarriesTheCallersBytes) {
+    for (const std::size_t size : {0U, 1U, 100U, 383U, 384U}) {
+        SCOPED_TRACE(size);
+        chip().forget();
+        EXPECT_EQ(ops->set_cmd(pattern(384).data(), static_cast<std::int32_t>(size)), 0);
+        EXPECT_EQ(chip().frames(), (std::vector<Bytes>{chip_frame(0xa5, pattern(size))}));
+    }
+    EXPECT_EQ(log_lines(), std::vector<LogLine>{});
+}
+
+TEST_F(ACommand, ThatIsRawMustFitAPayload) {
+    struct Row {
+        bool null;
+        std::int32_t len;
+    };
+    const Row rows[] = {{false, 385},       {false, 4356}, {false, INT32_MAX}, {false, -1},
+                        {false, INT32_MIN}, {true, 0},     {true, 5}};
+    const Bytes bytes = pattern(385);
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.len);
+        forget_log();
+        EXPECT_EQ(ops->set_cmd(row.null ? nullptr : bytes.data(), row.len), -1);
+        EXPECT_EQ(log_lines(),
+                  std::vector{failure_line("hi3861l_api_set_cmd", "param is invalid")});
+    }
+    EXPECT_TRUE(chip().frames().empty());
+}
+
+TEST_F(ACommand, ThatIsRawReportsAFailedSend) {
+    chip().send_result = -1;
+    EXPECT_EQ(ops->set_cmd(pattern(1).data(), 1), -1);
+    EXPECT_EQ(log_lines(), send_failure("hi3861l_api_set_cmd"));
+}
+
+// --- firmware upgrade
+
+class AnUpgrade : public AStartedDriver {
+  protected:
+    // A block of the caller: word, N, 256 data bytes, trailing byte.
+    static Bytes block(std::uint32_t data_length) {
+        Bytes bytes = pattern(265);
+        for (std::size_t i = 0; i < 4; i++) {
+            bytes[4 + i] = static_cast<std::uint8_t>(data_length >> (8 * i));
+        }
+        return bytes;
+    }
+
+    static Bytes answer_of(std::uint8_t byte4) { return {0xa1, 0xa1, 0xa1, 0xa1, byte4, 0xa1}; }
+};
+
+TEST_F(AnUpgrade, StartsWithAByteAndALittleEndianWord) {
+    chip().answer(0x8f, {});
+    EXPECT_EQ(ops->upg_start(0x7f, 0x12345678), 0);
+    EXPECT_EQ(chip().frames(), (std::vector<Bytes>{from_hex("8f 05 00 00 00 7f 78 56 34 12")}));
+    EXPECT_EQ(log_lines(), std::vector{driver_line(3, "hi3861l_api_upg_start", "upgrade start\n")});
+}
+
+TEST_F(AnUpgrade, ReportsAStartThatCannotBeSent) {
+    chip().send_result = -1;
+    EXPECT_EQ(ops->upg_start(1, 2), -1);
+    EXPECT_EQ(log_lines(),
+              (std::vector{driver_line(3, "hi3861l_api_upg_start", "upgrade start\n"),
+                           driver_line(1, "hi3861l_send_data", "hi_channel_send_to_dev failed\n"),
+                           driver_line(1, "hi3861l_send_msg_sync", "hi3861l_send_data failed\n"),
+                           failure_line("hi3861l_api_upg_start", "hi3861l_send_msg_sync failed")}));
+}
+
+TEST_F(AnUpgrade, WaitsThreeSecondsForTheAnswerToItsStart) {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(ops->upg_start(1, 2), -1);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(2999));
+    EXPECT_EQ(log_lines_up_to(1),
+              std::vector{failure_line("hi3861l_api_upg_start", "hi3861l_send_msg_sync failed")});
+}
+
+TEST_F(AnUpgrade, SendsABlockWithAsMuchDataAsItSaysItHas) {
+    struct Row {
+        std::uint32_t announced;
+        std::size_t copied;
+    };
+    const Row rows[] = {{0, 0},     {1, 1},     {255, 255},       {256, 256},
+                        {257, 256}, {384, 256}, {0xffffffff, 256}};
+    chip().answer(0x90, answer_of(0xa1));
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.announced);
+        Bytes body = block(row.announced);
+        chip().forget();
+        EXPECT_EQ(ops->upg_transmit(body.data()), 0);
+        std::fill(body.begin() + 8 + static_cast<std::ptrdiff_t>(row.copied), body.begin() + 264,
+                  std::uint8_t{0});
+        EXPECT_EQ(chip().frames(), (std::vector<Bytes>{chip_frame(0x90, body)}));
+    }
+    EXPECT_EQ(log_lines(), std::vector<LogLine>{});
+}
+
+TEST_F(AnUpgrade, TakesABlockAsAcceptedOnlyByByte4OfTheAnswer) {
+    struct Row {
+        Bytes answer;
+        std::int32_t result;
+    };
+    const Row rows[] = {{answer_of(0xa1), 0},
+                        {answer_of(0x00), -1},
+                        {answer_of(0xa0), -1},
+                        {{0xa1, 0xa1, 0xa1, 0xa1}, -1},
+                        {{}, -1},
+                        {{0, 0, 0, 0, 0xa1}, 0}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(to_hex(row.answer));
+        chip().answer(0x90, row.answer);
+        EXPECT_EQ(ops->upg_transmit(block(256).data()), row.result);
+    }
+    EXPECT_EQ(log_lines(), std::vector<LogLine>{});  // a refusal is not logged
+}
+
+TEST_F(AnUpgrade, ReportsABlockThatCannotBeSentAndRefusesANullPointer) {
+    chip().send_result = -1;
+    EXPECT_EQ(ops->upg_transmit(block(1).data()), -1);
+    EXPECT_EQ(
+        log_lines(),
+        (std::vector{driver_line(1, "hi3861l_send_data", "hi_channel_send_to_dev failed\n"),
+                     driver_line(1, "hi3861l_send_msg_sync", "hi3861l_send_data failed\n"),
+                     failure_line("hi3861l_api_upg_transmit", "hi3861l_send_msg_sync failed")}));
+    forget_log();
+    EXPECT_EQ(ops->upg_transmit(nullptr), -1);
+    EXPECT_EQ(log_lines(),
+              std::vector{failure_line("hi3861l_api_upg_transmit", "param is invalid")});
+}
+
+TEST_F(AnUpgrade, FinishesWithAnEmptyMessageAndALogLine) {
+    EXPECT_EQ(ops->upg_finish(), 0);
+    EXPECT_EQ(chip().frames(), (std::vector<Bytes>{from_hex("91 00 00 00 00")}));
+    EXPECT_EQ(log_lines(),
+              std::vector{driver_line(3, "hi3861l_api_upg_finish", "upgrade finish\n")});
+}
+
+}  // namespace
+}  // namespace quon::test

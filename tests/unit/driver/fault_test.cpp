@@ -1,0 +1,289 @@
+// What no chip and no network tool can bring about: memory that is short, a format that fails, and
+// a wait that ends for a reason of the test's choice (linker option --wrap).
+#include <pthread.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <utility>
+
+#include "captured_output.h"
+#include "driver_world.h"
+#include "printed_lines.h"
+#include "quon_queue.h"
+#include "securec.h"
+
+namespace {
+
+thread_local std::size_t g_failing_malloc_size = 0;
+bool g_snprintf_fails = false;
+// Stands in for the wait while it is set. The mutex is free during the call.
+std::function<int(const timespec&)> g_wait;
+
+}  // namespace
+
+extern "C" {
+
+void* __real_malloc(size_t size);
+void* __wrap_malloc(size_t size) {
+    if (size != 0 && size == g_failing_malloc_size) {
+        g_failing_malloc_size = 0;
+        return nullptr;
+    }
+    return __real_malloc(size);
+}
+
+void* __real_calloc(size_t count, size_t size);
+void* __wrap_calloc(size_t count, size_t size) {
+    if (size != 0 && count * size == g_failing_malloc_size) {
+        g_failing_malloc_size = 0;
+        return nullptr;
+    }
+    return __real_calloc(count, size);
+}
+
+int __wrap_snprintf_s(char* text, size_t size, size_t count, const char* format, ...) {
+    if (g_snprintf_fails) {
+        return -1;
+    }
+    va_list arguments;
+    va_start(arguments, format);
+    const int written = vsnprintf_s(text, size, count, format, arguments);
+    va_end(arguments);
+    return written;
+}
+
+int __real_pthread_cond_timedwait(pthread_cond_t* cond, pthread_mutex_t* mutex,
+                                  const timespec* deadline);
+int __wrap_pthread_cond_timedwait(pthread_cond_t* cond, pthread_mutex_t* mutex,
+                                  const timespec* deadline) {
+    if (!g_wait) {
+        return __real_pthread_cond_timedwait(cond, mutex, deadline);
+    }
+    pthread_mutex_unlock(mutex);
+    const int result = g_wait(*deadline);
+    pthread_mutex_lock(mutex);
+    return result;
+}
+
+}  // extern "C"
+
+namespace quon::test {
+namespace {
+
+class AFault : public AStartedDriver {
+  protected:
+    void TearDown() override {
+        g_failing_malloc_size = 0;
+        g_snprintf_fails = false;
+        g_wait = nullptr;
+        AStartedDriver::TearDown();
+    }
+    std::uint8_t area[384] = {};
+};
+
+// --- memory
+
+TEST_F(AFault, OfMemoryFailsTheSendOfACommand) {
+    g_failing_malloc_size = 6;  // five bytes of head and one of payload
+    EXPECT_EQ(ops->set_led_state(1), -1);
+    EXPECT_EQ(log_lines(),
+              (std::vector{driver_line(1, "hi3861l_send_data", "malloc failed\n"),
+                           driver_line(1, "hi3861l_send_msg_async", "hi3861l_send_data failed\n"),
+                           failure_line("hi3861l_api_set_led", "hi3861l_send_msg_async failed")}));
+    EXPECT_TRUE(chip().frames().empty());
+    EXPECT_EQ(ops->set_led_state(1), 0);
+}
+
+TEST_F(AFault, OfMemoryFailsTheSendOfAQuery) {
+    g_failing_malloc_size = 5;
+    EXPECT_EQ(ops->get_time(area), -1);
+    EXPECT_EQ(log_lines(),
+              (std::vector{driver_line(1, "hi3861l_send_data", "malloc failed\n"),
+                           driver_line(1, "hi3861l_send_msg_sync", "hi3861l_send_data failed\n"),
+                           failure_line("hi3861l_api_get_time", "hi3861l_send_msg_sync failed")}));
+}
+
+TEST_F(AFault, OfMemoryLeavesTheDriverWithoutAnEventQueue) {
+    ASSERT_EQ(ops->deinit(), 0);
+    forget_log();
+    g_failing_malloc_size = sizeof(QN_QUEUE);
+    EXPECT_EQ(ops->init(), 0);
+    EXPECT_EQ(log_lines_up_to(1),
+              std::vector{driver_line(1, "hi3861l_event_init", "QN_QUEUE_Create failed\n")});
+
+    const LogLine null_push = {1, "TAG", "quon_queue", "QN_QUEUE_Push", "queueHdl is NULL!\n"};
+    const LogLine null_length = {1, "TAG", "quon_queue", "QN_QUEUE_GetLen", "queueHdl is NULL!\n"};
+    forget_log();
+    chip().deliver(chip_frame(0x01, {1}));
+    EXPECT_EQ(ops->get_event_info(area), -1);
+    EXPECT_EQ(log_lines(),
+              (std::vector{null_push, failure_line("hi3861l_event_push", "QN_QUEUE_Push failed"),
+                           null_length}));
+
+    forget_log();
+    EXPECT_EQ(ops->deinit(), 0);
+    EXPECT_EQ(
+        log_lines(),
+        (std::vector{LogLine{1, "TAG", "quon_queue", "QN_QUEUE_Destroy", "queueHdl is NULL!\n"}}));
+    ASSERT_EQ(ops->init(), 0);
+}
+
+// --- the interface command
+
+TEST_F(AFault, OfTheFormatIsReportedAndStartsWithoutRaisingTheInterface) {
+    ASSERT_EQ(ops->deinit(), 0);
+    record_log(0);
+    g_snprintf_fails = true;
+    const std::string output = captured_output([this] { EXPECT_EQ(ops->init(), 0); });
+    const std::string source = "[quon_mcu_daemon/hal/hi3861l/src/hi3861l_dev]";
+    EXPECT_EQ(without_line_numbers(output),
+              source + "[sample_wlan_init_up][l:N],snprintf_s fail\n\r\n" + source +
+                  "[hi3861l_api_init][l:N],sample_wlan_init_up is fail\n\r\n");
+    EXPECT_TRUE(commands().empty());
+    EXPECT_EQ(chip().frames().size(), 1U);
+}
+
+// --- the wait
+
+TEST_F(AFault, OfTheWaitThatIsNoTimeOutCountsAsAWakeUpWithoutAReply) {
+    for (const int result : {0, EINVAL, EPERM}) {
+        SCOPED_TRACE(result);
+        std::size_t waits = 0;
+        g_wait = [&](const timespec& /*deadline*/) {
+            waits++;
+            return result;
+        };
+        area[0] = 0xee;
+        EXPECT_EQ(ops->get_time(area), 0);
+        EXPECT_EQ(area[0], 0xee);
+        EXPECT_EQ(waits, 1U);  // not repeated
+    }
+    EXPECT_EQ(log_lines(), std::vector<LogLine>{});
+}
+
+TEST_F(AFault, OfTheWaitReturnsWhateverTheSlotHolds) {
+    g_wait = [](const timespec& /*deadline*/) {
+        chip().deliver(chip_frame(0x84, {1, 2}));
+        return EINVAL;
+    };
+    EXPECT_EQ(ops->get_time(area), 0);
+    EXPECT_EQ(area[0], 1);
+    EXPECT_EQ(area[1], 2);
+}
+
+TEST_F(AFault, OfTheChipThatRepliesTwiceLetsTheSecondReplyWin) {
+    g_wait = [](const timespec& /*deadline*/) {
+        chip().deliver(chip_frame(0x84, {1, 2, 3}));
+        chip().deliver(chip_frame(0x84, {4, 5}));
+        return 0;
+    };
+    EXPECT_EQ(ops->get_time(area), 0);
+    EXPECT_EQ(Bytes(area, area + 4), (Bytes{4, 5, 0, 0}));
+}
+
+TEST_F(AFault, OfTheChipThatRepliesTooLateIsATimeOut) {
+    g_wait = [](const timespec& /*deadline*/) {
+        chip().deliver(chip_frame(0x84, {1, 2, 3}));
+        return ETIMEDOUT;
+    };
+    EXPECT_EQ(ops->get_time(area), -1);
+    EXPECT_EQ(area[0], 0);
+}
+
+// --- time-outs
+
+struct TimeoutRow {
+    const char* operation;
+    int timeout_ms;
+    std::function<std::int32_t(std::uint8_t* area)> call;
+};
+
+std::function<std::int32_t(std::uint8_t*)> query_of(std::size_t number) {
+    return [number](std::uint8_t* area) { return slot<Query>(number)(area); };
+}
+
+std::function<std::int32_t(std::uint8_t*)> text_query_of(std::size_t number) {
+    return [number](std::uint8_t* area) {
+        return slot<TextQuery>(number)(reinterpret_cast<char*>(area));
+    };
+}
+
+timespec monotonic_now() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now;
+}
+
+std::int64_t microseconds(const timespec& time) {
+    return std::int64_t{time.tv_sec} * 1000000 + time.tv_nsec / 1000;
+}
+
+// The moment at which the wait was to end, seen from the moments before and after.
+TEST_F(AFault, OfAChipThatIsSilentIsNoticedAfterEachOperationsOwnTime) {
+    const mcu_ops* const table = ops;
+    // clang-format off
+    const TimeoutRow rows[] = {
+        {"hi3861l_api_get_version", 1000, text_query_of(2)},
+        {"hi3861l_api_get_wakeup_info", 2000, query_of(3)},
+        {"hi3861l_api_get_time", 1000, query_of(5)},
+        {"hi3861l_api_get_battery_status", 2000, query_of(7)},
+        {"hi3861l_api_get_pir_info", 1000, query_of(10)},
+        {"hi3861l_api_get_wifi_status", 1000, query_of(14)},
+        {"hi3861l_api_get_wifi_scanf_info", 2000,
+         [=](std::uint8_t* out) { return table->get_wifi_scanf_info(1, out); }},
+        {"hi3861l_api_upg_start", 3000, [=](std::uint8_t*) { return table->upg_start(1, 2); }},
+        {"hi3861l_api_upg_transmit", 3000,
+         [=](std::uint8_t* block) { return table->upg_transmit(block); }},
+        {"hi3861l_api_get_store_params", 1000, query_of(25)},
+        {"hi3861l_api_get_wdg_state", 1000, query_of(27)},
+        {"hi3861l_api_get_alarm", 1000, query_of(31)},
+        {"hi3861l_api_get_err_report", 1000, query_of(35)},
+        {"hi3861l_api_get_soc_min_version", 1000, text_query_of(36)},
+        {"hi3861l_api_get_status_info", 1000, query_of(39)},
+        {"hi3861l_api_get_config_info", 1000, query_of(43)},
+        {"hi3861l_api_get_wifi_extended_status", 1000, query_of(48)},
+        {"hi3861l_api_get_soc_poweron_time_info_list", 1000, query_of(50)},
+        {"hi3861l_api_get_soc_poweron_time_cur_info", 1000, query_of(51)},
+    };
+    // clang-format on
+    for (const TimeoutRow& row : rows) {
+        SCOPED_TRACE(row.operation);
+        timespec deadline{};
+        timespec after{};
+        g_wait = [&](const timespec& until) {
+            after = monotonic_now();
+            deadline = until;
+            return ETIMEDOUT;
+        };
+        forget_log();
+        const timespec before = monotonic_now();
+        EXPECT_EQ(row.call(area), -1);
+        EXPECT_EQ(log_lines_up_to(1),
+                  std::vector{failure_line(row.operation, "hi3861l_send_msg_sync failed")});
+        const std::int64_t timeout_us = std::int64_t{row.timeout_ms} * 1000;
+        EXPECT_GE(microseconds(deadline), microseconds(before) + timeout_us);
+        EXPECT_LE(microseconds(deadline), microseconds(after) + timeout_us);
+        EXPECT_EQ(deadline.tv_nsec % 1000, 0);
+    }
+}
+
+TEST_F(AFault, OfAChipThatIsSilentHoldsUpTheStartForOneSecond) {
+    ASSERT_EQ(ops->deinit(), 0);
+    timespec deadline{};
+    timespec after{};
+    g_wait = [&](const timespec& until) {
+        after = monotonic_now();
+        deadline = until;
+        return ETIMEDOUT;
+    };
+    const timespec before = monotonic_now();
+    EXPECT_EQ(ops->init(), 0);
+    EXPECT_GE(microseconds(deadline), microseconds(before) + 1000000);
+    EXPECT_LE(microseconds(deadline), microseconds(after) + 1000000);
+}
+
+}  // namespace
+}  // namespace quon::test

@@ -1,0 +1,109 @@
+#include <thread>
+
+#include "driver_world.h"
+#include "hi3861l_driver.h"
+#include "waiting.h"
+
+namespace quon::test {
+namespace {
+
+TEST(ADeadline, IsCountedInMillisecondsOnAClockCutToMicroseconds) {
+    struct Row {
+        std::time_t now_s;
+        long now_ns;
+        std::int32_t timeout_ms;
+        std::time_t s;
+        long ns;
+    };
+    // clang-format off
+    const Row rows[] = {
+        {100, 0, 1000, 101, 0},
+        {100, 0, 0, 100, 0},
+        {100, 999999999, 1000, 101, 999999000},  // 1.999999 s after the full second
+        {100, 999999999, 1, 101, 999000},
+        {100, 1999, 3000, 103, 1000},
+        {100, 999, 2000, 102, 0},
+        {100, 500000000, 2500, 103, 0},
+        {100, 499999999, 2500, 102, 999999000},
+        {100, 600000000, 1999, 102, 599000000},
+        {2147483000, 1000000, 3999, 2147483004, 0},  // the last hour of a 32-bit clock
+    };
+    // clang-format on
+    for (const Row& row : rows) {
+        const timespec deadline =
+            hi3861l_deadline({.tv_sec = row.now_s, .tv_nsec = row.now_ns}, row.timeout_ms);
+        EXPECT_EQ(deadline.tv_sec, row.s) << row.now_ns << " + " << row.timeout_ms;
+        EXPECT_EQ(deadline.tv_nsec, row.ns) << row.now_ns << " + " << row.timeout_ms;
+    }
+}
+
+class AnExchange : public AStartedDriver {
+  protected:
+    std::uint8_t area[384] = {};
+};
+
+TEST_F(AnExchange, IsAnsweredByTheNextMessageOfItsTypeOnly) {
+    chip().answer_with(0x84, {chip_frame(0x86, {1}), chip_frame(0x04, {2}), chip_frame(0x85, {3}),
+                              chip_frame(0x84, {4, 5})});
+    EXPECT_EQ(ops->get_time(area), 0);
+    EXPECT_EQ(area[0], 4);
+    EXPECT_EQ(area[1], 5);
+    EXPECT_EQ(area[2], 0);
+}
+
+TEST_F(AnExchange, DoesNotGetTheLateReplyOfTheOneBefore) {
+    EXPECT_EQ(ops->get_time(area), -1);
+    chip().deliver(chip_frame(0x84, {1, 2, 3}));  // too late
+    chip().answer(0x84, {});
+    EXPECT_EQ(ops->get_time(area), 0);
+    EXPECT_EQ(area[0], 0);
+}
+
+TEST_F(AnExchange, ThatFailsLetsTheNextOneThrough) {
+    chip().send_result = -1;
+    EXPECT_EQ(ops->get_time(area), -1);
+    EXPECT_EQ(ops->set_led_state(1), -1);
+    chip().send_result = 0;
+    chip().answer(0x84, {9});
+    EXPECT_EQ(ops->get_time(area), 0);
+    EXPECT_EQ(area[0], 9);
+    EXPECT_EQ(ops->set_led_state(1), 0);
+}
+
+TEST_F(AnExchange, HoldsUpOtherSendersUntilItsReplyHasCome) {
+    std::jthread asker([&] {
+        std::uint8_t time[384];
+        EXPECT_EQ(ops->get_battery_status(time), 0);
+    });
+    ASSERT_TRUE(wait_until([] { return chip().frames().size() == 1; }));
+    std::jthread sender([&] { EXPECT_EQ(ops->set_led_state(1), 0); });
+    EXPECT_FALSE(
+        wait_until([] { return chip().frames().size() > 1; }, std::chrono::milliseconds(100)));
+    chip().deliver(chip_frame(0x86, {1}));
+    asker.join();
+    sender.join();
+    EXPECT_EQ(chip().frames(),
+              (std::vector<Bytes>{from_hex("86 00 00 00 00"), from_hex("85 01 00 00 00 01")}));
+}
+
+TEST_F(AnExchange, OfEachOfManyThreadsGetsItsOwnReply) {
+    chip().echo();
+    {
+        std::vector<std::jthread> threads;
+        for (int thread = 0; thread < 8; thread++) {
+            threads.emplace_back([this, thread] {
+                for (int i = 0; i < 25; i++) {
+                    const auto selector = static_cast<std::uint8_t>(thread * 25 + i);
+                    std::uint8_t scan[384] = {};
+                    EXPECT_EQ(ops->get_wifi_scanf_info(selector, scan), 0);
+                    EXPECT_EQ(scan[0], selector);
+                    EXPECT_EQ(ops->set_pir_switch(selector), 0);
+                }
+            });
+        }
+    }
+    EXPECT_EQ(chip().frames().size(), 400U);
+}
+
+}  // namespace
+}  // namespace quon::test
