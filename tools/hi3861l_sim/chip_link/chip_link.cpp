@@ -291,13 +291,17 @@ ssize_t chip_link_sendto(int fd, const void* data, size_t size, int flags, const
     if (error != 0) {
         return fail(error);
     }
-    do {
+    // Once more when the simulator came back, or another thread has reconnected meanwhile.
+    for (int attempt = 0; attempt < 2; attempt++) {
         const ssize_t sent =
             chip_link_next()->sendto(fd, data, size, flags | MSG_NOSIGNAL, nullptr, 0);
         if (sent >= 0 || !is_lost_connection(errno)) {
             return sent;
         }
-    } while (!connected(fd) && reconnect(fd));
+        if (!connected(fd) && !reconnect(fd)) {
+            break;
+        }
+    }
     return fail(ECONNREFUSED);
 }
 
@@ -315,13 +319,14 @@ ssize_t chip_link_recvfrom(int fd, void* data, size_t size, int flags, sockaddr*
             const bool whole = (flags & MSG_TRUNC) != 0 || static_cast<size_t>(received) <= size;
             return whole ? received : static_cast<ssize_t>(size);
         }
-        if (received < 0 && !is_lost_connection(errno)) {
+        const bool lost = received == 0 || errno == ENOTCONN;
+        if (!lost && errno != ECONNRESET) {
             return received;
         }
         if (find(fd) == nullptr) {
             return fail(EBADF);
         }
-        if (received == 0 && !wait_for_simulator(fd, flags)) {
+        if (lost && !wait_for_simulator(fd, flags)) {
             return fail(EAGAIN);
         }
     }

@@ -1,0 +1,213 @@
+// What the chip answers, and what it keeps.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "chip_fixture.h"
+#include "hi3861l_protocol.h"
+
+namespace quon::sim {
+namespace {
+
+using test::from_hex;
+
+struct sized_answer {
+    uint8_t type;
+    size_t size;
+    const char* request = "";
+};
+
+// The sizes of the reply records.
+constexpr sized_answer sized_answers[] = {
+    {0x80, 32},  {0x81, 26},  {0x82, 71},        {0x84, 10},  {0x86, 5},   {0x89, 36},
+    {0x8C, 70},  {0x93, 48},  {0x95, 1},         {0x99, 7},   {0x9E, 181}, {0x9F, 32},
+    {0xA3, 136}, {0xA7, 256}, {0xA9, 241, "03"}, {0xAA, 264}, {0xAC, 221}, {0xAD, 212},
+};
+
+TEST(AnAnswer, HasTheSizeOfItsRecord) {
+    test_chip chip;
+    for (const sized_answer& each : sized_answers) {
+        EXPECT_EQ(chip.answer_to(each.type, each.request).size(), each.size)
+            << std::hex << int{each.type};
+    }
+}
+
+TEST(AnAnswer, GoesOutForNoCommandThatIsOnlySet) {
+    struct row {
+        uint8_t type;
+        size_t size;
+    };
+    constexpr row set_commands[] = {
+        {0x83, 10},  {0x85, 1}, {0x87, 1},  {0x88, 1},  {0x8A, 134}, {0x8B, 0},  {0x8D, 164},
+        {0x8E, 1},   {0x91, 0}, {0x92, 48}, {0x94, 1},  {0x96, 4},   {0x97, 0},  {0x98, 7},
+        {0x9A, 166}, {0x9B, 0}, {0x9C, 0},  {0x9D, 66}, {0xA0, 1},   {0xA1, 71}, {0xA2, 36},
+        {0xA4, 67},  {0xA5, 9}, {0xA6, 1},  {0xAB, 44},
+    };
+    test_chip chip;
+    for (const row& each : set_commands) {
+        EXPECT_TRUE(chip.ask(each.type, pattern(each.size)).empty()) << std::hex << int{each.type};
+        EXPECT_EQ(chip.log.lines().back().find("ignored"), std::string::npos)
+            << chip.log.lines().back();
+    }
+}
+
+struct set_and_get {
+    const char* what;
+    uint8_t set;
+    size_t size;
+    uint8_t get;
+    size_t offset;  // of what was set, in the answer
+    const char* get_request = "";
+};
+
+constexpr set_and_get pairs[] = {
+    {"PIR info", 0xA2, 36, 0x89, 0},
+    {"store params", 0x92, 48, 0x93, 0},
+    {"watchdog state", 0x94, 1, 0x95, 0},
+    {"alarm", 0x98, 7, 0x99, 0},
+    {"wake-up info", 0xA1, 71, 0x82, 0},
+    {"PIR switch", 0x87, 1, 0x89, 0},
+    {"PIR sensitivity", 0x88, 1, 0x89, 1},
+    {"system state", 0x8E, 1, 0xA3, 0},
+    {"LED", 0x85, 1, 0xA3, 1},
+    {"tamper switch", 0xA6, 1, 0xA3, 2},
+    {"UART switch", 0xA0, 1, 0xA3, 3},
+    {"watchdog period", 0x96, 4, 0xA3, 8},
+    {"AP start", 0x9A, 166, 0xA7, 0},
+    {"charge auto power-on", 0xA4, 67, 0xA7, 166},
+    {"Wi-Fi extended info", 0x9D, 66, 0xAA, 0},
+    {"Wi-Fi keep-alive", 0x8D, 164, 0xAA, 66},
+    {"scan selector", 0xA9, 1, 0xA9, 0, "1d"},
+    {"power-on time, in the list", 0xAB, 44, 0xAC, 1},
+    {"power-on time, the current one", 0xAB, 44, 0xAD, 0},
+};
+
+TEST(WhatASetCommandStores, ComesBackInTheMatchingAnswer) {
+    for (const set_and_get& each : pairs) {
+        test_chip chip;
+        const std::string stored = pattern(each.size, 0x1D);
+        chip.ask(each.set, stored);
+        const bytes answer = chip.answer_to(each.get, each.get_request);
+        ASSERT_GE(answer.size(), each.offset + each.size) << each.what;
+        EXPECT_EQ(hex(bytes_view(answer).subspan(each.offset, each.size)), stored) << each.what;
+    }
+}
+
+TEST(WhatASetCommandStores, IsKeptOnlyWhenItsSizeIsRight) {
+    for (const set_and_get& each : pairs) {
+        for (const size_t size : {each.size - 1, each.size + 1}) {
+            if (each.set == each.get) {
+                continue;
+            }
+            test_chip chip;
+            const bytes before = chip.answer_to(each.get, each.get_request);
+            chip.ask(each.set, pattern(size, 0x91));
+            EXPECT_NE(chip.log.lines().back().find("ignored"), std::string::npos) << each.what;
+            EXPECT_EQ(chip.answer_to(each.get, each.get_request), before) << each.what;
+        }
+    }
+}
+
+TEST(AScanWithoutSelector, IsNotAnswered) {
+    test_chip chip;
+    EXPECT_TRUE(chip.ask(0xA9).empty());
+    EXPECT_TRUE(chip.ask(0xA9, "0102").empty());
+}
+
+TEST(AnUnknownMessage, IsJournaledAndNotAnswered) {
+    for (const int type : {0x00, 0x03, 0x06, 0x7F, 0xA8, 0xAE, 0xFF}) {
+        test_chip chip;
+        EXPECT_TRUE(chip.ask(static_cast<uint8_t>(type), "0102").empty());
+        EXPECT_NE(chip.log.lines().back().find("no such message"), std::string::npos) << type;
+    }
+}
+
+TEST(TheWatchdog, CountsItsFeeds) {
+    test_chip chip;
+    EXPECT_EQ(chip.get("wdg-feeds"), "wdg-feeds=0");
+    chip.ask(0x97);
+    chip.ask(0x97);
+    EXPECT_EQ(chip.get("wdg-feeds"), "wdg-feeds=2");
+}
+
+TEST(TheAccessPoint, RunsBetweenStartAndStop) {
+    test_chip chip;
+    EXPECT_EQ(chip.get("ap-running"), "ap-running=0");
+    chip.ask(0x9A, pattern(166));
+    EXPECT_EQ(chip.get("ap-running"), "ap-running=1");
+    chip.ask(0x9B);
+    EXPECT_EQ(chip.get("ap-running"), "ap-running=0");
+}
+
+TEST(Wifi, FollowsConnectAndDisconnect) {
+    test_chip chip;
+    chip.ask(0x8B);
+    EXPECT_EQ(chip.answer_to(0x8C)[0], 0);
+    std::string record = hex(test::bytes_of("attic"));
+    record.resize(134 * 2, '0');
+    chip.ask(0x8A, record);
+    EXPECT_EQ(chip.answer_to(0x8C)[0], 1);
+    EXPECT_EQ(chip.get("wifi-ssid"), "wifi-ssid=attic");
+    EXPECT_EQ(chip.get("wifi-connect"), "wifi-connect=" + record);
+}
+
+TEST(Wifi, TakesAConnectRecordWithoutAnyZeroByte) {
+    test_chip chip;
+    chip.ask(0x8A, std::string(134 * 2, 'f'));
+    EXPECT_EQ(chip.get("wifi-ssid").size(), std::string("wifi-ssid=").size() + 32);
+}
+
+TEST(ARawCommand, IsKeptWhateverItsLength) {
+    test_chip chip;
+    for (const size_t size : {0, 1, 384}) {
+        chip.ask(0xA5, pattern(size));
+        EXPECT_EQ(chip.get("command"), "command=" + pattern(size));
+    }
+}
+
+TEST(AList, KeepsItsNewestFiveEntriesOldestFirst) {
+    test_chip chip;
+    EXPECT_EQ(chip.answer_to(0xAC)[0], 0);
+    for (uint8_t i = 1; i <= 6; i++) {
+        chip.ask(0xAB, pattern(44, i));
+        EXPECT_EQ(int{chip.answer_to(0xAC)[0]}, std::min(int{i}, 5));
+    }
+    const bytes list = chip.answer_to(0xAC);
+    for (uint8_t i = 0; i < 5; i++) {
+        EXPECT_EQ(hex(bytes_view(list).subspan(1 + i * 44U, 44)),
+                  pattern(44, static_cast<uint8_t>(i + 2)));
+    }
+}
+
+TEST(ACrashTest, LeavesAnEntryInTheErrorReport) {
+    test_chip chip;
+    EXPECT_EQ(chip.answer_to(0x9E)[0], 0);
+    chip.ask(0x83, "1a0c1f0a0b0c01020304");
+    chip.ask(0x9C);
+    const bytes report = chip.answer_to(0x9E);
+    EXPECT_EQ(report[0], 1);
+    EXPECT_EQ(hex(bytes_view(report).subspan(2, 5)), "1a0c1f0a0b");
+    for (int i = 0; i < 6; i++) {
+        chip.ask(0x9C);
+    }
+    EXPECT_EQ(chip.answer_to(0x9E)[0], 5);
+    EXPECT_EQ(chip.get("crash-tests"), "crash-tests=7");
+}
+
+TEST(AFreshChip, AnswersPlausibly) {
+    test_chip chip;
+    const bytes version = chip.answer_to(0x80);
+    EXPECT_NE(version[0], 0);
+    EXPECT_EQ(version[31], 0);
+    const bytes net = chip.answer_to(0x81);
+    EXPECT_EQ(hex(bytes_view(net).first(12)), "c0a80114ffffff00c0a80101");
+    const bytes wakeup = chip.answer_to(0x82);
+    EXPECT_EQ(hex(bytes_view(wakeup).subspan(54, 6)), hex(bytes_view(net).subspan(12, 6)));
+    EXPECT_LE(chip.answer_to(0x86)[0], 100);
+    const bytes time = chip.answer_to(0x84);
+    EXPECT_TRUE(time[1] >= 1 && time[1] <= 12 && time[2] >= 1 && time[2] <= 31 && time[3] < 24 &&
+                time[4] < 60 && time[5] < 60);
+}
+
+}  // namespace
+}  // namespace quon::sim
