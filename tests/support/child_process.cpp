@@ -1,8 +1,10 @@
 #include "child_process.h"
 
 #include <fcntl.h>
+#include <linux/close_range.h>
 #include <poll.h>
 #include <pty.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -23,6 +25,7 @@ namespace quon::test {
 namespace {
 
 constexpr int kPollMs = 10;
+constexpr char kMark = 0x16;  // no program prints it
 
 [[noreturn]] void fail(const char* what) {
     throw std::system_error(errno, std::generic_category(), what);
@@ -111,6 +114,7 @@ struct Launch {
     dup2(launch.input, 0);
     dup2(launch.output, 1);
     dup2(launch.errors, 2);
+    close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);  // nothing of this process's own surroundings
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -142,7 +146,8 @@ ChildProcess::ChildProcess(const Options& options) {
     if (pid_ == 0) {
         become_program(launch);
     }
-    for (const int used : {input, out.child, err.child, failure.child}) {
+    const bool terminal = options.output == Output::kTerminal;
+    for (const int used : {input, terminal ? -1 : out.child, err.child, failure.child}) {
         if (used >= 0) {
             close(used);
         }
@@ -155,14 +160,17 @@ ChildProcess::ChildProcess(const Options& options) {
             waitpid(pid_, nullptr, 0);
         }
         close(out.parent);
+        if (terminal) {
+            close(out.child);
+        }
         if (err.parent >= 0) {
             close(err.parent);
         }
         throw std::system_error(error, std::generic_category(), "cannot start " + words.front());
     }
-    start_reader(out_, out.parent);
+    start_reader(out_, out.parent, terminal ? out.child : -1);
     if (options.separate_errors) {
-        start_reader(err_, err.parent);
+        start_reader(err_, err.parent, -1);
     }
 }
 
@@ -172,56 +180,96 @@ ChildProcess::~ChildProcess() {
         int status = 0;
         while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
         }
-        ended_ = true;
     }
     finish_readers();
 }
 
-void ChildProcess::start_reader(Stream& stream, int descriptor) {
+void ChildProcess::start_reader(Stream& stream, int descriptor, int terminal) {
     stream.descriptor = descriptor;
+    stream.terminal = terminal;
     stream.reader = std::thread([this, &stream] { read_all(stream); });
 }
 
 // Ends at the end of the stream, or when the program has ended and nothing more is there: a
 // grandchild may hold the other end open for longer.
 void ChildProcess::read_all(Stream& stream) {
-    std::array<char, 4096> block{};
-    while (true) {
+    bool open = true;
+    while (open) {
         const bool was_ended = ended_;
         pollfd entry{.fd = stream.descriptor, .events = POLLIN, .revents = 0};
         const int ready = poll(&entry, 1, kPollMs);
         if (ready == 0 && was_ended) {
             return;
         }
-        if (ready <= 0) {
-            continue;
+        if (ready > 0) {
+            read_once(stream, open);
         }
-        const ssize_t got = read(stream.descriptor, block.data(), block.size());
-        if (got <= 0) {
-            return;
-        }
-        const std::lock_guard guard(lock_);
-        stream.text.append(block.data(), static_cast<std::size_t>(got));
-        grown_.notify_all();
     }
+}
+
+// Reads and stores under the lock, so that a pipe that is empty under the lock is all stored.
+void ChildProcess::read_once(Stream& stream, bool& open) {
+    std::array<char, 4096> block{};
+    const std::lock_guard guard(lock_);
+    const ssize_t got = read(stream.descriptor, block.data(), block.size());
+    open = got > 0;
+    for (ssize_t index = 0; index < got; ++index) {
+        const char letter = block[static_cast<std::size_t>(index)];
+        if (letter == kMark && stream.terminal >= 0) {
+            ++stream.marks_read;
+        } else {
+            stream.text += letter;
+        }
+    }
+    grown_.notify_all();
+}
+
+// What a terminal is given arrives at the other end a little later. A mark that is given to it
+// arrives after everything before it.
+void ChildProcess::catch_up(Stream& stream, std::unique_lock<std::mutex>& guard) const {
+    if (!stream.reader.joinable()) {
+        return;
+    }
+    if (stream.terminal < 0) {
+        grown_.wait_for(guard, kLongEnough, [&] {
+            int waiting = 0;
+            return ioctl(stream.descriptor, FIONREAD, &waiting) != 0 || waiting == 0;
+        });
+        return;
+    }
+    const std::size_t mark = ++stream.marks_written;
+    guard.unlock();
+    (void)!write(stream.terminal, &kMark, 1);
+    guard.lock();
+    grown_.wait_for(guard, kLongEnough, [&] { return stream.marks_read >= mark; });
 }
 
 void ChildProcess::finish_readers() {
     for (Stream* stream : {&out_, &err_}) {
         if (stream->reader.joinable()) {
+            {
+                std::unique_lock guard(lock_);
+                catch_up(*stream, guard);
+            }
+            ended_ = true;
             stream->reader.join();
             close(stream->descriptor);
+            if (stream->terminal >= 0) {
+                close(stream->terminal);
+            }
         }
     }
 }
 
 std::string ChildProcess::output() const {
-    const std::lock_guard guard(lock_);
+    std::unique_lock guard(lock_);
+    catch_up(out_, guard);
     return out_.text;
 }
 
 std::string ChildProcess::errors() const {
-    const std::lock_guard guard(lock_);
+    std::unique_lock guard(lock_);
+    catch_up(err_, guard);
     return err_.text;
 }
 
@@ -265,7 +313,6 @@ bool ChildProcess::reap() {
     }
     status_ = WIFEXITED(status) ? ExitStatus{.exited = true, .code = WEXITSTATUS(status)}
                                 : ExitStatus{.exited = false, .code = WTERMSIG(status)};
-    ended_ = true;
     return true;
 }
 

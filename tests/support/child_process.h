@@ -45,6 +45,7 @@ class ChildProcess {
     ChildProcess& operator=(const ChildProcess&) = delete;
 
     [[nodiscard]] pid_t pid() const { return pid_; }
+    // Everything that was printed before the call.
     [[nodiscard]] std::string output() const;
     [[nodiscard]] std::string errors() const;  // empty unless separate_errors
 
@@ -66,11 +67,16 @@ class ChildProcess {
   private:
     struct Stream {
         int descriptor = -1;
+        int terminal = -1;  // the child's end, when it is a terminal
+        std::size_t marks_written = 0;
+        std::size_t marks_read = 0;
         std::string text;
         std::thread reader;
     };
-    void start_reader(Stream& stream, int descriptor);
+    void start_reader(Stream& stream, int descriptor, int terminal);
     void read_all(Stream& stream);
+    void read_once(Stream& stream, bool& open);
+    void catch_up(Stream& stream, std::unique_lock<std::mutex>& guard) const;
     bool reap();
     void finish_readers();
 
@@ -79,8 +85,8 @@ class ChildProcess {
     std::atomic<bool> ended_{false};
     mutable std::mutex lock_;
     mutable std::condition_variable grown_;
-    Stream out_;
-    Stream err_;
+    mutable Stream out_;
+    mutable Stream err_;
 };
 
 struct Result {

@@ -1,0 +1,75 @@
+// A program on the message bus, as seen from the socket: it writes and reads octets and knows
+// nothing of the bus library.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "hex.h"
+#include "waiting.h"
+
+namespace quon::test {
+
+inline constexpr std::size_t kRecordSize = 4568;
+inline constexpr std::size_t kDataSize = 4356;
+inline constexpr std::uint32_t kMagic = 0x5AA55AA5;
+
+// One record by its documented offsets: head 0, id 4, src_name 8, dst_name 72, type 136, name 140,
+// result 204, data_len 208, data 212.
+struct BusRecord {
+    std::uint32_t head = kMagic;
+    std::uint32_t id = 0;
+    std::string src_name;
+    std::string dst_name;
+    std::uint32_t type = 0;
+    std::string name;
+    std::int32_t result = 0;
+    std::uint32_t data_len = 0;
+    Bytes data;  // encoded: up to 4356 octets, the rest zero; decoded: 4356 octets
+
+    [[nodiscard]] Bytes encoded() const;
+    static BusRecord decoded(const Bytes& octets);
+    // The meaningful octets of the payload.
+    [[nodiscard]] Bytes payload() const;
+};
+
+BusRecord method_request(std::string_view name, const Bytes& data = {}, std::uint32_t id = 1);
+BusRecord signal_record(std::string_view name, const Bytes& data = {});
+
+class BusPeer {
+  public:
+    // Connects, with patience, to "/tmp/dbus-<bus name>". Throws when nobody listens in time.
+    explicit BusPeer(const std::string& bus_name = "quon.mcu.daemon");
+    ~BusPeer();
+    BusPeer(const BusPeer&) = delete;
+    BusPeer& operator=(const BusPeer&) = delete;
+
+    void send(const BusRecord& record) const { send_octets(record.encoded()); }
+    void send_octets(const Bytes& octets) const;  // in one write
+    // True when the other side has read everything that was sent.
+    [[nodiscard]] bool wait_until_read() const;
+    // The next whole record, or nothing when the bound passes or the stream ends.
+    std::optional<BusRecord> receive(std::chrono::milliseconds bound = kLongEnough) const;
+    // As it came.
+    std::optional<Bytes> receive_octets(std::chrono::milliseconds bound = kLongEnough) const;
+    // True when the other side has closed (within the bound) and nothing is left to read.
+    [[nodiscard]] bool ended(std::chrono::milliseconds bound = kLongEnough) const;
+
+    // One request and its result. Throws when there is no result in time.
+    BusRecord call(std::string_view name, const Bytes& data = {},
+                   std::chrono::milliseconds bound = kLongEnough);
+    void notify(std::string_view name, const Bytes& data = {}) const {
+        send(signal_record(name, data));
+    }
+
+    [[nodiscard]] int descriptor() const { return socket_; }
+
+  private:
+    int socket_ = -1;
+    std::uint32_t next_id_ = 1000;
+};
+
+}  // namespace quon::test
