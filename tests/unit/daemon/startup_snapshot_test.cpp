@@ -1,0 +1,403 @@
+// The start-up snapshot against a recorded operations table and a clock of the test's own.
+
+#include "startup_snapshot.h"
+
+#include <gtest/gtest.h>
+#include <time.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "captured_output.h"
+#include "fake_chip.h"
+#include "mcu_records.h"
+
+namespace {
+
+std::atomic<std::int64_t> test_clock_ns{-1};  // below 0: the real clock
+
+void set_clock_ms(std::int64_t milliseconds) {
+    test_clock_ns = milliseconds * 1'000'000;
+}
+
+}  // namespace
+
+extern "C" {
+
+int __real_clock_gettime(clockid_t clock, timespec* now);
+
+int __wrap_clock_gettime(clockid_t clock, timespec* now) {
+    const std::int64_t ns = test_clock_ns;
+    if (ns < 0 || clock != CLOCK_MONOTONIC) {
+        return __real_clock_gettime(clock, now);
+    }
+    now->tv_sec = static_cast<time_t>(ns / 1'000'000'000);
+    now->tv_nsec = static_cast<long>(ns % 1'000'000'000);
+    return 0;
+}
+
+}  // extern "C"
+
+namespace quon::test {
+namespace {
+
+// What the chip answers to each query of the snapshot.
+struct Field {
+    int slot;
+    std::size_t offset;
+    std::size_t size;
+    const char* failure_function;
+    const char* failure;
+};
+
+// clang-format off
+const Field kFields[] = {  // in the order of the snapshot
+    {3,  0,   71,  "quon_mcu_get_wakeup_info",    "mcu_get_wakeup_info failed"},
+    {5,  71,  10,  "quon_mcu_get_time",           "mcu_get_time failed"},
+    {7,  81,  5,   "quon_mcu_get_battery_status", "mcu_get_battery_status failed"},
+    {14, 86,  70,  "quon_mcu_get_wifi_status",    "mcu_get_wifi_status failed"},
+    {15, 156, 160, "quon_mcu_get_wifi_info",      "mcu_get_wifi_info failed"},
+    {25, 316, 48,  "quon_mcu_get_store_params",   "mcu_get_store_params failed"},
+    {2,  364, 32,  "quon_mcu_get_version",        "mcu_get_version failed"},
+};
+// clang-format on
+const std::vector<int> kOrder = {3, 5, 7, 14, 15, 25, kHandOffStart, 2};
+
+constexpr std::size_t kContextSize = 400;
+constexpr std::size_t kStartOffset = 396;
+
+const Field& field_of(int slot) {
+    for (const Field& field : kFields) {
+        if (field.slot == slot) {
+            return field;
+        }
+    }
+    throw std::invalid_argument("slot");
+}
+
+Bytes answer_of(const Field& field) {
+    if (field.slot == 2) {
+        return bytes_of(std::string("V9.8.7") + '\0');
+    }
+    return Bytes(field.size, static_cast<std::uint8_t>(0x40 + field.slot));
+}
+
+// Store params whose server address is 10.1.2.3 and whose port is 0x1234.
+Bytes store_params(const Bytes& address = {10, 1, 2, 3}, const Bytes& port = {0x34, 0x12}) {
+    Bytes record(48, 0x77);
+    std::copy(address.begin(), address.end(), record.begin() + 38);
+    std::copy(port.begin(), port.end(), record.begin() + 42);
+    return record;
+}
+
+Bytes little_endian(std::uint32_t value) {
+    return {static_cast<std::uint8_t>(value), static_cast<std::uint8_t>(value >> 8),
+            static_cast<std::uint8_t>(value >> 16), static_cast<std::uint8_t>(value >> 24)};
+}
+
+void put(Bytes& context, std::size_t offset, const Bytes& field) {
+    std::copy(field.begin(), field.end(), context.begin() + static_cast<std::ptrdiff_t>(offset));
+}
+
+// A chip that answers every query of the snapshot, each after 10 ms.
+FakeChip& answering_chip() {
+    set_clock_ms(5000);
+    fresh_chip().on_call = [](int slot) {
+        chip().reply = answer_of(field_of(slot));
+        test_clock_ns += 10'000'000;
+    };
+    return chip();
+}
+
+// The same, but for one record.
+void answer_with(int slot, const Bytes& record) {
+    chip().on_call = [slot, record, usual = chip().on_call](int asked) {
+        usual(asked);
+        if (asked == slot) {
+            chip().reply = record;
+        }
+    };
+}
+
+Bytes context() {
+    const Outcome outcome = run_method(quon_mcu_get_allwakeup_info, {});
+    EXPECT_EQ(outcome.result, 400);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(outcome.reply[kContextSize], kUntouched);
+    return {outcome.reply.begin(), outcome.reply.begin() + kContextSize};
+}
+
+Bytes socup_time() {
+    const Outcome outcome = run_method(quon_mcu_get_socup_time, {});
+    EXPECT_EQ(outcome.result, 12);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(outcome.reply[12], kUntouched);
+    return {outcome.reply.begin(), outcome.reply.begin() + 12};
+}
+
+std::string output_of_snapshot() {
+    show_whole_log();
+    return captured_output(quon_mcu_startup_snapshot);
+}
+
+TEST(TheWakeUpContext, IsZeroBeforeTheSnapshot) {
+    fresh_chip();
+    EXPECT_EQ(context(), Bytes(kContextSize));
+    EXPECT_TRUE(chip().calls.empty());
+}
+
+TEST(TheSnapshot, AsksForEachFieldOnceInItsOrderAndStartsTheHandOffBeforeTheVersion) {
+    answering_chip();
+    EXPECT_EQ(output_of_snapshot(), "");
+    EXPECT_EQ(chip().called_slots(), kOrder);
+}
+
+TEST(TheSnapshot, PutsEachFieldAtItsOffsetAndTheStartTimeAfterTheWakeUpQuery) {
+    answering_chip();
+    quon_mcu_startup_snapshot();
+    Bytes expected(kContextSize);
+    for (const Field& field : kFields) {
+        put(expected, field.offset, answer_of(field));
+    }
+    put(expected, kStartOffset, little_endian(5010));
+    EXPECT_EQ(context(), expected);
+}
+
+TEST(TheSnapshot, IsTakenOnceAndNeverRefreshed) {
+    answering_chip();
+    quon_mcu_startup_snapshot();
+    const Bytes taken = context();
+    const std::size_t calls = chip().calls.size();
+    set_clock_ms(90000);
+    EXPECT_EQ(context(), taken);
+    EXPECT_EQ(chip().calls.size(), calls);
+}
+
+TEST(TheSnapshot, GoesOnWhenEveryQueryFails) {
+    answering_chip().result = -1;
+    chip().on_call = [](int) {};
+    std::string lines;
+    for (const Field& field : kFields) {
+        lines +=
+            log_line("E/", field.failure_function, std::string("[") + field.failure + "] failed\n");
+    }
+    EXPECT_EQ(output_of_snapshot(), lines);
+    EXPECT_EQ(chip().called_slots(), kOrder);
+    Bytes expected(kContextSize);
+    put(expected, kStartOffset, little_endian(5000));
+    EXPECT_EQ(context(), expected);
+}
+
+TEST(TheSnapshot, KeepsWhatAFailedQueryWrote) {
+    answering_chip().result = -1;
+    quon_mcu_startup_snapshot();
+    EXPECT_EQ(context()[0], answer_of(kFields[0])[0]);
+    EXPECT_EQ(context()[71], answer_of(kFields[1])[0]);
+}
+
+TEST(TheSnapshot, DecidesFromTheReasonThatAFailedQueryLeft) {
+    answering_chip().result = -1;
+    answer_with(3, {13});
+    quon_mcu_startup_snapshot();
+    EXPECT_EQ(chip().hand_off.remote_wakeup, 1U);
+}
+
+// Every reply as long as a payload: the fields that follow overwrite what ran over, and what runs
+// over the last one stays within the process-wide area.
+TEST(TheSnapshot, HasRoomForRepliesAsLongAsAPayload) {
+    answering_chip();
+    chip().on_call = [](int slot) {
+        chip().reply.assign(MCU_REPLY_AREA_SIZE, static_cast<std::uint8_t>(0x40 + slot));
+        if (slot == 2) {
+            chip().reply.push_back('\0');
+        }
+    };
+    quon_mcu_startup_snapshot();
+    Bytes expected(kContextSize);
+    for (const Field& field : kFields) {
+        const std::size_t length = std::min<std::size_t>(384, kContextSize - field.offset);
+        put(expected, field.offset, Bytes(length, static_cast<std::uint8_t>(0x40 + field.slot)));
+        if (field.slot == 3) {
+            put(expected, kStartOffset, little_endian(5000));
+        }
+    }
+    EXPECT_EQ(context(), expected);
+}
+
+// ---- The hand-off record ----------------------------------------------------------------------
+
+TEST(TheHandOffRecord, AsksForAWakeUpForTheReasons1And3And13Alone) {
+    for (int reason = 0; reason < 256; reason++) {
+        answering_chip();
+        answer_with(3, Bytes(71, static_cast<std::uint8_t>(reason)));
+        quon_mcu_startup_snapshot();
+        const bool wanted = reason == 1 || reason == 3 || reason == 13;
+        EXPECT_EQ(chip().hand_off.remote_wakeup, wanted ? 1U : 0U) << reason;
+        EXPECT_EQ(chip().hand_off.get_ip_update_status, quon_mcu_get_ipaddr_update_status);
+    }
+}
+
+struct ServerRow {
+    const char* what;
+    Bytes address;
+    Bytes port;
+    std::int32_t result;  // of the store params query
+    bool taken;
+};
+
+TEST(TheHandOffRecord, TakesTheServerOnlyWhenTheQuerySucceededAndBothPartsAreThere) {
+    const ServerRow rows[] = {
+        {"both", {10, 1, 2, 3}, {0x34, 0x12}, 0, true},
+        {"last bytes only", {0, 0, 0, 1}, {0, 0x12}, 0, true},
+        {"port 0", {10, 1, 2, 3}, {0, 0}, 0, false},
+        {"address 0", {0, 0, 0, 0}, {0x34, 0x12}, 0, false},
+        {"failed query", {10, 1, 2, 3}, {0x34, 0x12}, -1, false},
+    };
+    for (const ServerRow& row : rows) {
+        SCOPED_TRACE(row.what);
+        answering_chip().result = row.result;
+        answer_with(25, store_params(row.address, row.port));
+        quon_mcu_startup_snapshot();
+        std::uint32_t address = 0;
+        std::memcpy(&address, row.address.data(), 4);  // as stored, into sin_addr
+        const auto port = static_cast<std::uint16_t>(row.port[0] | row.port[1] << 8);
+        EXPECT_EQ(chip().hand_off.server_ip, row.taken ? address : 0U);
+        EXPECT_EQ(chip().hand_off.server_port, row.taken ? port : 0);
+    }
+}
+
+TEST(TheHandOffRecord, MayBeRefusedWithoutAnyEffect) {
+    answering_chip().hand_off_result = 7;
+    EXPECT_EQ(output_of_snapshot(), "");
+    EXPECT_EQ(chip().called_slots(), kOrder);
+}
+
+// ---- "get.socup.time" -------------------------------------------------------------------------
+
+TEST(TheSocUpTime, IsTwoWordsOfTheWakeUpRecordAndTheMillisecondsSinceTheSnapshot) {
+    answering_chip();
+    Bytes wakeup(71);
+    put(wakeup, 60, {0x01, 0x02, 0x03, 0x04, 0x11, 0x12, 0x13, 0x14});
+    answer_with(3, wakeup);
+    quon_mcu_startup_snapshot();
+    set_clock_ms(5010 + 1500);
+    Bytes expected = {0x01, 0x02, 0x03, 0x04, 0x11, 0x12, 0x13, 0x14, 0, 0, 0, 0};
+    put(expected, 8, little_endian(1500));
+    EXPECT_EQ(socup_time(), expected);
+    EXPECT_EQ(chip().calls.size(), kOrder.size());
+}
+
+TEST(TheSocUpTime, CountsAcrossTheWrapOfTheClock) {
+    answering_chip();
+    set_clock_ms((std::int64_t{1} << 32) - 100);
+    quon_mcu_startup_snapshot();
+    set_clock_ms((std::int64_t{1} << 32) + 400);
+    const Bytes time = socup_time();
+    EXPECT_EQ(Bytes(time.begin() + 8, time.end()), little_endian(490));
+}
+
+TEST(TheSocUpTime, CountsFromZeroBeforeTheSnapshot) {
+    fresh_chip();
+    set_clock_ms(1234);
+    const Bytes time = socup_time();
+    EXPECT_EQ(Bytes(time.begin() + 8, time.end()), little_endian(1234));
+}
+
+TEST(TheMonotonicClock, CountsWholeMillisecondsIn32Bits) {
+    const std::pair<std::int64_t, std::uint32_t> rows[] = {
+        {0, 0},
+        {999'999, 0},
+        {1'000'000, 1},
+        {1'999'999'999, 1999},
+        {4'294'967'295'000'000, 4294967295U},
+        {4'294'967'296'000'000, 0},
+        {4'294'967'297'000'000, 1},
+    };
+    for (const auto& [ns, expected] : rows) {
+        test_clock_ns = ns;
+        EXPECT_EQ(quon_mcu_monotonic_ms(), expected) << ns;
+    }
+}
+
+// ---- The question of the hand-off thread ------------------------------------------------------
+
+TEST(TheNetworkQuestion, ReturnsTheSizeOfTheFlagThatTheDriverFills) {
+    fresh_chip().reply = {1, 0, 0, 0};
+    int value = 0;
+    EXPECT_EQ(quon_mcu_get_ipaddr_update_status(&value), 4);
+    EXPECT_EQ(value, 1);
+    ASSERT_EQ(chip().called_slots(), std::vector<int>{47});
+    EXPECT_EQ(chip().calls[0].output, &value);
+}
+
+TEST(TheNetworkQuestion, LogsAFailure) {
+    fresh_chip().result = -1;
+    show_whole_log();
+    int value = 0;
+    EXPECT_EQ(captured_output([&] { EXPECT_EQ(quon_mcu_get_ipaddr_update_status(&value), -1); }),
+              log_line("E/", "quon_mcu_get_ipaddr_update_status",
+                       "[mcu_get_ipaddr_update_status failed] failed\n"));
+}
+
+TEST(TheNetworkQuestion, LogsAnEmptySlot) {
+    fresh_chip().empty_slot(47);
+    show_whole_log();
+    int value = 0;
+    EXPECT_EQ(captured_output([&] { EXPECT_EQ(quon_mcu_get_ipaddr_update_status(&value), -1); }),
+              log_line("E/", "quon_mcu_get_ipaddr_update_status", "func is null\n"));
+    EXPECT_TRUE(chip().calls.empty());
+}
+
+// ---- Peers that ask too early -----------------------------------------------------------------
+
+TEST(APeerThatAsksDuringTheSnapshot, GetsAPartOfItAndNoRaceIsReported) {
+    answering_chip();
+    std::atomic<bool> done{false};
+    std::vector<std::thread> peers;
+    for (int i = 0; i < 3; i++) {
+        peers.emplace_back([&done] {
+            Bytes reply(DBUS_DATA_SIZE);
+            while (!done) {
+                EXPECT_EQ(quon_mcu_get_allwakeup_info(nullptr, 0, reply.data(), DBUS_DATA_SIZE),
+                          400);
+                EXPECT_EQ(quon_mcu_get_socup_time(nullptr, 0, reply.data(), DBUS_DATA_SIZE), 12);
+            }
+        });
+    }
+    for (int i = 0; i < 200; i++) {
+        quon_mcu_startup_snapshot();
+    }
+    done = true;
+    for (std::thread& peer : peers) {
+        peer.join();
+    }
+    EXPECT_EQ(context()[71], answer_of(kFields[1])[0]);
+}
+
+TEST(APeerThatAsksDuringTheSnapshot, SeesTheFieldsThatAreThere) {
+    answering_chip();
+    Bytes seen;
+    chip().on_call = [&seen, usual = chip().on_call](int slot) {
+        if (slot == 14) {
+            seen = context();
+        }
+        usual(slot);
+    };
+    quon_mcu_startup_snapshot();
+    Bytes expected(kContextSize);
+    for (const Field& field : kFields) {
+        if (field.offset < 86) {
+            put(expected, field.offset, answer_of(field));
+        }
+    }
+    put(expected, kStartOffset, little_endian(5010));
+    EXPECT_EQ(seen, expected);
+}
+
+}  // namespace
+}  // namespace quon::test
