@@ -54,7 +54,7 @@ int send_control_command(const std::string& path, const std::string& command) {
     file_descriptor fd;
     try {
         fd = connect_unix(path, SOCK_STREAM);
-    } catch (const std::runtime_error& problem) {
+    } catch (const std::invalid_argument& problem) {
         return fail(exit_usage, problem.what());
     }
     if (fd.get() < 0) {

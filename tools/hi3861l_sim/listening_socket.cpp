@@ -17,8 +17,8 @@ sockaddr_un address_of(const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.empty() || path.size() >= sizeof address.sun_path) {
-        throw std::runtime_error("\"" + path + "\" is no path for a socket: 1 to " +
-                                 std::to_string(sizeof address.sun_path - 1) + " bytes");
+        throw std::invalid_argument("\"" + path + "\" is no path for a socket: 1 to " +
+                                    std::to_string(sizeof address.sun_path - 1) + " bytes");
     }
     std::memcpy(address.sun_path, path.data(), path.size());
     return address;

@@ -10,7 +10,8 @@ namespace quon::sim {
 class listening_socket {
   public:
     // `type` is SOCK_STREAM or SOCK_SEQPACKET. Replaces a socket that nobody listens on; throws
-    // std::runtime_error when somebody does, or when the socket cannot be made.
+    // std::runtime_error when somebody does, or when the socket cannot be made, and
+    // std::invalid_argument for a path that no socket can have.
     listening_socket(std::string path, int type);
     ~listening_socket();  // removes the path
     listening_socket(const listening_socket&) = delete;
@@ -28,7 +29,7 @@ class listening_socket {
 };
 
 // Connects to a Unix socket. Returns a descriptor below 0 with errno set when nobody listens;
-// throws std::runtime_error when the path is too long for a socket.
+// throws std::invalid_argument for a path that no socket can have.
 file_descriptor connect_unix(const std::string& path, int type);
 
 }  // namespace quon::sim

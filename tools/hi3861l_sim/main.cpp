@@ -157,6 +157,11 @@ int run(const settings& chosen) {
     return exit_done;
 }
 
+int complain(const std::exception& problem, int status) {
+    std::cerr << "hi3861l-sim: " << problem.what() << '\n';
+    return status;
+}
+
 int main_program(int argc, char** argv) {
     CLI::App app("A simulated Hi3861L chip for quon_mcu_daemon.", "hi3861l-sim");
     settings chosen;
@@ -186,10 +191,10 @@ int main(int argc, char** argv) {
     try {
         return quon::sim::main_program(argc, argv);
     } catch (const quon::sim::bad_value& problem) {
-        std::cerr << "hi3861l-sim: " << problem.what() << '\n';
-        return quon::sim::exit_usage;
+        return quon::sim::complain(problem, quon::sim::exit_usage);
+    } catch (const std::invalid_argument& problem) {
+        return quon::sim::complain(problem, quon::sim::exit_usage);
     } catch (const std::exception& problem) {
-        std::cerr << "hi3861l-sim: " << problem.what() << '\n';
-        return quon::sim::exit_error;
+        return quon::sim::complain(problem, quon::sim::exit_error);
     }
 }
