@@ -19,7 +19,7 @@ namespace quon::test {
 inline constexpr char kRunFlag[] = "/tmp/quon_mcu_daemon_run";
 inline constexpr char kBusPath[] = "/tmp/dbus-quon.mcu.daemon";
 inline constexpr char kHandOffPath[] = "/tmp/ws_socket";
-inline constexpr char kChipSocket[] = "/tmp/hi3861l_sim.sock";
+inline constexpr char kChipSocket[] = "/tmp/hi3861l-sim.sock";
 
 class DaemonProcess {
   public:

@@ -23,7 +23,7 @@ constexpr std::uint8_t kLastSnapshotQuery = 0x80;
 // Only matters when several tests run in one process.
 void tidy_the_world() {
     run({"/bin/sh", "-c",
-         "rm -rf /tmp/dbus-* /tmp/ws_socket /tmp/hi3861l_sim* /tmp/quon_mcu_daemon_run;"
+         "rm -rf /tmp/dbus-* /tmp/ws_socket /tmp/hi3861l-sim* /tmp/quon_mcu_daemon_run;"
          "ifconfig wlan0 0.0.0.0 down; : >/etc/resolv.conf"});
 }
 
