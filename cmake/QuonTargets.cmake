@@ -70,16 +70,45 @@ function(quon_shared_counterpart name)
   target_link_libraries(${name}_shared PUBLIC Threads::Threads PRIVATE quon_device_options)
 endfunction()
 
+# What a program outside this build links beside a library that uses the named ones: PC_REQUIRES
+# (other pkg-config files) and PC_LIBS. A target without a file of its own says it in QUON_PC_LIBS.
+function(quon_pkg_config_needs)
+  set(requires "")
+  set(libs "")
+  foreach(lib IN LISTS ARGN)
+    get_target_property(pc_libs ${lib} QUON_PC_LIBS)
+    if(pc_libs)
+      string(APPEND libs " ${pc_libs}")
+    else()
+      list(APPEND requires ${lib})
+    endif()
+  endforeach()
+  string(JOIN ", " requires ${requires})
+  set(PC_REQUIRES "${requires}" PARENT_SCOPE)
+  set(PC_LIBS "${libs} -pthread" PARENT_SCOPE)
+endfunction()
+
+# The installed pkg-config files find their prefix by their own place, so that it can be chosen when
+# installing.
+file(RELATIVE_PATH PC_PREFIX_FROM_FILE
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" PC_PREFIX_FROM_FILE "${PC_PREFIX_FROM_FILE}")
+
 # A library of the device, linked by the C driver. Usage:
 #   quon_device_library(NAME SOURCES a.cpp b.cpp INCLUDE dir HEADERS dir/public.h LIBS other)
-# INCLUDE is the folder of the public headers; HEADERS are installed. STATIC: never a shared library.
+# INCLUDE is the folder of the public headers; HEADERS are installed. STATIC: never a shared library,
+# like a library without HEADERS, which is not installed.
 function(quon_device_library name)
   cmake_parse_arguments(ARG "STATIC" "INCLUDE" "SOURCES;HEADERS;LIBS" ${ARGN})
   if(ARG_STATIC)
     add_library(${name} STATIC ${ARG_SOURCES})
     set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
   else()
-    add_library(${name} ${ARG_SOURCES})
+    if(ARG_HEADERS)
+      add_library(${name} ${ARG_SOURCES})
+    else()
+      add_library(${name} STATIC ${ARG_SOURCES})
+    endif()
     target_compile_options(${name} PRIVATE ${QUON_PROGRAM_CODE})
   endif()
   set_target_properties(${name} PROPERTIES LINKER_LANGUAGE C VERSION ${PROJECT_VERSION}
@@ -99,12 +128,8 @@ function(quon_device_library name)
     install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
                             ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
     install(FILES ${ARG_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quon)
-    set(private_libs "")
-    foreach(lib IN LISTS ARG_LIBS)
-      string(APPEND private_libs " -l${lib}")
-    endforeach()
+    quon_pkg_config_needs(${ARG_LIBS})
     set(PC_NAME ${name})
-    set(PC_LIBS_PRIVATE "${private_libs} -pthread")
     configure_file(${PROJECT_SOURCE_DIR}/cmake/library.pc.in
                    ${CMAKE_BINARY_DIR}/pkgconfig/${name}.pc @ONLY)
     install(FILES ${CMAKE_BINARY_DIR}/pkgconfig/${name}.pc
