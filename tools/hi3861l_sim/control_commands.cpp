@@ -321,7 +321,10 @@ std::string control_help() {
     text += "Values that can be set:\n";
     for (const property& each : properties()) {
         if (each.set != nullptr) {
-            text += "  " + std::string(each.name) + " " + std::string(each.value_help) + "\n";
+            const std::string size =
+                each.octets == 0 ? "" : " (" + std::to_string(each.octets) + " bytes)";
+            text +=
+                "  " + std::string(each.name) + " " + std::string(each.value_help) + size + "\n";
         }
     }
     return text;

@@ -63,7 +63,7 @@ constexpr property textual(std::string_view name) {
 }
 template <slice Where>
 constexpr property binary(std::string_view name) {
-    return {name, "HEX", get_bytes<Where>, set_bytes<Where>};
+    return {name, "HEX", get_bytes<Where>, set_bytes<Where>, Where.size};
 }
 template <slice Where>
 constexpr property hardware(std::string_view name) {

@@ -15,6 +15,7 @@ struct property {
     std::string_view value_help;  // form of the value; empty: cannot be set
     std::string (*get)(simulator& sim);
     void (*set)(simulator& sim, std::string_view value);  // throws bad_value
+    size_t octets = 0;                                    // of a HEX value
 };
 
 std::span<const property> properties();

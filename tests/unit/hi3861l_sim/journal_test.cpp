@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <regex>
+#include <algorithm>
+#include <cctype>
+#include <sstream>
 
 #include "chip_fixture.h"
 
@@ -45,12 +47,20 @@ TEST(TheJournal, PutsTheTimeInFrontAndPrintsEachLineAtOnce) {
     std::string text(static_cast<size_t>(lseek(fileno(out), 0, SEEK_END)), '\0');
     ASSERT_EQ(pread(fileno(out), text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
     std::fclose(out);
-    const std::string time = R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3})";
-    EXPECT_TRUE(
-        std::regex_match(text, std::regex(time + " host->chip 0x84 get_time len 0 empty\n" + time +
-                                          R"( chip->host malformed, 1 bytes 84 \(fault cut\))" +
-                                          "\n" + time + " note host gone\n")))
-        << text;
+    constexpr std::string_view time = "dddd-dd-ddTdd:dd:dd.ddd";
+    std::vector<std::string> printed;
+    std::istringstream all(text);
+    for (std::string line; std::getline(all, line);) {
+        std::replace_if(
+            line.begin(), line.begin() + static_cast<ptrdiff_t>(time.size()),
+            [](unsigned char c) { return std::isdigit(c) != 0; }, 'd');
+        printed.push_back(line);
+    }
+    const std::string stamp(time);
+    EXPECT_EQ(printed,
+              (std::vector<std::string>{stamp + " host->chip 0x84 get_time len 0 empty",
+                                        stamp + " chip->host malformed, 1 bytes 84 (fault cut)",
+                                        stamp + " note host gone"}));
 }
 
 TEST(TheJournal, KeepsItsNewestLines) {

@@ -233,6 +233,56 @@ TEST(TheSimulator, SaysSoWhenTheKernelLacksTheProtocol) {
     EXPECT_NE(result.err.find("netlink port 1200, protocol 28"), std::string::npos) << result.err;
 }
 
+// --- the manual page
+
+std::string lint(const std::string& text) {
+    std::string kept;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        // The pages beside this one need not be installed.
+        kept += line.find("referenced manual not found") == std::string::npos ? line + "\n" : "";
+    }
+    return kept;
+}
+
+TEST(TheManualPage, IsWellFormed) {
+    const test::Result mandoc =
+        test::run({"mandoc", "-T", "lint", "-W", "all", HI3861L_SIM_MANUAL});
+    EXPECT_EQ(lint(mandoc.out + mandoc.err), "");
+    const test::Result man = test::run({"env", "LC_ALL=C", "man", "--warnings", "-E", "UTF-8", "-l",
+                                        "-Tutf8", "-Z", HI3861L_SIM_MANUAL});
+    EXPECT_EQ(man.status, exited(0));
+    EXPECT_EQ(man.err, "");
+}
+
+TEST(TheManualPage, TellsOfEveryOptionCommandAndFault) {
+    std::ifstream file(HI3861L_SIM_MANUAL);
+    std::stringstream page;
+    page << file.rdbuf();
+    const std::string help = run_sim({"--help"}).out;
+    std::istringstream lines(help.substr(0, help.find("Values that can be set")));
+    std::string line;
+    std::string heading;
+    int checked = 0;
+    while (std::getline(lines, line)) {
+        heading = line.starts_with(" ") || line.empty() ? heading : line;
+        const bool item = line.starts_with("  ") && !line.starts_with("   ");
+        std::istringstream words(line);
+        std::string name;
+        if (!item || heading.starts_with("Subcommands") || !(words >> name)) {
+            continue;
+        }
+        name = name.substr(name.find(',') + 1);  // "-h,--help"
+        checked++;
+        const bool told = name.starts_with("--")
+                              ? page.str().find("Fl -" + name.substr(2)) != std::string::npos
+                              : page.str().find("Cm " + name) != std::string::npos ||
+                                    page.str().find(", " + name) != std::string::npos;
+        EXPECT_TRUE(told) << name;
+    }
+    EXPECT_GE(checked, 40);
+}
+
 // --- control, the client
 
 TEST(Control, PrintsTheAnswerAndExitsByIt) {
