@@ -131,7 +131,7 @@ void end_call(DbusInfo* info, Call* call) {
 }
 
 bool connected(DbusInfo* info) {
-    return info->client_fd > 0 && client_state(info) != kClientEnded;
+    return info->client_fd > 0 && can_bring_results(info);
 }
 
 // With the mutex held. The node is on the list before the request is on its way, so that the
@@ -188,7 +188,7 @@ DbusCallStatus wait_for_result(DbusInfo* info, DbusMethodNode* node, int64_t dea
     bool waiting = true;
     pthread_mutex_lock(&node->lock);
     while (node->result_msg == nullptr && waiting) {
-        if (client_state(info) == kClientEnded) {
+        if (!can_bring_results(info)) {
             status = DBUS_CALL_NO_CONNECTION;
             break;
         }
@@ -330,11 +330,10 @@ void Dbus_Client_Disconnect(DbusInfo* info) {
     if (info == nullptr) {
         return;
     }
-    if (info->method_thread != 0) {
-        pthread_cancel(info->method_thread);
-        pthread_join(info->method_thread, nullptr);
-        info->method_thread = 0;
-    }
+    const pthread_t method_thread = info->method_thread;
     Dbus_UnRegister(info);
+    if (method_thread != 0) {
+        pthread_join(method_thread, nullptr);
+    }
     DbusInfo_Free(info);
 }

@@ -3,12 +3,19 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include "dbus_internal.h"
 #include "securec.h"
 
 namespace quon::dbus {
+
+namespace {
+
+constexpr useconds_t kStopPauseUs = 1000;
+
+}  // namespace
 
 ClientState client_state(DbusInfo* info) {
     return static_cast<ClientState>(__atomic_load_n(&info->client_state, __ATOMIC_ACQUIRE));
@@ -18,11 +25,34 @@ void set_client_state(DbusInfo* info, ClientState state) {
     __atomic_store_n(&info->client_state, static_cast<int32_t>(state), __ATOMIC_RELEASE);
 }
 
+bool can_bring_results(DbusInfo* info) {
+    return client_state(info) < kClientEnded;
+}
+
 void start_method_thread(DbusInfo* info) {
+    __atomic_store_n(&info->client_stop, 0, __ATOMIC_RELAXED);
     set_client_state(info, kClientReading);
     if (pthread_create(&info->method_thread, nullptr, Dbus_Method_Thread, info) != 0) {
         info->method_thread = 0;  // nobody is told: intended
-        set_client_state(info, kClientEnded);
+        set_client_state(info, kClientGone);
+    }
+}
+
+// A cancellation that strikes in the middle of a read would do as well, but needs the unwinder,
+// which is not installed everywhere. So the thread is asked to end and woken by the end of its
+// connection; again and again, since it may be about to put a new one in its place.
+void stop_method_thread(DbusInfo* info) {
+    if (client_state(info) == kClientIdle) {
+        pthread_cancel(info->method_thread);  // not Dbus_Method_Thread
+        return;
+    }
+    __atomic_store_n(&info->client_stop, 1, __ATOMIC_RELEASE);
+    while (client_state(info) != kClientGone) {
+        if (pthread_mutex_trylock(&info->mutex) == 0) {
+            shutdown(info->client_fd, SHUT_RDWR);
+            pthread_mutex_unlock(&info->mutex);
+        }
+        usleep(kStopPauseUs);
     }
 }
 
@@ -42,44 +72,47 @@ namespace {
 
 using namespace quon::dbus;
 
-// The thread can be cancelled while it reads and while it pauses between two attempts to connect,
-// and nowhere else: so it never ends with a lock that nobody releases.
-template <typename Step>
-auto cancellable(Step step) {
-    int before = 0;
-    pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &before);
-    const auto outcome = step();
-    pthread_setcancelstate(before, nullptr);
-    return outcome;
+bool is_to_stop(DbusInfo* info) {
+    return __atomic_load_n(&info->client_stop, __ATOMIC_ACQUIRE) != 0;
 }
 
-void reconnect_pause() {
-    cancellable([] {
-        connect_pause();
-        return 0;
-    });
+// The thread can be cancelled while it reads and after a pause between two attempts to connect, and
+// nowhere else: so it never ends with a lock that nobody releases.
+bool pause_of_reconnection(void* info) {
+    connect_pause(nullptr);
+    pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
+    pthread_testcancel();
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+    return !is_to_stop(static_cast<DbusInfo*>(info));
 }
 
-void set_result(DbusMethodNode* node, DbusMsg* copy) {
-    pthread_mutex_lock(&node->lock);
-    node->result_msg = copy;
-    pthread_mutex_unlock(&node->lock);
+ssize_t read_record(int fd, DbusMsg* record) {
+    pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
+    const ssize_t got = read(fd, record, sizeof(*record));
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+    return got;
 }
 
-void store_result(DbusMethodNode* node, const DbusMsg* result) {
-    constexpr char kFunction[] = "Dbus_Method_Msg_Result";
-    // Only this thread ever sets it: no need of the node's lock to read it.
+// With the node locked.
+void store_copy(DbusMethodNode* node, const DbusMsg* result) {
+    static constexpr char kFunction[] = "Dbus_Method_Msg_Result";
     if (node->result_msg != nullptr) {
         printf("%s result is already exist\n", kFunction);
         return;
     }
-    auto* copy = static_cast<DbusMsg*>(malloc(sizeof(DbusMsg)));
-    if (copy == nullptr) {
+    node->result_msg = static_cast<DbusMsg*>(malloc(sizeof(DbusMsg)));
+    if (node->result_msg == nullptr) {
         printf("%s alloc result node failed\n", kFunction);
         return;
     }
-    memcpy_s(copy, sizeof(*copy), result, sizeof(*result));
-    set_result(node, copy);
+    memcpy_s(node->result_msg, sizeof(DbusMsg), result, sizeof(*result));
+}
+
+// The caller looks at its result under the node's lock.
+void store_result(DbusMethodNode* node, const DbusMsg* result) {
+    pthread_mutex_lock(&node->lock);
+    store_copy(node, result);
+    pthread_mutex_unlock(&node->lock);
 }
 
 void wake(DbusMethodNode* node) {
@@ -119,10 +152,12 @@ int32_t reconnect(DbusInfo* info) {
     }
     sockaddr_un address;
     set_address_of(&address, info->server_name);
-    if (connect_patiently(info->client_fd, address, reconnect_pause)) {
+    if (connect_patiently(info->client_fd, address, pause_of_reconnection, info)) {
         return 0;
     }
-    printf("Cannot reconnect to the server (%s) timeout\n", info->server_name);
+    if (!is_to_stop(info)) {
+        printf("Cannot reconnect to the server (%s) timeout\n", info->server_name);
+    }
     close(info->client_fd);
     info->client_fd = -1;
     return -1;
@@ -131,7 +166,7 @@ int32_t reconnect(DbusInfo* info) {
 // Whether to go on reading after a read of 0 or less. errno is looked at first, also at the end of
 // the stream, where it stands as an earlier call left it: intended.
 bool survives(DbusInfo* info, ssize_t got) {
-    constexpr char kFunction[] = "Dbus_Method_Thread";
+    static constexpr char kFunction[] = "Dbus_Method_Thread";
     const int error = errno;
     const int result = static_cast<int>(got);
     if (error == EINTR) {
@@ -159,20 +194,26 @@ void take_record(DbusInfo* info, const DbusMsg* result, ssize_t got) {
 }
 
 // One read is one record, however much it brings. False: the thread has to end.
-bool read_result(DbusInfo* info) {
-    DbusMsg result;
-    memset_s(&result, sizeof(result), 0, sizeof(result));
-    const ssize_t got = cancellable([&] { return read(info->client_fd, &result, sizeof(result)); });
+bool read_result(DbusInfo* info, DbusMsg* result) {
+    memset_s(result, sizeof(*result), 0, sizeof(*result));
+    const ssize_t got = read_record(info->client_fd, result);
     // Nothing but this read may change what the next one finds in errno.
     const int error = errno;
     bool more = true;
-    if (got > 0) {
-        take_record(info, &result, got);
+    if (is_to_stop(info)) {
+        more = false;
+    } else if (got > 0) {
+        take_record(info, result, got);
     } else {
         more = survives(info, got);
     }
     errno = error;
     return more;
+}
+
+// The thread's last look at the registration, cancelled or not.
+void leave(void* info_pointer) {
+    set_client_state(static_cast<DbusInfo*>(info_pointer), kClientGone);
 }
 
 }  // namespace
@@ -208,9 +249,15 @@ int32_t Dbus_Method_Reconnect_Daemon(DbusInfo* info) {
 void* Dbus_Method_Thread(void* info_pointer) {
     auto* info = static_cast<DbusInfo*>(info_pointer);
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+    set_client_state(info, kClientReading);
     prctl(PR_SET_NAME, kThreadName);
-    while (read_result(info)) {
+    DbusMsg result;
+    void* outcome = nullptr;
+    pthread_cleanup_push(leave, info);
+    while (read_result(info, &result)) {
     }
     end_client_role(info);
-    return nullptr;
+    outcome = is_to_stop(info) ? PTHREAD_CANCELED : nullptr;
+    pthread_cleanup_pop(1);
+    return outcome;
 }

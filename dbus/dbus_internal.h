@@ -34,16 +34,17 @@ void set_address(sockaddr_un* address, const char* path);
 // The address of the process with the bus name `name`.
 void set_address_of(sockaddr_un* address, const char* name);
 
-using PauseFunction = void (*)();
+// Called after each failed attempt; false gives up.
+using PauseFunction = bool (*)(void* context);
 
 // Connects, at most 100 times, with a pause after each failed attempt (the last one too).
-bool connect_patiently(int fd, const sockaddr_un& address, PauseFunction pause);
+bool connect_patiently(int fd, const sockaddr_un& address, PauseFunction pause, void* context);
 
 // One attempt. A listening server whose queue is full gets up to a second.
 bool connect_once(int fd, const sockaddr_un& address);
 
-// 50,000 microseconds, the pause between attempts.
-void connect_pause();
+// 50,000 microseconds, the pause between attempts. Never gives up.
+bool connect_pause(void* context);
 
 enum class Sent { kWhole, kNoRoom, kFailed };
 
@@ -64,14 +65,19 @@ enum ClientState : int32_t {
     kClientIdle = 0,
     kClientReading = 1,
     kClientReconnecting = 2,  // set while the registration's mutex is held for a reconnection
-    kClientEnded = 3,         // no method thread any more: no result can come
+    kClientEnded = 3,         // the method thread is ending: no result can come
+    kClientGone = 4,          // it touches the registration no more
 };
 
 ClientState client_state(DbusInfo* info);
 void set_client_state(DbusInfo* info, ClientState state);
+bool can_bring_results(DbusInfo* info);
 
 // Starts Dbus_Method_Thread on the connection in client_fd.
 void start_method_thread(DbusInfo* info);
+
+// Ends it, and waits until it has left the registration. It is not joined.
+void stop_method_thread(DbusInfo* info);
 
 // Takes the nodes of ended calls out of method_list and frees them. Call with the registration's
 // mutex held, or with nobody else using the registration.
@@ -88,7 +94,7 @@ extern "C" {
 void Dbus_Method_Msg_Result(DbusInfo* info, const DbusMsg* result);
 
 // Connects client_fd anew, holding the registration's mutex for up to about 5 s. Returns 0, or -1
-// when the method thread has to end. A cancellation during its pauses releases the mutex.
+// when the method thread has to end. A cancellation between two attempts releases the mutex.
 int32_t Dbus_Method_Reconnect_Daemon(DbusInfo* info);
 }
 

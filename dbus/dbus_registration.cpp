@@ -63,7 +63,7 @@ bool start_client_role(DbusInfo* info) {
     }
     sockaddr_un address;
     set_address_of(&address, info->server_name);
-    if (!connect_patiently(info->client_fd, address, connect_pause)) {
+    if (!connect_patiently(info->client_fd, address, connect_pause, nullptr)) {
         printf("Cannot connect to the server (%s) timeout\n", info->server_name);
         close(info->client_fd);
         info->client_fd = 0;
@@ -71,13 +71,6 @@ bool start_client_role(DbusInfo* info) {
     }
     start_method_thread(info);
     return true;
-}
-
-// The slot of a thread that was never started holds zero, which names no thread.
-void cancel_thread(pthread_t thread) {
-    if (thread != 0) {
-        pthread_cancel(thread);
-    }
 }
 
 }  // namespace
@@ -126,13 +119,14 @@ int32_t Dbus_Register(DbusInfo* info) {
 }
 
 int32_t Dbus_UnRegister(DbusInfo* info) {
-    if (info->count != 0) {
-        cancel_thread(info->spare_thread);  // not the listen thread, which runs on: intended
+    // Only the server role has a use for this slot, and nothing fills it: the listen thread runs
+    // on. Both are intended; a slot that holds zero names no thread.
+    if (info->count != 0 && info->spare_thread != 0) {
+        pthread_cancel(info->spare_thread);
     }
-    cancel_thread(info->method_thread);
-    // A reconnection that was cancelled just now lets go of the mutex at once.
-    pthread_mutex_lock(&info->mutex);
-    pthread_mutex_unlock(&info->mutex);
+    if (info->method_thread != 0) {
+        stop_method_thread(info);
+    }
     pthread_mutex_destroy(&info->mutex);
     if (info->listen_fd != 0) {
         close(info->listen_fd);

@@ -15,7 +15,7 @@ namespace {
 
 using namespace quon::dbus;
 
-constexpr size_t kThreadStack = 64 * 1024;
+constexpr size_t kThreadStack = size_t{64} * 1024;
 constexpr useconds_t kAfterMethodUs = 1000;
 constexpr size_t kThreadNameLength = 15;
 

@@ -85,6 +85,7 @@ typedef struct DbusInfo {
     pthread_mutex_t mutex;  // result writes, method_list, client_fd
     // The calling side's own; accessed atomically.
     int32_t client_state;              // of the method thread
+    int32_t client_stop;               // not 0: the method thread is to end
     struct DbusMethodNode* abandoned;  // ended calls that could not leave method_list in time
 } DbusInfo;
 
@@ -102,8 +103,9 @@ void DbusInfo_Free(DbusInfo* info);
 // be left running when only the client role failed.
 int32_t Dbus_Register(DbusInfo* info);
 
-// Closes the sockets, unlinks the socket file and cancels the method thread. Joins nothing: the
-// connection and message threads go on until their reads and writes fail. Returns 0.
+// Closes the sockets, unlinks the socket file and cancels the method thread, which has left the
+// record when this returns. Joins nothing: the connection and message threads go on until their
+// reads and writes fail. Returns 0.
 int32_t Dbus_UnRegister(DbusInfo* info);
 
 // Thread functions, started by Dbus_Register and by each other.

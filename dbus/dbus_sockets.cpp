@@ -74,12 +74,14 @@ void set_address_of(sockaddr_un* address, const char* name) {
     set_address(address, path);
 }
 
-bool connect_patiently(int fd, const sockaddr_un& address, PauseFunction pause) {
+bool connect_patiently(int fd, const sockaddr_un& address, PauseFunction pause, void* context) {
     for (int i = 0; i < kConnectAttempts; i++) {
         if (attempt(fd, address, kBriefWaitUs)) {
             return true;
         }
-        pause();
+        if (!pause(context)) {
+            break;
+        }
     }
     return false;
 }
@@ -88,8 +90,9 @@ bool connect_once(int fd, const sockaddr_un& address) {
     return attempt(fd, address, kPatientWaitUs);
 }
 
-void connect_pause() {
+bool connect_pause(void* /*context*/) {
     usleep(kConnectPauseUs);
+    return true;
 }
 
 Sent send_record(int fd, const DbusMsg* record) {

@@ -1,0 +1,521 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cstdio>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "bus_peers.h"
+#include "captured_output.h"
+#include "dbus_socket_common.h"
+#include "log_records.h"
+
+namespace quon::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+// ---- Handlers
+
+struct Seen {
+    std::string thread;
+    std::string payload;
+    std::int32_t len;
+    std::int32_t capacity;
+    bool reply_was_clear;
+};
+std::mutex seen_lock;
+std::vector<Seen> seen;
+
+std::string thread_name() {
+    char name[16] = "";
+    prctl(PR_GET_NAME, name);
+    return name;
+}
+
+void note(const std::uint8_t* request, std::int32_t len, std::int32_t capacity = 0,
+          bool clear = true) {
+    const std::lock_guard guard(seen_lock);
+    seen.push_back({thread_name(), reinterpret_cast<const char*>(request), len, capacity, clear});
+}
+
+std::vector<Seen> wait_for_calls(std::size_t count) {
+    std::vector<Seen> now;
+    wait_until([&] {
+        const std::lock_guard guard(seen_lock);
+        now = seen;
+        return now.size() >= count;
+    });
+    return now;
+}
+
+bool all_zero(const std::uint8_t* from, std::int32_t size) {
+    for (std::int32_t i = 0; i < size; i++) {
+        if (from[i] != 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::int32_t answer_ten(const std::uint8_t* request, std::int32_t len, std::uint8_t* reply,
+                        std::int32_t capacity) {
+    note(request, len, capacity, all_zero(reply, capacity));
+    std::memcpy(reply, "0123456789", 10);
+    return 10;
+}
+
+std::int32_t answer_minus_three(const std::uint8_t* request, std::int32_t len,
+                                std::uint8_t* /*reply*/, std::int32_t capacity) {
+    note(request, len, capacity);
+    return -3;
+}
+
+std::int32_t answer_one(const std::uint8_t* /*request*/, std::int32_t /*len*/, std::uint8_t* reply,
+                        std::int32_t /*capacity*/) {
+    reply[0] = '1';
+    return 1;
+}
+
+std::int32_t answer_two(const std::uint8_t* /*request*/, std::int32_t /*len*/, std::uint8_t* reply,
+                        std::int32_t /*capacity*/) {
+    reply[0] = '2';
+    return 1;
+}
+
+std::int32_t answer_thread_name(const std::uint8_t* /*request*/, std::int32_t /*len*/,
+                                std::uint8_t* reply, std::int32_t capacity) {
+    return std::snprintf(reinterpret_cast<char*>(reply), static_cast<std::size_t>(capacity), "%s",
+                         thread_name().c_str());
+}
+
+void take_signal(const std::uint8_t* request, std::int32_t len) {
+    note(request, len);
+}
+
+// ---- Tests
+
+TEST(AMethodCall, IsAnsweredWithOneRecordAddressedBack) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "method.ten", .method = answer_ten}});
+    RawPeer peer = RawPeer::connect_to(name);
+    const DbusMsg request = make_request("method.ten", 0xCAFE0001, "ask");
+    peer.send(request);
+
+    const std::optional<DbusMsg> result = peer.receive();
+    ASSERT_TRUE(result);
+    const DbusMsg expected = make_result(request, 10, "0123456789");
+    EXPECT_EQ(text_of(result->src_name), "quon.test.server");
+    EXPECT_EQ(text_of(result->dst_name), "quon.test.peer");
+    EXPECT_EQ(result->result, 10);
+    EXPECT_EQ(result->data_len, 10U);
+    EXPECT_EQ(std::memcmp(&*result, &expected, sizeof(expected)), 0);  // all the rest is zero
+    EXPECT_TRUE(peer.is_silent());
+
+    const std::vector<Seen> calls = wait_for_calls(1);
+    ASSERT_EQ(calls.size(), 1U);
+    EXPECT_EQ(calls[0].payload, "ask");
+    EXPECT_EQ(calls[0].len, 3);
+    EXPECT_EQ(calls[0].capacity, 4356);
+    EXPECT_TRUE(calls[0].reply_was_clear);
+}
+
+struct ResultRow {
+    const char* member;
+    std::int32_t result;
+    std::uint32_t data_len;
+};
+
+TEST(AResult, CarriesTheHandlersReturnValueAndANonNegativeLength) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "method.ten", .method = answer_ten},
+                        {.name = "method.minus.three", .method = answer_minus_three},
+                        {.name = "method.without.handler"}});
+    RawPeer peer = RawPeer::connect_to(name);
+    for (const ResultRow& row : {ResultRow{"method.ten", 10, 10},         //
+                                 ResultRow{"method.minus.three", -3, 0},  //
+                                 ResultRow{"method.without.handler", -1, 0}}) {
+        peer.send(make_request(row.member, 7));
+        const std::optional<DbusMsg> result = peer.receive();
+        ASSERT_TRUE(result) << row.member;
+        EXPECT_EQ(result->head, 0x5AA55AA5U);
+        EXPECT_EQ(result->id, 7U);
+        EXPECT_EQ(result->type, 1U);
+        EXPECT_EQ(text_of(result->name), row.member);
+        EXPECT_EQ(result->result, row.result) << row.member;
+        EXPECT_EQ(result->data_len, row.data_len) << row.member;
+    }
+}
+
+TEST(AMethodCall, MayHaveAnyTypeButZero) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "method.one", .method = answer_one}});
+    RawPeer peer = RawPeer::connect_to(name);
+    DbusMsg request = make_request("method.one");
+    request.type = 0x80000000U;
+    peer.send(request);
+    const std::optional<DbusMsg> result = peer.receive();
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->type, 1U);
+}
+
+TEST(ARequest, PassesItsLengthOnUnchecked) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "method.ten",
+                         .method = answer_ten,
+                         .signal = take_signal,
+                         .signal_marker = "signal"}});
+    RawPeer peer = RawPeer::connect_to(name);
+    DbusMsg request = make_request("method.ten");
+    request.data_len = 5000;
+    peer.send(request);
+    ASSERT_EQ(wait_for_calls(1).size(), 1U);
+    request.data_len = 0xFFFFFFFF;
+    request.type = 0;
+    peer.send(request);
+    const std::vector<Seen> calls = wait_for_calls(2);
+    ASSERT_EQ(calls.size(), 2U);
+    EXPECT_EQ(calls[0].len, 5000);
+    EXPECT_EQ(calls[1].len, -1);
+}
+
+TEST(ASignal, RunsItsHandlerAndIsNotAnswered) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "signal.quon.mcu.set.led",
+                         .signal = take_signal,
+                         .method_marker = "",
+                         .signal_marker = "signal"}});
+    RawPeer peer = RawPeer::connect_to(name);
+    peer.send(make_signal("signal.quon.mcu.set.led", "on"));
+    const std::vector<Seen> calls = wait_for_calls(1);
+    ASSERT_EQ(calls.size(), 1U);
+    EXPECT_EQ(calls[0].payload, "on");
+    EXPECT_EQ(calls[0].len, 2);
+    EXPECT_EQ(calls[0].thread, "uon.mcu.set.led");
+    EXPECT_TRUE(peer.is_silent());
+}
+
+// Nobody answers, nothing is logged, and the connection goes on.
+TEST(AMessageThatFitsNoEntry, IsDroppedWithoutAWord) {
+    const std::string name = fresh_name();
+    const LogRecords log;
+    start_server(
+        name, {{.name = "only.method", .method = answer_one},
+               {.name = "only.signal",
+                .signal = take_signal,
+                .method_marker = "",
+                .signal_marker = "signal"},
+               {.name = "signal.without.handler", .method_marker = "", .signal_marker = "signal"}});
+    RawPeer peer = RawPeer::connect_to(name);
+    std::string output;
+    {
+        const OutputCapture capture;
+        peer.send(make_signal("only.method"));
+        peer.send(make_request("only.signal"));
+        peer.send(make_signal("signal.without.handler"));
+        peer.send(make_request("nobody"));
+        peer.send(make_request("only.metho"));
+        peer.send(make_request("only.methods"));
+        peer.send(make_request(""));
+        peer.send(make_request("only.method", 99));
+        const std::optional<DbusMsg> result = peer.receive();
+        ASSERT_TRUE(result);
+        EXPECT_EQ(result->id, 99U);
+        EXPECT_TRUE(wait_until([] { return threads_named("DbusProcess").empty(); }));
+        output = capture.text();
+    }
+    EXPECT_TRUE(peer.is_silent());
+    EXPECT_EQ(output, "");
+    EXPECT_TRUE(log.lines().empty());
+    EXPECT_TRUE(seen.empty());
+}
+
+TEST(TwoEntriesOfTheSameNameAndKind, AreServedByTheFirst) {
+    const std::string name = fresh_name();
+    start_server(
+        name,
+        {{.name = "same", .signal = take_signal, .method_marker = "", .signal_marker = "signal"},
+         {.name = "same", .method = answer_one},
+         {.name = "same", .method = answer_two}});
+    RawPeer peer = RawPeer::connect_to(name);
+    peer.send(make_request("same"));
+    const std::optional<DbusMsg> result = peer.receive();
+    ASSERT_TRUE(result);
+    EXPECT_EQ(payload_of(*result), "1");
+}
+
+TEST(AnEntryOfBothKinds, IsChosenByTheType) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "both",
+                         .method = answer_one,
+                         .signal = take_signal,
+                         .signal_marker = "any text"}});
+    RawPeer peer = RawPeer::connect_to(name);
+    peer.send(make_signal("both", "s"));
+    ASSERT_EQ(wait_for_calls(1).size(), 1U);
+    EXPECT_TRUE(peer.is_silent());
+    peer.send(make_request("both"));
+    EXPECT_TRUE(peer.receive());
+    EXPECT_EQ(wait_for_calls(1).size(), 1U);
+}
+
+struct NameRow {
+    const char* member;
+    const char* thread;
+};
+
+TEST(AMessageThread, IsNamedByTheEndOfALongMemberNameOrByTheIndex) {
+    const std::vector<NameRow> rows = {
+        {"method.quon.mcu.get.ver", "uon.mcu.get.ver"},  // 23 characters: the 9th to the 23rd
+        {"abcdefghijklmnop", "bcdefghijklmnop"},         // 16 characters
+        {"abcdefghijklmno", "DBUS-2"},                   // 15 characters
+        {"short", "DBUS-3"},
+    };
+    std::vector<Member> members;
+    for (const NameRow& row : rows) {
+        members.push_back({.name = row.member, .method = answer_thread_name});
+    }
+    const std::string name = fresh_name();
+    start_server(name, members);
+    RawPeer peer = RawPeer::connect_to(name);
+    for (const NameRow& row : rows) {
+        peer.send(make_request(row.member));
+        const std::optional<DbusMsg> result = peer.receive();
+        ASSERT_TRUE(result) << row.member;
+        EXPECT_EQ(payload_of(*result), row.thread) << row.member;
+    }
+}
+
+TEST(NamesOf64BytesWithoutAnEnd, AreReadAndEchoedAsTheyAre) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = std::string(63, 'm'), .method = answer_one}});
+    RawPeer peer = RawPeer::connect_to(name);
+    DbusMsg request = make_request(std::string(63, 'm'), 5);
+    std::memset(request.src_name, 's', sizeof(request.src_name));
+    std::memset(request.dst_name, 'd', sizeof(request.dst_name));
+    peer.send(request);
+    const std::optional<DbusMsg> result = peer.receive();
+    ASSERT_TRUE(result);
+    EXPECT_EQ(text_of(result->src_name), std::string(64, 'd'));
+    EXPECT_EQ(text_of(result->dst_name), std::string(64, 's'));
+    EXPECT_EQ(text_of(result->name), std::string(63, 'm'));
+    request.name[63] = 'm';  // 64 bytes now: another member
+    peer.send(request);
+    EXPECT_TRUE(peer.is_silent());
+}
+
+TEST(TextBehindTheEndOfAName, IsNotEchoed) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "method.one", .method = answer_one}});
+    RawPeer peer = RawPeer::connect_to(name);
+    DbusMsg request = make_request("method.one");
+    request.src_name[40] = 'x';
+    request.name[50] = 'y';
+    peer.send(request);
+    const std::optional<DbusMsg> result = peer.receive();
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->dst_name[40], '\0');
+    EXPECT_EQ(result->name[50], '\0');
+}
+
+TEST(ARecordWithTheWrongHead, IsLoggedAndDroppedAndTheConnectionGoesOn) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "method.one", .method = answer_one}});
+    const LogRecords log;
+    RawPeer peer = RawPeer::connect_to(name);
+    DbusMsg wrong = make_request("method.one");
+    wrong.head = 0x12345678;
+    peer.send(wrong);
+    ASSERT_TRUE(log.wait_for(1));
+    const std::array<std::uint8_t, 2> two = {0xAB, 0xCD};
+    peer.send_bytes(two);
+    ASSERT_TRUE(log.wait_for(2));
+    peer.send(make_request("method.one", 3));
+    const std::optional<DbusMsg> result = peer.receive();
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->id, 3U);
+    const std::vector<LogLine> expected = {
+        {2, "DBUS", "dbus_socket_common", "Dbus_ReadWrite_Thread",
+         "read msg head is invalid, ret = 4568 head:12345678\n"},
+        {2, "DBUS", "dbus_socket_common", "Dbus_ReadWrite_Thread",
+         "read msg head is invalid, ret = 2 head:cdab\n"},
+    };
+    EXPECT_EQ(log.lines(), expected);
+}
+
+TEST(ASplitRecord, CountsAsAShortOneAndItsRestIsRejected) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "method.ten", .method = answer_ten}});
+    const LogRecords log;
+    RawPeer peer = RawPeer::connect_to(name);
+    const DbusMsg request = make_request("method.ten", 8, "payload that comes late");
+    const auto bytes = bytes_of_record(request);
+    peer.send_bytes(bytes.first(212));
+    const std::optional<DbusMsg> result = peer.receive();
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->id, 8U);
+    const std::vector<Seen> calls = wait_for_calls(1);
+    EXPECT_EQ(calls.at(0).len, 23);
+    EXPECT_EQ(calls.at(0).payload, "");  // the missing tail reads as zeros
+    peer.send_bytes(bytes.subspan(212));
+    ASSERT_TRUE(log.wait_for(1));
+    EXPECT_EQ(log.lines()[0].msg, "read msg head is invalid, ret = 4356 head:6c796170\n");
+    peer.send(make_request("method.ten", 9));
+    EXPECT_TRUE(peer.receive());
+}
+
+TEST(AConnectionThread, IsNamedAfterTheBusNamesFirst15Characters) {
+    const std::string name = "quon.mcu.daemon.of.a.test";
+    start_server(name, {{.name = "method.one", .method = answer_one}});
+    EXPECT_TRUE(wait_until([] { return threads_named("quon.mcu.daemon").size() == 1; }));
+    const RawPeer peer = RawPeer::connect_to(name);
+    EXPECT_TRUE(wait_until([] { return threads_named("quon.mcu.daemon").size() == 2; }));
+}
+
+// ---- Ends of connections
+
+TEST(AConnection, EndsQuietlyWithItsPeer) {
+    const std::string name = "quon.test.ending";
+    start_server(name, {{.name = "method.one", .method = answer_one}});
+    const LogRecords log;
+    const OutputCapture capture;
+    RawPeer peer = RawPeer::connect_to(name);
+    ASSERT_TRUE(wait_until([] { return threads_named("quon.test.endin").size() == 2; }));
+    peer.close_now();
+    EXPECT_TRUE(wait_until([] { return threads_named("quon.test.endin").size() == 1; }));
+    EXPECT_TRUE(log.lines().empty());
+    EXPECT_EQ(capture.text(), "");
+}
+
+TEST(AReadThatIsInterrupted, IsLoggedAndReadAgain) {
+    const std::string name = "quon.test.eintr";
+    start_server(name, {{.name = "method.one", .method = answer_one}});
+    ASSERT_TRUE(wait_until([] { return threads_named("quon.test.eintr").size() == 1; }));
+    const pid_t listener = threads_named("quon.test.eintr")[0];
+    const LogRecords log;
+    RawPeer peer = RawPeer::connect_to(name);
+    ASSERT_TRUE(wait_until([] { return threads_named("quon.test.eintr").size() == 2; }));
+    for (const pid_t thread : threads_named("quon.test.eintr")) {
+        if (thread != listener) {
+            ASSERT_TRUE(wait_until([&] {  // it may not have reached its read yet
+                interrupt_thread(thread);
+                return !log.lines().empty();
+            }));
+        }
+    }
+    peer.send(make_request("method.one", 4));
+    const std::optional<DbusMsg> result = peer.receive();
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->id, 4U);
+    const LogLine line = log.lines()[0];
+    EXPECT_EQ(line.level, 1U);
+    EXPECT_EQ(line.tag, "DBUS");
+    EXPECT_EQ(line.file, "dbus_socket_common");
+    EXPECT_EQ(line.func, "Dbus_ReadWrite_Thread");
+    EXPECT_EQ(without_line_numbers(line.msg),
+              "Dbus_ReadWrite_Thread LINE read socket data interrupt ret:-1 errno:4 (Interrupted "
+              "system call)\n");
+
+    // errno still holds EINTR when the peer closes: the end of the stream counts as an
+    // interruption, and the connection is kept.
+    peer.close_now();
+    ASSERT_TRUE(wait_until([&] {
+        const std::string last = log.lines().back().msg;
+        return last.find("ret:0 errno:4") != std::string::npos;
+    }));
+    EXPECT_EQ(threads_named("quon.test.eintr").size(), 2U);
+}
+
+Gate handler_may_end;
+std::atomic<int> handlers_inside{0};
+
+std::int32_t wait_for_gate(const std::uint8_t* /*request*/, std::int32_t /*len*/,
+                           std::uint8_t* reply, std::int32_t /*capacity*/) {
+    handlers_inside++;
+    handler_may_end.wait();
+    reply[0] = 'L';
+    return 1;
+}
+
+TEST(AResultForAPeerThatHasGone, IsReportedAndLost) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "method.late", .method = wait_for_gate}});
+    const OutputCapture capture;
+    RawPeer peer = RawPeer::connect_to(name);
+    peer.send(make_request("method.late"));
+    ASSERT_TRUE(wait_until([] { return handlers_inside == 1; }));
+    peer.close_now();
+    handler_may_end.open();
+    EXPECT_TRUE(wait_until([&] {
+        return capture.text() == "Dbus_ReadWrite_Process Write result failed\n";
+    })) << capture.text();
+}
+
+TEST(APeerThatHasSentItsEnd, SeesTheConnectionEndAtOnceWhileAHandlerStillRuns) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "method.late", .method = wait_for_gate}});
+    RawPeer peer = RawPeer::connect_to(name);
+    peer.send(make_request("method.late"));
+    ASSERT_TRUE(wait_until([] { return handlers_inside == 1; }));
+    shutdown(peer.descriptor(), SHUT_WR);
+    EXPECT_TRUE(peer.sees_end());
+    handler_may_end.open();
+}
+
+// The number of a connection's descriptor is not given to a new connection while a late result of
+// the old one is still to be written.
+TEST(ALateResult, NeverReachesAnotherPeer) {
+    const std::string name = "quon.test.late.results";
+    start_server(name, {{.name = "method.late", .method = wait_for_gate},
+                        {.name = "method.one", .method = answer_one}});
+    const OutputCapture capture;
+    RawPeer gone = RawPeer::connect_to(name);
+    gone.send(make_request("method.late", 111));
+    ASSERT_TRUE(wait_until([] { return handlers_inside == 1; }));
+    gone.close_now();
+    ASSERT_TRUE(wait_until([] { return threads_named("quon.test.late.").size() == 1; }));
+    std::vector<RawPeer> others;
+    for (std::uint32_t i = 0; i < 10; i++) {
+        others.push_back(RawPeer::connect_to(name));
+        others.back().send(make_request("method.one", i));
+        const std::optional<DbusMsg> result = others.back().receive();
+        ASSERT_TRUE(result);
+        EXPECT_EQ(result->id, i);
+    }
+    handler_may_end.open();
+    ASSERT_TRUE(wait_until([&] { return !capture.text().empty(); }));
+    for (RawPeer& peer : others) {
+        EXPECT_TRUE(peer.is_silent(1ms));
+    }
+}
+
+int open_descriptors() {
+    int count = 0;
+    for (int fd = 0; fd < 1024; fd++) {
+        count += fcntl(fd, F_GETFD) >= 0 ? 1 : 0;
+    }
+    return count;
+}
+
+TEST(ManyConnectionsOneAfterTheOther, LeaveNoDescriptorBehind) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "method.one", .method = answer_one}});
+    const int before = open_descriptors();
+    for (int i = 0; i < 50; i++) {
+        RawPeer peer = RawPeer::connect_to(name);
+        peer.send(make_request("method.one"));
+        ASSERT_TRUE(peer.receive());
+        peer.send(make_request("method.one"));  // its result may come too late
+    }
+    EXPECT_TRUE(wait_until([&] { return open_descriptors() == before; }));
+}
+
+}  // namespace
+}  // namespace quon::test
