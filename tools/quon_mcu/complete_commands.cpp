@@ -1,0 +1,192 @@
+// completion, complete: the shells' completion asks the program itself.
+#include <algorithm>
+
+#include "quon_mcu/command.h"
+#include "quon_mcu/completion_scripts.h"
+#include "quon_mcu/encode.h"
+#include "quon_mcu/failure.h"
+#include "quon_mcu/names.h"
+
+namespace quon::client {
+namespace {
+
+using word_list = std::vector<std::string>;
+
+void append(word_list& to, const word_list& from) {
+    to.insert(to.end(), from.begin(), from.end());
+}
+
+word_list names_of_kind(catalog::service_kind kind) {
+    word_list names;
+    for (const catalog::service& each : catalog::services()) {
+        if (each.kind == kind) {
+            names.emplace_back(short_name(each));
+        }
+    }
+    return names;
+}
+
+// "NAME=", or "NAME=VALUE" for the known values of the field that is being given.
+word_list assignments(const catalog::record* record, const std::string& partial) {
+    word_list words;
+    for (const catalog::field& each :
+         record == nullptr ? std::span<const catalog::field>() : record->fields) {
+        const std::string start = std::string(each.name) + "=";
+        if (!partial.starts_with(start)) {
+            words.push_back(start);
+            continue;
+        }
+        for (const catalog::known_value& value : each.values) {
+            words.push_back(start + std::to_string(value.value));
+        }
+    }
+    return words;
+}
+
+const catalog::record* record_of(std::string_view verb, const std::string& object) {
+    try {
+        const catalog::service& service = service_of(verb, object);
+        return verb == "set" || service.request != nullptr ? service.request : service.reply;
+    } catch (const failure&) {
+        return nullptr;
+    }
+}
+
+word_list object_words(const std::string& verb, const word_list& before,
+                       const std::string& partial) {
+    if (before.empty()) {
+        return objects_of(verb == "wait" ? "get" : verb);
+    }
+    const catalog::record* record = record_of(verb == "wait" ? "get" : verb, before[0]);
+    word_list words = assignments(record, partial);
+    if (verb == "set" && record != nullptr && record->name == "time") {
+        words.emplace_back("now");
+    }
+    return words;
+}
+
+word_list log_level_words() {
+    word_list words;
+    const auto& profile = *service_named("set.log.profile").request;
+    for (const catalog::known_value& each : field_named(profile, "level_limit").values) {
+        words.emplace_back(each.meaning);
+    }
+    return words;
+}
+
+word_list positional_words(const std::string& command, const word_list& before,
+                           const std::string& partial) {
+    if (command == "get" || command == "set" || command == "wait") {
+        return object_words(command, before, partial);
+    }
+    if (!before.empty()) {
+        return {};
+    }
+    if (command == "call" || command == "send") {
+        return names_of_kind(command == "call" ? catalog::service_kind::method
+                                               : catalog::service_kind::signal);
+    }
+    if (command == "describe") {
+        return short_names();
+    }
+    if (command == "log-level") {
+        return log_level_words();
+    }
+    return command == "completion" ? word_list{"bash", "zsh"} : word_list{};
+}
+
+word_list option_names(const CLI::App& app) {
+    word_list names;
+    for (const CLI::Option* each : app.get_options()) {
+        if (each->nonpositional()) {
+            names.push_back("--" + each->get_lnames().front());
+        }
+    }
+    return names;
+}
+
+word_list command_words(const CLI::App& app) {
+    word_list names;
+    for (const CLI::App* each : app.get_subcommands([](const CLI::App*) { return true; })) {
+        if (!each->get_group().empty()) {
+            names.push_back(each->get_name());
+        }
+    }
+    return names;
+}
+
+word_list option_values(const std::string& option) {
+    if (option == "--as") {
+        word_list names;
+        for (const catalog::record* each : catalog::records()) {
+            names.emplace_back(each->name);
+        }
+        return names;
+    }
+    return option == "--base" ? word_list{"current", "zero"} : word_list{};
+}
+
+// All that may stand after `words`; what does not begin with `partial` is dropped by the caller.
+word_list candidates(const CLI::App& app, const word_list& words, const std::string& partial) {
+    const CLI::App* command = nullptr;
+    word_list positionals;
+    for (size_t i = 0; i < words.size(); ++i) {
+        if (words[i].starts_with("-")) {
+            if (takes_next_word(app, command, words[i]) && ++i == words.size()) {
+                return option_values(words.back());
+            }
+        } else if (command == nullptr) {
+            command = command_named(app, words[i]);
+            if (command == nullptr) {
+                return {};
+            }
+            if (command->get_name() == "watch") {
+                return candidates(
+                    app, word_list(words.begin() + static_cast<std::ptrdiff_t>(i) + 1, words.end()),
+                    partial);
+            }
+        } else {
+            positionals.push_back(words[i]);
+        }
+    }
+    if (partial.starts_with("-")) {
+        word_list names = option_names(app);
+        append(names, command == nullptr ? word_list{} : option_names(*command));
+        return names;
+    }
+    return command == nullptr ? command_words(app)
+                              : positional_words(command->get_name(), positionals, partial);
+}
+
+void complete(context& ctx, const CLI::App& app, word_list words) {
+    const std::string partial = words.empty() ? "" : words.back();
+    if (!words.empty()) {
+        words.pop_back();
+    }
+    word_list found = candidates(app, words, partial);
+    std::ranges::sort(found);
+    found.erase(std::ranges::unique(found).begin(), found.end());
+    for (const std::string& each : found) {
+        if (each.starts_with(partial)) {
+            ctx.out.line(each);
+        }
+    }
+}
+
+}  // namespace
+
+void add_completion_commands(CLI::App& app, context& ctx) {
+    const auto shell = std::make_shared<std::string>();
+    add_command(
+        app, ctx, "completion", "Print the completion script of a shell",
+        [&ctx, shell] { ctx.out.write(*shell == "bash" ? bash_completion : zsh_completion); })
+        ->add_option("SHELL", *shell, "bash or zsh")
+        ->required()
+        ->check(CLI::IsMember({"bash", "zsh"}));
+    CLI::App* command =
+        add_prefix_command(app, ctx, "complete", "Print what may stand at the last word",
+                           [&app, &ctx] { complete(ctx, app, ctx.rest); });
+    command->group("");  // for the completion scripts
+}
+
+}  // namespace quon::client

@@ -1,0 +1,147 @@
+#include "quon_mcu/describe.h"
+
+namespace quon::client {
+namespace {
+
+using catalog::field;
+using catalog::field_kind;
+using catalog::record;
+
+std::string type_text(field_kind kind) {
+    switch (kind) {
+        case field_kind::u8:
+            return "u8";
+        case field_kind::s8:
+            return "s8";
+        case field_kind::u16:
+            return "u16";
+        case field_kind::u32:
+            return "u32";
+        case field_kind::text:
+            return "text";
+        case field_kind::ipv4:
+            return "ipv4";
+        case field_kind::mac:
+            return "mac";
+        case field_kind::bytes:
+            break;
+    }
+    return "bytes";
+}
+
+std::string field_size(const field& what) {
+    return what.size == 0 ? "to the end" : std::to_string(what.size);
+}
+
+std::string meaning_text(const field& what) {
+    std::string text(what.meaning);
+    const char* separator = ": ";
+    for (const catalog::known_value& each : what.values) {
+        text += separator + std::to_string(each.value) + " " + std::string(each.meaning);
+        separator = ", ";
+    }
+    return text;
+}
+
+std::vector<std::string> rest_row(uint32_t from, uint32_t to) {
+    return {std::to_string(from),
+            std::to_string(to - from),
+            "bytes",
+            "rest_" + std::to_string(from),
+            "",
+            "not interpreted"};
+}
+
+json field_json(const field& what) {
+    json values = json::object();
+    for (const catalog::known_value& each : what.values) {
+        values[std::to_string(each.value)] = each.meaning;
+    }
+    return {{"name", what.name},      {"offset", what.offset},
+            {"size", what.size},      {"type", type_text(what.kind)},
+            {"unit", what.unit},      {"values", values},
+            {"meaning", what.meaning}};
+}
+
+}  // namespace
+
+std::string kind_text(catalog::service_kind kind) {
+    return kind == catalog::service_kind::method ? "method" : "signal";
+}
+
+std::string size_text(const record* what) {
+    if (what == nullptr) {
+        return "-";
+    }
+    return what->size == 0 ? "any" : std::to_string(what->size);
+}
+
+std::string message_text(const catalog::service& service) {
+    if (!service.message) {
+        return "-";
+    }
+    const uint8_t type[] = {*service.message};
+    return "0x" + catalog::to_hex(type) + " " + std::string(catalog::message_name(type[0]));
+}
+
+std::string timeout_text(int timeout_ms) {
+    return timeout_ms == 0 ? "-" : std::to_string(timeout_ms) + " ms";
+}
+
+row_list field_rows(const record& what) {
+    row_list rows = {{"offset", "size", "type", "name", "unit", "meaning"}};
+    uint32_t done = 0;
+    for (const field& each : what.fields) {
+        if (each.offset > done) {
+            rows.push_back(rest_row(done, each.offset));
+        }
+        rows.push_back({std::to_string(each.offset), field_size(each), type_text(each.kind),
+                        std::string(each.name), std::string(each.unit), meaning_text(each)});
+        done = each.offset + each.size;
+    }
+    const bool open_ended = !what.fields.empty() && what.fields.back().size == 0;
+    if (what.entry_size != 0) {
+        rows.push_back({"0", "1", "u8", "count", "", "number of entries"});
+        rows.push_back({"1", std::to_string(what.entry_size), "bytes", "entry[0]", "",
+                        "first entry; the others follow"});
+    } else if (done < what.size) {
+        rows.push_back(rest_row(done, what.size));
+    } else if (what.size == 0 && !open_ended) {
+        rows.push_back({std::to_string(done), "to the end", "bytes",
+                        done == 0 ? "bytes" : "rest_" + std::to_string(done), "",
+                        "not interpreted"});
+    }
+    return rows;
+}
+
+json record_json(const record* what) {
+    if (what == nullptr) {
+        return nullptr;
+    }
+    json fields = json::array();
+    for (const field& each : what->fields) {
+        fields.push_back(field_json(each));
+    }
+    return {{"name", what->name},
+            {"size", what->size},
+            {"entry_size", what->entry_size},
+            {"fields", fields}};
+}
+
+json service_json(const catalog::service& service) {
+    json document = {{"index", service.index},
+                     {"name", service.name},
+                     {"kind", kind_text(service.kind)},
+                     {"meaning", service.meaning},
+                     {"request", record_json(service.request)},
+                     {"reply", record_json(service.reply)},
+                     {"message", nullptr},
+                     {"timeout_ms", service.timeout_ms}};
+    if (service.message) {
+        document["message"] = {{"type", *service.message},
+                               {"name", catalog::message_name(*service.message)}};
+    }
+    return document;
+}
+
+}  // namespace quon::client

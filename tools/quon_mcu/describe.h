@@ -1,0 +1,35 @@
+// What the table says about services and records, for people, as JSON and as pages.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "catalog/catalog.h"
+#include "quon_mcu/present.h"
+
+namespace quon::client {
+
+using row_list = std::vector<std::vector<std::string>>;
+
+std::string kind_text(catalog::service_kind kind);
+std::string size_text(const catalog::record* record);       // "10", "any", or "-" without a record
+std::string message_text(const catalog::service& service);  // "0x84 get_time", or "-"
+std::string timeout_text(int timeout_ms);                   // "1000 ms", or "-"
+
+// Header row first: offset, size, type, name, unit, meaning; bytes that no field covers as "rest".
+row_list field_rows(const catalog::record& record);
+
+json record_json(const catalog::record* record);
+json service_json(const catalog::service& service);
+
+// The pages and tables of docs/.
+std::string services_page();
+std::string services_table();
+std::string messages_table();
+std::string bus_record_table();
+std::string chip_frame_table();
+
+// A Markdown table of rows, header first.
+std::string markdown(const row_list& rows);
+
+}  // namespace quon::client

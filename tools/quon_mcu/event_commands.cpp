@@ -1,0 +1,253 @@
+// events, wait: asking again until something happens.
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+#include "quon_mcu/bus_session.h"
+#include "quon_mcu/command.h"
+#include "quon_mcu/encode.h"
+#include "quon_mcu/failure.h"
+#include "quon_mcu/names.h"
+#include "quon_mcu/present.h"
+
+namespace quon::client {
+namespace {
+
+using steady = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+// Ends a loop of polls: the next poll comes after the interval, but not after the deadline.
+class pace {
+  public:
+    pace(int32_t interval_ms, std::optional<int32_t> timeout_ms) : interval_(interval_ms) {
+        if (timeout_ms) {
+            deadline_ = steady::now() + milliseconds(*timeout_ms);
+        }
+    }
+
+    // False when the time is over.
+    bool rest() const {
+        const auto next = steady::now() + interval_;
+        std::this_thread::sleep_until(deadline_ ? std::min(next, *deadline_) : next);
+        return !deadline_ || steady::now() < *deadline_;
+    }
+
+  private:
+    milliseconds interval_;
+    std::optional<steady::time_point> deadline_;
+};
+
+std::optional<int32_t> optional_duration(const std::string& text) {
+    return text.empty() ? std::nullopt : std::optional(parse_duration(text));
+}
+
+struct events_words {
+    bool follow = false;
+    std::string count;
+    std::string timeout;
+    std::string interval = "100";
+    std::string as;
+};
+
+class event_poller {
+  public:
+    event_poller(context& ctx, const events_words& words) : ctx_(ctx), as_(nullptr) {
+        if (!words.as.empty()) {
+            as_ = catalog::find_record(words.as);
+            if (as_ == nullptr) {
+                throw failure(exit_status::usage, unknown("record", words.as, record_names()));
+            }
+        }
+        if (!words.count.empty()) {
+            wanted_ = parse_number(words.count, 1, INT32_MAX);
+        }
+        waits_ = words.follow || wanted_ || !words.timeout.empty();
+        timeout_ms_ = optional_duration(words.timeout);
+        interval_ms_ = parse_duration(words.interval);
+    }
+
+    void run() {
+        bus_session bus(ctx_.timeout_ms);
+        const pace rhythm(interval_ms_, timeout_ms_);
+        for (;;) {
+            while (!enough() && take(bus)) {
+            }
+            if (enough() || !waits_) {
+                return;
+            }
+            if (!rhythm.rest()) {
+                break;
+            }
+        }
+        if (wanted_) {
+            throw failure(exit_status::timed_out, std::to_string(seen_) + " of " +
+                                                      std::to_string(*wanted_) + " events in time");
+        }
+    }
+
+  private:
+    static std::vector<std::string> record_names() {
+        std::vector<std::string> names;
+        for (const catalog::record* each : catalog::records()) {
+            names.emplace_back(each->name);
+        }
+        return names;
+    }
+
+    bool enough() const { return wanted_ && seen_ >= *wanted_; }
+
+    // False when no event is pending: the service's result is then -1.
+    bool take(bus_session& bus) {
+        const catalog::service& service = service_named("get.event.info");
+        const answer got = bus.call(service, {});
+        if (got.result < 0) {
+            return false;
+        }
+        if (got.payload.size() != service.reply->size) {
+            throw failure(exit_status::malformed,
+                          std::string(service.name) + ": malformed answer: " +
+                              std::to_string(got.payload.size()) + " bytes");
+        }
+        ++seen_;
+        show(got.payload);
+        return true;
+    }
+
+    void show(const octets& event) {
+        const std::string hex = catalog::to_hex(event);
+        switch (ctx_.out.mode) {
+            case output_mode::people:
+                ctx_.out.line(std::to_string(seen_) + "  " +
+                              (as_ == nullptr ? hex : catalog::one_line(as_, event)));
+                break;
+            case output_mode::json: {
+                json document = {{"event", seen_}, {"length", event.size()}, {"hex", hex}};
+                if (as_ != nullptr) {
+                    document["fields"] = fields_json(*as_, event);
+                }
+                ctx_.out.line(dump(document));
+                break;
+            }
+            case output_mode::hex:
+                ctx_.out.line(hex);
+                break;
+            case output_mode::raw:
+                ctx_.out.write(event);
+                break;
+        }
+    }
+
+    context& ctx_;
+    const catalog::record* as_;
+    std::optional<int64_t> wanted_;
+    bool waits_ = false;
+    std::optional<int32_t> timeout_ms_;
+    int32_t interval_ms_ = 0;
+    int64_t seen_ = 0;
+};
+
+struct wait_words {
+    std::string object;
+    std::string condition;
+    std::string timeout = "5000";
+    std::string interval = "200";
+};
+
+class waiter {
+  public:
+    waiter(context& ctx, const wait_words& words)
+        : ctx_(ctx),
+          service_(service_of("get", words.object)),
+          condition_(words.condition),
+          timeout_ms_(parse_duration(words.timeout)),
+          interval_ms_(parse_duration(words.interval)) {
+        if (service_.request != nullptr) {
+            throw failure(exit_status::usage,
+                          "wait cannot ask for " + std::string(short_name(service_)));
+        }
+        const size_t equals = condition_.find('=');
+        if (equals == std::string::npos) {
+            throw failure(exit_status::usage, "'" + condition_ + "' is no FIELD=VALUE");
+        }
+        field_ = &field_named(*service_.reply, condition_.substr(0, equals));
+        text_ = condition_.substr(equals + 1);
+        bytes_ = encode_field(*field_, text_);
+    }
+
+    void run() {
+        bus_session bus(ctx_.timeout_ms);
+        const pace rhythm(interval_ms_, timeout_ms_);
+        do {
+            const answer got = bus.call(service_, {});
+            if (got.result >= 0 && holds(got.payload)) {
+                show_record(ctx_.out, *service_.reply, got.payload,
+                            {{"service", service_.name},
+                             {"length", got.payload.size()},
+                             {"hex", catalog::to_hex(got.payload)},
+                             {"fields", fields_json(*service_.reply, got.payload)}});
+                return;
+            }
+        } while (rhythm.rest());
+        throw failure(exit_status::timed_out, std::string(short_name(service_)) + ": no " +
+                                                  condition_ + " within " +
+                                                  std::to_string(timeout_ms_) + " ms");
+    }
+
+  private:
+    // Texts are compared as they are shown, all else byte by byte.
+    bool holds(const octets& payload) const {
+        if (field_->kind != catalog::field_kind::text) {
+            return payload.size() >= field_->offset + bytes_.size() &&
+                   std::equal(bytes_.begin(), bytes_.end(),
+                              payload.begin() + static_cast<std::ptrdiff_t>(field_->offset));
+        }
+        const auto fields = catalog::decode(*service_.reply, payload);
+        return std::ranges::any_of(fields, [this](const catalog::decoded_field& each) {
+            return each.name == field_->name && each.value == text_;
+        });
+    }
+
+    context& ctx_;
+    const catalog::service& service_;
+    std::string condition_;
+    int32_t timeout_ms_;
+    int32_t interval_ms_;
+    const catalog::field* field_ = nullptr;
+    std::string text_;
+    octets bytes_;
+};
+
+void add_events(CLI::App& app, context& ctx) {
+    const auto words = std::make_shared<events_words>();
+    CLI::App* command =
+        add_command(app, ctx, "events", "Take the pending events off the daemon's queue",
+                    [&ctx, words] { event_poller(ctx, *words).run(); });
+    command->add_flag("--follow", words->follow, "Go on until ended");
+    command->add_option("--count", words->count, "End after so many, wait for them");
+    command->add_option("--timeout", words->timeout, "End after this time")->type_name("TIME");
+    command->add_option("--interval", words->interval, "Time between two polls (default 100ms)")
+        ->type_name("TIME");
+    command->add_option("--as", words->as, "Show each as this record (net_event)")
+        ->type_name("RECORD");
+}
+
+void add_wait(CLI::App& app, context& ctx) {
+    const auto words = std::make_shared<wait_words>();
+    CLI::App* command = add_command(app, ctx, "wait", "Ask for an object until a field has a value",
+                                    [&ctx, words] { waiter(ctx, *words).run(); });
+    command->add_option("OBJECT", words->object, "What, as for get")->required();
+    command->add_option("FIELD=VALUE", words->condition, "What it shall come to")->required();
+    command->add_option("--timeout", words->timeout, "End after this time (default 5s)")
+        ->type_name("TIME");
+    command->add_option("--interval", words->interval, "Time between two questions (200ms)")
+        ->type_name("TIME");
+}
+
+}  // namespace
+
+void add_event_commands(CLI::App& app, context& ctx) {
+    add_events(app, ctx);
+    add_wait(app, ctx);
+}
+
+}  // namespace quon::client

@@ -1,0 +1,143 @@
+#include "quon_mcu/log_decoder.h"
+
+#include "hi3861l_protocol.h"
+
+namespace quon::client {
+namespace {
+
+constexpr std::string_view dump_head = "D/HEX recv msg: ";
+constexpr std::string_view range_shape = "0000-000F: ";
+constexpr size_t group = 8;  // bytes between two double blanks
+constexpr std::string_view to_chip = "host->chip ";
+constexpr std::string_view from_chip = "chip->host ";
+
+std::string without_colour(std::string_view text) {
+    std::string plain;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '\x1b') {
+            plain += text[i];
+            continue;
+        }
+        while (i < text.size() && text[i] != 'm') {
+            ++i;
+        }
+    }
+    return plain;
+}
+
+std::optional<size_t> hex_number(std::string_view digits) {
+    size_t value = 0;
+    for (const char each : digits) {
+        const std::string_view known = "0123456789ABCDEF";
+        const size_t digit = known.find(each);
+        if (digit == std::string_view::npos) {
+            return std::nullopt;
+        }
+        value = value * 16 + digit;
+    }
+    return value;
+}
+
+bool is_frame_of_journal(std::string_view words) {
+    return words.starts_with("0x") || words.starts_with("malformed");
+}
+
+uint32_t declared_length(std::span<const uint8_t> frame) {
+    return static_cast<uint32_t>(frame[1]) | static_cast<uint32_t>(frame[2]) << 8 |
+           static_cast<uint32_t>(frame[3]) << 16 | static_cast<uint32_t>(frame[4]) << 24;
+}
+
+std::string type_text(uint8_t type) {
+    const uint8_t one[] = {type};
+    return "0x" + catalog::to_hex(one) + " " + std::string(catalog::message_name(type));
+}
+
+}  // namespace
+
+void log_decoder::line(std::string_view text) {
+    const std::string plain = without_colour(text);
+    const std::string_view view(plain);
+    const size_t dump = view.find(dump_head);
+    if (dump != std::string_view::npos) {
+        const std::string_view rest = view.substr(dump + dump_head.size());
+        const auto start = hex_number(rest.substr(0, 4));
+        const auto last = hex_number(rest.size() > 9 ? rest.substr(5, 4) : "?");
+        if (rest.size() >= range_shape.size() && start && last && *last >= *start) {
+            dump_line(rest.substr(range_shape.size()), *start, *last - *start + 1);
+            return;
+        }
+        ++strays_;
+        return;
+    }
+    if (is_complete()) {
+        emit();
+    }
+    for (const std::string_view head : {to_chip, from_chip}) {
+        const size_t at = view.find(head);
+        if (at != std::string_view::npos && is_frame_of_journal(view.substr(at + head.size()))) {
+            const size_t time_end = view.substr(0, at).find_last_not_of(' ');
+            found_({std::string(view.substr(0, time_end + 1)),
+                    head == to_chip ? catalog::direction::to_chip : catalog::direction::from_chip,
+                    {},
+                    std::string(view.substr(at + head.size()))});
+            return;
+        }
+    }
+}
+
+// Only the places of the hex digits are read: the characters behind them may look like digits.
+void log_decoder::dump_line(std::string_view text, size_t start, size_t width) {
+    if (start == 0) {
+        emit();
+    } else if (start != frame_.size() || frame_.empty()) {
+        ++strays_;
+        return;
+    }
+    for (size_t i = 0; i < width; ++i) {
+        const size_t at = i * 3 + i / group;
+        const auto byte = at + 2 <= text.size() ? hex_number(text.substr(at, 2)) : std::nullopt;
+        if (!byte) {
+            break;
+        }
+        frame_.push_back(static_cast<uint8_t>(*byte));
+    }
+    if (frame_.size() < start + width) {
+        emit();
+    }
+}
+
+// A line of another thread may stand between two lines of a dump, so only a frame that has its
+// declared length is over when something else follows.
+bool log_decoder::is_complete() const {
+    return frame_.size() >= HI3861L_FRAME_HEAD_SIZE &&
+           frame_.size() - HI3861L_FRAME_HEAD_SIZE >= declared_length(frame_);
+}
+
+void log_decoder::end() {
+    emit();
+}
+
+void log_decoder::emit() {
+    if (!frame_.empty()) {
+        found_({"", catalog::direction::from_chip, frame_, ""});
+        frame_.clear();
+    }
+}
+
+std::string describe_frame(catalog::direction way, std::span<const uint8_t> frame) {
+    const std::string head(way == catalog::direction::to_chip ? to_chip : from_chip);
+    if (frame.size() < HI3861L_FRAME_HEAD_SIZE) {
+        return head + "malformed, " + std::to_string(frame.size()) + " bytes " +
+               catalog::to_hex(frame);
+    }
+    const uint32_t length = declared_length(frame);
+    const auto payload = frame.subspan(HI3861L_FRAME_HEAD_SIZE);
+    const std::string start = head + type_text(frame[0]) + " len " + std::to_string(length) + " ";
+    if (length != payload.size()) {
+        return start + "malformed, " + std::to_string(payload.size()) + " payload bytes " +
+               catalog::to_hex(payload);
+    }
+    return start + catalog::describe_payload(way, frame[0], payload);
+}
+
+}  // namespace quon::client

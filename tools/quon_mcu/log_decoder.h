@@ -1,0 +1,49 @@
+// Frames of the chip out of the daemon's log or the simulated chip's journal, line by line.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "catalog/catalog.h"
+#include "quon_mcu/values.h"
+
+namespace quon::client {
+
+struct logged_frame {
+    std::string time;  // as the journal has it; empty in the daemon's log
+    catalog::direction way;
+    octets bytes;      // the whole frame; empty when it comes from a journal
+    std::string text;  // the journal's own words after the direction
+};
+
+class log_decoder {
+  public:
+    explicit log_decoder(std::function<void(const logged_frame&)> found)
+        : found_(std::move(found)) {}
+
+    // One line without its newline; colour sequences and words around the dump are ignored.
+    void line(std::string_view text);
+
+    // The log is over: a dump that has begun is a frame.
+    void end();
+
+    // Dump lines that belong to no frame.
+    size_t strays() const { return strays_; }
+
+  private:
+    void dump_line(std::string_view text, size_t start, size_t width);
+    bool is_complete() const;
+    void emit();
+
+    std::function<void(const logged_frame&)> found_;
+    octets frame_;
+    size_t strays_ = 0;
+};
+
+// "chip->host 0x84 get_time len 10 year=26 ...", or what is wrong with the frame.
+std::string describe_frame(catalog::direction way, std::span<const uint8_t> frame);
+
+}  // namespace quon::client

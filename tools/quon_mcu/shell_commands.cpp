@@ -1,0 +1,111 @@
+// exec, popen: the two shell services.
+#include <sys/wait.h>
+
+#include "dbus_socket_common.h"
+#include "quon_mcu/bus_session.h"
+#include "quon_mcu/command.h"
+#include "quon_mcu/encode.h"
+#include "quon_mcu/failure.h"
+#include "quon_mcu/names.h"
+#include "quon_mcu/present.h"
+
+namespace quon::client {
+namespace {
+
+std::string command_text(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& each : words) {
+        text += (text.empty() ? "" : " ") + each;
+    }
+    if (text.empty()) {
+        throw failure(exit_status::usage, "a shell command is missing");
+    }
+    return text;
+}
+
+octets ask(context& ctx, const catalog::service& service, const std::string& text) {
+    const octets request = encode_field(service.request->fields[0], text);
+    bus_session bus(ctx.timeout_ms);
+    return bus.query(service, request);
+}
+
+// The wait status, which the service sends in decimal.
+int wait_status(const catalog::service& service, const octets& payload) {
+    try {
+        const std::string_view text(reinterpret_cast<const char*>(payload.data()), payload.size());
+        return static_cast<int>(parse_number(text, INT32_MIN, INT32_MAX));
+    } catch (const failure&) {
+        throw failure(exit_status::malformed,
+                      std::string(service.name) + ": malformed answer: no wait status");
+    }
+}
+
+std::string people_status(int status) {
+    if (WIFEXITED(status)) {
+        return "exit status " + std::to_string(WEXITSTATUS(status));
+    }
+    if (WIFSIGNALED(status)) {
+        return "killed by signal " + std::to_string(WTERMSIG(status));
+    }
+    return "wait status " + std::to_string(status);
+}
+
+json status_json(const std::string& command, int status) {
+    json document = {{"command", command}, {"wait_status", status}};
+    if (WIFEXITED(status)) {
+        document["exit_status"] = WEXITSTATUS(status);
+    } else if (WIFSIGNALED(status)) {
+        document["signal"] = WTERMSIG(status);
+    }
+    return document;
+}
+
+void exec(context& ctx) {
+    const catalog::service& service = service_named("get.system");
+    const std::string text = command_text(ctx.rest);
+    const octets payload = ask(ctx, service, text);
+    const int status = wait_status(service, payload);
+    if (status == -1) {
+        throw failure(exit_status::failure, "the daemon could not start a shell");
+    }
+    if (ctx.out.mode == output_mode::people) {
+        ctx.out.line(people_status(status));
+    } else {
+        show_record(ctx.out, *service.reply, payload, status_json(text, status));
+    }
+}
+
+void popen(context& ctx) {
+    const catalog::service& service = service_named("get.popen");
+    const std::string text = command_text(ctx.rest);
+    const octets payload = ask(ctx, service, text);
+    if (ctx.out.mode == output_mode::people) {
+        ctx.out.write(payload);
+    } else {
+        show_record(ctx.out, *service.reply, payload,
+                    {{"command", text},
+                     {"length", payload.size()},
+                     {"output", std::string(payload.begin(), payload.end())},
+                     {"hex", catalog::to_hex(payload)}});
+    }
+    if (payload.size() == DBUS_DATA_SIZE) {
+        ctx.out.note("the output may be longer: the service sends its first " +
+                     std::to_string(DBUS_DATA_SIZE) + " bytes");
+    }
+}
+
+void add_shell(CLI::App& app, context& ctx, const std::string& name, const std::string& meaning,
+               void (*action)(context&)) {
+    add_prefix_command(app, ctx, name, meaning, [&ctx, action] {
+        action(ctx);
+    })->footer("COMMAND is the rest of the line; options come before it.");
+}
+
+}  // namespace
+
+void add_shell_commands(CLI::App& app, context& ctx) {
+    add_shell(app, ctx, "exec", "Run a shell COMMAND on the camera, show its exit status", exec);
+    add_shell(app, ctx, "popen", "Run a shell COMMAND on the camera, show its output", popen);
+}
+
+}  // namespace quon::client

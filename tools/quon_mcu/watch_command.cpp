@@ -1,0 +1,74 @@
+// watch: another command, again and again.
+#include <chrono>
+#include <thread>
+
+#include "quon_mcu/command.h"
+#include "quon_mcu/failure.h"
+#include "quon_mcu/values.h"
+
+namespace quon::client {
+namespace {
+
+constexpr const char* clear_screen = "\x1b[H\x1b[2J";
+
+struct watch_words {
+    std::string interval = "2s";
+    std::string rounds;
+};
+
+// --interval and --rounds may also stand at the end of the watched command.
+void take_trailing_options(std::vector<std::string>& words, watch_words& options) {
+    while (words.size() > 2) {
+        const std::string& name = words[words.size() - 2];
+        if (name != "--interval" && name != "--rounds") {
+            return;
+        }
+        (name == "--interval" ? options.interval : options.rounds) = words.back();
+        words.resize(words.size() - 2);
+    }
+}
+
+std::string joined(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& each : words) {
+        text += " " + each;
+    }
+    return text;
+}
+
+void watch(context& ctx, std::vector<std::string> words, watch_words options) {
+    take_trailing_options(words, options);
+    if (words.empty()) {
+        throw failure(exit_status::usage, "watch needs a command");
+    }
+    const auto interval = std::chrono::milliseconds(parse_duration(options.interval));
+    const int64_t rounds =
+        options.rounds.empty() ? INT64_MAX : parse_number(options.rounds, 1, INT32_MAX);
+    int status = 0;
+    for (int64_t round = 1;; ++round) {
+        if (ctx.out.results_on_terminal()) {
+            ctx.out.write(clear_screen + ("every " + options.interval + ":" + joined(words)) +
+                          "\n\n");
+        }
+        status = run(words, ctx.out, ctx.timeout_ms);
+        if (round == rounds || status == static_cast<int>(exit_status::usage)) {
+            break;
+        }
+        std::this_thread::sleep_for(interval);
+    }
+    ctx.status = status;
+}
+
+}  // namespace
+
+void add_watch_command(CLI::App& app, context& ctx) {
+    const auto options = std::make_shared<watch_words>();
+    CLI::App* command = add_prefix_command(app, ctx, "watch", "Repeat a COMMAND until ended",
+                                           [&ctx, options] { watch(ctx, ctx.rest, *options); });
+    command->add_option("--interval", options->interval, "Time between two rounds (default 2s)")
+        ->type_name("TIME");
+    command->add_option("--rounds", options->rounds, "End after so many")->type_name("N");
+    command->footer("COMMAND is a command of quon-mcu with its words.");
+}
+
+}  // namespace quon::client
