@@ -1,5 +1,5 @@
 // list, describe, docs: what the table says.
-#include "quon_mcu/command.h"
+#include "quon_mcu/commands.h"
 #include "quon_mcu/describe.h"
 #include "quon_mcu/failure.h"
 #include "quon_mcu/names.h"
@@ -18,7 +18,37 @@ bool contains(const catalog::service& service, const std::string& word) {
            service.meaning.find(word) != std::string_view::npos;
 }
 
-void list(context& ctx, const std::string& word) {
+std::string record_text(const char* role, const catalog::record* record) {
+    if (record == nullptr) {
+        return "";
+    }
+    return "\n" + std::string(role) + " " + std::string(record->name) + "\n" +
+           aligned(field_rows(*record));
+}
+
+std::string bytes_text(const catalog::record* record) {
+    if (record == nullptr) {
+        return "none";
+    }
+    return std::string(record->name) + ", " +
+           (record->size == 0 ? "any length" : std::to_string(record->size) + " bytes");
+}
+
+struct page_row {
+    const char* name;
+    std::string (*text)();
+};
+constexpr page_row pages[] = {
+    {"services", services_page},
+    {"services-table", services_table},
+    {"messages-table", messages_table},
+    {"bus-record-table", bus_record_table},
+    {"chip-frame-table", chip_frame_table},
+};
+
+}  // namespace
+
+void list_services(context& ctx, const std::string& word) {
     refuse_payload_modes(ctx, "list");
     row_list rows = {{"kind", "name", "request", "reply", "meaning"}};
     json document = json::array();
@@ -48,23 +78,7 @@ void list(context& ctx, const std::string& word) {
     ctx.out.write(ctx.out.coloured("1", text.substr(0, head)) + text.substr(head));
 }
 
-std::string record_text(const char* role, const catalog::record* record) {
-    if (record == nullptr) {
-        return "";
-    }
-    return "\n" + std::string(role) + " " + std::string(record->name) + "\n" +
-           aligned(field_rows(*record));
-}
-
-std::string bytes_text(const catalog::record* record) {
-    if (record == nullptr) {
-        return "none";
-    }
-    return std::string(record->name) + ", " +
-           (record->size == 0 ? "any length" : std::to_string(record->size) + " bytes");
-}
-
-void describe(context& ctx, const std::string& name) {
+void describe_service(context& ctx, const std::string& name) {
     refuse_payload_modes(ctx, "describe");
     const catalog::service& service = service_named(name);
     if (ctx.out.mode == output_mode::json) {
@@ -82,19 +96,7 @@ void describe(context& ctx, const std::string& name) {
     ctx.out.write(record_text("reply", service.reply));
 }
 
-struct page_row {
-    const char* name;
-    std::string (*text)();
-};
-constexpr page_row pages[] = {
-    {"services", services_page},
-    {"services-table", services_table},
-    {"messages-table", messages_table},
-    {"bus-record-table", bus_record_table},
-    {"chip-frame-table", chip_frame_table},
-};
-
-void docs(context& ctx, const std::string& name) {
+void print_page(context& ctx, const std::string& name) {
     std::vector<std::string> names;
     for (const page_row& each : pages) {
         if (name == each.name) {
@@ -104,25 +106,6 @@ void docs(context& ctx, const std::string& name) {
         names.emplace_back(each.name);
     }
     throw failure(exit_status::usage, unknown("page", name, names));
-}
-
-}  // namespace
-
-void add_catalog_commands(CLI::App& app, context& ctx) {
-    const auto word = std::make_shared<std::string>();
-    add_command(app, ctx, "list", "List the services", [&ctx, word] {
-        list(ctx, *word);
-    })->add_option("WORD", *word, "Only services whose name or meaning contains it");
-    const auto name = std::make_shared<std::string>();
-    add_command(app, ctx, "describe", "Describe a service and its records",
-                [&ctx, name] { describe(ctx, *name); })
-        ->add_option("NAME", *name, "Service, full or short (get.time)")
-        ->required();
-    const auto page = std::make_shared<std::string>();
-    CLI::App* command = add_command(app, ctx, "docs", "Print a generated page of the documentation",
-                                    [&ctx, page] { docs(ctx, *page); });
-    command->add_option("PAGE", *page, "services, or a table of protocol.md")->required();
-    command->group("");  // for maintainers
 }
 
 }  // namespace quon::client

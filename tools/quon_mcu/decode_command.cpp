@@ -3,7 +3,7 @@
 #include <iostream>
 
 #include "hi3861l_protocol.h"
-#include "quon_mcu/command.h"
+#include "quon_mcu/commands.h"
 #include "quon_mcu/failure.h"
 #include "quon_mcu/log_decoder.h"
 #include "quon_mcu/present.h"
@@ -67,7 +67,9 @@ void decode_stream(context& ctx, std::istream& in) {
     }
 }
 
-void decode(context& ctx, const std::string& file) {
+}  // namespace
+
+void decode_log(context& ctx, const std::string& file) {
     if (ctx.out.mode == output_mode::hex || ctx.out.mode == output_mode::raw) {
         throw failure(exit_status::usage, "decode prints lines or --json");
     }
@@ -83,17 +85,6 @@ void decode(context& ctx, const std::string& file) {
         in.clear();
     }
     decode_stream(ctx, in);
-}
-
-}  // namespace
-
-void add_decode_command(CLI::App& app, context& ctx) {
-    const auto file = std::make_shared<std::string>();
-    add_command(app, ctx, "decode", "Decode the chip's frames in a log or a journal",
-                [&ctx, file] { decode(ctx, *file); })
-        ->add_option("FILE", *file,
-                     "The daemon's log or the simulated chip's journal "
-                     "(default: standard input)");
 }
 
 }  // namespace quon::client

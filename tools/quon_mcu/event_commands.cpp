@@ -4,7 +4,7 @@
 #include <thread>
 
 #include "quon_mcu/bus_session.h"
-#include "quon_mcu/command.h"
+#include "quon_mcu/commands.h"
 #include "quon_mcu/encode.h"
 #include "quon_mcu/failure.h"
 #include "quon_mcu/names.h"
@@ -40,14 +40,6 @@ class pace {
 std::optional<int32_t> optional_duration(const std::string& text) {
     return text.empty() ? std::nullopt : std::optional(parse_duration(text));
 }
-
-struct events_words {
-    bool follow = false;
-    std::string count;
-    std::string timeout;
-    std::string interval = "100";
-    std::string as;
-};
 
 class event_poller {
   public:
@@ -146,13 +138,6 @@ class event_poller {
     int64_t seen_ = 0;
 };
 
-struct wait_words {
-    std::string object;
-    std::string condition;
-    std::string timeout = "5000";
-    std::string interval = "200";
-};
-
 class waiter {
   public:
     waiter(context& ctx, const wait_words& words)
@@ -217,37 +202,14 @@ class waiter {
     octets bytes_;
 };
 
-void add_events(CLI::App& app, context& ctx) {
-    const auto words = std::make_shared<events_words>();
-    CLI::App* command =
-        add_command(app, ctx, "events", "Take the pending events off the daemon's queue",
-                    [&ctx, words] { event_poller(ctx, *words).run(); });
-    command->add_flag("--follow", words->follow, "Go on until ended");
-    command->add_option("--count", words->count, "End after so many, wait for them");
-    command->add_option("--timeout", words->timeout, "End after this time")->type_name("TIME");
-    command->add_option("--interval", words->interval, "Time between two polls (default 100ms)")
-        ->type_name("TIME");
-    command->add_option("--as", words->as, "Show each as this record (net_event)")
-        ->type_name("RECORD");
-}
-
-void add_wait(CLI::App& app, context& ctx) {
-    const auto words = std::make_shared<wait_words>();
-    CLI::App* command = add_command(app, ctx, "wait", "Ask for an object until a field has a value",
-                                    [&ctx, words] { waiter(ctx, *words).run(); });
-    command->add_option("OBJECT", words->object, "What, as for get")->required();
-    command->add_option("FIELD=VALUE", words->condition, "What it shall come to")->required();
-    command->add_option("--timeout", words->timeout, "End after this time (default 5s)")
-        ->type_name("TIME");
-    command->add_option("--interval", words->interval, "Time between two questions (200ms)")
-        ->type_name("TIME");
-}
-
 }  // namespace
 
-void add_event_commands(CLI::App& app, context& ctx) {
-    add_events(app, ctx);
-    add_wait(app, ctx);
+void take_events(context& ctx, const events_words& words) {
+    event_poller(ctx, words).run();
+}
+
+void wait_for(context& ctx, const wait_words& words) {
+    waiter(ctx, words).run();
 }
 
 }  // namespace quon::client

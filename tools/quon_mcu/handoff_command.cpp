@@ -10,7 +10,7 @@
 #include <chrono>
 #include <cstring>
 
-#include "quon_mcu/command.h"
+#include "quon_mcu/commands.h"
 #include "quon_mcu/failure.h"
 #include "quon_mcu/file_descriptor.h"
 #include "quon_mcu/present.h"
@@ -21,18 +21,10 @@ namespace {
 
 using steady = std::chrono::steady_clock;
 
-constexpr const char* default_socket = "/tmp/ws_socket";
 constexpr uint8_t give_connection = 0;
 constexpr uint8_t drop_connection = 1;
 constexpr uint8_t hand_over = 1;
 constexpr size_t hand_over_size = 8;
-
-struct handoff_words {
-    std::string peer;
-    std::string socket = default_socket;
-    bool drop = false;
-    bool no_relay = false;
-};
 
 [[noreturn]] void fail_with_errno(exit_status status, const std::string& what) {
     throw failure(status, what + ": " + std::strerror(errno));
@@ -207,7 +199,9 @@ void show_peer(context& ctx, const handoff_words& words, const sockaddr_in& peer
     }
 }
 
-void handoff(context& ctx, const handoff_words& words) {
+}  // namespace
+
+void hand_off(context& ctx, const handoff_words& words) {
     if (words.peer.empty() != words.drop) {
         throw failure(exit_status::usage, "handoff takes either ADDRESS:PORT or --drop");
     }
@@ -223,21 +217,6 @@ void handoff(context& ctx, const handoff_words& words) {
     if (!words.no_relay) {
         relay(ctx.out, remote.get());
     }
-}
-
-}  // namespace
-
-void add_handoff_command(CLI::App& app, context& ctx) {
-    const auto words = std::make_shared<handoff_words>();
-    CLI::App* command = add_command(app, ctx, "handoff",
-                                    "Take over a connected socket and relay standard input and "
-                                    "output over it",
-                                    [&ctx, words] { handoff(ctx, *words); });
-    command->add_option("ADDRESS:PORT", words->peer, "The server, as 192.168.1.2:80");
-    command->add_flag("--no-relay", words->no_relay, "Only show the peer, then close");
-    command->add_flag("--drop", words->drop, "Have the daemon drop its connection instead");
-    command->add_option("--socket", words->socket, "The daemon's hand-off socket")
-        ->type_name("PATH");
 }
 
 }  // namespace quon::client

@@ -3,7 +3,7 @@
 
 #include <exception>
 
-#include "quon_mcu/command.h"
+#include "quon_mcu/run.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "quon_mcu/bus_session.h"
-#include "quon_mcu/command.h"
+#include "quon_mcu/commands.h"
 #include "quon_mcu/encode.h"
 #include "quon_mcu/failure.h"
 #include "quon_mcu/names.h"
@@ -10,20 +10,6 @@
 
 namespace quon::client {
 namespace {
-
-struct object_words {
-    std::string object;
-    std::vector<std::string> values;
-    std::vector<std::string> fields;
-    std::string hex;
-    std::string base = "current";
-
-    std::vector<std::string> all() const {
-        std::vector<std::string> words = values;
-        words.insert(words.end(), fields.begin(), fields.end());
-        return words;
-    }
-};
 
 octets from_hex(const catalog::service& service, const std::string& hex) {
     octets bytes = parse_hex(hex);
@@ -74,31 +60,6 @@ bool wants_present(const catalog::service& service, const object_words& words) {
            reader_of(service) != nullptr && !is_complete(*service.request, words.all());
 }
 
-void get(context& ctx, const object_words& words) {
-    const catalog::service& service = service_of("get", words.object);
-    check_words(service, words);
-    const octets request = request_of(service, words);
-    bus_session bus(ctx.timeout_ms);
-    const octets payload = bus.query(service, request);
-    show_record(ctx.out, *service.reply, payload,
-                {{"service", service.name},
-                 {"length", payload.size()},
-                 {"hex", catalog::to_hex(payload)},
-                 {"fields", fields_json(*service.reply, payload)}});
-}
-
-void set(context& ctx, const object_words& words) {
-    const catalog::service& service = service_of("set", words.object);
-    check_words(service, words);
-    octets request = request_of(service, words);
-    bus_session bus(ctx.timeout_ms);
-    if (wants_present(service, words)) {
-        request = encode(*service.request, bus.query(*reader_of(service), {}), words.all());
-    }
-    bus.send(service, request);
-    show_sent(ctx.out, service, request);
-}
-
 // A level's name or its number.
 const catalog::known_value& log_level_of(const catalog::record& profile, const std::string& level) {
     const auto levels = field_named(profile, "level_limit").values;
@@ -112,7 +73,40 @@ const catalog::known_value& log_level_of(const catalog::record& profile, const s
     throw failure(exit_status::usage, unknown("log level", level, names));
 }
 
-void log_level(context& ctx, const std::string& level) {
+}  // namespace
+
+std::vector<std::string> object_words::all() const {
+    std::vector<std::string> words = values;
+    words.insert(words.end(), fields.begin(), fields.end());
+    return words;
+}
+
+void get_object(context& ctx, const object_words& words) {
+    const catalog::service& service = service_of("get", words.object);
+    check_words(service, words);
+    const octets request = request_of(service, words);
+    bus_session bus(ctx.timeout_ms);
+    const octets payload = bus.query(service, request);
+    show_record(ctx.out, *service.reply, payload,
+                {{"service", service.name},
+                 {"length", payload.size()},
+                 {"hex", catalog::to_hex(payload)},
+                 {"fields", fields_json(*service.reply, payload)}});
+}
+
+void set_object(context& ctx, const object_words& words) {
+    const catalog::service& service = service_of("set", words.object);
+    check_words(service, words);
+    octets request = request_of(service, words);
+    bus_session bus(ctx.timeout_ms);
+    if (wants_present(service, words)) {
+        request = encode(*service.request, bus.query(*reader_of(service), {}), words.all());
+    }
+    bus.send(service, request);
+    show_sent(ctx.out, service, request);
+}
+
+void set_log_level(context& ctx, const std::string& level) {
     const catalog::service& service = service_of("set", "log.profile");
     const std::vector<std::string> words = {
         "enable=1", "level_limit=" + std::to_string(log_level_of(*service.request, level).value)};
@@ -120,38 +114,6 @@ void log_level(context& ctx, const std::string& level) {
     bus_session bus(ctx.timeout_ms);
     bus.send(service, request);
     show_sent(ctx.out, service, request);
-}
-
-void add_object(CLI::App& app, context& ctx, const std::string& verb, const std::string& meaning,
-                void (*action)(context&, const object_words&)) {
-    const auto words = std::make_shared<object_words>();
-    CLI::App* command =
-        add_command(app, ctx, verb, meaning, [&ctx, words, action] { action(ctx, *words); });
-    command->add_option("OBJECT", words->object, "What, as in 'quon-mcu list': time, pir.info")
-        ->required();
-    command->add_option("VALUE", words->values, "Values in the fields' order, or NAME=VALUE");
-    if (verb == "set") {
-        command->add_option("--field", words->fields, "NAME=VALUE, once for each field")
-            ->expected(1)
-            ->take_all();
-        command->add_option("--hex", words->hex, "The whole record in hexadecimal");
-        command
-            ->add_option("--base", words->base,
-                         "What fields that are not given keep: current (default) or zero")
-            ->check(CLI::IsMember({"current", "zero"}));
-    }
-}
-
-}  // namespace
-
-void add_object_commands(CLI::App& app, context& ctx) {
-    add_object(app, ctx, "get", "Ask for an object and show its fields", get);
-    add_object(app, ctx, "set", "Set an object from values (set time now, set led 1)", set);
-    const auto level = std::make_shared<std::string>();
-    add_command(app, ctx, "log-level", "Set the highest level that the daemon logs",
-                [&ctx, level] { log_level(ctx, *level); })
-        ->add_option("LEVEL", *level, "0 to 4, or fatal, error, warning, information, debug")
-        ->required();
 }
 
 }  // namespace quon::client

@@ -1,17 +1,12 @@
 // call, send: one request with a raw payload.
 #include "quon_mcu/bus_session.h"
-#include "quon_mcu/command.h"
+#include "quon_mcu/commands.h"
 #include "quon_mcu/failure.h"
 #include "quon_mcu/names.h"
 #include "quon_mcu/present.h"
 
 namespace quon::client {
 namespace {
-
-struct request_words {
-    std::string name;
-    std::vector<std::string> hex;
-};
 
 octets payload_of(const request_words& words) {
     octets payload;
@@ -62,7 +57,9 @@ void show_answer(output& out, const catalog::service& service, const answer& got
     }
 }
 
-void call(context& ctx, const request_words& words) {
+}  // namespace
+
+void call_method(context& ctx, const request_words& words) {
     const catalog::service& service = service_of_kind(words.name, catalog::service_kind::method);
     const octets payload = payload_of(words);
     bus_session bus(ctx.timeout_ms);
@@ -78,29 +75,12 @@ void call(context& ctx, const request_words& words) {
     }
 }
 
-void send(context& ctx, const request_words& words) {
+void send_signal(context& ctx, const request_words& words) {
     const catalog::service& service = service_of_kind(words.name, catalog::service_kind::signal);
     const octets payload = payload_of(words);
     bus_session bus(ctx.timeout_ms);
     bus.send(service, payload);
     show_sent(ctx.out, service, payload);
-}
-
-void add_request(CLI::App& app, context& ctx, const std::string& verb, const std::string& meaning,
-                 void (*action)(context&, const request_words&)) {
-    const auto words = std::make_shared<request_words>();
-    CLI::App* command =
-        add_command(app, ctx, verb, meaning, [&ctx, words, action] { action(ctx, *words); });
-    command->add_option("NAME", words->name, "Service, full or short (get.time)")->required();
-    command->add_option("HEX", words->hex, "Payload in hexadecimal");
-}
-
-}  // namespace
-
-void add_request_commands(CLI::App& app, context& ctx) {
-    add_request(app, ctx, "call", "Call a method with a raw payload; show result, length and hex",
-                call);
-    add_request(app, ctx, "send", "Send a signal with a raw payload", send);
 }
 
 }  // namespace quon::client

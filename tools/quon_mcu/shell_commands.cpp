@@ -3,7 +3,7 @@
 
 #include "dbus_socket_common.h"
 #include "quon_mcu/bus_session.h"
-#include "quon_mcu/command.h"
+#include "quon_mcu/commands.h"
 #include "quon_mcu/encode.h"
 #include "quon_mcu/failure.h"
 #include "quon_mcu/names.h"
@@ -60,7 +60,9 @@ json status_json(const std::string& command, int status) {
     return document;
 }
 
-void exec(context& ctx) {
+}  // namespace
+
+void exec_on_camera(context& ctx) {
     const catalog::service& service = service_named("get.system");
     const std::string text = command_text(ctx.rest);
     const octets payload = ask(ctx, service, text);
@@ -75,7 +77,7 @@ void exec(context& ctx) {
     }
 }
 
-void popen(context& ctx) {
+void popen_on_camera(context& ctx) {
     const catalog::service& service = service_named("get.popen");
     const std::string text = command_text(ctx.rest);
     const octets payload = ask(ctx, service, text);
@@ -92,20 +94,6 @@ void popen(context& ctx) {
         ctx.out.note("the output may be longer: the service sends its first " +
                      std::to_string(DBUS_DATA_SIZE) + " bytes");
     }
-}
-
-void add_shell(CLI::App& app, context& ctx, const std::string& name, const std::string& meaning,
-               void (*action)(context&)) {
-    add_prefix_command(app, ctx, name, meaning, [&ctx, action] {
-        action(ctx);
-    })->footer("COMMAND is the rest of the line; options come before it.");
-}
-
-}  // namespace
-
-void add_shell_commands(CLI::App& app, context& ctx) {
-    add_shell(app, ctx, "exec", "Run a shell COMMAND on the camera, show its exit status", exec);
-    add_shell(app, ctx, "popen", "Run a shell COMMAND on the camera, show its output", popen);
 }
 
 }  // namespace quon::client

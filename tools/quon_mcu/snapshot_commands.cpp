@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "quon_mcu/bus_session.h"
-#include "quon_mcu/command.h"
+#include "quon_mcu/commands.h"
 #include "quon_mcu/describe.h"
 #include "quon_mcu/failure.h"
 #include "quon_mcu/names.h"
@@ -88,25 +88,6 @@ row_list wakeup_rows(const fields_by_name& snapshot, const fields_by_name& since
         {"started", snapshot.text("start_ms") + " ms on the monotonic clock"},
         {"since start", since.text("since_start") + " ms"},
     };
-}
-
-void wakeup(context& ctx) {
-    const catalog::service& service = service_named("get.allwakeup.info");
-    const catalog::service& since_service = service_named("get.socup.time");
-    bus_session bus(ctx.timeout_ms);
-    const octets payload = bus.query(service, {});
-    const octets since = bus.query(since_service, {});
-    if (ctx.out.mode == output_mode::people) {
-        ctx.out.write(aligned(wakeup_rows(fields_by_name(*service.reply, payload),
-                                          fields_by_name(*since_service.reply, since))));
-        return;
-    }
-    show_record(ctx.out, *service.reply, payload,
-                {{"service", service.name},
-                 {"length", payload.size()},
-                 {"hex", catalog::to_hex(payload)},
-                 {"fields", fields_json(*service.reply, payload)},
-                 {"since_start_ms", fields_json(*since_service.reply, since)["since_start"]}});
 }
 
 struct status_row {
@@ -217,12 +198,27 @@ class status_screen {
 
 }  // namespace
 
-void add_snapshot_commands(CLI::App& app, context& ctx) {
-    add_command(app, ctx, "wakeup", "Show the start-up snapshot", [&ctx] { wakeup(ctx); });
-    const auto take_events = std::make_shared<bool>(false);
-    add_command(app, ctx, "status", "Show version, time, battery, Wi-Fi, network, up time",
-                [&ctx, take_events] { status_screen(ctx, *take_events).run(); })
-        ->add_flag("--take-events", *take_events, "Take and show the pending events as well");
+void show_wakeup(context& ctx) {
+    const catalog::service& service = service_named("get.allwakeup.info");
+    const catalog::service& since_service = service_named("get.socup.time");
+    bus_session bus(ctx.timeout_ms);
+    const octets payload = bus.query(service, {});
+    const octets since = bus.query(since_service, {});
+    if (ctx.out.mode == output_mode::people) {
+        ctx.out.write(aligned(wakeup_rows(fields_by_name(*service.reply, payload),
+                                          fields_by_name(*since_service.reply, since))));
+        return;
+    }
+    show_record(ctx.out, *service.reply, payload,
+                {{"service", service.name},
+                 {"length", payload.size()},
+                 {"hex", catalog::to_hex(payload)},
+                 {"fields", fields_json(*service.reply, payload)},
+                 {"since_start_ms", fields_json(*since_service.reply, since)["since_start"]}});
+}
+
+void show_status(context& ctx, bool take_events) {
+    status_screen(ctx, take_events).run();
 }
 
 }  // namespace quon::client

@@ -9,7 +9,7 @@
 
 #include "mcu_records.h"
 #include "quon_mcu/bus_session.h"
-#include "quon_mcu/command.h"
+#include "quon_mcu/commands.h"
 #include "quon_mcu/encode.h"
 #include "quon_mcu/failure.h"
 #include "quon_mcu/names.h"
@@ -19,14 +19,6 @@ namespace quon::client {
 namespace {
 
 constexpr size_t block_size = MCU_UPG_BLOCK_DATA_SIZE;
-
-struct upgrade_words {
-    std::string file;
-    std::string resume_from;
-    std::string first = "0";
-    std::string second = "size";
-    std::string tail = "0";
-};
 
 octets read_file(const std::string& name) {
     const auto refuse = [&name] {
@@ -100,9 +92,9 @@ class progress {
     size_t shown_ = never;
 };
 
-class upgrade {
+class image_sender {
   public:
-    upgrade(context& ctx, const upgrade_words& words)
+    image_sender(context& ctx, const upgrade_words& words)
         : ctx_(ctx), image_(read_file(words.file)), name_(words.file) {
         const std::string size = std::to_string(image_.size());
         const std::string second = words.second == "size" ? size : words.second;
@@ -209,18 +201,8 @@ class upgrade {
 
 }  // namespace
 
-void add_upgrade_command(CLI::App& app, context& ctx) {
-    const auto words = std::make_shared<upgrade_words>();
-    CLI::App* command =
-        add_command(app, ctx, "upgrade", "Send the chip a firmware image in blocks of 256 bytes",
-                    [&ctx, words] { upgrade(ctx, *words).run(); });
-    command->add_option("FILE", words->file, "The image")->required();
-    command->add_option("--resume-from", words->resume_from,
-                        "Go on at this offset without a new start");
-    command->add_option("--first", words->first, "First value of the start (default 0)");
-    command->add_option("--second", words->second,
-                        "Second value of the start (default: the image's size)");
-    command->add_option("--tail", words->tail, "Trailing byte of each block (default 0)");
+void upgrade_chip(context& ctx, const upgrade_words& words) {
+    image_sender(ctx, words).run();
 }
 
 }  // namespace quon::client

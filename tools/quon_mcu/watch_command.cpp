@@ -2,19 +2,15 @@
 #include <chrono>
 #include <thread>
 
-#include "quon_mcu/command.h"
+#include "quon_mcu/commands.h"
 #include "quon_mcu/failure.h"
+#include "quon_mcu/run.h"
 #include "quon_mcu/values.h"
 
 namespace quon::client {
 namespace {
 
 constexpr const char* clear_screen = "\x1b[H\x1b[2J";
-
-struct watch_words {
-    std::string interval = "2s";
-    std::string rounds;
-};
 
 // --interval and --rounds may also stand at the end of the watched command.
 void take_trailing_options(std::vector<std::string>& words, watch_words& options) {
@@ -36,7 +32,10 @@ std::string joined(const std::vector<std::string>& words) {
     return text;
 }
 
-void watch(context& ctx, std::vector<std::string> words, watch_words options) {
+}  // namespace
+
+void watch(context& ctx, watch_words options) {
+    std::vector<std::string> words = ctx.rest;
     take_trailing_options(words, options);
     if (words.empty()) {
         throw failure(exit_status::usage, "watch needs a command");
@@ -57,18 +56,6 @@ void watch(context& ctx, std::vector<std::string> words, watch_words options) {
         std::this_thread::sleep_for(interval);
     }
     ctx.status = status;
-}
-
-}  // namespace
-
-void add_watch_command(CLI::App& app, context& ctx) {
-    const auto options = std::make_shared<watch_words>();
-    CLI::App* command = add_prefix_command(app, ctx, "watch", "Repeat a COMMAND until ended",
-                                           [&ctx, options] { watch(ctx, ctx.rest, *options); });
-    command->add_option("--interval", options->interval, "Time between two rounds (default 2s)")
-        ->type_name("TIME");
-    command->add_option("--rounds", options->rounds, "End after so many")->type_name("N");
-    command->footer("COMMAND is a command of quon-mcu with its words.");
 }
 
 }  // namespace quon::client

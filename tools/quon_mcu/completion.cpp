@@ -1,7 +1,7 @@
-// completion, complete: the shells' completion asks the program itself.
+// What may stand where on the command line, for the shells' completion.
 #include <algorithm>
 
-#include "quon_mcu/command.h"
+#include "quon_mcu/command_line.h"
 #include "quon_mcu/completion_scripts.h"
 #include "quon_mcu/encode.h"
 #include "quon_mcu/failure.h"
@@ -126,23 +126,25 @@ word_list option_values(const std::string& option) {
     return option == "--base" ? word_list{"current", "zero"} : word_list{};
 }
 
-// All that may stand after `words`; what does not begin with `partial` is dropped by the caller.
-word_list candidates(const CLI::App& app, const word_list& words, const std::string& partial) {
+}  // namespace
+
+std::vector<std::string> command_line::candidates(const word_list& words,
+                                                  const std::string& partial) const {
     const CLI::App* command = nullptr;
     word_list positionals;
     for (size_t i = 0; i < words.size(); ++i) {
         if (words[i].starts_with("-")) {
-            if (takes_next_word(app, command, words[i]) && ++i == words.size()) {
+            if (takes_next_word(command, words[i]) && ++i == words.size()) {
                 return option_values(words.back());
             }
         } else if (command == nullptr) {
-            command = command_named(app, words[i]);
+            command = command_named(words[i]);
             if (command == nullptr) {
                 return {};
             }
             if (command->get_name() == "watch") {
                 return candidates(
-                    app, word_list(words.begin() + static_cast<std::ptrdiff_t>(i) + 1, words.end()),
+                    word_list(words.begin() + static_cast<std::ptrdiff_t>(i) + 1, words.end()),
                     partial);
             }
         } else {
@@ -150,43 +152,29 @@ word_list candidates(const CLI::App& app, const word_list& words, const std::str
         }
     }
     if (partial.starts_with("-")) {
-        word_list names = option_names(app);
+        word_list names = option_names(app_);
         append(names, command == nullptr ? word_list{} : option_names(*command));
         return names;
     }
-    return command == nullptr ? command_words(app)
+    return command == nullptr ? command_words(app_)
                               : positional_words(command->get_name(), positionals, partial);
 }
 
-void complete(context& ctx, const CLI::App& app, word_list words) {
+std::vector<std::string> command_line::completions(std::vector<std::string> words) const {
     const std::string partial = words.empty() ? "" : words.back();
     if (!words.empty()) {
         words.pop_back();
     }
-    word_list found = candidates(app, words, partial);
+    word_list found = candidates(words, partial);
+    std::erase_if(found,
+                  [&partial](const std::string& each) { return !each.starts_with(partial); });
     std::ranges::sort(found);
     found.erase(std::ranges::unique(found).begin(), found.end());
-    for (const std::string& each : found) {
-        if (each.starts_with(partial)) {
-            ctx.out.line(each);
-        }
-    }
+    return found;
 }
 
-}  // namespace
-
-void add_completion_commands(CLI::App& app, context& ctx) {
-    const auto shell = std::make_shared<std::string>();
-    add_command(
-        app, ctx, "completion", "Print the completion script of a shell",
-        [&ctx, shell] { ctx.out.write(*shell == "bash" ? bash_completion : zsh_completion); })
-        ->add_option("SHELL", *shell, "bash or zsh")
-        ->required()
-        ->check(CLI::IsMember({"bash", "zsh"}));
-    CLI::App* command =
-        add_prefix_command(app, ctx, "complete", "Print what may stand at the last word",
-                           [&app, &ctx] { complete(ctx, app, ctx.rest); });
-    command->group("");  // for the completion scripts
+void print_completion(context& ctx, const std::string& shell) {
+    ctx.out.write(shell == "bash" ? bash_completion : zsh_completion);
 }
 
 }  // namespace quon::client

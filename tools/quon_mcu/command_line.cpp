@@ -1,0 +1,315 @@
+#include "quon_mcu/command_line.h"
+
+#include <algorithm>
+
+#include "quon_mcu/failure.h"
+#include "quon_mcu/names.h"
+#include "quon_mcu/values.h"
+
+namespace quon::client {
+namespace {
+
+constexpr const char* purpose =
+    "Talks to the camera's companion chip through quon_mcu_daemon's services on the bus.";
+constexpr const char* epilogue =
+    "Exit status: 0 done, 1 the service answered with a failure, 2 usage, 3 no daemon,\n"
+    "4 time-out, 5 malformed answer.";
+
+CLI::Option* add_time(CLI::App* command, const char* name, std::string& text, const char* meaning) {
+    return command->add_option(name, text, meaning)->type_name("TIME");
+}
+
+}  // namespace
+
+command_line::command_line(context& ctx) : ctx_(ctx), app_(purpose, "quon-mcu") {
+    app_.footer(epilogue);
+    app_.get_formatter()->label("TEXT", "");
+    app_.get_formatter()->label("REQUIRED", "");
+    app_.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    app_.fallthrough();
+    app_.require_subcommand(0, 1);  // further words are never commands
+    app_.allow_extras();
+    add_program_options();
+    add_catalog_commands();
+    add_object_commands();
+    add_request_commands();
+    add_event_commands();
+    add_upgrade_command();
+    add_shell_commands();
+    add_snapshot_commands();
+    add_handoff_command();
+    add_watch_command();
+    add_decode_command();
+    add_completion_commands();
+}
+
+void command_line::add_program_options() {
+    struct row {
+        const char* flag;
+        output_mode mode;
+        const char* meaning;
+    };
+    constexpr row rows[] = {
+        {"--json", output_mode::json, "Results as JSON, one document a line"},
+        {"--hex", output_mode::hex, "Payloads in hexadecimal"},
+        {"--raw", output_mode::raw, "Payloads as they are"},
+    };
+    const auto given = std::make_shared<std::string>();
+    for (const row& each : rows) {
+        const auto choose = [this, given, each] {
+            if (!given->empty()) {
+                throw failure(exit_status::usage, *given + " excludes " + each.flag);
+            }
+            *given = each.flag;
+            ctx_.out.mode = each.mode;
+        };
+        app_.add_flag_callback(each.flag, choose, each.meaning);
+    }
+    const auto set_timeout = [this](const std::string& text) {
+        ctx_.timeout_ms = parse_duration(text);
+    };
+    app_.add_option_function<std::string>(
+            "--timeout", set_timeout,
+            "How long to wait for an answer: milliseconds or, say, 1.5s (default 5s)")
+        ->type_name("TIME");
+    app_.set_version_flag("--version", "quon-mcu " QUON_VERSION);
+}
+
+void command_line::add_catalog_commands() {
+    const auto word = std::make_shared<std::string>();
+    add("list", "List the services", [this, word] {
+        list_services(ctx_, *word);
+    })->add_option("WORD", *word, "Only services whose name or meaning contains it");
+    const auto name = std::make_shared<std::string>();
+    add("describe", "Describe a service and its records",
+        [this, name] { describe_service(ctx_, *name); })
+        ->add_option("NAME", *name, "Service, full or short (get.time)")
+        ->required();
+    const auto page = std::make_shared<std::string>();
+    CLI::App* docs = add("docs", "Print a generated page of the documentation",
+                         [this, page] { print_page(ctx_, *page); });
+    docs->add_option("PAGE", *page, "services, or a table of protocol.md")->required();
+    docs->group("");  // for maintainers
+}
+
+void command_line::add_object_commands() {
+    const auto got = std::make_shared<object_words>();
+    CLI::App* get = add("get", "Ask for an object and show its fields",
+                        [this, got] { get_object(ctx_, *got); });
+    const auto given = std::make_shared<object_words>();
+    CLI::App* set = add("set", "Set an object from values (set time now, set led 1)",
+                        [this, given] { set_object(ctx_, *given); });
+    for (const auto& [command, words] : {std::pair(get, got), std::pair(set, given)}) {
+        command->add_option("OBJECT", words->object, "What, as in 'quon-mcu list': time, pir.info")
+            ->required();
+        command->add_option("VALUE", words->values, "Values in the fields' order, or NAME=VALUE");
+    }
+    set->add_option("--field", given->fields, "NAME=VALUE, once for each field")
+        ->expected(1)
+        ->take_all();
+    set->add_option("--hex", given->hex, "The whole record in hexadecimal");
+    set->add_option("--base", given->base,
+                    "What fields that are not given keep: current (default) or zero")
+        ->check(CLI::IsMember({"current", "zero"}));
+    const auto level = std::make_shared<std::string>();
+    add("log-level", "Set the highest level that the daemon logs",
+        [this, level] { set_log_level(ctx_, *level); })
+        ->add_option("LEVEL", *level, "0 to 4, or fatal, error, warning, information, debug")
+        ->required();
+}
+
+void command_line::add_request_commands() {
+    const auto called = std::make_shared<request_words>();
+    CLI::App* call = add("call", "Call a method with a raw payload; show result, length and hex",
+                         [this, called] { call_method(ctx_, *called); });
+    const auto sent = std::make_shared<request_words>();
+    CLI::App* send =
+        add("send", "Send a signal with a raw payload", [this, sent] { send_signal(ctx_, *sent); });
+    for (const auto& [command, words] : {std::pair(call, called), std::pair(send, sent)}) {
+        command->add_option("NAME", words->name, "Service, full or short (get.time)")->required();
+        command->add_option("HEX", words->hex, "Payload in hexadecimal");
+    }
+}
+
+void command_line::add_event_commands() {
+    const auto taken = std::make_shared<events_words>();
+    CLI::App* events = add("events", "Take the pending events off the daemon's queue",
+                           [this, taken] { take_events(ctx_, *taken); });
+    events->add_flag("--follow", taken->follow, "Go on until ended");
+    events->add_option("--count", taken->count, "End after so many, wait for them")->type_name("N");
+    add_time(events, "--timeout", taken->timeout, "End after this time");
+    add_time(events, "--interval", taken->interval, "Time between two polls (default 100ms)");
+    events->add_option("--as", taken->as, "Show each as this record (net_event)")
+        ->type_name("RECORD");
+    const auto awaited = std::make_shared<wait_words>();
+    CLI::App* wait = add("wait", "Ask for an object until a field has a value",
+                         [this, awaited] { wait_for(ctx_, *awaited); });
+    wait->add_option("OBJECT", awaited->object, "What, as for get")->required();
+    wait->add_option("FIELD=VALUE", awaited->condition, "What it shall come to")->required();
+    add_time(wait, "--timeout", awaited->timeout, "End after this time (default 5s)");
+    add_time(wait, "--interval", awaited->interval, "Time between two questions (default 200ms)");
+}
+
+void command_line::add_upgrade_command() {
+    const auto words = std::make_shared<upgrade_words>();
+    CLI::App* upgrade = add("upgrade", "Send the chip a firmware image in blocks of 256 bytes",
+                            [this, words] { upgrade_chip(ctx_, *words); });
+    upgrade->add_option("FILE", words->file, "The image")->required();
+    upgrade->add_option("--resume-from", words->resume_from,
+                        "Go on at this offset without a new start");
+    upgrade->add_option("--first", words->first, "First value of the start (default 0)");
+    upgrade->add_option("--second", words->second,
+                        "Second value of the start (default: the image's size)");
+    upgrade->add_option("--tail", words->tail, "Trailing byte of each block (default 0)");
+}
+
+void command_line::add_shell_commands() {
+    constexpr const char* rule = "COMMAND is the rest of the line; options come before it.";
+    add_prefix("exec", "Run a shell COMMAND on the camera, show its exit status", [this] {
+        exec_on_camera(ctx_);
+    })->footer(rule);
+    add_prefix("popen", "Run a shell COMMAND on the camera, show its output", [this] {
+        popen_on_camera(ctx_);
+    })->footer(rule);
+}
+
+void command_line::add_snapshot_commands() {
+    add("wakeup", "Show the start-up snapshot", [this] { show_wakeup(ctx_); });
+    const auto events = std::make_shared<bool>(false);
+    add("status", "Show version, time, battery, Wi-Fi, network, events, up time", [this, events] {
+        show_status(ctx_, *events);
+    })->add_flag("--take-events", *events, "Take and show the pending events as well");
+}
+
+void command_line::add_handoff_command() {
+    const auto words = std::make_shared<handoff_words>();
+    CLI::App* handoff =
+        add("handoff", "Take over a connected socket, relay standard input and output over it",
+            [this, words] { hand_off(ctx_, *words); });
+    handoff->add_option("ADDRESS:PORT", words->peer, "The server, as 192.168.1.2:80");
+    handoff->add_flag("--no-relay", words->no_relay, "Only show the peer, then close");
+    handoff->add_flag("--drop", words->drop, "Have the daemon drop its connection instead");
+    handoff->add_option("--socket", words->socket, "The daemon's hand-off socket")
+        ->type_name("PATH");
+}
+
+void command_line::add_watch_command() {
+    const auto words = std::make_shared<watch_words>();
+    CLI::App* command =
+        add_prefix("watch", "Repeat a COMMAND until ended", [this, words] { watch(ctx_, *words); });
+    add_time(command, "--interval", words->interval, "Time between two rounds (default 2s)");
+    command->add_option("--rounds", words->rounds, "End after so many")->type_name("N");
+    command->footer(
+        "COMMAND is a command of quon-mcu with its words. --interval and --rounds may\n"
+        "also stand at its end.");
+}
+
+void command_line::add_decode_command() {
+    const auto file = std::make_shared<std::string>();
+    add("decode", "Decode the chip's frames in a log or a journal",
+        [this, file] { decode_log(ctx_, *file); })
+        ->add_option("FILE", *file,
+                     "The daemon's log or the simulated chip's journal (default: standard input)");
+}
+
+void command_line::add_completion_commands() {
+    const auto shell = std::make_shared<std::string>();
+    add("completion", "Print the completion script of a shell",
+        [this, shell] { print_completion(ctx_, *shell); })
+        ->add_option("SHELL", *shell, "bash or zsh")
+        ->required()
+        ->check(CLI::IsMember({"bash", "zsh"}));
+    const auto complete = [this] {
+        for (const std::string& each : completions(ctx_.rest)) {
+            ctx_.out.line(each);
+        }
+    };
+    add_prefix("complete", "Print what may stand at the last word", complete)
+        ->group("");  // for the completion scripts
+}
+
+CLI::App* command_line::add(const std::string& name, const std::string& meaning,
+                            std::function<void()> action) {
+    CLI::App* command = app_.add_subcommand(name, meaning)->group("Commands");
+    command->callback([this, action = std::move(action)] { action_ = action; });
+    return command;
+}
+
+CLI::App* command_line::add_prefix(const std::string& name, const std::string& meaning,
+                                   std::function<void()> action) {
+    prefix_commands_.push_back(name);
+    return add(name, meaning, std::move(action));
+}
+
+std::function<void()> command_line::parse(std::vector<std::string> words) {
+    ctx_.rest = split_rest(words);
+    std::ranges::reverse(words);  // as CLI11 wants them
+    app_.parse(words);
+    refuse_leftovers();
+    if (!action_) {
+        throw failure(exit_status::usage, "a command is missing; see 'quon-mcu --help'");
+    }
+    return action_;
+}
+
+// Takes what follows a prefix command and its options off `words`.
+std::vector<std::string> command_line::split_rest(std::vector<std::string>& words) const {
+    const CLI::App* command = nullptr;
+    for (size_t i = 0; i < words.size(); ++i) {
+        const bool end_of_options = command != nullptr && words[i] == "--";
+        if (words[i].starts_with("-") && !end_of_options) {
+            i += takes_next_word(command, words[i]) ? 1 : 0;
+            continue;
+        }
+        if (command == nullptr) {
+            command = command_named(words[i]);
+            if (std::ranges::count(prefix_commands_, words[i]) == 0) {
+                return {};
+            }
+            continue;
+        }
+        const auto from = words.begin() + static_cast<std::ptrdiff_t>(i);
+        std::vector<std::string> rest(from + (end_of_options ? 1 : 0), words.end());
+        words.resize(i);
+        return rest;
+    }
+    return {};
+}
+
+// Words that no command took: an unknown command, a misspelt option, one word too many.
+void command_line::refuse_leftovers() const {
+    const std::vector<std::string> words = app_.remaining();
+    if (words.empty()) {
+        return;
+    }
+    if (words[0].starts_with("-")) {
+        throw failure(exit_status::usage, "unknown option '" + words[0] + "'");
+    }
+    if (app_.get_subcommands().empty()) {
+        std::vector<std::string> names;
+        for (const CLI::App* each : app_.get_subcommands([](const CLI::App*) { return true; })) {
+            names.push_back(each->get_name());
+        }
+        throw failure(exit_status::usage, unknown("command", words[0], names));
+    }
+    throw failure(exit_status::usage, "one word too many: '" + words[0] + "'");
+}
+
+const CLI::App* command_line::command_named(const std::string& name) const {
+    const auto all = app_.get_subcommands([](const CLI::App*) { return true; });
+    const auto found =
+        std::ranges::find(all, name, [](const CLI::App* each) { return each->get_name(); });
+    return found == all.end() ? nullptr : *found;
+}
+
+bool command_line::takes_next_word(const CLI::App* command, const std::string& option) const {
+    for (const CLI::App* each : {command, &app_}) {
+        const CLI::Option* found = each == nullptr ? nullptr : each->get_option_no_throw(option);
+        if (found != nullptr) {
+            return found->get_items_expected_max() > 0;
+        }
+    }
+    return false;
+}
+
+}  // namespace quon::client

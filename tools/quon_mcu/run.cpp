@@ -1,0 +1,42 @@
+#include "quon_mcu/run.h"
+
+#include <sstream>
+
+#include "quon_mcu/command_line.h"
+#include "quon_mcu/failure.h"
+
+namespace quon::client {
+namespace {
+
+int to_int(exit_status status) {
+    return static_cast<int>(status);
+}
+
+int help_or_usage(CLI::App& app, output& out, const CLI::ParseError& error) {
+    std::ostringstream results;
+    std::ostringstream notes;
+    if (app.exit(error, results, notes) == 0) {
+        out.write(results.str());
+        return to_int(exit_status::done);
+    }
+    out.note(std::string(error.what()) + "; see 'quon-mcu --help'");
+    return to_int(exit_status::usage);
+}
+
+}  // namespace
+
+int run(std::vector<std::string> words, output out, int32_t timeout_ms) {
+    context ctx{.out = out, .timeout_ms = timeout_ms};
+    command_line line(ctx);
+    try {
+        line.parse(std::move(words))();
+        return ctx.status;
+    } catch (const failure& error) {
+        ctx.out.note(error.what());
+        return to_int(error.status());
+    } catch (const CLI::ParseError& error) {
+        return help_or_usage(line.app(), ctx.out, error);
+    }
+}
+
+}  // namespace quon::client
