@@ -58,9 +58,9 @@ octets encode_mac(std::string_view text) {
 }
 
 octets encode_text(const field& what, std::string_view text) {
-    if (what.size != 0 && text.size() >= what.size) {
-        refuse(std::string(what.name) + " has room for " + std::to_string(what.size - 1) +
-               " characters");
+    if (what.size != 0 && text.size() > what.size) {
+        refuse(std::string(what.name) + " has room for " + std::to_string(what.size) +
+               (what.size == 1 ? " character" : " characters"));
     }
     octets bytes(text.begin(), text.end());
     bytes.resize(what.size != 0 ? what.size : text.size() + 1);

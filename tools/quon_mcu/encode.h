@@ -11,8 +11,8 @@
 namespace quon::client {
 
 // The bytes of one field. Numbers in decimal or after "0x", a known value also by its meaning,
-// "192.168.1.1", "02:00:00:00:00:01", text, hex for bytes. A text gets its zero byte and fills its
-// field; a field without a fixed size ends with it. Throws failure (usage).
+// "192.168.1.1", "02:00:00:00:00:01", text, hex for bytes. A text is filled up with zeros; one
+// without a fixed size ends with a zero byte. Throws failure (usage).
 octets encode_field(const catalog::field& field, std::string_view value);
 
 // The field of that name. Throws failure (usage) with the nearest names.

@@ -74,7 +74,9 @@ void log_decoder::line(std::string_view text) {
     }
     for (const std::string_view head : {to_chip, from_chip}) {
         const size_t at = view.find(head);
-        if (at != std::string_view::npos && is_frame_of_journal(view.substr(at + head.size()))) {
+        const bool is_note = view.substr(0, at).find("note ") != std::string_view::npos;
+        if (at != std::string_view::npos && !is_note &&
+            is_frame_of_journal(view.substr(at + head.size()))) {
             const size_t time_end = view.substr(0, at).find_last_not_of(' ');
             found_({std::string(view.substr(0, time_end + 1)),
                     head == to_chip ? catalog::direction::to_chip : catalog::direction::from_chip,
