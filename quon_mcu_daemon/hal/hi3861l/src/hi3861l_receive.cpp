@@ -67,7 +67,7 @@ int32_t hi3861l_event_pop(QN_QUEUE* queue, uint8_t* event) {
 hi3861l_msg hi3861l_decode(const uint8_t* data, int32_t len) {
     const auto size = static_cast<uint32_t>(std::max(len, 0));
     uint8_t head[HI3861L_FRAME_HEAD_SIZE] = {};
-    memcpy(head, data, std::min(size, HI3861L_FRAME_HEAD_SIZE));
+    std::copy_n(data, std::min(size, HI3861L_FRAME_HEAD_SIZE), head);
 
     hi3861l_msg msg{};
     msg.type = head[0];
