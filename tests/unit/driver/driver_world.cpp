@@ -20,8 +20,13 @@ constexpr char kTools[] = "/tmp/tools";
 constexpr char kCommands[] = "/tmp/commands";
 constexpr char kFailure[] = "/tmp/commands_fail";
 
+std::string search_path() {
+    const char* const path = std::getenv("PATH");
+    return path != nullptr ? path : "/usr/sbin:/usr/bin:/sbin:/bin";
+}
+
 std::string path_of_tool(const std::string& name) {
-    std::istringstream path(std::string(std::getenv("PATH")) + ":/sbin:/usr/sbin");
+    std::istringstream path(search_path() + ":/sbin:/usr/sbin");
     for (std::string folder; std::getline(path, folder, ':');) {
         if (fs::exists(fs::path(folder) / name)) {
             return (fs::path(folder) / name).string();
@@ -60,7 +65,7 @@ void prepare_world() {
     fs::create_directory(kTools);
     record_tool("ifconfig");
     record_tool("route");
-    setenv("PATH", (std::string(kTools) + ":" + std::getenv("PATH")).c_str(), 1);
+    setenv("PATH", (std::string(kTools) + ":" + search_path()).c_str(), 1);
 }
 
 std::string file_content(const std::string& path) {

@@ -62,7 +62,7 @@ struct hi3861l_context {
     pthread_mutex_t record_lock;
 };
 
-extern hi3861l_context g_hi3861l;
+extern constinit hi3861l_context g_hi3861l;  // NOLINT(bugprone-dynamic-static-initializers)
 
 // Logs "[%s] failed\n" with `reason` at level 1 under the name `function`. Returns -1.
 int32_t hi3861l_failed(const char* function, int line, const char* reason);
