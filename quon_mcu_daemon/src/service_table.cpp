@@ -42,9 +42,11 @@ constexpr bool table_is_sound() {
             return false;
         }
         if (is_of_kind(service.name, METHOD_KIND)) {
-            methods += service.handler.method != nullptr ? 1 : 0;
+            [[maybe_unused]] method_handler* const handler = service.handler.method;
+            methods++;
         } else if (is_of_kind(service.name, SIGNAL_KIND)) {
-            signals += service.handler.signal != nullptr ? 1 : 0;
+            [[maybe_unused]] signal_handler* const handler = service.handler.signal;
+            signals++;
         }
     }
     return methods == QUON_MCU_METHOD_COUNT && signals == QUON_MCU_SIGNAL_COUNT;

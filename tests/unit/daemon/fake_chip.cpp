@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <numeric>
 #include <type_traits>
@@ -30,7 +31,7 @@ template <typename Value>
 void write_reply(Value value, const Bytes& reply) {
     if constexpr (std::is_pointer_v<Value>) {
         if constexpr (!std::is_const_v<std::remove_pointer_t<Value>>) {
-            std::memcpy(value, reply.data(), reply.size());
+            std::copy(reply.begin(), reply.end(), reinterpret_cast<std::uint8_t*>(value));
         }
     }
 }
