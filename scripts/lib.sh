@@ -46,6 +46,12 @@ build_packages=(cmake ninja-build gcc g++ libc6-dev pkg-config libcli11-dev nloh
 # shellcheck disable=SC2034
 world_packages=(iproute2 net-tools util-linux procps)
 
+# A compiler cache is used where there is one, also across checkouts.
+if command -v ccache >/dev/null 2>&1; then
+    export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
+    export CCACHE_BASEDIR=$top CCACHE_NOHASHDIR=1
+fi
+
 # Configures and builds a preset; further words are targets (default: everything).
 build_preset() {
     local preset=$1
