@@ -132,20 +132,18 @@ std::vector<std::string> command_line::candidates(const word_list& words,
                                                   const std::string& partial) const {
     const CLI::App* command = nullptr;
     word_list positionals;
+    const auto expects_command = [&command] {
+        return command == nullptr || command->get_name() == "watch";
+    };
     for (size_t i = 0; i < words.size(); ++i) {
         if (words[i].starts_with("-")) {
             if (takes_next_word(command, words[i]) && ++i == words.size()) {
                 return option_values(words.back());
             }
-        } else if (command == nullptr) {
+        } else if (expects_command()) {
             command = command_named(words[i]);
             if (command == nullptr) {
                 return {};
-            }
-            if (command->get_name() == "watch") {
-                return candidates(
-                    word_list(words.begin() + static_cast<std::ptrdiff_t>(i) + 1, words.end()),
-                    partial);
             }
         } else {
             positionals.push_back(words[i]);
@@ -156,8 +154,8 @@ std::vector<std::string> command_line::candidates(const word_list& words,
         append(names, command == nullptr ? word_list{} : option_names(*command));
         return names;
     }
-    return command == nullptr ? command_words(app_)
-                              : positional_words(command->get_name(), positionals, partial);
+    return expects_command() ? command_words(app_)
+                             : positional_words(command->get_name(), positionals, partial);
 }
 
 std::vector<std::string> command_line::completions(std::vector<std::string> words) const {

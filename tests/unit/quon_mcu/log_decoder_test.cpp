@@ -1,0 +1,162 @@
+#include "quon_mcu/log_decoder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+namespace quon::client {
+namespace {
+
+using lines = std::vector<std::string>;
+
+// A dump as the daemon's log has it: 16 bytes a line, a further blank after each eight, then two
+// blanks and the characters.
+lines dump_of(const octets& frame) {
+    lines text;
+    for (size_t start = 0; start < frame.size(); start += 16) {
+        char head[64];
+        std::snprintf(head, sizeof(head),
+                      "D/HEX recv msg: %04X-%04X: ", static_cast<unsigned>(start),
+                      static_cast<unsigned>(start + 15));
+        std::string line = head;
+        std::string characters;
+        for (size_t j = 1; j <= 16; ++j) {
+            char piece[8] = "   ";
+            if (start + j - 1 < frame.size()) {
+                const uint8_t byte = frame[start + j - 1];
+                std::snprintf(piece, sizeof(piece), "%02X ", byte);
+                characters += byte >= 32 && byte <= 126 ? static_cast<char>(byte) : '.';
+            }
+            line += piece;
+            line += j % 8 == 0 ? " " : "";
+        }
+        text.push_back(line + "  " + characters);
+    }
+    return text;
+}
+
+octets frame_of(uint8_t type, const octets& payload) {
+    octets frame = {type, static_cast<uint8_t>(payload.size()),
+                    static_cast<uint8_t>(payload.size() >> 8), 0, 0};
+    frame.insert(frame.end(), payload.begin(), payload.end());
+    return frame;
+}
+
+struct decoded {
+    lines frames;
+    size_t strays;
+};
+
+decoded decode_lines(const lines& text) {
+    decoded result;
+    log_decoder decoder([&result](const logged_frame& frame) {
+        result.frames.push_back(frame.bytes.empty() ? frame.time + "|" + frame.text
+                                                    : describe_frame(frame.way, frame.bytes));
+    });
+    for (const std::string& each : text) {
+        decoder.line(each);
+    }
+    decoder.end();
+    result.strays = decoder.strays();
+    return result;
+}
+
+const octets time_payload = {26, 2, 3, 4, 5, 6, 0, 0, 0, 0};
+const std::string time_line =
+    "chip->host 0x84 get_time len 10 year=26 month=2 day=3 hour=4 minute=5 second=6 "
+    "rest_6=00000000";
+
+TEST(ADump, OfOneLineIsOneFrame) {
+    EXPECT_EQ(decode_lines({"D/HEX recv msg: 0000-000F: 84 0A 00 00 00 1A 02 03  04 05 06 00 00 00 "
+                            "00      ..............."})
+                  .frames,
+              lines{time_line});
+}
+
+TEST(ADump, OfSeveralLinesIsOneFrame) {
+    for (const size_t size : {11u, 12u, 27u, 28u, 71u, 256u, 300u}) {
+        const octets payload(size, 0x41);
+        EXPECT_EQ(decode_lines(dump_of(frame_of(0xA7, payload))).frames,
+                  lines{"chip->host 0xa7 get_config_info len " + std::to_string(size) + " " +
+                        catalog::to_hex(payload)});
+    }
+}
+
+TEST(ADump, FollowsAnotherAtOnce) {
+    lines text = dump_of(frame_of(0xA7, octets(11)));  // fills its line
+    const lines second = dump_of(frame_of(0x84, time_payload));
+    text.insert(text.end(), second.begin(), second.end());
+    const decoded result = decode_lines(text);
+    ASSERT_EQ(result.frames.size(), 2u);
+    EXPECT_EQ(result.frames[1], time_line);
+    EXPECT_EQ(result.strays, 0u);
+}
+
+TEST(ADump, StandsAmongOtherLinesAndColours) {
+    lines text = {"[quon_mcu_daemon] something else", "",
+                  "\x1b[32;1mI/HI3861L  [01-01 00:00:00.000] (f:1) upgrade start"};
+    const lines dump = dump_of(frame_of(0x84, time_payload));
+    text.push_back("\x1b[0m  daemon | " + dump[0]);
+    text.emplace_back("words behind it");
+    EXPECT_EQ(decode_lines(text).frames, lines{time_line});
+}
+
+TEST(ADump, MayHaveALineOfAnotherThreadInIt) {
+    lines text = dump_of(frame_of(0xA7, octets(20, 1)));
+    ASSERT_EQ(text.size(), 2u);
+    text.insert(text.begin() + 1, "new client connection");
+    EXPECT_EQ(decode_lines(text).frames,
+              lines{"chip->host 0xa7 get_config_info len 20 " + catalog::to_hex(octets(20, 1))});
+}
+
+TEST(ADump, DoesNotTakeItsCharactersForDigits) {
+    EXPECT_EQ(decode_lines(dump_of(frame_of(0x80, {'A', 'B', ' ', '4', '1', 0}))).frames,
+              lines{"chip->host 0x80 get_version len 6 version=AB 41"});
+}
+
+TEST(ADump, OfAMalformedFrameSaysSo) {
+    EXPECT_EQ(decode_lines(dump_of({0x84, 10, 0})).frames,
+              lines{"chip->host malformed, 3 bytes 840a00"});
+    octets longer = frame_of(0x84, time_payload);
+    longer[1] = 3;
+    EXPECT_EQ(decode_lines(dump_of(longer)).frames,
+              lines{"chip->host 0x84 get_time len 3 malformed, 10 payload bytes " +
+                    catalog::to_hex(time_payload)});
+    octets endless = frame_of(0x84, time_payload);
+    endless[4] = 0xff;
+    EXPECT_EQ(decode_lines(dump_of(endless)).frames,
+              lines{"chip->host 0x84 get_time len 4278190090 malformed, 10 payload bytes " +
+                    catalog::to_hex(time_payload)});
+}
+
+TEST(ADumpLine, WithoutItsBeginningIsAStray) {
+    lines text = dump_of(frame_of(0xA7, octets(20, 1)));
+    text.erase(text.begin());
+    const decoded result = decode_lines(text);
+    EXPECT_EQ(result.frames, lines{});
+    EXPECT_EQ(result.strays, 1u);
+    EXPECT_EQ(decode_lines({"D/HEX recv msg: 00", "D/HEX recv msg: 00G0-000F: 00 "}).strays, 2u);
+}
+
+TEST(ADumpOfSomethingElse, IsNoFrame) {
+    EXPECT_EQ(decode_lines({"D/HEX other: 0000-000F: 84 00 00 00 00 "}).frames, lines{});
+}
+
+TEST(AJournalLine, IsAFrameWithItsTime) {
+    EXPECT_EQ(decode_lines({"2026-02-03T04:05:06.789 host->chip 0x85 set_led len 1 value=2",
+                            "2026-02-03T04:05:06.790 chip->host 0x84 get_time len 0 empty"})
+                  .frames,
+              (lines{"2026-02-03T04:05:06.789|0x85 set_led len 1 value=2",
+                     "2026-02-03T04:05:06.790|0x84 get_time len 0 empty"}));
+}
+
+TEST(AJournalNote, IsNoFrame) {
+    EXPECT_EQ(decode_lines({"2026-02-03T04:05:06.789 note the host is gone",
+                            "2026-02-03T04:05:06.789 note silent, not sent: chip->host 0x80 "
+                            "get_version len 1 version=x"})
+                  .frames,
+              lines{});
+}
+
+}  // namespace
+}  // namespace quon::client
