@@ -17,7 +17,7 @@
 namespace quon::sim {
 namespace {
 
-constexpr int send_buffer = 8 * 1024 * 1024;
+constexpr int send_buffer = 2 * 1024 * 1024;  // a few thousand messages
 constexpr size_t largest_datagram = 65536;
 constexpr std::chrono::milliseconds shortest_port_pause{1};
 constexpr std::chrono::milliseconds longest_port_pause{100};
