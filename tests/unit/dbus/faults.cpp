@@ -1,0 +1,223 @@
+#include "faults.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <map>
+#include <mutex>
+
+namespace quon::test {
+
+namespace {
+
+struct Plan {
+    std::atomic<int> pass{0};
+    std::atomic<int> fail{0};
+    std::atomic<int> where{0};
+    std::atomic<pthread_t> asker{};
+};
+
+std::array<Plan, 4> plans;
+std::atomic<std::size_t> cut_to{0};
+
+Plan& plan(Fault what) {
+    return plans.at(static_cast<std::size_t>(what));
+}
+
+bool concerns_this_thread(const Plan& of) {
+    const bool same = pthread_equal(of.asker, pthread_self()) != 0;
+    return same == (of.where == static_cast<int>(Where::kThisThread));
+}
+
+// Whether to fail this call. No lock: it runs within malloc.
+bool takes(Fault what) {
+    Plan& of = plan(what);
+    if (of.fail == 0 || !concerns_this_thread(of)) {
+        return false;
+    }
+    if (of.pass > 0) {
+        of.pass--;
+        return false;
+    }
+    of.fail--;
+    return true;
+}
+
+struct Record {
+    std::mutex lock;
+    std::vector<ThreadStart> threads;
+    Calls calls;
+    std::map<useconds_t, int> pauses;
+};
+
+Record& record() {
+    static auto* const only = new Record;
+    return *only;
+}
+
+std::array<std::atomic<void*>, 16> allocations;
+std::atomic<std::size_t> allocation_count{0};
+
+}  // namespace
+
+void fail_next(Fault what, int count, int after, Where where) {
+    record();  // allocates
+    Plan& of = plan(what);
+    allocation_count = 0;
+    of.asker = pthread_self();
+    of.where = static_cast<int>(where);
+    of.pass = after;
+    of.fail = count;
+}
+
+bool all_failed(Fault what) {
+    return plan(what).fail == 0;
+}
+
+std::vector<void*> allocations_before_failure() {
+    std::vector<void*> all;
+    for (std::size_t i = 0; i < allocation_count; i++) {
+        all.push_back(allocations.at(i));
+    }
+    return all;
+}
+
+std::vector<ThreadStart> threads_started() {
+    const std::lock_guard guard(record().lock);
+    return record().threads;
+}
+
+Calls calls() {
+    const std::lock_guard guard(record().lock);
+    return record().calls;
+}
+
+int pauses_of(useconds_t us) {
+    const std::lock_guard guard(record().lock);
+    return record().pauses[us];
+}
+
+void forget_calls() {
+    const std::lock_guard guard(record().lock);
+    record().calls = {};
+    record().threads.clear();
+    record().pauses.clear();
+}
+
+void cut_next_send(std::size_t bytes) {
+    cut_to = bytes;
+}
+
+}  // namespace quon::test
+
+using namespace quon::test;
+
+extern "C" {
+
+void* __real_malloc(std::size_t size);
+int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                          void* (*function)(void*), void* argument);
+int __real_socket(int family, int type, int protocol);
+int __real_bind(int fd, const sockaddr* address, socklen_t length);
+int __real_listen(int fd, int backlog);
+int __real_connect(int fd, const sockaddr* address, socklen_t length);
+ssize_t __real_send(int fd, const void* bytes, std::size_t size, int flags);
+int __real_usleep(useconds_t us);
+
+void* __wrap_malloc(std::size_t size) {
+    const bool watched =
+        plan(Fault::kMalloc).fail > 0 && concerns_this_thread(plan(Fault::kMalloc));
+    if (takes(Fault::kMalloc)) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    void* made = __real_malloc(size);
+    if (watched && allocation_count < allocations.size()) {
+        allocations.at(allocation_count++) = made;
+    }
+    return made;
+}
+
+int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                          void* (*function)(void*), void* argument) {
+    if (takes(Fault::kThread)) {
+        return EAGAIN;
+    }
+    ThreadStart start{function, attributes == nullptr, 0, false};
+    if (attributes != nullptr) {
+        int detached = 0;
+        pthread_attr_getstacksize(attributes, &start.stack);
+        pthread_attr_getdetachstate(attributes, &detached);
+        start.detached = detached == PTHREAD_CREATE_DETACHED;
+    }
+    {
+        const std::lock_guard guard(record().lock);
+        record().threads.push_back(start);
+    }
+    return __real_pthread_create(thread, attributes, function, argument);
+}
+
+int __wrap_socket(int family, int type, int protocol) {
+    {
+        const std::lock_guard guard(record().lock);
+        record().calls.sockets.push_back(std::to_string(family) + " " + std::to_string(type) + " " +
+                                         std::to_string(protocol));
+    }
+    return __real_socket(family, type, protocol);
+}
+
+int __wrap_bind(int fd, const sockaddr* address, socklen_t length) {
+    {
+        const auto* local = reinterpret_cast<const sockaddr_un*>(address);
+        const std::lock_guard guard(record().lock);
+        record().calls.binds.push_back(std::to_string(local->sun_family) + " " + local->sun_path +
+                                       " " + std::to_string(length));
+    }
+    return __real_bind(fd, address, length);
+}
+
+int __wrap_listen(int fd, int backlog) {
+    if (takes(Fault::kListen)) {
+        errno = EADDRINUSE;
+        return -1;
+    }
+    {
+        const std::lock_guard guard(record().lock);
+        record().calls.backlogs.push_back(backlog);
+    }
+    return __real_listen(fd, backlog);
+}
+
+int __wrap_connect(int fd, const sockaddr* address, socklen_t length) {
+    {
+        const std::lock_guard guard(record().lock);
+        record().calls.connects++;
+    }
+    if (takes(Fault::kConnect)) {
+        errno = ECONNREFUSED;
+        return -1;
+    }
+    return __real_connect(fd, address, length);
+}
+
+ssize_t __wrap_send(int fd, const void* bytes, std::size_t size, int flags) {
+    {
+        const std::lock_guard guard(record().lock);
+        record().calls.sends.push_back(size);
+    }
+    const std::size_t cut = cut_to.exchange(0);
+    return __real_send(fd, bytes, cut != 0 ? cut : size, flags);
+}
+
+int __wrap_usleep(useconds_t us) {
+    {
+        const std::lock_guard guard(record().lock);
+        record().pauses[us]++;
+    }
+    return us == 50000 ? 0 : __real_usleep(us);
+}
+}

@@ -1,0 +1,333 @@
+#include <gtest/gtest.h>
+#include <limits.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "bus_peers.h"
+#include "captured_output.h"
+#include "dbus_socket_common.h"
+#include "faults.h"
+#include "log_records.h"
+#include "pending_call.h"
+
+namespace quon::test {
+namespace {
+
+std::int32_t answer_one(const std::uint8_t* /*request*/, std::int32_t /*len*/, std::uint8_t* reply,
+                        std::int32_t /*capacity*/) {
+    reply[0] = '1';
+    return 1;
+}
+
+bool serves(RawPeer& peer) {
+    peer.send(make_request("method.one"));
+    const std::optional<DbusMsg> result = peer.receive();
+    return result && payload_of(*result) == "1";
+}
+
+bool exists(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0;
+}
+
+// ---- Registration
+
+TEST(ARegistrationThatCannotBeAllocated, SaysSoAndIsNull) {
+    const OutputCapture capture;
+    fail_next(Fault::kMalloc, 1);
+    EXPECT_EQ(DbusInfo_Alloc(3), nullptr);
+    EXPECT_TRUE(all_failed(Fault::kMalloc));
+    EXPECT_EQ(capture.text(), "DbusInfo_Alloc malloc DbusInfo error\n");
+}
+
+TEST(AnEntryThatCannotBeAllocated, LeavesTheEarlierEntriesBehind) {
+    const OutputCapture capture;
+    fail_next(Fault::kMalloc, 1, 3);  // the record and two entries pass
+    EXPECT_EQ(DbusInfo_Alloc(3), nullptr);
+    EXPECT_TRUE(all_failed(Fault::kMalloc));
+    EXPECT_EQ(capture.text(), "DbusInfo_Alloc malloc DbusInterface error\n");
+    // The record is freed, the entries are not (a second free would be an error).
+    const std::vector<void*> made = allocations_before_failure();
+    ASSERT_GE(made.size(), 3U);
+    std::free(made[1]);
+    std::free(made[2]);
+}
+
+TEST(AServerSocket, IsMadeAndBoundAsDocumented) {
+    forget_calls();
+    start_server("quon.test.socket", {{.name = "method.one", .method = answer_one}});
+    const Calls made = calls();
+    EXPECT_EQ(made.sockets, std::vector<std::string>{"1 1 0"});  // AF_UNIX, SOCK_STREAM
+    EXPECT_EQ(made.binds, std::vector<std::string>{"1 /tmp/dbus-quon.test.socket 110"});
+    EXPECT_EQ(made.backlogs, std::vector<int>{5});
+    ASSERT_EQ(threads_started().size(), 1U);
+    EXPECT_EQ(threads_started()[0].function, &Dbus_Listen_Thread);
+    EXPECT_TRUE(threads_started()[0].default_attributes);
+}
+
+TEST(AServerThatCannotListen, SaysSoAndRemovesItsSocket) {
+    const std::string name = fresh_name();
+    DbusInfo* info = make_registration(name, {{.name = "method.one"}});
+    const OutputCapture capture;
+    fail_next(Fault::kListen, 1);
+    EXPECT_EQ(Dbus_Register(info), -1);
+    EXPECT_EQ(capture.text(), "Cannot listen the client connect request\n");
+    EXPECT_EQ(info->listen_fd, 0);
+    EXPECT_FALSE(exists(socket_path(name)));
+}
+
+TEST(AServerWithoutAListenThread, IsRegisteredAllTheSame) {
+    const std::string name = fresh_name();
+    DbusInfo* info = make_registration(name, {{.name = "method.one"}});
+    const OutputCapture capture;
+    fail_next(Fault::kThread, 1);
+    EXPECT_EQ(Dbus_Register(info), 0);
+    EXPECT_TRUE(all_failed(Fault::kThread));
+    EXPECT_EQ(info->listen_thread, pthread_t{});
+    EXPECT_EQ(Dbus_UnRegister(info), 0);
+    EXPECT_EQ(capture.text(), "");
+}
+
+TEST(AClient, MakesAHundredAttemptsWithAPauseAfterEach) {
+    DbusInfo* info = make_registration(fresh_name(), {});
+    std::strcpy(info->server_name, "nobody.home");
+    forget_calls();
+    const OutputCapture capture;
+    EXPECT_EQ(Dbus_Register(info), -1);
+    EXPECT_EQ(calls().connects, 100);
+    EXPECT_EQ(pauses_of(50000), 100);
+}
+
+TEST(AClient, WaitsForAServerThatComesLate) {
+    const std::string name = fresh_name();
+    const RawServer server(name);
+    DbusInfo* info = make_registration(fresh_name(), {});
+    name.copy(info->server_name, sizeof(info->server_name) - 1);
+    forget_calls();
+    fail_next(Fault::kConnect, 3);
+    EXPECT_EQ(Dbus_Register(info), 0);
+    EXPECT_EQ(calls().connects, 4);
+    EXPECT_EQ(pauses_of(50000), 3);
+    ASSERT_EQ(threads_started().size(), 1U);
+    EXPECT_EQ(threads_started()[0].function, &Dbus_Method_Thread);
+    EXPECT_TRUE(threads_started()[0].default_attributes);
+    EXPECT_EQ(Dbus_UnRegister(info), 0);
+    pthread_join(info->method_thread, nullptr);
+}
+
+TEST(AClientWithoutAMethodThread, IsRegisteredAndItsCallsFailAtOnce) {
+    const std::string name = fresh_name();
+    const RawServer server(name);
+    DbusInfo* info = make_registration(fresh_name(), {});
+    name.copy(info->server_name, sizeof(info->server_name) - 1);
+    fail_next(Fault::kThread, 1);
+    EXPECT_EQ(Dbus_Register(info), 0);
+    EXPECT_EQ(info->method_thread, pthread_t{});
+    EXPECT_EQ(Dbus_Method_Call(info, "method.x", nullptr, 0, 60000, nullptr),
+              DBUS_CALL_NO_CONNECTION);
+    EXPECT_EQ(Dbus_UnRegister(info), 0);
+}
+
+// ---- Server
+
+TEST(AConnectionWhoseArgumentsCannotBeAllocated, IsClosedAndListeningGoesOn) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "method.one", .method = answer_one}});
+    const OutputCapture capture;
+    fail_next(Fault::kMalloc, 1, 0, Where::kOtherThreads);
+    RawPeer refused = RawPeer::connect_to(name);
+    EXPECT_TRUE(refused.sees_end());
+    EXPECT_EQ(capture.text(), "Dbus_Listen_Thread malloc ListenArgs failed\n");
+    RawPeer peer = RawPeer::connect_to(name);
+    EXPECT_TRUE(serves(peer));
+}
+
+TEST(AConnectionWithoutAThread, IsClosedAndListeningGoesOn) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "method.one", .method = answer_one}});
+    const OutputCapture capture;
+    fail_next(Fault::kThread, 1, 0, Where::kOtherThreads);
+    RawPeer refused = RawPeer::connect_to(name);
+    EXPECT_TRUE(refused.sees_end());
+    EXPECT_EQ(capture.text(), "");
+    RawPeer peer = RawPeer::connect_to(name);
+    EXPECT_TRUE(serves(peer));
+}
+
+// The allocations of a connection: its arguments, its own record, then one for each message.
+TEST(AMessageThatCannotBeAllocated, EndsItsConnectionWithALogLine) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "method.one", .method = answer_one}});
+    const LogRecords log;
+    for (const int passing : {1, 2}) {
+        fail_next(Fault::kMalloc, 1, passing, Where::kOtherThreads);
+        RawPeer peer = RawPeer::connect_to(name);
+        EXPECT_TRUE(peer.sees_end()) << passing;
+    }
+    const LogLine line{1, "DBUS", "dbus_socket_common", "Dbus_ReadWrite_Thread",
+                       "alloc msg failed\n"};
+    EXPECT_EQ(log.lines(), (std::vector<LogLine>{line, line}));
+    RawPeer peer = RawPeer::connect_to(name);
+    EXPECT_TRUE(serves(peer));
+}
+
+TEST(AMessageWithoutAThread, IsHandledByItsConnectionsThread) {
+    const std::string name = "quon.test.busy";
+    start_server(name, {{.name = "method.one", .method = answer_one}});
+    RawPeer peer = RawPeer::connect_to(name);
+    ASSERT_TRUE(wait_until([&] { return threads_named(name).size() == 2; }));
+    forget_calls();
+    fail_next(Fault::kThread, 3, 0, Where::kOtherThreads);
+    for (int i = 0; i < 3; i++) {
+        EXPECT_TRUE(serves(peer));
+    }
+    EXPECT_TRUE(all_failed(Fault::kThread));
+    EXPECT_TRUE(threads_started().empty());
+    EXPECT_TRUE(wait_until([&] { return threads_named(name).size() == 2; }));  // its name is back
+    EXPECT_TRUE(serves(peer));
+    EXPECT_EQ(threads_started().size(), 1U);
+}
+
+TEST(TheThreadsOfAConnection, AreDetachedAndHaveSmallStacks) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "method.one", .method = answer_one}});
+    forget_calls();
+    RawPeer peer = RawPeer::connect_to(name);
+    EXPECT_TRUE(serves(peer));
+    const std::vector<ThreadStart> started = threads_started();
+    ASSERT_EQ(started.size(), 2U);
+    EXPECT_EQ(started[0].function, &Dbus_ReadWrite_Thread);
+    EXPECT_EQ(started[1].function, &Dbus_ReadWrite_Process);
+    const auto expected = std::max<std::size_t>(65536, static_cast<std::size_t>(PTHREAD_STACK_MIN));
+    for (const ThreadStart& start : started) {
+        EXPECT_TRUE(start.detached);
+        EXPECT_EQ(start.stack, expected);
+    }
+}
+
+TEST(ThePauseAfterAMethod, IsMadeAfterHandlersOnly) {
+    const std::string name = fresh_name();
+    start_server(
+        name, {{.name = "method.without.handler"}, {.name = "method.one", .method = answer_one}});
+    RawPeer peer = RawPeer::connect_to(name);
+    forget_calls();
+    peer.send(make_request("method.without.handler"));
+    ASSERT_TRUE(peer.receive());
+    EXPECT_EQ(pauses_of(1000), 0);
+    EXPECT_TRUE(serves(peer));
+    EXPECT_EQ(pauses_of(1000), 1);
+}
+
+std::vector<std::size_t> record_writes(int count) {
+    std::vector<std::size_t> writes(static_cast<std::size_t>(count), 4568);
+    return writes;
+}
+
+TEST(AResult, IsOneWriteOfTheWholeRecord) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "method.one", .method = answer_one}});
+    RawPeer peer = RawPeer::connect_to(name);
+    forget_calls();
+    EXPECT_TRUE(serves(peer));
+    EXPECT_EQ(calls().sends, record_writes(2));  // the peer's request and the result
+}
+
+TEST(AResultThatIsCutShort, EndsItsConnectionInsteadOfShiftingTheNextOnes) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "method.one", .method = answer_one}});
+    RawPeer peer = RawPeer::connect_to(name);
+    const DbusMsg request = make_request("method.one");
+    const OutputCapture capture;
+    cut_next_send(1000);
+    // With write: the peer's own request passes whole, the result does not.
+    ASSERT_EQ(write(peer.descriptor(), &request, sizeof(request)), 4568);
+    EXPECT_FALSE(peer.receive());
+    EXPECT_TRUE(peer.sees_end());
+    EXPECT_TRUE(wait_until(
+        [&] { return capture.text() == "Dbus_ReadWrite_Process Write result failed\n"; }));
+    RawPeer other = RawPeer::connect_to(name);
+    EXPECT_TRUE(serves(other));
+}
+
+// ---- Client
+
+class AClientWithFaults : public testing::Test {
+  protected:
+    void SetUp() override {
+        info_ = Dbus_Client_Connect("quon.test.client", name_.c_str(), 0);
+        ASSERT_NE(info_, nullptr);
+        peer_.emplace(server_.accept_one().value());
+        ASSERT_TRUE(wait_until([] { return threads_named("DbusProcess").size() == 1; }));
+    }
+    void TearDown() override { Dbus_Client_Disconnect(info_); }
+
+    std::string name_ = fresh_name();
+    RawServer server_{name_};
+    DbusInfo* info_ = nullptr;
+    std::optional<RawPeer> peer_;
+};
+
+TEST_F(AClientWithFaults, WakesTheCallerWhenTheResultCannotBeCopied) {
+    PendingCall call(info_, "method.x", 1);
+    const OutputCapture capture;
+    call.lock();
+    fail_next(Fault::kMalloc, 1, 0, Where::kOtherThreads);
+    peer_->send(make_result(call.request(), 1));
+    EXPECT_TRUE(call.wait_signalled());
+    call.unlock();
+    EXPECT_EQ(call.result(), nullptr);
+    EXPECT_EQ(capture.text(), "Dbus_Method_Msg_Result alloc result node failed\n");
+}
+
+TEST_F(AClientWithFaults, ReportsACallWithoutMemory) {
+    fail_next(Fault::kMalloc, 1);
+    EXPECT_EQ(Dbus_Method_Call(info_, "method.x", nullptr, 0, 60000, nullptr), DBUS_CALL_NO_MEMORY);
+    EXPECT_TRUE(peer_->is_silent());
+}
+
+TEST_F(AClientWithFaults, WritesARequestAtOnceAndWhole) {
+    forget_calls();
+    EXPECT_EQ(Dbus_Method_Call(info_, "method.x", nullptr, 0, 0, nullptr), DBUS_CALL_TIMEOUT);
+    EXPECT_EQ(Dbus_Signal_Send(info_, "signal.x", nullptr, 0, 60000), DBUS_CALL_OK);
+    EXPECT_EQ(calls().sends, record_writes(2));
+}
+
+TEST_F(AClientWithFaults, EndsAConnectionThatTookPartOfARequest) {
+    cut_next_send(100);
+    EXPECT_EQ(Dbus_Method_Call(info_, "method.x", nullptr, 0, 60000, nullptr),
+              DBUS_CALL_NO_CONNECTION);
+    EXPECT_FALSE(peer_->receive());
+    EXPECT_TRUE(peer_->sees_end());
+    // The thread connects anew.
+    peer_.emplace(server_.accept_one().value());
+    EXPECT_EQ(Dbus_Signal_Send(info_, "signal.x", nullptr, 0, 60000), DBUS_CALL_OK);
+    EXPECT_TRUE(peer_->receive());
+}
+
+TEST_F(AClientWithFaults, ReconnectsWithAHundredAttempts) {
+    const OutputCapture capture;
+    forget_calls();
+    fail_next(Fault::kConnect, 1000, 0, Where::kOtherThreads);
+    peer_->close_now();
+    EXPECT_TRUE(wait_until([] { return threads_named("DbusProcess").empty(); }));
+    EXPECT_EQ(calls().connects, 100);
+    EXPECT_EQ(pauses_of(50000), 100);
+}
+
+TEST(Connecting, IsNullWithoutMemory) {
+    const OutputCapture capture;
+    fail_next(Fault::kMalloc, 1);
+    EXPECT_EQ(Dbus_Client_Connect("me", "server", 0), nullptr);
+    EXPECT_EQ(capture.text(), "DbusInfo_Alloc malloc DbusInfo error\n");
+}
+
+}  // namespace
+}  // namespace quon::test
