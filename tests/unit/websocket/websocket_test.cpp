@@ -9,6 +9,7 @@
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -177,6 +178,19 @@ TEST_F(AHandOffThread, KeepsItsDescriptorsOutOfStartedPrograms) {
         }
     }
     EXPECT_EQ(added, 4);  // listening, client and remote socket of the thread, and the peer's
+}
+
+TEST_F(AHandOffThread, UsesNoNumberOfAMissingStandardStream) {
+    const RemoteServer server;
+    Descriptor socket = LocalPeer::unconnected();
+    ASSERT_EQ(close(STDIN_FILENO), 0);
+    start(record_for(server));
+    const LocalPeer peer(std::move(socket));
+    ASSERT_TRUE(prints(kConnectedLine));
+    ASSERT_TRUE(prints(kClientLine));
+    EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);
+    peer.send(connect_request(server));
+    EXPECT_TRUE(peer.receive().has_value());
 }
 
 // ---- The early connection ---------------------------------------------------------------------
