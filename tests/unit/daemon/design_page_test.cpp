@@ -1,0 +1,98 @@
+// docs/DESIGN.md names files and functions: they must be there under these names.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string content_of(const fs::path& path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// The sources of the daemon and of its libraries by their names.
+std::map<std::string, std::string> sources() {
+    std::map<std::string, std::string> all;
+    for (const char* folder : {"common", "dbus", "src", "quon_mcu_daemon"}) {
+        for (const auto& entry :
+             fs::recursive_directory_iterator(fs::path(QUON_SOURCE_FOLDER) / folder)) {
+            const std::string kind = entry.path().extension().string();
+            if (kind == ".cpp" || kind == ".h") {
+                all[entry.path().filename().string()] = content_of(entry.path());
+            }
+        }
+    }
+    return all;
+}
+
+std::vector<std::string> lines_of_page() {
+    std::istringstream page(content_of(fs::path(QUON_SOURCE_FOLDER) / "docs/DESIGN.md"));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(page, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+// The words between backquotes.
+std::vector<std::string> quoted_words(const std::string& line) {
+    std::vector<std::string> words;
+    std::istringstream parts(line);
+    std::string part;
+    for (int i = 0; std::getline(parts, part, '`'); i++) {
+        if (i % 2 == 1) {
+            words.push_back(part);
+        }
+    }
+    return words;
+}
+
+bool is_source_name(const std::string& word) {
+    return (word.ends_with(".cpp") || word.ends_with(".h")) && word.find('/') == std::string::npos;
+}
+
+// Defined, called, or a row of a table of functions.
+bool has_function(const std::string& source, const std::string& name) {
+    return source.find(name + "(") != std::string::npos ||
+           source.find("(" + name + ",") != std::string::npos;
+}
+
+TEST(TheDesignPage, NamesSourcesThatAreThere) {
+    const std::map<std::string, std::string> all = sources();
+    int named = 0;
+    for (const std::string& line : lines_of_page()) {
+        for (const std::string& word : quoted_words(line)) {
+            if (is_source_name(word)) {
+                EXPECT_TRUE(all.contains(word)) << line;
+                named++;
+            }
+        }
+    }
+    EXPECT_GT(named, 50);
+}
+
+TEST(TheDesignPage, NamesFunctionsThatAreInTheirSources) {
+    const std::map<std::string, std::string> all = sources();
+    int steps = 0;
+    for (const std::string& line : lines_of_page()) {
+        const std::vector<std::string> words = quoted_words(line);
+        if (line.starts_with("| `") && words.size() >= 2 && is_source_name(words[0])) {
+            const auto source = all.find(words[0]);
+            ASSERT_NE(source, all.end()) << line;
+            EXPECT_TRUE(has_function(source->second, words[1])) << line;
+            steps++;
+        }
+    }
+    EXPECT_GT(steps, 30);
+}
+
+}  // namespace
