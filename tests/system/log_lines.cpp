@@ -1,7 +1,10 @@
 #include "log_lines.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstdlib>
-#include <regex>
+#include <cstring>
+#include <string_view>
 
 namespace quon::test {
 
@@ -22,26 +25,69 @@ std::ostream& operator<<(std::ostream& stream, const LogLine& line) {
     return stream << line.level << '/' << line.tag << " (" << line.function << ") " << line.text;
 }
 
+namespace {
+
+bool is_name(char letter) {
+    return std::isalnum(static_cast<unsigned char>(letter)) != 0 || letter == '_';
+}
+
+// "0" stands for a digit, everything else for itself.
+bool has_form(std::string_view text, std::string_view form) {
+    return text.size() >= form.size() &&
+           std::equal(form.begin(), form.end(), text.begin(), [](char wanted, char letter) {
+               return wanted == '0' ? std::isdigit(static_cast<unsigned char>(letter)) != 0
+                                    : wanted == letter;
+           });
+}
+
+std::string take_name(std::string_view& rest) {
+    const auto end = std::find_if_not(rest.begin(), rest.end(), is_name);
+    const std::string name(rest.begin(), end);
+    rest.remove_prefix(name.size());
+    return name;
+}
+
+// Takes the head "E/TAG [11-21 00:00:00.000] (function:12) " off the front.
+std::optional<LogLine> take_head(std::string_view& rest) {
+    constexpr std::string_view kTime = "[00-00 00:00:00.000] (";
+    if (rest.size() < 2 || rest[1] != '/' || !std::strchr("FEWID", rest[0])) {
+        return std::nullopt;
+    }
+    LogLine line;
+    line.level = rest[0];
+    rest.remove_prefix(2);
+    line.tag = take_name(rest);
+    rest.remove_prefix(std::min(rest.find_first_not_of(' '), rest.size()));
+    if (line.tag.empty() || !has_form(rest, kTime)) {
+        return std::nullopt;
+    }
+    rest.remove_prefix(kTime.size());
+    line.function = take_name(rest);
+    const std::size_t end = rest.find(") ");
+    if (end == std::string_view::npos || !rest.starts_with(':')) {
+        return std::nullopt;
+    }
+    line.line = std::atoi(std::string(rest.substr(1, end - 1)).c_str());
+    rest.remove_prefix(end + 2);
+    return line;
+}
+
+}  // namespace
+
 std::vector<LogLine> log_lines_of(const std::string& output) {
-    static const std::regex kHead(
-        R"(([FEWID])/([A-Z0-9_]+) +\[\d\d-\d\d \d\d:\d\d:\d\d\.\d\d\d\] \(([A-Za-z0-9_]+):(\d+)\) )");
     const std::string plain = without_colours(output);
     std::vector<LogLine> lines;
-    std::size_t text_start = 0;
-    for (std::sregex_iterator head(plain.begin(), plain.end(), kHead), end; head != end; ++head) {
-        const auto place = static_cast<std::size_t>(head->position());
-        if (!lines.empty()) {
-            lines.back().text = plain.substr(text_start, place - text_start);
+    for (std::string_view rest = plain; !rest.empty();) {
+        std::string_view behind = rest;
+        if (const std::optional<LogLine> head = take_head(behind)) {
+            lines.push_back(*head);
+            rest = behind;
+        } else {
+            if (!lines.empty()) {
+                lines.back().text += rest.front();
+            }
+            rest.remove_prefix(1);
         }
-        text_start = place + static_cast<std::size_t>(head->length());
-        lines.push_back({.level = (*head)[1].str()[0],
-                         .tag = (*head)[2],
-                         .function = (*head)[3],
-                         .text = {},
-                         .line = std::atoi((*head)[4].str().c_str())});
-    }
-    if (!lines.empty()) {
-        lines.back().text = plain.substr(text_start);
     }
     return lines;
 }
