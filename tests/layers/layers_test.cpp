@@ -303,6 +303,7 @@ TEST(TheLibraryRule, FindsAHeapContainer) {
 TEST(TheSourceReader, TakesCommentsAwayButNotTextsInQuotes) {
     const auto lines = code_lines("a // b\n/* c\n d */ e\n\"// f\" '\"' // g\n1'000 // h\n");
     std::vector<std::string> texts;
+    texts.reserve(lines.size());
     for (const Line& line : lines) {
         texts.push_back(std::to_string(line.number) + " " + line.text);
     }

@@ -18,16 +18,6 @@ static_assert(sizeof(QnLogRecord) == 332);
 static_assert(offsetof(QnLogProfile, fmt_mask) == 4 && offsetof(QnLogProfile, level_limit) == 8);
 static_assert(sizeof(void*) != 4 || sizeof(QnLogProfile) == 16);
 
-QnLogProfile qn_log_profile = {
-    .enable = 1,
-    .color = 1,
-    .use_mutex = 1,
-    .fmt_mask =
-        QN_LOG_FMT_LEVEL | QN_LOG_FMT_TAG | QN_LOG_FMT_TIME | QN_LOG_FMT_FUNC | QN_LOG_FMT_LINE,
-    .level_limit = QN_LOG_ERROR,
-    .hook = nullptr,
-};
-
 namespace {
 
 constexpr char kSourceName[] = "common/log/src/quon_log";
@@ -52,6 +42,16 @@ constexpr LevelText kLevels[] = {
 constexpr char kColorStart[] = "\x1b[";
 constexpr char kColorReset[] = "\x1b[0m";
 constexpr size_t kTagColumn = 8;
+
+QnLogProfile profile = {
+    .enable = 1,
+    .color = 1,
+    .use_mutex = 1,
+    .fmt_mask =
+        QN_LOG_FMT_LEVEL | QN_LOG_FMT_TAG | QN_LOG_FMT_TIME | QN_LOG_FMT_FUNC | QN_LOG_FMT_LINE,
+    .level_limit = QN_LOG_ERROR,
+    .hook = nullptr,
+};
 
 pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
 uint8_t busy;  // stands in for the mutex when use_mutex is 0, without excluding anybody: intended
@@ -146,7 +146,6 @@ void append_location(Line* line, uint32_t mask, const QnLogRecord& record) {
 }
 
 void print_record(const QnLogRecord& record) {
-    const QnLogProfile& profile = qn_log_profile;
     Line line = {};
     if (profile.color != 0) {
         append(&line, kColorStart);
@@ -167,15 +166,18 @@ void print_record(const QnLogRecord& record) {
 
 }  // namespace
 
+QnLogProfile* qn_log_profile() {
+    return &profile;
+}
+
 bool qn_log_wants(uint32_t level) {
-    return level <= __atomic_load_n(&qn_log_profile.level_limit, __ATOMIC_RELAXED) &&
-           qn_log_profile.enable != 0;
+    return level <= __atomic_load_n(&profile.level_limit, __ATOMIC_RELAXED) && profile.enable != 0;
 }
 
 int qn_log_lock() {
     int cancel_state = 0;
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
-    if (qn_log_profile.use_mutex != 0) {
+    if (profile.use_mutex != 0) {
         pthread_mutex_lock(&mutex);
         held = 1;
     } else {
@@ -185,7 +187,7 @@ int qn_log_lock() {
 }
 
 void qn_log_unlock(int cancel_state) {
-    if (qn_log_profile.use_mutex != 0) {
+    if (profile.use_mutex != 0) {
         held = 0;
         pthread_mutex_unlock(&mutex);
     } else {
@@ -209,12 +211,12 @@ int qn_log_strcpy(int used, char* dst, const char* src) {
     return copied;
 }
 
-int QnLogSetProfile(QnLogProfile profile) {
+int QnLogSetProfile(QnLogProfile wanted) {
     const int cancel_state = qn_log_lock();
-    __atomic_store_n(&qn_log_profile.level_limit, profile.level_limit, __ATOMIC_RELAXED);
-    qn_log_profile.fmt_mask = profile.fmt_mask;
-    qn_log_profile.color = profile.color;
-    qn_log_profile.hook = profile.hook;
+    __atomic_store_n(&profile.level_limit, wanted.level_limit, __ATOMIC_RELAXED);
+    profile.fmt_mask = wanted.fmt_mask;
+    profile.color = wanted.color;
+    profile.hook = wanted.hook;
     qn_log_unlock(cancel_state);
     return 0;
 }
@@ -224,7 +226,7 @@ int QnLogGetProfile(QnLogProfile* out) {
         return -1;
     }
     const int cancel_state = qn_log_lock();
-    memcpy(out, &qn_log_profile, sizeof(*out));
+    memcpy(out, &profile, sizeof(*out));
     qn_log_unlock(cancel_state);
     return 0;
 }

@@ -6,7 +6,7 @@
 
 // The process-wide profile. `enable` and `use_mutex` keep their start-up values for life. The rest
 // is written under the lock, with relaxed atomics where the filter reads it without the lock.
-extern QnLogProfile qn_log_profile;
+QnLogProfile* qn_log_profile();
 
 // The filter of every call, made without the lock: the value read may be a moment old.
 bool qn_log_wants(uint32_t level);

@@ -28,8 +28,8 @@ static inline int quon_set_thread_stack(pthread_attr_t* attr, size_t wish) {
     return pthread_attr_setstacksize(attr, wish > least ? wish : least);
 }
 
-// The C library's report of a failed assertion (text, file, line, function); it aborts. Whoever uses
-// it includes <assert.h> without NDEBUG, which declares it.
+// The C library's report of a failed assertion (text, file, line, function), which aborts. Whoever
+// uses it includes <assert.h> without NDEBUG.
 #ifdef __UCLIBC__
 #define quon_assertion_failed __assert
 #else

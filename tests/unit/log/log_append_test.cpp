@@ -16,8 +16,8 @@ constexpr size_t kSpare = 8;  // bytes behind the line, which nothing may touch
 struct Row {
     const char* what;
     int used;
-    const char* source;
     int copied;
+    const char* source;
     const char* after;  // the bytes from `used` on, as far as copied
 };
 
@@ -28,14 +28,14 @@ void PrintTo(const Row& row, std::ostream* out) {
 class AnAppend : public testing::TestWithParam<Row> {};
 
 constexpr Row kRows[] = {
-    {"ToAnEmptyLine", 0, "abc", 3, "abc"},
-    {"BehindOtherPieces", 100, "abc", 3, "abc"},
-    {"OfAnEmptyPiece", 100, "", 0, ""},
-    {"ThatFillsTheLine", 508, "\x1b[0m", 4, "\x1b[0m"},
-    {"ThatIsCutAtTheEndOfTheLine", 510, "\x1b[0m", 2, "\x1b["},
-    {"WithRoomForOne", 511, "abc", 1, "a"},
-    {"ToAFullLine", 512, "\x1b[0m", 0, ""},
-    {"BehindTheEndOfTheLine", 513, "abc", 0, ""},
+    {"ToAnEmptyLine", 0, 3, "abc", "abc"},
+    {"BehindOtherPieces", 100, 3, "abc", "abc"},
+    {"OfAnEmptyPiece", 100, 0, "", ""},
+    {"ThatFillsTheLine", 508, 4, "\x1b[0m", "\x1b[0m"},
+    {"ThatIsCutAtTheEndOfTheLine", 510, 2, "\x1b[0m", "\x1b["},
+    {"WithRoomForOne", 511, 1, "abc", "a"},
+    {"ToAFullLine", 512, 0, "\x1b[0m", ""},
+    {"BehindTheEndOfTheLine", 513, 0, "abc", ""},
 };
 
 TEST_P(AnAppend, CopiesWhatTheLineHasRoomForWithoutATerminator) {

@@ -1,7 +1,11 @@
 // The hook that gets a copy of each printed call.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <stdio_ext.h>
+#include <unistd.h>
 
 #include <cstddef>
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -111,6 +115,44 @@ TEST_F(AHook, IsCalledAfterItsLineWasPrinted) {
     QnLogPrint(1, "t", "f", "g", 1, "first\n");
     QnLogPrint(1, "t", "f", "g", 1, "second\n");
     EXPECT_EQ(printed_before, (std::vector<std::string>{"first\n", "first\nsecond\n"}));
+}
+
+// Standard output on a device that refuses every byte, from construction to the end of its life.
+class FullOutput {
+  public:
+    FullOutput() : saved_(dup(1)) {
+        std::fflush(stdout);
+        const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+        dup2(full, 1);
+        close(full);
+    }
+    ~FullOutput() {
+        __fpurge(stdout);
+        std::clearerr(stdout);
+        dup2(saved_, 1);
+        close(saved_);
+    }
+    FullOutput(const FullOutput&) = delete;
+    FullOutput& operator=(const FullOutput&) = delete;
+
+  private:
+    int saved_;
+};
+
+TEST_F(AHook, IsCalledAlsoWhenStandardOutputFails) {
+    constexpr size_t kLines = 100;  // of 255 bytes: more than any buffer of standard output
+    set_profile({.hook = keep});
+    const std::string text(255, 'x');
+    bool failed = false;
+    {
+        const FullOutput full;
+        for (size_t i = 0; i < kLines; i++) {
+            QnLogPrint(1, "t", "f", "g", 1, "%s", text.c_str());
+        }
+        failed = std::ferror(stdout) != 0;
+    }
+    EXPECT_TRUE(failed);
+    EXPECT_EQ(records.size(), kLines);
 }
 
 TEST_F(AHook, IsNoLongerCalledOnceItIsTakenAway) {

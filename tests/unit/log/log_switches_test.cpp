@@ -16,8 +16,8 @@ using quon::test::set_profile;
 class ALogThatStarts : public quon::test::WithDefaultProfile {
   protected:
     ~ALogThatStarts() override {
-        qn_log_profile.enable = 1;
-        qn_log_profile.use_mutex = 1;
+        qn_log_profile()->enable = 1;
+        qn_log_profile()->use_mutex = 1;
     }
 };
 
@@ -31,12 +31,12 @@ std::string line_and_dump() {
 TEST_F(ALogThatStarts, DisabledPrintsNothingNotEvenLevelZero) {
     set_profile({});
     ASSERT_EQ(line_and_dump(), "line\nD/HEX n: 0000-0000: 61   a\n");
-    qn_log_profile.enable = 0;
+    qn_log_profile()->enable = 0;
     EXPECT_EQ(line_and_dump(), "");
 }
 
 TEST_F(ALogThatStarts, DisabledIsNotEnabledByAProfile) {
-    qn_log_profile.enable = 0;
+    qn_log_profile()->enable = 0;
     QnLogProfile profile = {
         .enable = 1, .color = 0, .use_mutex = 1, .fmt_mask = 0, .level_limit = 4, .hook = nullptr};
     EXPECT_EQ(QnLogSetProfile(profile), 0);
@@ -55,7 +55,7 @@ void log_once_more(QnLogRecord record) {
 }
 
 TEST_F(ALogThatStarts, WithoutItsMutexExcludesNobody) {
-    qn_log_profile.use_mutex = 0;
+    qn_log_profile()->use_mutex = 0;
     depth = 0;
     set_profile({.hook = log_once_more});
     EXPECT_EQ(captured_output([] { QnLogPrint(1, "t", "f", "g", 1, "line\n"); }),

@@ -28,6 +28,7 @@ class ManyThreads : public quon::test::WithDefaultProfile {};
 template <typename Work>
 void run_threads(Work work) {
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int number = 0; number < kThreads; number++) {
         threads.emplace_back(work, number);
     }
@@ -103,7 +104,7 @@ TEST_F(ManyThreads, NeverPrintBetweenTheLinesOfADump) {
         }
         dumps++;
     }
-    EXPECT_EQ(dumps, size_t{kThreads * kRounds});
+    EXPECT_EQ(dumps, size_t{kThreads} * kRounds);
 }
 
 int inside_hook;  // plain on purpose: the log lock is all that guards it
