@@ -19,12 +19,30 @@ constexpr int32_t one_attempt = 0;
     throw failure(status, std::string(service.name) + ": " + text);
 }
 
+const char* own_name() {
+    static const std::string name = "quon-mcu." + std::to_string(getpid());
+    return name.c_str();
+}
+
+bool daemon_listens() {
+    DbusInfo* probe = Dbus_Client_Connect(own_name(), QUON_MCU_BUS_NAME, one_attempt);
+    Dbus_Client_Disconnect(probe);
+    return probe != nullptr;
+}
+
+// A call that was under way when the daemon ended runs into its time-out like any other.
+[[noreturn]] void fail_by_time(const catalog::service& service, int32_t timeout_ms) {
+    const bool lost = !daemon_listens();
+    fail(lost ? exit_status::no_daemon : exit_status::timed_out, service,
+         "no answer within " + std::to_string(timeout_ms) + " ms" +
+             (lost ? ", and the daemon is gone" : ""));
+}
+
 [[noreturn]] void fail_call(DbusCallStatus status, const catalog::service& service,
                             int32_t timeout_ms) {
     switch (status) {
         case DBUS_CALL_TIMEOUT:
-            fail(exit_status::timed_out, service,
-                 "no answer within " + std::to_string(timeout_ms) + " ms");
+            fail_by_time(service, timeout_ms);
         case DBUS_CALL_NO_CONNECTION:
             fail(exit_status::no_daemon, service, "the connection to the daemon was lost");
         case DBUS_CALL_INVALID:
@@ -35,11 +53,6 @@ constexpr int32_t one_attempt = 0;
             break;
     }
     fail(exit_status::failure, service, "out of memory");
-}
-
-const char* own_name() {
-    static const std::string name = "quon-mcu." + std::to_string(getpid());
-    return name.c_str();
 }
 
 answer checked(const catalog::service& service, const DbusReply& reply) {

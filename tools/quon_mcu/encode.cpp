@@ -116,8 +116,9 @@ octets encode_clock(const record& what, const std::tm& clock) {
     std::tm normal = clock;
     normal.tm_isdst = -1;
     if (clock.tm_year < 100 || clock.tm_year > 227 || timegm(&normal) == -1 ||
-        normal.tm_mon != clock.tm_mon || normal.tm_mday != clock.tm_mday || normal.tm_hour != clock.tm_hour ||
-        normal.tm_min != clock.tm_min || normal.tm_sec != clock.tm_sec) {
+        normal.tm_mon != clock.tm_mon || normal.tm_mday != clock.tm_mday ||
+        normal.tm_hour != clock.tm_hour || normal.tm_min != clock.tm_min ||
+        normal.tm_sec != clock.tm_sec) {
         refuse("no such time; years are 2000 to 2127");
     }
     octets bytes(what.size);
