@@ -1,7 +1,6 @@
 // events, wait: asking again until something happens.
 #include <algorithm>
 #include <chrono>
-#include <thread>
 
 #include "quon_mcu/bus_session.h"
 #include "quon_mcu/commands.h"
@@ -19,7 +18,8 @@ using std::chrono::milliseconds;
 // Ends a loop of polls: the next poll comes after the interval, but not after the deadline.
 class pace {
   public:
-    pace(int32_t interval_ms, std::optional<int32_t> timeout_ms) : interval_(interval_ms) {
+    pace(output& out, int32_t interval_ms, std::optional<int32_t> timeout_ms)
+        : out_(out), interval_(interval_ms) {
         if (timeout_ms) {
             deadline_ = steady::now() + milliseconds(*timeout_ms);
         }
@@ -27,12 +27,14 @@ class pace {
 
     // False when the time is over.
     bool rest() const {
-        const auto next = steady::now() + interval_;
-        std::this_thread::sleep_until(deadline_ ? std::min(next, *deadline_) : next);
+        const auto left =
+            deadline_ ? std::chrono::ceil<milliseconds>(*deadline_ - steady::now()) : interval_;
+        out_.rest(std::min(left, interval_));
         return !deadline_ || steady::now() < *deadline_;
     }
 
   private:
+    output& out_;
     milliseconds interval_;
     std::optional<steady::time_point> deadline_;
 };
@@ -60,7 +62,7 @@ class event_poller {
 
     void run() {
         bus_session bus(ctx_.timeout_ms);
-        const pace rhythm(interval_ms_, timeout_ms_);
+        const pace rhythm(ctx_.out, interval_ms_, timeout_ms_);
         for (;;) {
             while (!enough() && take(bus)) {
             }
@@ -161,7 +163,7 @@ class waiter {
 
     void run() {
         bus_session bus(ctx_.timeout_ms);
-        const pace rhythm(interval_ms_, timeout_ms_);
+        const pace rhythm(ctx_.out, interval_ms_, timeout_ms_);
         do {
             const answer got = bus.call(service_, {});
             if (got.result >= 0 && holds(got.payload)) {

@@ -1,5 +1,6 @@
 #include "quon_mcu/output.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -7,6 +8,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 #include "quon_mcu/failure.h"
 
@@ -67,6 +69,22 @@ void output::note(std::string_view text) {
 
 void output::write_notes(std::string_view text) {
     static_cast<void>(write_all(notes_fd_, text.data(), text.size()));
+}
+
+// A pipe whose reader has gone shows it without being written to.
+void output::rest(std::chrono::milliseconds time) {
+    const auto until = std::chrono::steady_clock::now() + time;
+    for (auto left = time; left.count() > 0; left = std::chrono::ceil<std::chrono::milliseconds>(
+                                                 until - std::chrono::steady_clock::now())) {
+        pollfd entry{results_fd_, 0, 0};
+        if (poll(&entry, 1, static_cast<int>(left.count())) > 0 &&
+            (entry.revents & (POLLERR | POLLHUP)) != 0) {
+            end_by_sigpipe();
+        }
+        if (entry.revents != 0) {
+            std::this_thread::sleep_until(until);
+        }
+    }
 }
 
 bool output::results_on_terminal() const {

@@ -1,6 +1,7 @@
 // Where the client's words go: results to standard output, all else to standard error.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -25,6 +26,9 @@ class output {
     // "quon-mcu: text" on standard error; errors of standard error itself are ignored.
     void note(std::string_view text);
     void write_notes(std::string_view text);
+
+    // Sleeps. Ends the process as SIGPIPE does when nobody is left to read the results.
+    void rest(std::chrono::milliseconds time);
 
     bool results_on_terminal() const;
     bool notes_on_terminal() const;

@@ -1,6 +1,5 @@
 // watch: another command, again and again.
 #include <chrono>
-#include <thread>
 
 #include "quon_mcu/commands.h"
 #include "quon_mcu/failure.h"
@@ -53,7 +52,7 @@ void watch(context& ctx, watch_words options) {
         if (round == rounds || status == static_cast<int>(exit_status::usage)) {
             break;
         }
-        std::this_thread::sleep_for(interval);
+        ctx.out.rest(interval);
     }
     ctx.status = status;
 }
