@@ -120,10 +120,13 @@ std::vector<Include> includes_of(std::string_view text) {
     return includes;
 }
 
-std::string resolve(const SourceTree& tree, const std::string& from, const std::string& name) {
+std::vector<std::string> resolve(const SourceTree& tree, const std::string& from,
+                                 const std::string& name) {
     const fs::path beside = (fs::path(from).parent_path() / name).lexically_normal();
-    if (tree.contains(beside.generic_string())) {
-        return beside.generic_string();
+    for (const std::string& path : {beside.generic_string(), "tools/" + name}) {
+        if (tree.contains(path)) {
+            return {path};
+        }
     }
     std::vector<std::string> found;
     for (const auto& [path, text] : tree) {
@@ -131,7 +134,7 @@ std::string resolve(const SourceTree& tree, const std::string& from, const std::
             found.push_back(path);
         }
     }
-    return found.size() == 1 ? found[0] : std::string();
+    return found;
 }
 
 std::vector<std::string> identifiers_with_prefix(std::string_view code, std::string_view prefix) {

@@ -31,9 +31,10 @@ struct Include {
 
 std::vector<Include> includes_of(std::string_view text);
 
-// The path that a quoted include of `from` names: beside the file, under one of the folders that
-// headers are named from, or the only file of that name. Empty when there is none.
-std::string resolve(const SourceTree& tree, const std::string& from, const std::string& name);
+// The files that a quoted include of `from` may name: the one beside it, else the one under tools/
+// with that path, else all that end so. None for a file that the build makes.
+std::vector<std::string> resolve(const SourceTree& tree, const std::string& from,
+                                 const std::string& name);
 
 // Whole identifiers that begin with `prefix`, in order of appearance.
 std::vector<std::string> identifiers_with_prefix(std::string_view code, std::string_view prefix);
