@@ -174,6 +174,20 @@ TEST_F(AFault, OfTheWaitReturnsWhateverTheSlotHolds) {
     EXPECT_EQ(area[1], 2);
 }
 
+TEST_F(AFault, OfTheChipThatRepliesWithAnyOtherTypeBringsNoReply) {
+    g_wait = [](const timespec& /*deadline*/) {
+        for (int type = 0; type < 256; type++) {
+            if (type != 0x84) {
+                chip().deliver(chip_frame(static_cast<std::uint8_t>(type), {1, 0, 3}));
+            }
+        }
+        return 0;
+    };
+    area[0] = 0xee;
+    EXPECT_EQ(ops->get_time(area), 0);
+    EXPECT_EQ(area[0], 0xee);
+}
+
 TEST_F(AFault, OfTheChipThatRepliesTwiceLetsTheSecondReplyWin) {
     g_wait = [](const timespec& /*deadline*/) {
         chip().deliver(chip_frame(0x84, {1, 2, 3}));
