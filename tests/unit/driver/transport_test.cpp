@@ -90,6 +90,7 @@ TEST_F(AnExchange, OfEachOfManyThreadsGetsItsOwnReply) {
     chip().echo();
     {
         std::vector<std::jthread> threads;
+        threads.reserve(8);
         for (int thread = 0; thread < 8; thread++) {
             threads.emplace_back([this, thread] {
                 for (int i = 0; i < 25; i++) {

@@ -127,6 +127,7 @@ TEST_F(TheOperations, MayBeCalledByManyThreadsWhileTheProbeRuns) {
     std::atomic<bool> up{false};
     std::atomic<int> early{0};
     std::vector<std::jthread> callers;
+    callers.reserve(4);
     for (int i = 0; i < 4; i++) {
         callers.emplace_back([&, i] {
             std::uint8_t area[384] = {};
