@@ -70,12 +70,11 @@ std::multiset<std::string> DaemonProcess::descriptors() const {
     return targets;
 }
 
-std::string DaemonProcess::sanitizer_report() const {
-    const std::string text = output();
+std::string sanitizer_report(const std::string& output) {
     for (const char* sign : {"ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "runtime error:",
                              "WARNING: ThreadSanitizer", "AddressSanitizer:DEADLYSIGNAL"}) {
-        if (text.find(sign) != std::string::npos) {
-            return text;
+        if (output.find(sign) != std::string::npos) {
+            return output;
         }
     }
     return {};

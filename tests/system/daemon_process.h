@@ -21,6 +21,9 @@ inline constexpr char kBusPath[] = "/tmp/dbus-quon.mcu.daemon";
 inline constexpr char kHandOffPath[] = "/tmp/ws_socket";
 inline constexpr char kChipSocket[] = "/tmp/hi3861l-sim.sock";
 
+// The output, if it holds a report of a sanitizer; otherwise empty.
+std::string sanitizer_report(const std::string& output);
+
 class DaemonProcess {
   public:
     using Environment = std::vector<std::pair<std::string, std::string>>;
@@ -45,9 +48,6 @@ class DaemonProcess {
                          std::chrono::milliseconds bound = kLongEnough) const;
     // What its descriptors refer to.
     [[nodiscard]] std::multiset<std::string> descriptors() const;
-
-    // Empty when the output holds no report of a sanitizer.
-    [[nodiscard]] std::string sanitizer_report() const;
 
   private:
     std::unique_ptr<ChildProcess> process_;

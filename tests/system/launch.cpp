@@ -33,6 +33,9 @@ LaunchCommand daemon_launch() {
         launch.environment.emplace_back("LD_PRELOAD", link);
     }
     launch.command.push_back(daemon_program());
+    // The signal handler logs and exits by intention.
+    launch.environment.emplace_back("TSAN_OPTIONS",
+                                    with_option("TSAN_OPTIONS", "report_signal_unsafe=0"));
     launch.environment.emplace_back("ASAN_OPTIONS",
                                     with_option("ASAN_OPTIONS", "verify_asan_link_order=0"));
     return launch;

@@ -123,7 +123,7 @@ void SystemTest::check_end(DaemonProcess& daemon) {
         EXPECT_EQ(daemon.process().terminate(), (ExitStatus{.exited = true, .code = 1}))
             << daemon.output();
     }
-    EXPECT_EQ(daemon.sanitizer_report(), "");
+    EXPECT_EQ(sanitizer_report(daemon.output()), "");
     if (HasFailure()) {
         std::cerr << "---- the daemon's output\n" << without_colours(daemon.output()) << "----\n";
     }
