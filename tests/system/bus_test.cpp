@@ -1,4 +1,5 @@
 // The message bus as its socket shows it.
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -196,6 +197,79 @@ TEST_F(TheBus, DropsWhatNoMemberFits) {
     EXPECT_TRUE(daemon().log(mark).empty()) << daemon().log(mark).front();
 }
 
+TEST_F(TheBus, AcceptsEachServiceInItsOwnKindAlone) {
+    constexpr std::string_view kMethods[] = {"get.ver",
+                                             "get.wakeup.info",
+                                             "get.allwakeup.info",
+                                             "get.time",
+                                             "get.battery.status",
+                                             "get.pir.info",
+                                             "get.wifi.status",
+                                             "get.wifi.info",
+                                             "get.wifi.scanf.info",
+                                             "get.event.info",
+                                             "upg.start",
+                                             "upg.transmit",
+                                             "upg.finish",
+                                             "get.store.params",
+                                             "get.wdg.state",
+                                             "get.alarm",
+                                             "get.err.report",
+                                             "get.system",
+                                             "get.popen",
+                                             "get.log.profile",
+                                             "get.soc.min.ver",
+                                             "get.status.info",
+                                             "get.config.info",
+                                             "get.bit.err.rate",
+                                             "get.socup.time",
+                                             "get.wifi.extended.status",
+                                             "get.soc.time.list",
+                                             "get.soc.time.cur.info"};
+    constexpr std::string_view kSignals[] = {"set.time",
+                                             "set.led",
+                                             "set.pir.switch",
+                                             "set.pir.sensitivity",
+                                             "set.pir.info",
+                                             "set.wifi.connect",
+                                             "set.wifi.disconnect",
+                                             "set.wifi.keepalive",
+                                             "set.wifi.extended.info",
+                                             "set.system.state",
+                                             "set.store.params",
+                                             "set.wdg.state",
+                                             "set.wdg.period",
+                                             "set.wdg.feed",
+                                             "set.alarm",
+                                             "set.crash.test",
+                                             "set.ap.start",
+                                             "set.ap.stop",
+                                             "set.log.profile",
+                                             "set.uart.switch",
+                                             "set.wakeup.info",
+                                             "set.charge.auto.poweron",
+                                             "set.cmd",
+                                             "set.tamper.info",
+                                             "set.soc.time.info"};
+    static_assert(std::size(kMethods) == 28 && std::size(kSignals) == 25);
+    start();
+    const std::size_t frames = chip().received().size();
+    const std::size_t mark = daemon().mark();
+    for (const std::string_view name : kMethods) {
+        peer().notify("method.quon.mcu." + std::string(name));
+    }
+    for (const std::string_view name : kSignals) {
+        peer().send(method_request("signal.quon.mcu." + std::string(name)));
+    }
+    EXPECT_EQ(peer().call(kContext).result, 400);  // the only result
+    EXPECT_FALSE(peer().receive(50ms));
+    EXPECT_EQ(chip().received().size(), frames);
+    EXPECT_EQ(daemon().output().substr(mark), "");
+    for (const std::string_view name : kMethods) {  // and each is there
+        EXPECT_NO_THROW(peer().call("method.quon.mcu." + std::string(name))) << name;
+    }
+}
+
 TEST_F(TheBus, ReadsNamesOfSixtyFourOctetsWithoutAnEnd) {
     start();
     Bytes record = method_request(kContext, {}, 9).encoded();
@@ -243,6 +317,65 @@ TEST_F(TheBus, ServesOthersWhileAPeerNeverReads) {
         answered.insert(result->id);
     }
     EXPECT_EQ(answered.size(), kRequests);
+}
+
+TEST_F(TheBus, HoldsManyRequestsInFlight) {
+    start();
+    constexpr std::uint32_t kRequests = 200;
+    chip().ignore(0x84);
+    const std::size_t before = chip().count(0x84);
+    for (std::uint32_t id = 1; id <= kRequests; ++id) {
+        peer().send(method_request("method.quon.mcu.get.time", {}, id));
+    }
+    ASSERT_TRUE(chip().wait_for(0x84, before + 1));  // the others wait behind this exchange
+    ASSERT_TRUE(peer().wait_until_read());
+    EXPECT_EQ(chip().count(0x84), before + 1);
+    chip().answer_as_usual(0x84);
+    chip().send(0x84, pattern(10));
+    std::set<std::uint32_t> answered;
+    for (std::uint32_t count = 0; count < kRequests; ++count) {
+        const std::optional<BusRecord> result = peer().receive();
+        ASSERT_TRUE(result);
+        EXPECT_EQ(result->result, 10);
+        answered.insert(result->id);
+    }
+    EXPECT_EQ(answered.size(), kRequests);
+    EXPECT_EQ(chip().count(0x84), before + kRequests);
+}
+
+TEST_F(TheBus, OutlivesManyPeersThatSayNothing) {
+    start();
+    ASSERT_TRUE(daemon().process().wait_for_text("ws init ip: "));
+    const std::size_t descriptors = daemon().descriptors().size();
+    for (int count = 0; count < 200; ++count) {
+        const BusPeer mute;
+    }
+    expect_still_serving();
+    EXPECT_TRUE(wait_until([&] { return daemon().descriptors().size() <= descriptors; }));
+}
+
+TEST_F(TheBus, ListensNoMoreAfterAFailedAcceptButServesItsConnections) {
+    start();
+    EXPECT_EQ(peer().call(kContext).result, 400);
+    ASSERT_TRUE(daemon().process().wait_for_text("ws init ip: "));
+    rlimit limit{};
+    ASSERT_EQ(prlimit(daemon().pid(), RLIMIT_NOFILE, nullptr, &limit), 0);
+    const rlimit none_left{.rlim_cur = 4, .rlim_max = limit.rlim_max};
+    ASSERT_EQ(prlimit(daemon().pid(), RLIMIT_NOFILE, &none_left, nullptr), 0);
+    const BusPeer refused;
+    EXPECT_TRUE(daemon().process().wait_for_text("Cannot accept client connect request\n"));
+    // A command's output needs a pipe; its status does not.
+    const BusRecord failed = peer().call(kPopen, bytes_of("echo x"));
+    EXPECT_EQ(failed.result, -1);
+    EXPECT_EQ(failed.data_len, 0U);
+    EXPECT_TRUE(wait_for_log({'E', kDaemonTag, "popen_call", "popen error:echo x\n"}));
+    EXPECT_EQ(peer().call("method.quon.mcu.get.system", bytes_of("exit 1")).payload(),
+              bytes_of("256"));
+    ASSERT_EQ(prlimit(daemon().pid(), RLIMIT_NOFILE, &limit, nullptr), 0);
+    EXPECT_EQ(peer().call(kContext).result, 400);
+    const BusPeer unheard;
+    unheard.send(method_request(kContext));
+    EXPECT_FALSE(unheard.receive(100ms));
 }
 
 TEST_F(TheBus, ReportsAResultWhosePeerHasGone) {

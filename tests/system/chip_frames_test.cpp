@@ -58,6 +58,16 @@ TEST_F(AnEvent, ThatIsShortEndsInZeros) {
     EXPECT_EQ(to_hex(events[1]), to_hex(Bytes(33, 0)));
 }
 
+TEST_F(AnEvent, OfOneOctetIsOneOfNothingButOfNoOctetIsNone) {
+    start();
+    chip().send_raw({});
+    chip().send_raw({0x02});
+    const std::vector<Bytes> events = collect(1);
+    ASSERT_EQ(events.size(), 1U);
+    EXPECT_EQ(to_hex(events[0]), to_hex(Bytes(33, 0)));
+    expect_no_event();
+}
+
 TEST_F(AnEvent, IsReturnedInTheOrderOfItsArrival) {
     start();
     for (std::uint8_t number = 1; number <= 5; ++number) {

@@ -149,6 +149,66 @@ TEST_F(TheCommands, OfTheLogCannotSwitchItOff) {
     }
 }
 
+TEST_F(TheCommands, WithoutAChipReportTheirFailure) {
+    struct Row {
+        const char* service;
+        const char* operation;
+        const char* handler;
+        const char* failure;
+    };
+    // clang-format off
+    const std::vector<Row> rows = {
+        {"set.time", "hi3861l_api_set_time", "quon_mcu_set_time", "mcu_set_time failed"},
+        {"set.led", "hi3861l_api_set_led", "quon_mcu_set_led_state", "mcu_set_led_state failed"},
+        {"set.pir.switch", "hi3861l_api_set_pir_switch", "quon_mcu_set_pir_switch", "mcu_set_pir_switch failed"},
+        {"set.pir.sensitivity", "hi3861l_api_set_pir_sensitivity", "quon_mcu_set_pir_sensivity", "mcu_set_pir_sensitivity failed"},
+        {"set.pir.info", "hi3861l_api_set_pir_info", "quon_mcu_set_pir_info", "mcu_set_pir_info failed"},
+        {"set.wifi.connect", "hi3861l_api_set_wifi_connect", "quon_mcu_set_wifi_connect", "mcu_set_wifi_connect failed"},
+        {"set.wifi.disconnect", "hi3861l_api_set_wifi_disconnect", "quon_mcu_set_wifi_disconnect", "mcu_set_wifi_disconnect failed"},
+        {"set.wifi.keepalive", "hi3861l_api_set_wifi_keepalive", "quon_mcu_set_wifi_keepalive", "mcu_set_wifi_keepalive failed"},
+        {"set.wifi.extended.info", "hi3861l_api_set_wifi_extended_info", "quon_mcu_set_wifi_extended_info", "mcu_set_wifi_extended_info failed"},
+        {"set.system.state", "hi3861l_api_set_system_state", "quon_mcu_set_system_state", "mcu_set_system_state failed"},
+        {"set.store.params", "hi3861l_api_set_store_params", "quon_mcu_set_store_params", "mcu_set_store_params failed"},
+        {"set.wdg.state", "hi3861l_api_set_wdg_state", "quon_mcu_set_wdg_state", "mcu_set_wdg_state failed"},
+        {"set.wdg.period", "hi3861l_api_set_wdg_period", "quon_mcu_set_wdg_period", "mcu_set_wdg_period failed"},
+        {"set.wdg.feed", "hi3861l_api_set_wdg_feed", "quon_mcu_set_wdg_feed", "mcu_set_wdg_feed failed"},
+        {"set.alarm", "hi3861l_api_set_alarm", "quon_mcu_set_alarm", "mcu_set_alarm failed"},
+        {"set.ap.start", "hi3861l_api_set_ap_start", "quon_mcu_set_ap_start", "mcu_set_ap_start failed"},
+        {"set.ap.stop", "hi3861l_api_set_ap_stop", "quon_mcu_set_ap_stop", "mcu_set_ap_stop failed"},
+        {"set.crash.test", "hi3861l_api_set_crash_test", "quon_mcu_set_crash_test", "mcu_set_crash_test failed"},
+        {"set.uart.switch", "hi3861l_api_set_uart_switch", "quon_mcu_set_uart_switch", "mcu_set_uart_switch failed"},
+        {"set.wakeup.info", "hi3861l_api_set_wakeup_info", "quon_mcu_set_wakeup_info", "mcu_set_wakeup_info failed"},
+        {"set.charge.auto.poweron", "hi3861l_api_set_charge_auto_poweron", "quon_mcu_set_charge_auto_poweron", "mcu_set_charge_auto_poweron failed"},
+        {"set.cmd", "hi3861l_api_set_cmd", "quon_mcu_set_cmd", "mcu_set_cmd failed"},
+        {"set.tamper.info", "hi3861l_api_set_tamper_switch", "quon_mcu_set_tamper_switch", "mcu_set_tamper_switch failed"},
+        {"set.soc.time.info", "hi3861l_api_set_soc_poweron_time_info", "quon_mcu_set_soc_poweron_time_info", "mcu_set_soc_poweron_time_info failed"},
+    };
+    // clang-format on
+    start_daemon();  // nobody behind the channel
+    ASSERT_TRUE(wait_for_log(
+        {'E', kDaemonTag, "quon_mcu_get_version", "[mcu_get_version failed] failed\n"}));
+    const auto shown = [](const char* function) { return std::string(function).substr(0, 31); };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.service);
+        const std::size_t mark = daemon().mark();
+        peer().notify("signal.quon.mcu." + std::string(row.service), pattern(200));
+        ASSERT_TRUE(wait_for_log(
+            {'E', kDaemonTag, shown(row.handler), "[" + std::string(row.failure) + "] failed\n"},
+            mark));
+        const std::vector<LogLine> log = daemon().log(mark);
+        ASSERT_EQ(log.size(), 4U);
+        EXPECT_EQ(log[0], (Expected{'E', kDriverTag, "hi3861l_send_data",
+                                    "hi_channel_send_to_dev failed\n"}));
+        EXPECT_EQ(log[1], (Expected{'E', kDriverTag, "hi3861l_send_msg_async",
+                                    "hi3861l_send_data failed\n"}));
+        EXPECT_EQ(log[2], (Expected{'E', kDriverTag, shown(row.operation),
+                                    "[hi3861l_send_msg_async failed] failed\n"}));
+    }
+    EXPECT_EQ(peer().call("method.quon.mcu.upg.finish").result, -1);
+    EXPECT_TRUE(
+        wait_for_log({'E', kDaemonTag, "quon_mcu_upg_finish", "[mcu_upg_finish failed] failed\n"}));
+}
+
 class AnUpgrade : public SystemTest {
   protected:
     static constexpr char kStart[] = "method.quon.mcu.upg.start";
