@@ -1,11 +1,12 @@
-// The failures that the system does not make to order: single calls of the thread are refused at
-// link time (--wrap), everything else is real.
+// The failures that the system does not make to order, and the pauses to the microsecond: single
+// calls of the thread are refused or watched at link time (--wrap), everything else is real.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/select.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
@@ -26,6 +27,8 @@ std::atomic<int> failing_set_flags{0};
 std::atomic<int> failing_accepts{0};
 std::atomic<int> failing_selects{0};
 std::atomic<int> last_set_flags{0};
+std::atomic<useconds_t> last_pause{0};
+std::atomic<long> last_select_us{-1};
 
 bool takes_one_of(std::atomic<int>& failures) {
     int left = failures;
@@ -51,6 +54,7 @@ int __real_socket(int, int, int);
 int __real_fcntl(int, int, ...);
 int __real_accept(int, sockaddr*, socklen_t*);
 int __real_select(int, fd_set*, fd_set*, fd_set*, timeval*);
+int __real_usleep(useconds_t);
 
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                           void* (*function)(void*), void* argument) {
@@ -97,10 +101,16 @@ int __wrap_accept(int descriptor, sockaddr* address, socklen_t* length) {
 }
 
 int __wrap_select(int count, fd_set* in, fd_set* out, fd_set* other, timeval* timeout) {
+    last_select_us = static_cast<long>(timeout->tv_sec) * 1'000'000 + timeout->tv_usec;
     if (takes_one_of(failing_selects)) {
         return fails_with(EBADF);
     }
     return __real_select(count, in, out, other, timeout);
+}
+
+int __wrap_usleep(useconds_t microseconds) {
+    last_pause = microseconds;
+    return __real_usleep(microseconds);
 }
 
 }  // extern "C"
@@ -193,6 +203,23 @@ TEST_F(AFailure, OfSelectEndsTheThreadAndLeavesItsSocketsOpen) {
     EXPECT_FALSE(readable_within(peer.get(), std::chrono::milliseconds(0)));
     const LocalPeer second;  // the socket still listens, nobody accepts
     expect_output(kNoTargetLine + kClientLine);
+}
+
+class APause : public HandOffTest {};
+
+TEST_F(APause, BetweenTwoQuestionsForTheNetworkTakes10000Microseconds) {
+    const RemoteServer server;
+    set_network_up(false);
+    start(record_for(server));
+    EXPECT_TRUE(wait_until([] { return network_questions() >= 3; }));
+    EXPECT_EQ(last_pause, 10'000U);
+}
+
+TEST_F(APause, OfAPassTakes20000Microseconds) {
+    start(record_without_wakeup());
+    EXPECT_TRUE(prints(kNoTargetLine));
+    EXPECT_TRUE(wait_until([] { return last_select_us >= 0; }));
+    EXPECT_EQ(last_select_us, 20'000);
 }
 
 }  // namespace

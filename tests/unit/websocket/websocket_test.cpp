@@ -96,15 +96,16 @@ TEST_F(AHandOffThread, KeepsACopyOfTheRecord) {
 }
 
 std::atomic<int> entry_values{0};
+std::atomic<std::size_t> answers_given{0};
 
 // Three answers that are no success, then one that is.
 int answer_in_four_ways(int* updated) {
     static constexpr std::array<std::pair<int, int>, 4> answers = {
         {{0, 1}, {-1, 1}, {4, 0}, {1, 7}}};
-    static std::size_t next = 0;
+    const auto& [result, value] = answers.at(answers_given++);
     entry_values += *updated;
-    *updated = answers[next].second;
-    return answers[next++].first;
+    *updated = value;
+    return result;
 }
 
 TEST_F(AHandOffThread, NeedsAPositiveResultAndAFlagAndClearsTheFlagBeforeEachQuestion) {
@@ -112,6 +113,7 @@ TEST_F(AHandOffThread, NeedsAPositiveResultAndAFlagAndClearsTheFlagBeforeEachQue
     start({1, server.ip(), server.port(), answer_in_four_ways});
     expect_output(init_line(server) + kConnectedLine);
     EXPECT_EQ(entry_values, 0);
+    EXPECT_EQ(answers_given, 4U);
 }
 
 TEST_F(AHandOffThread, GivesTheNetworkUpAfter300QuestionsAndStillServes) {
