@@ -312,7 +312,7 @@ next_step serve_client(handoff& ws) {
     }
     // Whatever was received, the buffer is acted on: a closing peer repeats its last request.
     // Intended.
-    const int command = static_cast<int8_t>(ws.request[0]);
+    const auto command = static_cast<int8_t>(ws.request[0]);
     printf("ws ls recv[%d] ----> len:%d\n", command, static_cast<int>(length));
     switch (command) {
         case WS_COMMAND_CONNECT:

@@ -10,9 +10,9 @@
 #include <cctype>
 #include <csignal>
 #include <cstdint>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
@@ -111,14 +111,15 @@ class TheDaemon : public testing::Test {
         const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
-        std::strcpy(address.sun_path, kBusSocket);
+        std::copy(std::begin(kBusSocket), std::end(kBusSocket), address.sun_path);
         EXPECT_EQ(connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
         const timeval bound{20, 0};
         setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &bound, sizeof(bound));
         DbusMsg request{};
         request.head = DBUS_MSG_HEAD;
         request.type = DBUS_TYPE_METHOD;
-        std::strcpy(request.name, ("method.quon.mcu." + service).c_str());
+        const std::string name = "method.quon.mcu." + service;
+        std::copy(name.begin(), name.end(), request.name);
         std::copy(text.begin(), text.end(), request.data);
         request.data_len = static_cast<std::uint32_t>(text.size() + 1);
         EXPECT_EQ(send(socket, &request, sizeof(request), MSG_NOSIGNAL),

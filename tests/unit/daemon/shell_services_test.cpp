@@ -236,6 +236,7 @@ TEST(AShellCommand, InheritsNoPipeOfAnotherOne) {
 
 TEST(ShellCommands, RunAtTheSameTimeEachForItsOwnCaller) {
     std::vector<std::thread> callers;
+    callers.reserve(8);
     std::atomic<int> right{0};
     for (int i = 0; i < 8; i++) {
         callers.emplace_back([&right, i] {

@@ -359,6 +359,7 @@ TEST(APeerThatAsksDuringTheSnapshot, GetsAPartOfItAndNoRaceIsReported) {
     answering_chip();
     std::atomic<bool> done{false};
     std::vector<std::thread> peers;
+    peers.reserve(3);
     for (int i = 0; i < 3; i++) {
         peers.emplace_back([&done] {
             Bytes reply(DBUS_DATA_SIZE);

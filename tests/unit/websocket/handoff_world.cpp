@@ -6,6 +6,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstring>
@@ -151,7 +152,8 @@ Descriptor LocalPeer::unconnected() {
 LocalPeer::LocalPeer(Descriptor socket) : socket_(std::move(socket)) {
     sockaddr_un name{};
     name.sun_family = AF_UNIX;
-    std::strcpy(name.sun_path, "/tmp/ws_socket");
+    const std::string path = "/tmp/ws_socket";
+    std::copy(path.begin(), path.end(), name.sun_path);
     const auto connected = [&] {
         return connect(socket_.get(), reinterpret_cast<sockaddr*>(&name), sizeof(name)) == 0;
     };

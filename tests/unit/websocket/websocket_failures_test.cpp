@@ -76,10 +76,13 @@ int __wrap_socket(int domain, int type, int protocol) {
 }
 
 int __wrap_fcntl(int descriptor, int command, ...) {
-    va_list arguments;
-    va_start(arguments, command);
-    const int argument = command == F_GETFL || command == F_GETFD ? 0 : va_arg(arguments, int);
-    va_end(arguments);
+    int argument = 0;
+    if (command != F_GETFL && command != F_GETFD) {
+        va_list arguments;
+        va_start(arguments, command);
+        argument = va_arg(arguments, int);
+        va_end(arguments);
+    }
     if (command == F_GETFL && takes_one_of(failing_get_flags)) {
         return fails_with(EIO);
     }

@@ -585,7 +585,7 @@ std::vector<Descriptor> fill_descriptors(int limit) {
 void allow_descriptors_beyond_select() {
     rlimit limit{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
-    limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, 2 * FD_SETSIZE);
+    limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, rlim_t{2} * FD_SETSIZE);
     ASSERT_GT(limit.rlim_cur, static_cast<rlim_t>(FD_SETSIZE));
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
 }
