@@ -81,6 +81,21 @@ TEST_F(TheHandoffCommand, LosesNothingOfALongStream) {
     EXPECT_TRUE(client->output() == text);
 }
 
+// A server that reads nothing until all that it sends has been read, with more both ways than the
+// sockets hold.
+TEST_F(TheHandoffCommand, ReadsWhileTheServerDoesNot) {
+    const std::string text(8 * 1024 * 1024, 'x');
+    const RemoteServer server;
+    const auto client = start_client({"handoff", local(server.port())}, text);
+    Descriptor connection = server.accept_one();
+    ASSERT_GE(connection.get(), 0);
+    send_all(connection, text);
+    EXPECT_EQ(read_to_end(connection).size(), text.size());
+    connection = Descriptor();
+    ASSERT_EQ(client->wait_exit(), exited_with(0)) << client->errors();
+    EXPECT_EQ(client->output().size(), text.size());
+}
+
 TEST_F(TheHandoffCommand, CanOnlyShowThePeer) {
     const RemoteServer server;
     const Result people = run_client({"handoff", local(server.port()), "--no-relay"});

@@ -29,6 +29,9 @@ class bus_session {
     // answer like any other.
     answer call(const catalog::service& service, std::span<const uint8_t> request);
 
+    // For the calls that follow.
+    void set_timeout(int32_t timeout_ms) { timeout_ms_ = timeout_ms; }
+
     // As call, and throws failure (failure, malformed) for a negative result or a payload that is
     // not as long as the service's record.
     octets query(const catalog::service& service, std::span<const uint8_t> request);

@@ -276,16 +276,31 @@ std::vector<std::string> command_line::split_rest(std::vector<std::string>& word
     return {};
 }
 
+std::vector<std::string> command_line::options_of(const CLI::App* command) const {
+    std::vector<std::string> names;
+    for (const CLI::App* each : {command, &app_}) {
+        for (const CLI::Option* option :
+             each == nullptr ? std::vector<const CLI::Option*>() : each->get_options()) {
+            if (option->nonpositional()) {
+                names.push_back("--" + option->get_lnames().front());
+            }
+        }
+    }
+    return names;
+}
+
 // Words that no command took: an unknown command, a misspelt option, one word too many.
 void command_line::refuse_leftovers() const {
     const std::vector<std::string> words = app_.remaining();
     if (words.empty()) {
         return;
     }
+    const auto commands = app_.get_subcommands();
     if (words[0].starts_with("-")) {
-        throw failure(exit_status::usage, "unknown option '" + words[0] + "'");
+        const CLI::App* command = commands.empty() ? nullptr : commands[0];
+        throw failure(exit_status::usage, unknown("option", words[0], options_of(command)));
     }
-    if (app_.get_subcommands().empty()) {
+    if (commands.empty()) {
         std::vector<std::string> names;
         for (const CLI::App* each : app_.get_subcommands([](const CLI::App*) { return true; })) {
             names.push_back(each->get_name());

@@ -49,6 +49,8 @@ class command_line {
     const CLI::App* command_named(const std::string& name) const;
     bool takes_next_word(const CLI::App* command, const std::string& option) const;
     std::vector<std::string> split_rest(std::vector<std::string>& words) const;
+    // "--name" for every option of `command` (may be null) and of the program.
+    std::vector<std::string> options_of(const CLI::App* command) const;
     void refuse_leftovers() const;
     std::vector<std::string> candidates(const std::vector<std::string>& words,
                                         const std::string& partial) const;

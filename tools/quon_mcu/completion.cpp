@@ -12,10 +12,6 @@ namespace {
 
 using word_list = std::vector<std::string>;
 
-void append(word_list& to, const word_list& from) {
-    to.insert(to.end(), from.begin(), from.end());
-}
-
 word_list names_of_kind(catalog::service_kind kind) {
     word_list names;
     for (const catalog::service& each : catalog::services()) {
@@ -95,16 +91,6 @@ word_list positional_words(const std::string& command, const word_list& before,
     return command == "completion" ? word_list{"bash", "zsh"} : word_list{};
 }
 
-word_list option_names(const CLI::App& app) {
-    word_list names;
-    for (const CLI::Option* each : app.get_options()) {
-        if (each->nonpositional()) {
-            names.push_back("--" + each->get_lnames().front());
-        }
-    }
-    return names;
-}
-
 word_list command_words(const CLI::App& app) {
     word_list names;
     for (const CLI::App* each : app.get_subcommands([](const CLI::App*) { return true; })) {
@@ -150,9 +136,7 @@ std::vector<std::string> command_line::candidates(const word_list& words,
         }
     }
     if (partial.starts_with("-")) {
-        word_list names = option_names(app_);
-        append(names, command == nullptr ? word_list{} : option_names(*command));
-        return names;
+        return options_of(command);
     }
     return expects_command() ? command_words(app_)
                              : positional_words(command->get_name(), positionals, partial);

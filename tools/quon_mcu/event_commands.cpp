@@ -33,6 +33,15 @@ class pace {
         return !deadline_ || steady::now() < *deadline_;
     }
 
+    // A call's time-out, cut to what is left.
+    int32_t at_most(int32_t timeout_ms) const {
+        if (!deadline_) {
+            return timeout_ms;
+        }
+        const auto left = std::chrono::ceil<milliseconds>(*deadline_ - steady::now()).count();
+        return static_cast<int32_t>(std::clamp<int64_t>(left, 0, timeout_ms));
+    }
+
   private:
     output& out_;
     milliseconds interval_;
@@ -165,13 +174,14 @@ class waiter {
         bus_session bus(ctx_.timeout_ms);
         const pace rhythm(ctx_.out, interval_ms_, timeout_ms_);
         do {
-            const answer got = bus.call(service_, {});
-            if (got.result >= 0 && holds(got.payload)) {
-                show_record(ctx_.out, *service_.reply, got.payload,
+            const int32_t bound = rhythm.at_most(ctx_.timeout_ms);
+            const std::optional<answer> got = ask(bus, bound);
+            if (got && got->result >= 0 && holds(got->payload)) {
+                show_record(ctx_.out, *service_.reply, got->payload,
                             {{"service", service_.name},
-                             {"length", got.payload.size()},
-                             {"hex", catalog::to_hex(got.payload)},
-                             {"fields", fields_json(*service_.reply, got.payload)}});
+                             {"length", got->payload.size()},
+                             {"hex", catalog::to_hex(got->payload)},
+                             {"fields", fields_json(*service_.reply, got->payload)}});
                 return;
             }
         } while (rhythm.rest());
@@ -181,6 +191,19 @@ class waiter {
     }
 
   private:
+    // Nothing when the time that is left was too short for an answer.
+    std::optional<answer> ask(bus_session& bus, int32_t bound) const {
+        bus.set_timeout(bound);
+        try {
+            return bus.call(service_, {});
+        } catch (const failure& error) {
+            if (error.status() != exit_status::timed_out || bound == ctx_.timeout_ms) {
+                throw;
+            }
+            return std::nullopt;
+        }
+    }
+
     // Texts are compared as they are shown, all else byte by byte.
     bool holds(const octets& payload) const {
         if (field_->kind != catalog::field_kind::text) {

@@ -139,20 +139,6 @@ sockaddr_in connected_peer(int remote, const std::string& wanted) {
     return peer;
 }
 
-void write_fully(int fd, std::span<const uint8_t> bytes) {
-    while (!bytes.empty()) {
-        const ssize_t done = ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (done > 0) {
-            bytes = bytes.subspan(static_cast<size_t>(done));
-        } else if (errno == EAGAIN) {
-            pollfd entry{fd, POLLOUT, 0};
-            poll(&entry, 1, -1);
-        } else if (errno != EINTR) {
-            fail_with_errno(exit_status::failure, "the connection failed");
-        }
-    }
-}
-
 // Bytes read, 0 at the end, -1 when there was nothing to read after all.
 ssize_t read_some(int fd, std::span<uint8_t> room, const char* what) {
     const ssize_t got = ::read(fd, room.data(), room.size());
@@ -162,32 +148,70 @@ ssize_t read_some(int fd, std::span<uint8_t> room, const char* what) {
     return got;
 }
 
-// Both ways until the peer closes; the end of standard input closes our direction only.
-void relay(output& out, int remote) {
-    std::array<uint8_t, 16384> room{};
-    std::array<pollfd, 2> watched{pollfd{remote, POLLIN, 0}, pollfd{STDIN_FILENO, POLLIN, 0}};
-    for (;;) {
-        if (poll(watched.data(), watched.size(), -1) < 0 && errno != EINTR) {
-            fail_with_errno(exit_status::failure, "poll");
-        }
-        if (watched[0].revents != 0) {
-            const ssize_t got = read_some(remote, room, "the connection failed");
-            if (got == 0) {
-                return;
+// Both ways until the peer closes; the end of standard input closes our direction only. Neither
+// way waits for the other: an echoing server may stop reading until it is read.
+class relay {
+  public:
+    relay(output& out, int remote) : out_(out), remote_(remote) {}
+
+    void run() {
+        while (open_) {
+            const bool full = !unsent_.empty();
+            std::array<pollfd, 2> watched{
+                pollfd{remote_, static_cast<short>(full ? POLLIN | POLLOUT : POLLIN), 0},
+                pollfd{full || input_ended_ ? -1 : STDIN_FILENO, POLLIN, 0}};
+            if (poll(watched.data(), watched.size(), -1) < 0) {
+                continue;  // interrupted
             }
-            out.write(std::span(room).first(static_cast<size_t>(std::max<ssize_t>(got, 0))));
-        }
-        if (watched[1].revents != 0) {
-            const ssize_t got = read_some(STDIN_FILENO, room, "standard input");
-            if (got == 0) {
-                shutdown(remote, SHUT_WR);
-                watched[1].fd = -1;
+            if ((watched[0].revents & ~POLLOUT) != 0) {
+                from_remote();
             }
-            write_fully(remote,
-                        std::span(room).first(static_cast<size_t>(std::max<ssize_t>(got, 0))));
+            if (watched[1].revents != 0) {
+                from_input();
+            }
+            send_unsent();
         }
     }
-}
+
+  private:
+    void from_remote() {
+        const ssize_t got = read_some(remote_, room_, "the connection failed");
+        open_ = got != 0;
+        if (got > 0) {
+            out_.write(std::span(room_).first(static_cast<size_t>(got)));
+        }
+    }
+
+    void from_input() {
+        const ssize_t got = read_some(STDIN_FILENO, room_, "standard input");
+        if (got == 0) {
+            input_ended_ = true;
+            shutdown(remote_, SHUT_WR);
+        } else if (got > 0) {
+            unsent_.assign(room_.begin(), room_.begin() + got);
+        }
+    }
+
+    void send_unsent() {
+        if (unsent_.empty()) {
+            return;
+        }
+        const ssize_t done =
+            ::send(remote_, unsent_.data(), unsent_.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (done > 0) {
+            unsent_.erase(unsent_.begin(), unsent_.begin() + done);
+        } else if (errno != EAGAIN && errno != EINTR) {
+            fail_with_errno(exit_status::failure, "the connection failed");
+        }
+    }
+
+    output& out_;
+    int remote_;
+    bool open_ = true;
+    bool input_ended_ = false;
+    octets unsent_;
+    std::array<uint8_t, 16384> room_{};
+};
 
 void show_peer(context& ctx, const handoff_words& words, const sockaddr_in& peer) {
     if (!words.no_relay) {
@@ -215,7 +239,7 @@ void hand_off(context& ctx, const handoff_words& words) {
     const file_descriptor remote = receive_connection(local.get());
     show_peer(ctx, words, connected_peer(remote.get(), words.peer));
     if (!words.no_relay) {
-        relay(ctx.out, remote.get());
+        relay(ctx.out, remote.get()).run();
     }
 }
 

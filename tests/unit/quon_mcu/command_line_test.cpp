@@ -22,8 +22,9 @@ struct refusal_row {
 const refusal_row refusals[] = {
     {{}, "a command is missing; see 'quon-mcu --help'"},
     {{"gte"}, "unknown command 'gte'; did you mean 'get'"},
-    {{"--jsn", "list"}, "unknown option '--jsn'"},
-    {{"list", "--jsn"}, "unknown option '--jsn'"},
+    {{"--jsn", "list"}, "unknown option '--jsn'; did you mean '--json'?"},
+    {{"list", "--jsn"}, "unknown option '--jsn'; did you mean '--json'?"},
+    {{"events", "--folow"}, "unknown option '--folow'; did you mean '--follow'?"},
     {{"list", "a", "b"}, "one word too many: 'b'"},
     {{"get"}, "OBJECT is required; see 'quon-mcu --help'"},
     {{"get", "tiem"}, "unknown object of get 'tiem'; did you mean 'time'"},

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # bash completion for quon-mcu: the program itself knows what may follow.
 _quon_mcu() {
     local line=${COMP_LINE:0:COMP_POINT} cur
