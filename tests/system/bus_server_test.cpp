@@ -80,6 +80,12 @@ TEST_F(TheBusServer, ServesOthersWhileAPeerNeverReads) {
         BusPeer other;
         EXPECT_EQ(other.call(kContext).result, 400);
     }
+    // Waiting for the silent one costs nothing.
+    EXPECT_TRUE(wait_until([this] {
+        const std::chrono::milliseconds used = daemon().processor_time();
+        wait_until([] { return false; }, 300ms);
+        return daemon().processor_time() - used < 30ms;
+    }));
     // Nothing was lost for the one that reads late.
     std::set<std::uint32_t> answered;
     while (const std::optional<BusRecord> result =
@@ -116,7 +122,6 @@ TEST_F(TheBusServer, HoldsManyRequestsInFlight) {
 
 TEST_F(TheBusServer, OutlivesManyPeersThatSayNothing) {
     start();
-    ASSERT_TRUE(daemon().process().wait_for_text("ws init ip: "));
     const std::size_t descriptors = daemon().descriptors().size();
     for (int count = 0; count < 200; ++count) {
         const BusPeer mute;
@@ -184,7 +189,6 @@ TEST_F(TheBusServer, NeverSendsALateResultToAnotherPeer) {
 
 TEST_F(TheBusServer, ClosesAConnectionWhosePeerHasClosed) {
     start();
-    ASSERT_TRUE(daemon().process().wait_for_text("ws init ip: "));
     const std::size_t sockets = daemon().descriptors().size();
     {
         std::vector<std::unique_ptr<BusPeer>> peers;

@@ -1,5 +1,7 @@
 #include "daemon_process.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -53,6 +55,17 @@ std::multiset<std::string> DaemonProcess::thread_names() const {
 bool DaemonProcess::wait_for_thread(const std::string& name,
                                     std::chrono::milliseconds bound) const {
     return wait_until([&] { return thread_names().contains(name); }, bound);
+}
+
+std::chrono::milliseconds DaemonProcess::processor_time() const {
+    std::ifstream file("/proc/" + std::to_string(pid()) + "/stat");
+    std::string line;
+    std::getline(file, line);
+    // After the name's closing parenthesis: state is the first word, utime the 12th, stime the
+    // 13th.
+    const std::vector<std::string> words = words_of(line.substr(line.rfind(')') + 1));
+    const long ticks = std::stol(words.at(11)) + std::stol(words.at(12));
+    return std::chrono::milliseconds(ticks * 1000 / sysconf(_SC_CLK_TCK));
 }
 
 std::multiset<std::string> DaemonProcess::descriptors() const {

@@ -46,6 +46,8 @@ class DaemonProcess {
     [[nodiscard]] std::multiset<std::string> thread_names() const;
     bool wait_for_thread(const std::string& name,
                          std::chrono::milliseconds bound = kLongEnough) const;
+    // Processor time that it has used so far.
+    [[nodiscard]] std::chrono::milliseconds processor_time() const;
     // What its descriptors refer to.
     [[nodiscard]] std::multiset<std::string> descriptors() const;
 

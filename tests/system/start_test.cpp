@@ -303,7 +303,9 @@ TEST_F(AStart, WithARunFlagThatCannotBeMadeServesAllTheSame) {
 
 TEST_F(AStart, WithoutAHandOffSocketEndsThatThreadAlone) {
     ASSERT_EQ(mkdir(kHandOffPath, 0755), 0);
-    start();
+    start_chip();
+    start_daemon();
+    wait_until_started();
     EXPECT_TRUE(daemon().process().wait_for_text("bind failed. errno = "));
     EXPECT_TRUE(wait_until([this] { return !daemon().thread_names().contains("webpreinit"); }));
     EXPECT_EQ(daemon().output().find("ws init ip"), std::string::npos);

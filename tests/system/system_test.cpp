@@ -158,6 +158,7 @@ void SystemTest::start() {
     start_chip();
     start_daemon();
     wait_until_started();
+    ASSERT_TRUE(daemon().process().wait_for_text("ws init ip: 0-0\n"));
 }
 
 BusPeer& SystemTest::peer() {

@@ -48,7 +48,7 @@ class SystemTest : public ::testing::Test {
     // may have printed a report of a sanitizer.
     void TearDown() override;
 
-    // The chip first, then the daemon, up to the end of the start-up snapshot.
+    // The chip first, then the daemon, until all its threads have started.
     void start();
     ScriptedChip& start_chip();
     // Does not wait for anything but the program's start.
