@@ -71,7 +71,7 @@ class TheDaemon : public testing::Test {
 
     static std::unique_ptr<ChildProcess> start(const Environment& environment = {}) {
         return std::make_unique<ChildProcess>(
-            ChildProcess::Options{.command = {DAEMON_WITH_SCRIPTED_CHIP},
+            ChildProcess::Options{.command = words_of(DAEMON_WITH_SCRIPTED_CHIP),
                                   .environment = environment,
                                   .output = ChildProcess::Output::kTerminal,
                                   .separate_errors = false,
