@@ -90,7 +90,7 @@ std::vector<std::string> environment_with(
         }
     }
     for (const auto& [name, value] : added) {
-        all.push_back(name + "=" + value);
+        all.push_back(std::string(name).append("=").append(value));
     }
     return all;
 }

@@ -87,7 +87,7 @@ bool make_tap() {
         return false;
     }
     ifreq request{};
-    std::strcpy(request.ifr_name, kInterface);
+    std::memcpy(request.ifr_name, kInterface, sizeof(kInterface));
     request.ifr_flags = IFF_TAP | IFF_NO_PI;
     const bool made = ioctl(tun, TUNSETIFF, &request) == 0 && ioctl(tun, TUNSETPERSIST, 1) == 0;
     close(tun);

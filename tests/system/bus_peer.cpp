@@ -179,4 +179,12 @@ BusRecord BusPeer::call(std::string_view name, const Bytes& data, std::chrono::m
     return *result;
 }
 
+std::vector<std::unique_ptr<BusPeer>> connect_peers(std::size_t count) {
+    std::vector<std::unique_ptr<BusPeer>> peers(count);
+    for (std::unique_ptr<BusPeer>& peer : peers) {
+        peer = std::make_unique<BusPeer>();
+    }
+    return peers;
+}
+
 }  // namespace quon::test

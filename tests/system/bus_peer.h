@@ -3,10 +3,13 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "hex.h"
 #include "waiting.h"
@@ -71,5 +74,7 @@ class BusPeer {
     int socket_ = -1;
     std::uint32_t next_id_ = 1000;
 };
+
+std::vector<std::unique_ptr<BusPeer>> connect_peers(std::size_t count);
 
 }  // namespace quon::test

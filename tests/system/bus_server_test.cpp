@@ -47,10 +47,7 @@ TEST_F(TheBusServer, ReturnsResultsInTheOrderInWhichTheHandlersFinish) {
 
 TEST_F(TheBusServer, ServesFiftyConnectionsAtOnce) {
     start();
-    std::vector<std::unique_ptr<BusPeer>> peers;
-    for (int count = 0; count < 50; ++count) {
-        peers.push_back(std::make_unique<BusPeer>());
-    }
+    const std::vector<std::unique_ptr<BusPeer>> peers = connect_peers(50);
     for (std::uint32_t id = 0; id < 50; ++id) {
         peers[id]->send(method_request(kContext, {}, 100 + id));
         peers[id]->send(method_request(kPopen, bytes_of("echo " + std::to_string(id)), 200 + id));
@@ -175,10 +172,9 @@ TEST_F(TheBusServer, NeverSendsALateResultToAnotherPeer) {
         leaving.send(method_request(kPopen, bytes_of("cat /tmp/hold"), 4711));
         ASSERT_TRUE(daemon().wait_for_thread("n.mcu.get.popen"));
     }
-    std::vector<std::unique_ptr<BusPeer>> newcomers;
-    for (int count = 0; count < 20; ++count) {
-        newcomers.push_back(std::make_unique<BusPeer>());
-        EXPECT_EQ(newcomers.back()->call(kContext).result, 400);
+    const std::vector<std::unique_ptr<BusPeer>> newcomers = connect_peers(20);
+    for (const auto& newcomer : newcomers) {
+        EXPECT_EQ(newcomer->call(kContext).result, 400);
     }
     ASSERT_TRUE(wait_until([] { return feed_fifo("/tmp/hold", "late"); }));
     EXPECT_TRUE(daemon().process().wait_for_text("Dbus_ReadWrite_Process Write result failed\n"));
@@ -191,10 +187,9 @@ TEST_F(TheBusServer, ClosesAConnectionWhosePeerHasClosed) {
     start();
     const std::size_t sockets = daemon().descriptors().size();
     {
-        std::vector<std::unique_ptr<BusPeer>> peers;
-        for (int count = 0; count < 10; ++count) {
-            peers.push_back(std::make_unique<BusPeer>());
-            EXPECT_EQ(peers.back()->call(kContext).result, 400);
+        const std::vector<std::unique_ptr<BusPeer>> peers = connect_peers(10);
+        for (const auto& each : peers) {
+            EXPECT_EQ(each->call(kContext).result, 400);
         }
         EXPECT_GE(daemon().descriptors().size(), sockets + 10);
     }
@@ -254,10 +249,7 @@ TEST_F(TheBusServer, TakesManyRequestsFromManyPeersWithoutLosingOne) {
     start();
     constexpr std::uint32_t kPeers = 20;
     constexpr std::uint32_t kEach = 25;
-    std::vector<std::unique_ptr<BusPeer>> peers;
-    for (std::uint32_t count = 0; count < kPeers; ++count) {
-        peers.push_back(std::make_unique<BusPeer>());
-    }
+    const std::vector<std::unique_ptr<BusPeer>> peers = connect_peers(kPeers);
     for (std::uint32_t id = 1; id <= kEach; ++id) {
         for (const auto& each : peers) {
             each->send(method_request(kContext, {}, id));

@@ -85,9 +85,10 @@ void RemoteServer::stop_answering() {
     bool answered = true;
     while (answered) {
         Descriptor caller(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-        connect(caller.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+        const bool connected = connect(caller.get(), reinterpret_cast<const sockaddr*>(&address),
+                                       sizeof(address)) == 0;
         pollfd entry{.fd = caller.get(), .events = POLLOUT, .revents = 0};
-        answered = poll(&entry, 1, 200) > 0;
+        answered = connected || poll(&entry, 1, 200) > 0;
         callers_.push_back(std::move(caller));
     }
 }
@@ -95,7 +96,7 @@ void RemoteServer::stop_answering() {
 LocalProgram::LocalProgram() : socket_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, kHandOffPath);
+    std::memcpy(address.sun_path, kHandOffPath, sizeof(kHandOffPath));
     EXPECT_TRUE(wait_until([&] {
         return connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address),
                        sizeof(address)) == 0;

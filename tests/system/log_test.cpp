@@ -1,4 +1,6 @@
 // The log as the daemon prints it.
+#include <sys/time.h>
+
 #include <ctime>
 
 #include "system_test.h"
@@ -59,7 +61,9 @@ TEST_F(TheLog, ColoursEachLevelInItsOwnWay) {
 
 TEST_F(TheLog, StampsTheLocalTimeWithMilliseconds) {
     const auto now = [] {
-        const std::time_t seconds = std::time(nullptr);
+        timeval precise{};  // time() may lag behind this clock
+        gettimeofday(&precise, nullptr);
+        const std::time_t seconds = precise.tv_sec;
         char text[32];
         std::tm parts{};
         localtime_r(&seconds, &parts);
@@ -94,10 +98,7 @@ TEST_F(TheLog, CutsALongMessage) {
 TEST_F(TheLog, IsWholeWhenManyThreadsWriteIt) {
     start();
     print_every_level();
-    std::vector<std::unique_ptr<BusPeer>> peers;
-    for (int count = 0; count < 10; ++count) {
-        peers.push_back(std::make_unique<BusPeer>());
-    }
+    const std::vector<std::unique_ptr<BusPeer>> peers = connect_peers(10);
     const std::size_t mark = daemon().mark();
     for (std::uint32_t id = 0; id < 10; ++id) {
         for (const auto& each : peers) {

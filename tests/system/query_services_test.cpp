@@ -155,10 +155,7 @@ TEST_F(TheQueries, ThatTheChipHasNoOperationForFailWithALogLine) {
 
 TEST_F(TheQueries, OfManyPeersAtOnceAreAllAnswered) {
     start();
-    std::vector<std::unique_ptr<BusPeer>> peers;
-    for (int count = 0; count < 8; ++count) {
-        peers.push_back(std::make_unique<BusPeer>());
-    }
+    const std::vector<std::unique_ptr<BusPeer>> peers = connect_peers(8);
     for (const auto& each : peers) {
         each->send(method_request("method.quon.mcu.get.time"));
         each->send(method_request("method.quon.mcu.get.status.info"));

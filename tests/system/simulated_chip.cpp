@@ -40,7 +40,7 @@ SimulatedChip::SimulatedChip(const std::vector<std::string>& arguments)
     : process_(simulator(arguments)), control_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, kControlPath);
+    std::memcpy(address.sun_path, kControlPath, sizeof(kControlPath));
     const bool reached = wait_until([&] {
         return !process_.running() ||
                connect(control_.get(), reinterpret_cast<const sockaddr*>(&address),

@@ -22,6 +22,12 @@ constexpr char kChannelSource[] =
 constexpr char kDriverSource[] =
     "[quon_mcu_daemon/hal/hi3861l/src/hi3861l_dev][hi3861l_api_init][l:";
 
+std::uint32_t milliseconds() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<std::uint32_t>(now.tv_sec * 1000 + now.tv_nsec / 1000000);
+}
+
 class AStart : public SystemTest {
   protected:
     Bytes complete_context() {
@@ -120,11 +126,6 @@ TEST_F(AStart, TakesTheSnapshotOfWhatTheChipAnswers) {
 }
 
 TEST_F(AStart, NotesTheTimeOnTheMonotonicClock) {
-    const auto milliseconds = [] {
-        timespec now{};
-        clock_gettime(CLOCK_MONOTONIC, &now);
-        return static_cast<std::uint32_t>(now.tv_sec * 1000 + now.tv_nsec / 1000000);
-    };
     const std::uint32_t before = milliseconds();
     start();
     const std::uint32_t start_time = word_at(peer().call(kContext).payload(), 396);
@@ -140,6 +141,22 @@ TEST_F(AStart, NotesTheTimeOnTheMonotonicClock) {
         return word_at(peer().call("method.quon.mcu.get.socup.time").payload(), 8) >= counted + 50;
     }));
     EXPECT_GE(milliseconds() - asking, 49U);
+}
+
+TEST_F(AStart, NotesItsTimeBetweenTheWakeUpInfoAndTheTime) {
+    start_chip().ignore(0x82);
+    chip().ignore(0x84);
+    start_daemon();
+    ASSERT_TRUE(chip().wait_for(0x82));
+    const std::uint32_t earliest = milliseconds();
+    chip().send(0x82, Bytes(71, 0));
+    ASSERT_TRUE(chip().wait_for(0x84));
+    const std::uint32_t latest = milliseconds();
+    const std::uint32_t noted = word_at(peer().call(kContext).payload(), 396);
+    EXPECT_GE(noted, earliest);
+    EXPECT_LE(noted, latest);
+    chip().send(0x84, Bytes(10, 0));
+    wait_until_started();
 }
 
 TEST_F(AStart, ServesTheTwoWordsOfTheWakeUpInfo) {
