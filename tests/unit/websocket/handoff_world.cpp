@@ -85,9 +85,9 @@ bool carries(int from, int to, const std::string& text) {
            received == text;
 }
 
-RemoteServer::RemoteServer(const std::string& address, int backlog)
+RemoteServer::RemoteServer(const std::string& address, std::uint16_t port, int backlog)
     : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)), ip_(parsed(address)) {
-    sockaddr_in name = address_of(ip_, 0);
+    sockaddr_in name = address_of(ip_, port);
     socklen_t length = sizeof(name);
     require(bind(socket_.get(), reinterpret_cast<sockaddr*>(&name), sizeof(name)) == 0, "bind");
     require(listen(socket_.get(), backlog) == 0, "listen");
@@ -104,7 +104,7 @@ Descriptor RemoteServer::accept(std::chrono::milliseconds bound) const {
 }
 
 SilentServer::SilentServer()
-    : server_("127.0.0.1", 0), occupant_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    : server_("127.0.0.1", 0, 0), occupant_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     const sockaddr_in name = address_of(server_.ip(), server_.port());
     require(connect(occupant_.get(), reinterpret_cast<const sockaddr*>(&name), sizeof(name)) == 0,
             "connect");
@@ -129,6 +129,11 @@ std::vector<std::string> SilentServer::attempts() const {
         }
     }
     return local_ends;
+}
+
+void SilentServer::leave() {
+    server_.stop_listening();
+    occupant_.reset();
 }
 
 std::uint16_t closed_port() {

@@ -41,10 +41,11 @@ bool ends_within(int descriptor, std::chrono::milliseconds bound = kLongEnough);
 // Sends a text over a connection and tells whether the other end gets it.
 bool carries(int from, int to, const std::string& text);
 
-// A listening TCP socket on a port of its own.
+// A listening TCP socket, on a port of its own when `port` is 0.
 class RemoteServer {
   public:
-    explicit RemoteServer(const std::string& address = "127.0.0.1", int backlog = 5);
+    explicit RemoteServer(const std::string& address = "127.0.0.1", std::uint16_t port = 0,
+                          int backlog = 5);
     [[nodiscard]] std::uint16_t port() const { return port_; }
     [[nodiscard]] std::uint32_t ip() const { return ip_; }  // network byte order
     // The next connection; not valid when none comes.
@@ -68,6 +69,8 @@ class SilentServer {
     [[nodiscard]] std::uint16_t port() const { return server_.port(); }
     // The local ends of the connections to it that wait for an answer.
     [[nodiscard]] std::vector<std::string> attempts() const;
+    // From now on it is not there: whoever asks again is refused.
+    void leave();
 
   private:
     RemoteServer server_;

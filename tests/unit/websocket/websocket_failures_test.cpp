@@ -11,8 +11,10 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "handoff_world.h"
 
@@ -28,6 +30,8 @@ std::atomic<int> failing_accepts{0};
 std::atomic<int> failing_selects{0};
 std::atomic<int> last_set_flags{0};
 std::atomic<useconds_t> last_pause{0};
+std::mutex socket_errors_lock;
+std::vector<int> socket_errors;  // as they were read, one after the other
 std::atomic<long> last_select_us{-1};
 
 bool takes_one_of(std::atomic<int>& failures) {
@@ -55,6 +59,7 @@ int __real_fcntl(int, int, ...);
 int __real_accept(int, sockaddr*, socklen_t*);
 int __real_select(int, fd_set*, fd_set*, fd_set*, timeval*);
 int __real_usleep(useconds_t);
+int __real_getsockopt(int, int, int, void*, socklen_t*);
 
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                           void* (*function)(void*), void* argument) {
@@ -114,6 +119,15 @@ int __wrap_select(int count, fd_set* in, fd_set* out, fd_set* other, timeval* ti
 int __wrap_usleep(useconds_t microseconds) {
     last_pause = microseconds;
     return __real_usleep(microseconds);
+}
+
+int __wrap_getsockopt(int descriptor, int level, int option, void* value, socklen_t* length) {
+    const int result = __real_getsockopt(descriptor, level, option, value, length);
+    if (level == SOL_SOCKET && option == SO_ERROR) {
+        const std::lock_guard guard(socket_errors_lock);
+        socket_errors.push_back(*static_cast<const int*>(value));
+    }
+    return result;
 }
 
 }  // extern "C"
@@ -206,6 +220,22 @@ TEST_F(AFailure, OfSelectEndsTheThreadAndLeavesItsSocketsOpen) {
     EXPECT_FALSE(readable_within(peer.get(), std::chrono::milliseconds(0)));
     const LocalPeer second;  // the socket still listens, nobody accepts
     expect_output(kNoTargetLine + kClientLine);
+}
+
+// The refusal comes with the repeated request to connect, a second later. It is read, which clears
+// it, and only the next check takes the socket for connected.
+TEST_F(AFailure, OfAConnectionUnderWayCountsAsUpOnePassLater) {
+    SilentServer silent;
+    start(record_without_wakeup());
+    const LocalPeer peer;
+    peer.send(connect_request(silent));
+    ASSERT_TRUE(wait_until([&] { return silent.attempts().size() == 1; }));
+    silent.leave();
+    EXPECT_TRUE(peer.receive().has_value());
+    expect_output(kNoTargetLine + kClientLine + kWholeRequestLine + request_line(silent, 0) +
+                  kConnectedLine + kSentLaterLine);
+    const std::lock_guard guard(socket_errors_lock);
+    EXPECT_EQ(socket_errors, (std::vector<int>{0, ECONNREFUSED, 0}));
 }
 
 class APause : public HandOffTest {};

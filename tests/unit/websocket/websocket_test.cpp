@@ -279,6 +279,19 @@ TEST_F(AnEarlyConnection, IsClosedForAnotherPortOfTheSameAddress) {
     EXPECT_TRUE(other.accept().valid());
 }
 
+TEST_F(AnEarlyConnection, IsClosedForTheSamePortOfAnotherAddress) {
+    const RemoteServer server;
+    const RemoteServer other("127.0.0.2", server.port());
+    start(record_for(server));
+    const Descriptor connection = server.accept();
+    ASSERT_TRUE(prints(kConnectedLine));
+    const LocalPeer peer;
+    peer.send(connect_request(other));
+    EXPECT_TRUE(peer.receive().has_value());
+    EXPECT_TRUE(ends_within(connection.get()));
+    EXPECT_TRUE(other.accept().valid());
+}
+
 TEST_F(AnEarlyConnection, EndsWithTheDropCommandAndLeavesThePeerConnected) {
     const RemoteServer server;
     start(record_for(server));
@@ -417,6 +430,17 @@ TEST_F(ALocalPeer, ThatClosesAfterADropRepeatsTheDrop) {
     peer.close();
     expect_output(kNoTargetLine + kClientLine + kDropLine +
                   "client close\nws ls recv[1] ----> len:0\n");
+}
+
+TEST_F(ALocalPeer, ThatClosesLeavesNoDescriptorBehind) {
+    ASSERT_TRUE(prints(kNoTargetLine));
+    const std::size_t before = open_sockets().size();
+    LocalPeer peer;
+    peer.send(kDropRequest);
+    ASSERT_TRUE(prints(kDropLine));
+    EXPECT_EQ(open_sockets().size(), before + 2);
+    peer.close();
+    EXPECT_TRUE(wait_until([&] { return open_sockets().size() == before; }));
 }
 
 TEST_F(ALocalPeer, ThatClosesWithoutAWordActsAsARequestForNoAddress) {
