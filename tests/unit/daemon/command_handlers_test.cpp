@@ -12,6 +12,23 @@
 #include "quon_log.h"
 #include "services.h"
 
+namespace {
+
+QnLogProfile last_profile{};  // that was set
+
+}  // namespace
+
+extern "C" {
+
+int __real_QnLogSetProfile(QnLogProfile profile);
+
+int __wrap_QnLogSetProfile(QnLogProfile profile) {
+    last_profile = profile;
+    return __real_QnLogSetProfile(profile);
+}
+
+}  // extern "C"
+
 namespace quon::test {
 namespace {
 
@@ -264,6 +281,13 @@ TEST(TheLogProfileCommand, SetsTheLevelLimitFromByte1AndKeepsTheOtherMembers) {
     EXPECT_EQ(after.fmt_mask, 0x33U);
     EXPECT_EQ(after.hook, some_hook);
     EXPECT_EQ(after.enable, 1);  // a profile that is set never changes it
+}
+
+TEST(TheLogProfileCommand, PutsByte0IntoTheFirstMemberAndByte1IntoTheThird) {
+    fresh_chip();
+    quon_mcu_set_log_profile(profile_request(2, 1).data(), 2);
+    EXPECT_EQ(last_profile.enable, 2);
+    EXPECT_EQ(last_profile.level_limit, 1U);
 }
 
 TEST(TheLogProfileCommand, TurnsEveryLevelOnWith01And04) {

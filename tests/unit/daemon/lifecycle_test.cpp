@@ -14,6 +14,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -303,6 +304,57 @@ TEST_F(TheDaemon, EndsOnASignalWhileACommandOfAPeerRuns) {
     }
     EXPECT_EQ(daemon->wait_exit(), kEndedBySignalHandler);
     close(peer);
+}
+
+// ---- Memory -----------------------------------------------------------------------------------
+
+struct Mapping {
+    std::uint64_t begin = 0;
+    std::uint64_t end = 0;
+    std::string access;
+};
+
+std::vector<Mapping> mappings(pid_t pid) {
+    std::vector<Mapping> all;
+    std::ifstream maps("/proc/" + std::to_string(pid) + "/maps");
+    for (std::string row; std::getline(maps, row);) {
+        Mapping mapping;
+        std::istringstream words(row);
+        char dash = 0;
+        words >> std::hex >> mapping.begin >> dash >> mapping.end >> mapping.access;
+        all.push_back(mapping);
+    }
+    return all;
+}
+
+// A further arena of the C library: 64 MB at a multiple of it, the beginning in use.
+int arenas(pid_t pid) {
+    constexpr std::uint64_t size = std::uint64_t{64} << 20;
+    const std::vector<Mapping> all = mappings(pid);
+    int count = 0;
+    for (std::size_t i = 0; i + 1 < all.size(); i++) {
+        const bool adjacent = all[i].end == all[i + 1].begin;
+        const bool halves = all[i].access == "rw-p" && all[i + 1].access == "---p";
+        const bool whole = all[i].begin % size == 0 && all[i + 1].end - all[i].begin == size;
+        count += adjacent && halves && whole ? 1 : 0;
+    }
+    return count;
+}
+
+TEST_F(TheDaemon, KeepsToOneHeapHoweverManyThreadsServe) {
+    const auto daemon = start_whole();
+    std::vector<int> peers;
+    for (int i = 0; i < 16; i++) {
+        peers.push_back(peer_that_sent("get.popen", "printf served"));
+    }
+    for (const int peer : peers) {
+        DbusMsg result{};
+        EXPECT_EQ(recv(peer, &result, sizeof(result), MSG_WAITALL),
+                  static_cast<ssize_t>(sizeof(result)));
+        close(peer);
+    }
+    EXPECT_FALSE(mappings(daemon->pid()).empty());
+    EXPECT_EQ(arenas(daemon->pid()), 0);
 }
 
 // ---- Signal masks -----------------------------------------------------------------------------

@@ -179,9 +179,9 @@ TEST(AShellCommand, MayFillTheWholePayloadWithoutATerminator) {
     EXPECT_EQ(system_call(exact.data(), 4356, reply.data(), DBUS_DATA_SIZE), 4);
     EXPECT_EQ(std::string(reply.begin(), reply.begin() + 4), "1280");
 
-    const std::string print = "printf yes #";
+    const std::string print = "printf %s ";
     std::copy(print.begin(), print.end(), request.begin());
-    EXPECT_EQ(popen_call(request.data(), 4356, reply.data(), DBUS_DATA_SIZE), 3);
+    EXPECT_EQ(popen_call(request.data(), 4356, reply.data(), DBUS_DATA_SIZE), 4356 - 10);
 }
 
 // Pipes of this process with their flags.

@@ -31,7 +31,12 @@ std::atomic<int> failing_selects{0};
 std::atomic<int> last_set_flags{0};
 std::atomic<useconds_t> last_pause{0};
 std::mutex socket_errors_lock;
-std::vector<int> socket_errors;  // as they were read, one after the other
+
+// As they were read, one after the other. Never destroyed: the thread outlives the test.
+std::vector<int>& socket_errors() {
+    static auto* errors = new std::vector<int>;
+    return *errors;
+}
 std::atomic<long> last_select_us{-1};
 
 bool takes_one_of(std::atomic<int>& failures) {
@@ -125,7 +130,7 @@ int __wrap_getsockopt(int descriptor, int level, int option, void* value, sockle
     const int result = __real_getsockopt(descriptor, level, option, value, length);
     if (level == SOL_SOCKET && option == SO_ERROR) {
         const std::lock_guard guard(socket_errors_lock);
-        socket_errors.push_back(*static_cast<const int*>(value));
+        socket_errors().push_back(*static_cast<const int*>(value));
     }
     return result;
 }
@@ -235,7 +240,7 @@ TEST_F(AFailure, OfAConnectionUnderWayCountsAsUpOnePassLater) {
     expect_output(kNoTargetLine + kClientLine + kWholeRequestLine + request_line(silent, 0) +
                   kConnectedLine + kSentLaterLine);
     const std::lock_guard guard(socket_errors_lock);
-    EXPECT_EQ(socket_errors, (std::vector<int>{0, ECONNREFUSED, 0}));
+    EXPECT_EQ(socket_errors(), (std::vector<int>{0, ECONNREFUSED, 0}));
 }
 
 class APause : public HandOffTest {};
