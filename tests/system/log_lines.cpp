@@ -42,7 +42,7 @@ bool has_form(std::string_view text, std::string_view form) {
 
 std::string take_name(std::string_view& rest) {
     const auto end = std::find_if_not(rest.begin(), rest.end(), is_name);
-    const std::string name(rest.begin(), end);
+    std::string name(rest.begin(), end);
     rest.remove_prefix(name.size());
     return name;
 }
