@@ -15,7 +15,10 @@ namespace fs = std::filesystem;
 DaemonProcess::DaemonProcess(const Environment& environment) {
     LaunchCommand launch = daemon_launch();
     launch.environment.emplace_back("HI3861L_SIM_SOCKET", kChipSocket);
-    launch.environment.insert(launch.environment.end(), environment.begin(), environment.end());
+    for (const auto& [name, value] : environment) {
+        std::erase_if(launch.environment, [&](const auto& old) { return old.first == name; });
+        launch.environment.emplace_back(name, value);
+    }
     process_ = std::make_unique<ChildProcess>(
         ChildProcess::Options{.command = launch.command,
                               .environment = launch.environment,

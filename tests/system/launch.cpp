@@ -34,8 +34,8 @@ LaunchCommand daemon_launch() {
     }
     launch.command.push_back(daemon_program());
     // The signal handler logs and exits by intention.
-    launch.environment.emplace_back("TSAN_OPTIONS",
-                                    with_option("TSAN_OPTIONS", "report_signal_unsafe=0"));
+    launch.environment.emplace_back(
+        "TSAN_OPTIONS", with_option("TSAN_OPTIONS", "report_signal_unsafe=0:atexit_sleep_ms=0"));
     launch.environment.emplace_back("ASAN_OPTIONS",
                                     with_option("ASAN_OPTIONS", "verify_asan_link_order=0"));
     return launch;
