@@ -344,6 +344,7 @@ int arenas(pid_t pid) {
 TEST_F(TheDaemon, KeepsToOneHeapHoweverManyThreadsServe) {
     const auto daemon = start_whole();
     std::vector<int> peers;
+    peers.reserve(16);
     for (int i = 0; i < 16; i++) {
         peers.push_back(peer_that_sent("get.popen", "printf served"));
     }
