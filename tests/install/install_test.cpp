@@ -128,8 +128,9 @@ TEST_P(AnInstalledLibrary, ServesACProgram) {
 
 TEST_P(AnInstalledLibrary, ServesACxxProgramThatTheCCompilerLinks) {
     const Installation installation;
-    const std::string output = build_and_run(installation, GetParam().name,
-                                             {QUON_CXX_COMPILER, "-x", "c++", "-std=c++20"});
+    const std::string output = build_and_run(
+        installation, GetParam().name,
+        {QUON_CXX_COMPILER, "-x", "c++", "-std=c++20", "-fno-exceptions", "-fno-rtti"});
     EXPECT_EQ(output.rfind(GetParam().output, 0), 0U) << output;
 }
 
