@@ -1,10 +1,11 @@
 #include "client_process.h"
 
+#include "launch.h"
+
 namespace quon::test {
 
 std::vector<std::string> client_command(const std::vector<std::string>& arguments) {
-    std::vector<std::string> command = words_of(QUON_MCU_EMULATOR);
-    command.emplace_back(QUON_MCU_PROGRAM);
+    std::vector<std::string> command = client_launch();
     command.insert(command.end(), arguments.begin(), arguments.end());
     return command;
 }

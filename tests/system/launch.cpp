@@ -48,4 +48,10 @@ LaunchCommand simulator_launch() {
     return launch;
 }
 
+std::vector<std::string> client_launch() {
+    std::vector<std::string> command = words_of(setting("QUON_TEST_CLIENT_PREFIX", ""));
+    command.push_back(setting("QUON_TEST_CLIENT", QUON_CLIENT));
+    return command;
+}
+
 }  // namespace quon::test

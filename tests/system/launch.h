@@ -5,6 +5,7 @@
 //                            link is then the prefix's business, for example
 //                            "qemu-mipsel -L /usr/mipsel-linux-gnu -E LD_PRELOAD=/path/link.so"
 //   QUON_TEST_SIM            path of the simulated chip, QUON_TEST_SIM_PREFIX likewise
+//   QUON_TEST_CLIENT         path of the client, QUON_TEST_CLIENT_PREFIX likewise
 //   QUON_TEST_CHIP_LINK      the preload library; "none" when the daemon has it built in
 //
 // Without them: the programs of this build.
@@ -23,6 +24,7 @@ struct LaunchCommand {
 
 LaunchCommand daemon_launch();
 LaunchCommand simulator_launch();
+std::vector<std::string> client_launch();
 std::string daemon_program();  // its file
 
 }  // namespace quon::test

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "launch.h"
 #include "simulated_chip.h"
 #include "system_test.h"
 
@@ -23,8 +24,13 @@ constexpr char kFolder[] = "/tmp/transcript";
 void make_wrapper() {
     fs::create_directories(kPrograms);
     const std::string wrapper = std::string(kPrograms) + "/quon-mcu";
-    std::ofstream(wrapper) << "#!/bin/sh\nexec " << QUON_MCU_EMULATOR << " " << QUON_MCU_PROGRAM
-                           << " \"$@\"\n";
+    std::ofstream script(wrapper);
+    script << "#!/bin/sh\nexec";
+    for (const std::string& word : client_launch()) {
+        script << " " << word;
+    }
+    script << " \"$@\"\n";
+    script.close();
     chmod(wrapper.c_str(), 0755);
 }
 
