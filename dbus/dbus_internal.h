@@ -11,6 +11,8 @@
 
 static_assert(sizeof(DbusMsg) == DBUS_MSG_SIZE);
 static_assert(offsetof(DbusMsg, data) == DBUS_MSG_SIZE - DBUS_DATA_SIZE);
+static_assert(sizeof(void*) != 4 || sizeof(DbusInterface) == 168);
+static_assert(sizeof(void*) != 4 || offsetof(DbusInfo, method_list) == 1156);
 
 namespace quon::dbus {
 
