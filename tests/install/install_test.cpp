@@ -2,85 +2,16 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <chrono>
-
-#include <cstdlib>
 #include <filesystem>
 #include <ostream>
-#include <stdexcept>
 #include <string>
-#include <vector>
 
-#include "child_process.h"
+#include "installation.h"
 
+namespace quon::test {
 namespace {
 
 namespace fs = std::filesystem;
-using quon::test::Result;
-using quon::test::run;
-using quon::test::words_of;
-using Words = std::vector<std::string>;
-
-constexpr std::chrono::seconds kLongestStep{60};
-
-std::string shown(const Result& result) {
-    return result.out + result.err;
-}
-
-// Throws with all that the program said when it fails.
-Result must_run(const Words& command) {
-    Result result = run(command, {}, kLongestStep);
-    if (result.status != quon::test::ExitStatus{.exited = true, .code = 0}) {
-        throw std::runtime_error(command.front() + " failed:\n" + shown(result));
-    }
-    return result;
-}
-
-// This build, installed into a folder of its own.
-class Installation {
-  public:
-    Installation() {
-        std::string path = (fs::temp_directory_path() / "quon-install-XXXXXX").string();
-        if (mkdtemp(path.data()) == nullptr) {
-            throw std::runtime_error("mkdtemp " + path);
-        }
-        top_ = path;
-        must_run({QUON_CMAKE, "--install", QUON_BUILD_FOLDER, "--prefix", prefix().string()});
-    }
-    ~Installation() {
-        std::error_code ignored;
-        fs::remove_all(top_, ignored);
-    }
-    Installation(const Installation&) = delete;
-    Installation& operator=(const Installation&) = delete;
-
-    [[nodiscard]] fs::path prefix() const { return top_ / "prefix"; }
-    [[nodiscard]] fs::path libraries() const { return prefix() / QUON_LIBDIR; }
-    [[nodiscard]] fs::path scratch(const std::string& name) const { return top_ / name; }
-
-    [[nodiscard]] Words pkg_config(const std::string& what, const std::string& library) const {
-        const std::string folder = (libraries() / "pkgconfig").string();
-        return words_of(must_run({"env", "PKG_CONFIG_PATH=", "PKG_CONFIG_LIBDIR=" + folder,
-                                  "pkg-config", what, library})
-                            .out);
-    }
-
-  private:
-    fs::path top_;
-};
-
-Words operator+(Words left, const Words& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
-
-// The installed code carries the build's sanitizers.
-Words sanitizer_flags() {
-    const std::string sanitizers = QUON_SANITIZERS;
-    return sanitizers.empty() ? Words() : Words{"-fsanitize=" + sanitizers};
-}
-
-const Words kStrict = {"-Wall", "-Wextra", "-Wpedantic", "-Wconversion", "-Wshadow", "-Werror"};
 
 std::string run_with_libraries(const Installation& installation, const fs::path& program) {
     return must_run(
@@ -93,9 +24,9 @@ std::string build_and_run(const Installation& installation, const std::string& l
     const std::string source = std::string(QUON_USERS_FOLDER) + "/" + library + ".c";
     const std::string object = installation.scratch(library + ".o").string();
     const std::string program = installation.scratch(library).string();
-    must_run(compile + kStrict + sanitizer_flags() + installation.pkg_config("--cflags", library) +
-             Words{"-c", source, "-o", object});
-    must_run(Words{QUON_C_COMPILER} + sanitizer_flags() + Words{object, "-o", program} +
+    must_run(compile + strict_flags() + sanitizer_flags() +
+             installation.pkg_config("--cflags", library) + Words{"-c", source, "-o", object});
+    must_run(c_compiler() + sanitizer_flags() + Words{object, "-o", program} +
              installation.pkg_config("--libs", library));
     return run_with_libraries(installation, program);
 }
@@ -122,7 +53,7 @@ class AnInstalledLibrary : public testing::TestWithParam<Library> {};
 TEST_P(AnInstalledLibrary, ServesACProgram) {
     const Installation installation;
     const std::string output =
-        build_and_run(installation, GetParam().name, {QUON_C_COMPILER, "-std=c99"});
+        build_and_run(installation, GetParam().name, c_compiler() + Words{"-std=c99"});
     EXPECT_EQ(output.rfind(GetParam().output, 0), 0U) << output;
 }
 
@@ -130,7 +61,7 @@ TEST_P(AnInstalledLibrary, ServesACxxProgramThatTheCCompilerLinks) {
     const Installation installation;
     const std::string output = build_and_run(
         installation, GetParam().name,
-        {QUON_CXX_COMPILER, "-x", "c++", "-std=c++20", "-fno-exceptions", "-fno-rtti"});
+        cxx_compiler() + Words{"-x", "c++", "-std=c++20", "-fno-exceptions", "-fno-rtti"});
     EXPECT_EQ(output.rfind(GetParam().output, 0), 0U) << output;
 }
 
@@ -149,7 +80,7 @@ INSTANTIATE_TEST_SUITE_P(Of, AnInstalledLibrary, testing::ValuesIn(kLibraries),
 
 TEST(AnInstallation, HoldsTheDaemonAsAProgram) {
     const Installation installation;
-    const fs::path daemon = installation.prefix() / QUON_BINDIR / "quon_mcu_daemon";
+    const fs::path daemon = installation.programs() / "quon_mcu_daemon";
     struct stat status {};
     ASSERT_EQ(stat(daemon.c_str(), &status), 0) << daemon;
     EXPECT_TRUE(S_ISREG(status.st_mode));
@@ -159,8 +90,7 @@ TEST(AnInstallation, HoldsTheDaemonAsAProgram) {
 TEST(AnInstallation, HoldsThePublicHeadersAndNoOther) {
     const Installation installation;
     Words headers;
-    for (const auto& entry :
-         fs::directory_iterator(installation.prefix() / QUON_INCLUDEDIR / "quon")) {
+    for (const auto& entry : fs::directory_iterator(installation.headers())) {
         headers.push_back(entry.path().filename().string());
     }
     std::ranges::sort(headers);
@@ -169,3 +99,4 @@ TEST(AnInstallation, HoldsThePublicHeadersAndNoOther) {
 }
 
 }  // namespace
+}  // namespace quon::test
