@@ -1,9 +1,10 @@
 // The shape of an MCU operations table: 52 slots in a fixed order. A driver fills one constant
 // table; the daemon calls through it (mcu_ops.h).
 //
-// Every slot returns 0, or -1 after logging why. A slot that its chip does not provide is null.
-// Slots may be called from any thread and block up to their chip exchange's time-out plus the
-// exchanges before it. Areas handed out to a query slot hold MCU_REPLY_AREA_SIZE bytes.
+// Every slot returns 0, or -1 after logging why; get_event_info logs nothing when no event is
+// pending, nor upg_transmit when the chip refuses the block. A slot that its chip does not provide
+// is null. Slots may be called from any thread and block up to their chip exchange's time-out plus
+// the exchanges before it. Areas handed out to a query slot hold MCU_REPLY_AREA_SIZE bytes.
 #ifndef MCU_OPS_TABLE_H
 #define MCU_OPS_TABLE_H
 

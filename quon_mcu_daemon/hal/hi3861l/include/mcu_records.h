@@ -80,7 +80,6 @@ struct mcu_record {
     uint8_t bytes[Size];
 };
 
-using mcu_time = mcu_record<MCU_TIME_SIZE>;
 using mcu_pir_info = mcu_record<MCU_PIR_INFO_SIZE>;
 using mcu_wifi_connect = mcu_record<MCU_WIFI_CONNECT_SIZE>;
 using mcu_wifi_keepalive = mcu_record<MCU_WIFI_KEEPALIVE_SIZE>;

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "hi3861l_driver.h"
-#include "securec.h"
 
 namespace {
 
