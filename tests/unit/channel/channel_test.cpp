@@ -195,6 +195,13 @@ TEST_F(AnOpenChannel, DropsMessagesUntilACallbackIsRegistered) {
     ASSERT_EQ(hi_channel_register_rx_cb(keep_payload), 0);
     send_to_host(netlink_message({2}));
     EXPECT_TRUE(receives({{2}}));
+    EXPECT_TRUE(pauses().empty());  // not even after the dropped one
+}
+
+TEST_F(AReceivingChannel, KeepsItsCallbackWhenANullOneIsRefused) {
+    EXPECT_EQ(hi_channel_register_rx_cb(nullptr), -1);
+    send_to_host(netlink_message({1}));
+    EXPECT_TRUE(receives({{1}}));
 }
 
 TEST_F(AReceivingChannel, UsesTheCallbackRegisteredLast) {
@@ -212,7 +219,7 @@ TEST_F(AReceivingChannel, HandsOnWhatFollowsTheHeader) {
         std::size_t message_size;
         std::size_t payload_size;  // 0: the message is ignored
     };
-    const Row rows[] = {{1, 0},     {15, 0},    {16, 0},    {17, 1},
+    const Row rows[] = {{0, 0},     {1, 0},     {15, 0},    {16, 0},    {17, 1},
                         {383, 367}, {384, 368}, {385, 368}, {1516, 368}};
     std::vector<Bytes> expected;
     for (const Row& row : rows) {
@@ -225,6 +232,14 @@ TEST_F(AReceivingChannel, HandsOnWhatFollowsTheHeader) {
         }
     }
     EXPECT_TRUE(receives(expected));
+}
+
+TEST_F(AReceivingChannel, PausesForTenMicrosecondsAfterAMessageWithoutAPayload) {
+    for (const std::size_t size : {0U, 16U, 17U}) {
+        send_to_host(counting_bytes(size));
+    }
+    EXPECT_TRUE(wait_until([] { return received().size() == 1; }));
+    EXPECT_EQ(pauses(), (std::vector<useconds_t>{10, 10}));
 }
 
 TEST_F(AReceivingChannel, DeliversMessagesOneByOneInOrder) {
@@ -246,6 +261,7 @@ TEST_F(AReceiveThread, GoesOnAfterAnInterruption) {
                   EXPECT_TRUE(receives({{7}}));
               }),
               "");
+    EXPECT_EQ(pauses(), std::vector<useconds_t>{10});
     EXPECT_EQ(hi_channel_deinit(), 0);
 }
 
@@ -416,6 +432,7 @@ TEST_F(AnOpenChannel, LetsARunningCallbackFinishBeforeItCloses) {
     EXPECT_EQ(write(g_gate[1], "x", 1), 1);
     closer.join();
     EXPECT_TRUE(g_left);
+    EXPECT_EQ(receive_calls().size(), 1U);  // the thread saw the stop flag
     close(g_gate[0]);
     close(g_gate[1]);
 }

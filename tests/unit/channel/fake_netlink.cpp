@@ -20,6 +20,7 @@ ssize_t __real_sendto(int socket, const void* data, size_t size, int flags, cons
 ssize_t __real_recvfrom(int socket, void* data, size_t size, int flags, sockaddr* from,
                         socklen_t* from_size);
 void* __real_malloc(size_t size);
+int __real_usleep(useconds_t microseconds);
 int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attr, void* (*function)(void*),
                           void* argument);
 int __real_pthread_cancel(pthread_t thread);
@@ -46,6 +47,7 @@ struct FakeKernel {
     std::vector<sockaddr_nl> binds;
     std::vector<ReceiveCall> receives;
     std::vector<SentMessage> sent;
+    std::vector<useconds_t> pauses;
     std::function<void(const Bytes&)> listener;
 };
 
@@ -121,6 +123,7 @@ void forget_calls() {
     kernel().binds.clear();
     kernel().receives.clear();
     kernel().sent.clear();
+    kernel().pauses.clear();
     kernel().cancels = 0;
 }
 
@@ -138,6 +141,9 @@ std::vector<ReceiveCall> receive_calls() {
 }
 std::vector<SentMessage> sent_messages() {
     return copy_of(&FakeKernel::sent);
+}
+std::vector<useconds_t> pauses() {
+    return copy_of(&FakeKernel::pauses);
 }
 std::size_t cancel_calls() {
     return copy_of(&FakeKernel::cancels);
@@ -252,6 +258,14 @@ void* __wrap_malloc(size_t size) {
         return nullptr;
     }
     return __real_malloc(size);
+}
+
+int __wrap_usleep(useconds_t microseconds) {
+    {
+        const std::lock_guard guard(kernel().lock);
+        kernel().pauses.push_back(microseconds);
+    }
+    return __real_usleep(microseconds);
 }
 
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attr, void* (*function)(void*),

@@ -5,6 +5,7 @@
 
 #include <linux/netlink.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <cstddef>
 #include <functional>
@@ -60,6 +61,7 @@ std::vector<OptionCall> option_calls();
 std::vector<sockaddr_nl> bind_calls();
 std::vector<ReceiveCall> receive_calls();
 std::vector<SentMessage> sent_messages();
+std::vector<useconds_t> pauses();  // the arguments of usleep, of any thread
 std::size_t cancel_calls();
 
 // The channel's socket made last, or -1; it may be closed again.
