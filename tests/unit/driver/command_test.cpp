@@ -282,6 +282,12 @@ TEST_F(AnUpgrade, FinishesWithAnEmptyMessageAndALogLine) {
     EXPECT_EQ(chip().frames(), (std::vector<Bytes>{from_hex("91 00 00 00 00")}));
     EXPECT_EQ(log_lines(),
               std::vector{driver_line(3, "hi3861l_api_upg_finish", "upgrade finish\n")});
+    forget_log();
+    chip().send_result = -1;
+    EXPECT_EQ(ops->upg_finish(), -1);
+    std::vector<LogLine> expected = send_failure("hi3861l_api_upg_finish");
+    expected.insert(expected.begin(), driver_line(3, "hi3861l_api_upg_finish", "upgrade finish\n"));
+    EXPECT_EQ(log_lines(), expected);
 }
 
 }  // namespace

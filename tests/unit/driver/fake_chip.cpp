@@ -26,6 +26,7 @@ void FakeChip::reset() {
     deinit_result = 0;
     during_init = nullptr;
     during_deinit = nullptr;
+    during_send = nullptr;
     const std::lock_guard guard(lock_);
     frames_.clear();
     calls_.clear();
@@ -120,6 +121,9 @@ std::vector<Bytes> FakeChip::replies_to(const Bytes& request) const {
 }
 
 std::int32_t FakeChip::on_send(const std::uint8_t* data, std::int32_t len) {
+    if (during_send) {
+        during_send();
+    }
     if (send_result != 0) {
         return send_result;
     }

@@ -35,6 +35,7 @@ class FakeChip {
     std::atomic<std::int32_t> deinit_result{0};
     std::function<void()> during_init;
     std::function<void()> during_deinit;
+    std::function<void()> during_send;
 
     // Every request of `type` is answered by one frame of that type.
     void answer(std::uint8_t type, const Bytes& payload);

@@ -19,6 +19,7 @@ namespace {
 
 thread_local std::size_t g_failing_malloc_size = 0;
 bool g_snprintf_fails = false;
+bool g_event_is_taken = false;
 // Stands in for the wait while it is set. The mutex is free during the call.
 std::function<int(const timespec&)> g_wait;
 
@@ -55,6 +56,12 @@ int __wrap_snprintf_s(char* text, size_t size, size_t count, const char* format,
     return written;
 }
 
+// As if another thread took the event between the look at the length and the pop.
+int __real_QN_QUEUE_GetLen(QN_QUEUE* queue);
+int __wrap_QN_QUEUE_GetLen(QN_QUEUE* queue) {
+    return g_event_is_taken ? 1 : __real_QN_QUEUE_GetLen(queue);
+}
+
 int __real_pthread_cond_timedwait(pthread_cond_t* cond, pthread_mutex_t* mutex,
                                   const timespec* deadline);
 int __wrap_pthread_cond_timedwait(pthread_cond_t* cond, pthread_mutex_t* mutex,
@@ -78,6 +85,7 @@ class AFault : public AStartedDriver {
     void TearDown() override {
         g_failing_malloc_size = 0;
         g_snprintf_fails = false;
+        g_event_is_taken = false;
         g_wait = nullptr;
         AStartedDriver::TearDown();
     }
@@ -129,6 +137,16 @@ TEST_F(AFault, OfMemoryLeavesTheDriverWithoutAnEventQueue) {
         log_lines(),
         (std::vector{LogLine{1, "TAG", "quon_queue", "QN_QUEUE_Destroy", "queueHdl is NULL!\n"}}));
     ASSERT_EQ(ops->init(), 0);
+}
+
+// --- the event queue
+
+TEST_F(AFault, OfThePopIsReportedWhenAnotherTookTheLastEvent) {
+    g_event_is_taken = true;
+    EXPECT_EQ(ops->get_event_info(area), -1);
+    EXPECT_EQ(log_lines(), (std::vector{LogLine{1, "TAG", "quon_queue", "QN_QUEUE_Pop",
+                                                "queue hi3861 event is empty!\n"},
+                                        failure_line("hi3861l_event_pop", "QN_QUEUE_Pop failed")}));
 }
 
 // --- the interface command
@@ -235,6 +253,16 @@ std::int64_t microseconds(const timespec& time) {
     return std::int64_t{time.tv_sec} * 1000000 + time.tv_nsec / 1000;
 }
 
+// A moment that shows on a clock cut to microseconds.
+timespec next_microsecond() {
+    const std::int64_t start = microseconds(monotonic_now());
+    timespec now = monotonic_now();
+    while (microseconds(now) == start) {
+        now = monotonic_now();
+    }
+    return now;
+}
+
 // The moment at which the wait was to end, seen from the moments before and after.
 TEST_F(AFault, OfAChipThatIsSilentIsNoticedAfterEachOperationsOwnTime) {
     const mcu_ops* const table = ops;
@@ -265,15 +293,17 @@ TEST_F(AFault, OfAChipThatIsSilentIsNoticedAfterEachOperationsOwnTime) {
     // clang-format on
     for (const TimeoutRow& row : rows) {
         SCOPED_TRACE(row.operation);
+        timespec before{};
         timespec deadline{};
         timespec after{};
+        // The time counts from the end of the send.
+        chip().during_send = [&] { before = next_microsecond(); };
         g_wait = [&](const timespec& until) {
             after = monotonic_now();
             deadline = until;
             return ETIMEDOUT;
         };
         forget_log();
-        const timespec before = monotonic_now();
         EXPECT_EQ(row.call(area), -1);
         EXPECT_EQ(log_lines_up_to(1),
                   std::vector{failure_line(row.operation, "hi3861l_send_msg_sync failed")});

@@ -4,6 +4,7 @@
 
 #include "captured_output.h"
 #include "driver_world.h"
+#include "hi3861l_driver.h"
 #include "printed_lines.h"
 
 namespace quon::test {
@@ -118,6 +119,38 @@ TEST_F(AStoppedDriver, DoesNotCareForTheInterfaceCommandsExitStatus) {
     make_commands_fail(true);
     EXPECT_EQ(printed_by_init(), "");
     EXPECT_EQ(commands(), std::vector<std::string>{"ifconfig wlan0 up"});
+}
+
+TEST_F(AStoppedDriver, QueuesEventsBeforeItAsksForTheNetworkRecord) {
+    chip().answer_with(0x81, {chip_frame(0x01, {7}), chip_frame(0x81, first_net_record())});
+    ASSERT_EQ(ops->init(), 0);
+    std::uint8_t event[33] = {};
+    EXPECT_EQ(ops->get_event_info(event), 0);
+    EXPECT_EQ(event[0], 7);
+}
+
+TEST_F(AStoppedDriver, TakesANullPointerForTheNetworkRecordAsAnInvalidParameter) {
+    ASSERT_EQ(ops->init(), 0);
+    chip().forget();
+    forget_log();
+    EXPECT_EQ(hi3861l_get_ip_info(nullptr), -1);
+    EXPECT_EQ(log_lines(), std::vector{failure_line("hi3861l_get_ip_info", "para invalid")});
+    EXPECT_TRUE(chip().frames().empty());
+}
+
+TEST_F(AStoppedDriver, CountsAsInitialisedAfterItsStartWhateverFailedAndAlsoAfterItsStop) {
+    std::uint8_t flag_during_init = 7;
+    chip().during_init = [&] { flag_during_init = g_hi3861l.initialised; };
+    chip().init_result = -1;
+    chip().register_result = -1;
+    chip().send_result = -1;
+    std::signal(SIGCHLD, SIG_IGN);
+    EXPECT_EQ(ops->init(), 0);
+    EXPECT_EQ(g_hi3861l.initialised, 1);
+    EXPECT_EQ(ops->deinit(), 0);
+    EXPECT_EQ(g_hi3861l.initialised, 1);
+    EXPECT_EQ(ops->init(), 0);
+    EXPECT_EQ(flag_during_init, 0);
 }
 
 TEST_F(AStoppedDriver, ForgetsEverythingWhenItStartsAgain) {

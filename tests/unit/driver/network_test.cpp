@@ -190,6 +190,44 @@ TEST_F(ANetworkEvent, EndsAtTheFirstCommandThatCannotBeRun) {
     }
 }
 
+// Whether the MAC is the applied one is asked before whether it is one at all.
+TEST_F(ANetworkEvent, WithoutAMacIsAppliedWhenTheKnownRecordHasNoneAndAMacWasApplied) {
+    ASSERT_EQ(ops->deinit(), 0);
+    chip().answer(0x81, Bytes(26));
+    ASSERT_EQ(ops->init(), 0);
+    on_log_line([](const LogLine& line) {
+        if (line.text == kUpdateCommands[2] + "\n") {
+            std::signal(SIGCHLD, SIG_IGN);
+        }
+    });
+    chip().deliver(net_event(1, record_with_mac(kMac1)));  // ends after the MAC
+    on_log_line(nullptr);
+    std::signal(SIGCHLD, SIG_DFL);
+    ASSERT_EQ(update_flag(), 0U);
+
+    forget_commands();
+    chip().deliver(net_event(1, record_with_mac(kNoMac)));
+    std::vector<std::string> expected = kUpdateCommands;
+    expected.erase(expected.begin() + 1);
+    EXPECT_EQ(commands(), expected);
+    EXPECT_EQ(update_flag(), 1U);
+}
+
+TEST_F(ANetworkEvent, IsQueuedWhenItIsApplied) {
+    std::size_t looks = 0;
+    on_log_line([&](const LogLine& line) {
+        if (line.text.starts_with("ifconfig")) {
+            looks++;
+            EXPECT_FALSE(event_is_queued()) << line;
+            EXPECT_EQ(update_flag(), 0U) << line;
+        }
+    });
+    chip().deliver(net_event(1, record_with_mac(kMac1)));
+    on_log_line(nullptr);
+    EXPECT_EQ(looks, 4U);
+    EXPECT_TRUE(event_is_queued());
+}
+
 // --- the resolver file
 
 TEST_F(ANetworkEvent, WritesEachNameServerOnceAndTheGatewayLast) {
@@ -306,6 +344,16 @@ TEST_F(ANetworkEvent, IsNotReadBackIntoNullPointers) {
         log_lines(),
         (std::vector{failure_line("hi3861l_api_get_wifi_info", "param is invalid"),
                      failure_line("hi3861l_api_get_ipaddr_update_status", "param is invalid")}));
+}
+
+TEST_F(ANetworkEvent, LeavesNothingOfTheCallersBehindATextOfANameServer) {
+    chip().deliver(net_event(1, record_with_dns("09090909", "00000000", "c0a80a01")));
+    std::uint8_t area[384];
+    std::memset(area, 0xee, sizeof(area));
+    ASSERT_EQ(ops->get_wifi_info(area), 0);
+    Bytes fields = bytes_of("9.9.9.9");
+    fields.resize(64);
+    EXPECT_EQ(Bytes(area + 96, area + 160), fields);
 }
 
 // The texts are as long as they can be and stay within their fields.

@@ -144,6 +144,16 @@ TEST_F(AQuery, ReportsAFailedSendUnderItsOwnName) {
     EXPECT_TRUE(area.holds_only({}));
 }
 
+// Intended: the pointer of a text is not looked at before the chip has answered.
+TEST_F(AQuery, ForATextAsksTheChipAlsoWithANullPointer) {
+    chip().send_result = -1;
+    for (const QueryRow& row : kTextQueries) {
+        forget_log();
+        EXPECT_EQ(slot<TextQuery>(row.slot)(nullptr), -1);
+        EXPECT_EQ(log_lines(), send_failure(row.operation));
+    }
+}
+
 TEST_F(AQuery, CountsAnyNonZeroResultOfTheChannelAsAFailedSend) {
     chip().send_result = 7;
     Area area;

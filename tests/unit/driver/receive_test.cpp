@@ -162,6 +162,18 @@ TEST_F(AReceivedMessage, OfTheNetworkTypeChangesNothingUnlessItsStateIs1Or2) {
     EXPECT_EQ(updated, 0U);
 }
 
+TEST_F(AReceivedMessage, OfAnotherTypeThanTheNetworksNeverChangesTheNetwork) {
+    Bytes payload = {0x00, 0x01};
+    const Bytes record = first_net_record();
+    payload.insert(payload.end(), record.begin(), record.end());
+    for (int type = 0; type < 256; type++) {
+        if (type != 0x03) {
+            chip().deliver(chip_frame(static_cast<std::uint8_t>(type), payload));
+        }
+    }
+    EXPECT_TRUE(commands().empty());
+}
+
 TEST_F(AReceivedMessage, ThatIsTheEleventhUncollectedEventIsLostWithALogLine) {
     for (std::uint8_t i = 0; i < 10; i++) {
         chip().deliver(chip_frame(0x01, {i}));

@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <thread>
 
 #include "driver_world.h"
@@ -84,6 +85,43 @@ TEST_F(AnExchange, HoldsUpOtherSendersUntilItsReplyHasCome) {
     sender.join();
     EXPECT_EQ(chip().frames(),
               (std::vector<Bytes>{from_hex("86 00 00 00 00"), from_hex("85 01 00 00 00 01")}));
+}
+
+// 0, or EBUSY while the lock is held.
+int try_lock(pthread_mutex_t& lock) {
+    const int result = pthread_mutex_trylock(&lock);
+    if (result == 0) {
+        pthread_mutex_unlock(&lock);
+    }
+    return result;
+}
+
+TEST_F(AnExchange, HasAnnouncedItsTypeAndHoldsBothLocksWhileItSends) {
+    std::size_t sends = 0;
+    chip().during_send = [&sends] {
+        sends++;
+        EXPECT_EQ(try_lock(g_hi3861l.request_lock), EBUSY);
+        EXPECT_EQ(try_lock(g_hi3861l.reply_lock), EBUSY);  // no reply comes before the wait
+        EXPECT_EQ(g_hi3861l.pending.type, 0x86U);
+        EXPECT_EQ(g_hi3861l.pending.len, 0U);
+    };
+    chip().answer(0x86, {1});
+    EXPECT_EQ(ops->get_battery_status(area), 0);
+    EXPECT_EQ(sends, 1U);
+    EXPECT_EQ(try_lock(g_hi3861l.request_lock), 0);
+    EXPECT_EQ(try_lock(g_hi3861l.reply_lock), 0);
+}
+
+TEST_F(AnExchange, LeavesTheReplyLockToTheReceiveThreadIfItIsACommand) {
+    std::size_t sends = 0;
+    chip().during_send = [&sends] {
+        sends++;
+        EXPECT_EQ(try_lock(g_hi3861l.request_lock), EBUSY);
+        EXPECT_EQ(try_lock(g_hi3861l.reply_lock), 0);
+    };
+    EXPECT_EQ(ops->set_led_state(1), 0);
+    EXPECT_EQ(sends, 1U);
+    EXPECT_EQ(try_lock(g_hi3861l.request_lock), 0);
 }
 
 TEST_F(AnExchange, OfEachOfManyThreadsGetsItsOwnReply) {
