@@ -2,24 +2,29 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <sstream>
 #include <string>
 
 namespace quon::board {
 
 namespace {
 
-// The number behind "NAME:" in a file of lines "NAME:  NUMBER kB".
-long number_in(const std::filesystem::path& file, const std::string& name) {
-    std::ifstream lines(file);
-    std::string word;
-    while (lines >> word) {
-        if (word == name + ":") {
-            long number = 0;
-            lines >> number;
-            return number;
+// The numbers of a file of lines "NAME:  NUMBER kB", by name. Read at once, because the file is
+// made anew for each reader.
+std::map<std::string, long> numbers_in(const std::filesystem::path& file) {
+    std::ifstream stream(file);
+    std::map<std::string, long> numbers;
+    for (std::string line; std::getline(stream, line);) {
+        std::istringstream words(line);
+        std::string name;
+        long number = 0;
+        if (words >> name >> number && name.ends_with(':')) {
+            name.pop_back();
+            numbers[name] = number;
         }
     }
-    return 0;
+    return numbers;
 }
 
 std::filesystem::path folder_of(int pid) {
@@ -29,17 +34,17 @@ std::filesystem::path folder_of(int pid) {
 }  // namespace
 
 Figures figures_of(int pid) {
-    const auto folder = folder_of(pid);
-    return {.rss_kb = number_in(folder / "smaps_rollup", "Rss"),
-            .private_dirty_kb = number_in(folder / "smaps_rollup", "Private_Dirty"),
-            .anonymous_kb = number_in(folder / "smaps_rollup", "Anonymous"),
-            .threads = number_in(folder / "status", "Threads")};
+    auto memory = numbers_in(folder_of(pid) / "smaps_rollup");
+    return {.rss_kb = memory["Rss"],
+            .private_dirty_kb = memory["Private_Dirty"],
+            .anonymous_kb = memory["Anonymous"],
+            .threads = numbers_in(folder_of(pid) / "status")["Threads"]};
 }
 
 uint64_t wake_ups_of(int pid) {
     uint64_t sum = 0;
     for (const auto& task : std::filesystem::directory_iterator(folder_of(pid) / "task")) {
-        sum += static_cast<uint64_t>(number_in(task.path() / "status", "voluntary_ctxt_switches"));
+        sum += static_cast<uint64_t>(numbers_in(task.path() / "status")["voluntary_ctxt_switches"]);
     }
     return sum;
 }

@@ -7,8 +7,8 @@ namespace quon::board {
 
 struct Figures {
     long rss_kb = 0;
-    long private_dirty_kb = 0;
-    long anonymous_kb = 0;
+    long private_dirty_kb = 0;  // on a board that runs from memory, code counts too
+    long anonymous_kb = 0;      // changed pages alone
     long threads = 0;
 };
 
