@@ -1,7 +1,9 @@
 // What one log line looks like.
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/stat.h>
 #include <sys/time.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -20,6 +22,7 @@
 namespace {
 
 using quon::test::captured_output;
+using quon::test::OutputCapture;
 using quon::test::set_profile;
 
 class ALine : public quon::test::WithDefaultProfile {};
@@ -232,6 +235,16 @@ TEST_F(ALine, AddsNoNewlineAndNothingToAnEmptyMessage) {
     set_profile({});
     EXPECT_EQ(printed({.text = ""}), "");
     EXPECT_EQ(printed({.text = "two\nlines"}), "two\nlines");
+}
+
+TEST_F(ALine, IsLeftInTheBufferOfStandardOutput) {
+    set_profile({});
+    const OutputCapture capture;
+    QnLogPrint(QN_LOG_ERROR, "t", "f", "g", 1, "not flushed");
+    struct stat file {};
+    EXPECT_EQ(fstat(STDOUT_FILENO, &file), 0);
+    EXPECT_EQ(file.st_size, 0);
+    EXPECT_EQ(capture.text(), "not flushed");
 }
 
 TEST_F(ALine, FormatsNullTagFileAndFunctionInsteadOfAborting) {

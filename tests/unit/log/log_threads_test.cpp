@@ -1,8 +1,11 @@
 // Many threads under one log lock.
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <fstream>
+#include <functional>
 #include <map>
 #include <sstream>
 #include <string>
@@ -184,6 +187,54 @@ TEST_F(WhileAHookHoldsTheLock, LinesThatTheFilterDropsAreNotHeldUp) {
         holder.join();
     });
     EXPECT_EQ(text, "held\n");
+}
+
+bool is_asleep(pid_t thread) {
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string stat;
+    std::getline(file, stat);
+    const size_t state = stat.rfind(')') + 2;  // the field behind the name
+    return state < stat.size() && stat[state] == 'S';
+}
+
+struct LockedCall {
+    const char* what;
+    std::function<void()> call;
+};
+
+TEST_F(WhileAHookHoldsTheLock, DumpsAndCopiesOfTheProfileWait) {
+    QnLogProfile profile = {};
+    QnLogGetProfile(&profile);
+    profile.level_limit = QN_LOG_DEBUG;
+    QnLogSetProfile(profile);
+    const std::vector<LockedCall> rows = {
+        {"QnLogSetProfile", [&] { QnLogSetProfile(profile); }},
+        {"QnLogGetProfile", [&] { QnLogGetProfile(&profile); }},
+        {"QnLogHexDump",
+         [] { QnLogHexDump("n", 8, reinterpret_cast<const unsigned char*>("data"), 4); }},
+    };
+    for (const LockedCall& row : rows) {
+        SCOPED_TRACE(row.what);
+        hook_entered = false;
+        hook_may_leave = false;
+        std::atomic<pid_t> waiter_id = 0;
+        std::atomic<bool> returned = false;
+        captured_output([&] {
+            std::thread holder([] { QnLogPrint(1, "t", "f", "g", 1, "held\n"); });
+            EXPECT_TRUE(wait_until([] { return hook_entered.load(); }));
+            std::thread waiter([&] {
+                waiter_id = gettid();
+                row.call();
+                returned = true;
+            });
+            EXPECT_TRUE(
+                wait_until([&] { return returned || (waiter_id != 0 && is_asleep(waiter_id)); }));
+            EXPECT_FALSE(returned);
+            hook_may_leave = true;
+            holder.join();
+            waiter.join();
+        });
+    }
 }
 
 void* log_until_cancelled(void*) {
