@@ -1,5 +1,6 @@
 #include "bus_peers.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -234,6 +235,14 @@ void each_thread(const std::function<void(pid_t, const std::string&)>& use) {
 }
 
 }  // namespace
+
+int open_descriptors() {
+    int count = 0;
+    for (int fd = 0; fd < 1024; fd++) {
+        count += fcntl(fd, F_GETFD) >= 0 ? 1 : 0;
+    }
+    return count;
+}
 
 std::multiset<std::string> thread_names() {
     std::multiset<std::string> names;

@@ -93,6 +93,8 @@ DbusInfo* make_registration(const std::string& bus_name, const std::vector<Membe
 // The same, registered in the server role.
 DbusInfo* start_server(const std::string& bus_name, const std::vector<Member>& members);
 
+int open_descriptors();  // of this process
+
 // Names of the threads of this process, and the ids of those with a name.
 std::multiset<std::string> thread_names();
 std::vector<pid_t> threads_named(const std::string& name);

@@ -164,6 +164,7 @@ TEST_F(AClientThread, ReportsAWrongHeadAndReadsOn) {
 }
 
 TEST_F(AClientThread, TakesAShortReadAsARecord) {
+    expect_delivery(2);  // its payload does not show in the next one
     PendingCall call(info_, "method.a", 1);
     const OutputCapture capture;
     const DbusMsg result = make_result(call.request(), 4, "text");
@@ -227,6 +228,7 @@ TEST_F(AClientThread, EndsAfterAReadErrorAndLeavesTheConnectionOpen) {
 TEST_F(AClientThread, ReconnectsWhenTheServerComesBack) {
     PendingCall before(info_, "method.a", 1);
     const OutputCapture capture;
+    const int descriptors = open_descriptors();
     close_server();
     ASSERT_TRUE(
         wait_until([&] { return capture.text().find("reconnect daemon") != std::string::npos; }));
@@ -237,6 +239,7 @@ TEST_F(AClientThread, ReconnectsWhenTheServerComesBack) {
               "Dbus_Method_Thread LINE disconnect with server, reconnect, ret:0 errno:0 (Success)\n"
               "Dbus_Method_Reconnect_Daemon LINE server socket is closed, reconnect daemon\n");
     EXPECT_EQ(fcntl(client_fd(), F_GETFD), FD_CLOEXEC);
+    EXPECT_EQ(open_descriptors(), descriptors);  // the old connection is closed
     // And again.
     close_server();
     restart_server();
@@ -259,9 +262,11 @@ TEST_F(AClientThread, HoldsTheMutexThroughTheReconnection) {
 
 TEST_F(AClientThread, GivesUpAfterAHundredAttemptsAndEnds) {
     const OutputCapture capture;
+    const int descriptors = open_descriptors();
     const std::int64_t begin = now_ms();
     close_server();
     EXPECT_EQ(join(), nullptr);
+    EXPECT_EQ(open_descriptors(), descriptors - 3);  // this end too
     EXPECT_GE(now_ms() - begin, 5000);
     EXPECT_LT(now_ms() - begin, 15000);
     EXPECT_EQ(without_line_numbers(capture.text()),

@@ -1,5 +1,6 @@
 #include "faults.h"
 
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
@@ -7,6 +8,8 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <cstdarg>
+#include <cstring>
 #include <map>
 #include <mutex>
 
@@ -23,6 +26,8 @@ struct Plan {
 
 std::array<Plan, 4> plans;
 std::atomic<std::size_t> cut_to{0};
+
+constexpr int kUncleared = 0xA5;
 
 Plan& plan(Fault what) {
     return plans.at(static_cast<std::size_t>(what));
@@ -52,6 +57,7 @@ struct Record {
     std::vector<ThreadStart> threads;
     Calls calls;
     std::map<useconds_t, int> pauses;
+    std::vector<std::string> names;
 };
 
 Record& record() {
@@ -101,11 +107,17 @@ int pauses_of(useconds_t us) {
     return record().pauses[us];
 }
 
+std::vector<std::string> names_given() {
+    const std::lock_guard guard(record().lock);
+    return record().names;
+}
+
 void forget_calls() {
     const std::lock_guard guard(record().lock);
     record().calls = {};
     record().threads.clear();
     record().pauses.clear();
+    record().names.clear();
 }
 
 void cut_next_send(std::size_t bytes) {
@@ -127,6 +139,7 @@ int __real_listen(int fd, int backlog);
 int __real_connect(int fd, const sockaddr* address, socklen_t length);
 ssize_t __real_send(int fd, const void* bytes, std::size_t size, int flags);
 int __real_usleep(useconds_t us);
+int __real_prctl(int option, ...);
 
 void* __wrap_malloc(std::size_t size) {
     const bool watched =
@@ -136,6 +149,9 @@ void* __wrap_malloc(std::size_t size) {
         return nullptr;
     }
     void* made = __real_malloc(size);
+    if (made != nullptr) {
+        std::memset(made, kUncleared, size);
+    }
     if (watched && allocation_count < allocations.size()) {
         allocations.at(allocation_count++) = made;
     }
@@ -219,5 +235,17 @@ int __wrap_usleep(useconds_t us) {
         record().pauses[us]++;
     }
     return us == 50000 ? 0 : __real_usleep(us);
+}
+
+int __wrap_prctl(int option, ...) {
+    va_list rest;
+    va_start(rest, option);
+    const unsigned long argument = va_arg(rest, unsigned long);
+    va_end(rest);
+    if (option == PR_SET_NAME) {
+        const std::lock_guard guard(record().lock);
+        record().names.emplace_back(reinterpret_cast<const char*>(argument));
+    }
+    return __real_prctl(option, argument);
 }
 }

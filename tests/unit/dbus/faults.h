@@ -40,7 +40,8 @@ struct Calls {
     int connects = 0;
 };
 Calls calls();
-int pauses_of(useconds_t us);  // those of 50,000 microseconds are counted, but not slept
+int pauses_of(useconds_t us);            // those of 50,000 microseconds are counted, but not slept
+std::vector<std::string> names_given();  // to threads, by prctl
 void forget_calls();
 
 // The next send puts only so many bytes on the socket.

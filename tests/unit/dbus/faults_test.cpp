@@ -38,7 +38,26 @@ bool exists(const std::string& path) {
     return stat(path.c_str(), &status) == 0;
 }
 
+bool all_of(const void* from, std::size_t size, std::uint8_t value) {
+    const auto* bytes = static_cast<const std::uint8_t*>(from);
+    return std::all_of(bytes, bytes + size, [=](std::uint8_t byte) { return byte == value; });
+}
+
 // ---- Registration
+
+TEST(ANewRegistration, IsClearedWhateverItsMemoryHeld) {
+    DbusInfo* info = DbusInfo_Alloc(2);
+    ASSERT_NE(info, nullptr);
+    for (int i = 0; i < 2; i++) {
+        EXPECT_TRUE(all_of(info->interfaces[i], sizeof(DbusInterface), 0));
+        std::free(info->interfaces[i]);
+        info->interfaces[i] = nullptr;
+    }
+    EXPECT_EQ(info->count, 2);
+    info->count = 0;
+    EXPECT_TRUE(all_of(info, sizeof(*info), 0));
+    DbusInfo_Free(info);
+}
 
 TEST(ARegistrationThatCannotBeAllocated, SaysSoAndIsNull) {
     const OutputCapture capture;
@@ -77,10 +96,12 @@ TEST(AServerThatCannotListen, SaysSoAndRemovesItsSocket) {
     const std::string name = fresh_name();
     DbusInfo* info = make_registration(name, {{.name = "method.one"}});
     const OutputCapture capture;
+    const int before = open_descriptors();
     fail_next(Fault::kListen, 1);
     EXPECT_EQ(Dbus_Register(info), -1);
     EXPECT_EQ(capture.text(), "Cannot listen the client connect request\n");
     EXPECT_EQ(info->listen_fd, 0);
+    EXPECT_EQ(open_descriptors(), before);
     EXPECT_FALSE(exists(socket_path(name)));
 }
 
@@ -213,10 +234,16 @@ TEST(TheThreadsOfAConnection, AreDetachedAndHaveSmallStacks) {
     }
 }
 
-TEST(ThePauseAfterAMethod, IsMadeAfterHandlersOnly) {
+std::int32_t fail(const std::uint8_t* /*request*/, std::int32_t /*len*/, std::uint8_t* /*reply*/,
+                  std::int32_t /*capacity*/) {
+    return -1;
+}
+
+TEST(ThePauseAfterAMethod, IsMadeAfterEveryHandlerAndOnlyThen) {
     const std::string name = fresh_name();
-    start_server(
-        name, {{.name = "method.without.handler"}, {.name = "method.one", .method = answer_one}});
+    start_server(name, {{.name = "method.without.handler"},
+                        {.name = "method.one", .method = answer_one},
+                        {.name = "method.fail", .method = fail}});
     RawPeer peer = RawPeer::connect_to(name);
     forget_calls();
     peer.send(make_request("method.without.handler"));
@@ -224,6 +251,50 @@ TEST(ThePauseAfterAMethod, IsMadeAfterHandlersOnly) {
     EXPECT_EQ(pauses_of(1000), 0);
     EXPECT_TRUE(serves(peer));
     EXPECT_EQ(pauses_of(1000), 1);
+    peer.send(make_request("method.fail"));
+    ASSERT_TRUE(peer.receive());
+    EXPECT_EQ(pauses_of(1000), 2);
+}
+
+// Says whether the whole payload reads as zeros.
+std::int32_t expect_zeros(const std::uint8_t* request, std::int32_t /*len*/, std::uint8_t* reply,
+                          std::int32_t /*capacity*/) {
+    reply[0] = all_of(request, DBUS_DATA_SIZE, 0) ? '1' : '0';
+    return 1;
+}
+
+TEST(TheMissingTailOfAShortRecord, ReadsAsZerosWhateverItsMemoryHeld) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "method.zeros", .method = expect_zeros}});
+    RawPeer peer = RawPeer::connect_to(name);
+    const DbusMsg request = make_request("method.zeros");
+    peer.send_bytes(bytes_of_record(request).first(212));
+    const std::optional<DbusMsg> result = peer.receive();
+    ASSERT_TRUE(result);
+    EXPECT_EQ(payload_of(*result), "1");
+}
+
+// The messages one after the other, so that the order of the names is certain.
+TEST(AMessageThread, IsFirstNamedDbusProcessAndThenAfterItsEntryIfThereIsOne) {
+    const std::string name = fresh_name();
+    start_server(
+        name,
+        {{.name = "method.one", .method = answer_one},
+         {.name = "signal.quon.mcu.set.led", .method_marker = "", .signal_marker = "signal"}});
+    RawPeer peer = RawPeer::connect_to(name);
+    ASSERT_TRUE(serves(peer));  // the connection's thread has its name
+    forget_calls();
+    const auto wait_for_names = [](std::size_t count) {
+        return wait_until([&] { return names_given().size() >= count; });
+    };
+    peer.send(make_request("nobody"));
+    ASSERT_TRUE(wait_for_names(1));
+    peer.send(make_signal("signal.quon.mcu.set.led"));
+    ASSERT_TRUE(wait_for_names(3));
+    EXPECT_TRUE(serves(peer));
+    EXPECT_EQ(names_given(),
+              (std::vector<std::string>{"DbusProcess", "DbusProcess", "uon.mcu.set.led",
+                                        "DbusProcess", "DBUS-0"}));
 }
 
 std::vector<std::size_t> record_writes(int count) {

@@ -165,10 +165,13 @@ TEST(AServer, TakesThePathOverFromAFileOfTheSameName) {
 
 TEST(AServerThatCannotBind, SaysItsPathAndReturnsMinus1) {
     DbusInfo* info = make_registration("no/such/folder", {{.name = "method.one"}});
+    std::strcpy(info->server_name, "nobody.home");  // its client role is not tried any more
+    const int before = open_descriptors();
     EXPECT_EQ(captured_output([&] { EXPECT_EQ(Dbus_Register(info), -1); }),
               "Cannot bind server socket (/tmp/dbus-no/such/folder)\n");
     EXPECT_EQ(info->listen_thread, pthread_t{});
     EXPECT_EQ(info->listen_fd, 0);
+    EXPECT_EQ(open_descriptors(), before);
 }
 
 TEST(ARoleWithoutASocket, SaysSoAndReturnsMinus1) {
@@ -188,12 +191,14 @@ TEST(AClientWithoutAServer, GivesUpAfterAbout5SecondsAndLeavesTheServerRoleRunni
     const std::string name = fresh_name();
     DbusInfo* info = make_registration(name, {{.name = "method.one", .method = answer_one}});
     std::strcpy(info->server_name, "nobody.home");
+    const int before = open_descriptors();
     const std::int64_t begin = now_ms();
     EXPECT_EQ(captured_output([&] { EXPECT_EQ(Dbus_Register(info), -1); }),
               "Cannot connect to the server (nobody.home) timeout\n");
     EXPECT_GE(now_ms() - begin, 5000);
     EXPECT_LT(now_ms() - begin, 15000);
     EXPECT_EQ(info->client_fd, 0);
+    EXPECT_EQ(open_descriptors(), before + 1);  // the listening one
     RawPeer peer = RawPeer::connect_to(name);
     peer.send(make_request("method.one"));
     EXPECT_TRUE(peer.receive());
@@ -259,6 +264,58 @@ TEST(UnregisteringAClient, ClosesItsConnectionAndCancelsItsThread) {
     EXPECT_EQ(pthread_join(info->method_thread, &outcome), 0);
     EXPECT_EQ(outcome, PTHREAD_CANCELED);
     EXPECT_TRUE(accepted->sees_end());
+}
+
+// Null unless it was cancelled before the gate was opened.
+void* pass_gate_unless_cancelled(void* gate) {
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+    static_cast<Gate*>(gate)->wait();
+    pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
+    pthread_testcancel();
+    return nullptr;
+}
+
+struct SlotRow {
+    const char* what;
+    std::int32_t count;
+    pthread_t DbusInfo::*slot;
+    bool cancelled;
+};
+
+TEST(Unregistering, CancelsTheSpareThreadOfAServerAndTheMethodThreadOfAnyRole) {
+    for (const SlotRow& row : {SlotRow{"spare, server", 1, &DbusInfo::spare_thread, true},
+                               SlotRow{"spare, no server", 0, &DbusInfo::spare_thread, false},
+                               SlotRow{"method, server", 1, &DbusInfo::method_thread, true},
+                               SlotRow{"method, no role", 0, &DbusInfo::method_thread, true}}) {
+        SCOPED_TRACE(row.what);
+        DbusInfo* info = make_registration(fresh_name(), {});
+        info->count = row.count;
+        pthread_mutex_init(&info->mutex, nullptr);
+        Gate gate;
+        pthread_t thread{};
+        ASSERT_EQ(pthread_create(&thread, nullptr, pass_gate_unless_cancelled, &gate), 0);
+        info->*row.slot = thread;
+        EXPECT_EQ(Dbus_UnRegister(info), 0);
+        info->count = 0;
+        gate.open();
+        void* outcome = &gate;
+        EXPECT_EQ(pthread_join(thread, &outcome), 0);
+        EXPECT_EQ(outcome, row.cancelled ? PTHREAD_CANCELED : nullptr);
+    }
+}
+
+TEST(AListenThreadWhoseAcceptIsInterrupted, EndsLikewise) {
+    const std::string name = "quon.test.broken";
+    DbusInfo* info = start_server(name, {{.name = "method.one", .method = answer_one}});
+    ASSERT_TRUE(wait_until([] { return threads_named("quon.test.broke").size() == 1; }));
+    const pid_t thread = threads_named("quon.test.broke")[0];
+    const OutputCapture capture;
+    ASSERT_TRUE(wait_until([&] {  // it may not have reached its accept yet
+        interrupt_thread(thread);
+        return threads_named("quon.test.broke").empty();
+    }));
+    EXPECT_EQ(pthread_join(info->listen_thread, nullptr), 0);
+    EXPECT_EQ(capture.text(), "Cannot accept client connect request\n");
 }
 
 TEST(AListenThreadWhoseAcceptFails, SaysSoAndEndsWhileConnectionsGoOn) {

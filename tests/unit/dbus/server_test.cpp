@@ -154,6 +154,28 @@ TEST(AResult, CarriesTheHandlersReturnValueAndANonNegativeLength) {
     }
 }
 
+// Writes five bytes and returns what the request's first byte says.
+std::int32_t write_more_than_returned(const std::uint8_t* request, std::int32_t /*len*/,
+                                      std::uint8_t* reply, std::int32_t /*capacity*/) {
+    std::memcpy(reply, "12345", 5);
+    return static_cast<std::int8_t>(request[0]);
+}
+
+TEST(AResult, CarriesWhateverTheHandlerWroteWhateverItReturned) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "method.more", .method = write_more_than_returned}});
+    RawPeer peer = RawPeer::connect_to(name);
+    for (const std::int32_t returned : {2, 0, -3}) {
+        const DbusMsg request =
+            make_request("method.more", 1, std::string(1, static_cast<char>(returned)));
+        peer.send(request);
+        const std::optional<DbusMsg> result = peer.receive();
+        ASSERT_TRUE(result) << returned;
+        const DbusMsg expected = make_result(request, returned, "12345");
+        EXPECT_EQ(std::memcmp(&*result, &expected, sizeof(expected)), 0) << returned;
+    }
+}
+
 TEST(AMethodCall, MayHaveAnyTypeButZero) {
     const std::string name = fresh_name();
     start_server(name, {{.name = "method.one", .method = answer_one}});
@@ -235,6 +257,23 @@ TEST(AMessageThatFitsNoEntry, IsDroppedWithoutAWord) {
     EXPECT_EQ(output, "");
     EXPECT_TRUE(log.lines().empty());
     EXPECT_TRUE(seen.empty());
+}
+
+// A count below 0 is not 0: a server, without a member.
+TEST(AServerWithANegativeCount, ListensAndDropsEveryMessage) {
+    const std::string name = fresh_name();
+    DbusInfo* info = make_registration(name, {});
+    info->count = -1;
+    const OutputCapture capture;
+    ASSERT_EQ(Dbus_Register(info), 0);
+    RawPeer peer = RawPeer::connect_to(name);
+    peer.send(make_request(""));
+    peer.send(make_signal(""));
+    EXPECT_TRUE(peer.is_silent());
+    ASSERT_TRUE(wait_until([&] { return threads_named(name).size() == 2 && all_asleep(name); }));
+    EXPECT_EQ(Dbus_UnRegister(info), 0);
+    EXPECT_THROW(RawPeer::connect_to(name), std::runtime_error);
+    EXPECT_EQ(capture.text(), "");
 }
 
 TEST(TwoEntriesOfTheSameNameAndKind, AreServedByTheFirst) {
@@ -494,14 +533,6 @@ TEST(ALateResult, NeverReachesAnotherPeer) {
     for (RawPeer& peer : others) {
         EXPECT_TRUE(peer.is_silent(1ms));
     }
-}
-
-int open_descriptors() {
-    int count = 0;
-    for (int fd = 0; fd < 1024; fd++) {
-        count += fcntl(fd, F_GETFD) >= 0 ? 1 : 0;
-    }
-    return count;
 }
 
 TEST(ManyConnectionsOneAfterTheOther, LeaveNoDescriptorBehind) {
