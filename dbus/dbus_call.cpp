@@ -240,13 +240,23 @@ int64_t deadline_in(int32_t timeout_ms) {
     return now_ns() + timeout_ms * kNsPerMs;
 }
 
-// Dbus_Register without its patience and without its messages.
-bool register_at_once(DbusInfo* info) {
+bool connect_until(int fd, const sockaddr_un& address, int64_t deadline) {
+    while (!connect_once(fd, address)) {
+        if (now_ns() >= deadline) {
+            return false;
+        }
+        connect_pause(nullptr);
+    }
+    return true;
+}
+
+// Dbus_Register with a patience of the caller's choosing and without its messages.
+bool register_until(DbusInfo* info, int64_t deadline) {
     pthread_mutex_init(&info->mutex, nullptr);
     sockaddr_un address;
     set_address_of(&address, info->server_name);
     info->client_fd = open_socket();
-    if (info->client_fd > 0 && connect_once(info->client_fd, address)) {
+    if (info->client_fd > 0 && connect_until(info->client_fd, address, deadline)) {
         start_method_thread(info);
         return true;
     }
@@ -254,6 +264,10 @@ bool register_at_once(DbusInfo* info) {
         close(info->client_fd);
     }
     return false;
+}
+
+bool register_client(DbusInfo* info, int32_t wait_ms) {
+    return wait_ms < 0 ? Dbus_Register(info) == 0 : register_until(info, deadline_in(wait_ms));
 }
 
 }  // namespace
@@ -283,7 +297,7 @@ DbusInfo* Dbus_Client_Connect(const char* name, const char* server_name, int32_t
     }
     copy_text(info->name, name);
     copy_text(info->server_name, server_name);
-    if (wait_ms == 0 ? !register_at_once(info) : Dbus_Register(info) != 0) {
+    if (!register_client(info, wait_ms)) {
         pthread_mutex_destroy(&info->mutex);
         DbusInfo_Free(info);
         return nullptr;

@@ -134,15 +134,16 @@ typedef struct DbusReply {
     uint8_t data[DBUS_DATA_SIZE];
 } DbusReply;
 
-// Registers a client role: bus name `name`, connected to the process `server_name`. `wait_ms`
-// bounds the wait for a server that does not listen yet: 0 makes one attempt; any other value
-// registers as Dbus_Register does (up to 100 attempts, about 5 s). Returns a registration to be
-// released with Dbus_Client_Disconnect, or null. Ignores SIGPIPE for its own writes.
+// Registers a client role: bus name `name`, connected to the process `server_name`. A server that
+// does not listen yet is waited for up to `wait_ms` milliseconds, quietly (0: one attempt; a server
+// that listens but does not accept may cost a second more); a negative value registers as
+// Dbus_Register does (100 attempts, about 5 s, and a message). Returns a registration to be
+// released with Dbus_Client_Disconnect, or null. Writes to it raise no SIGPIPE.
 DbusInfo* Dbus_Client_Connect(const char* name, const char* server_name, int32_t wait_ms);
 
 // Calls the method `member` with `len` bytes of `data` (null only when len is 0) and waits up to
-// `timeout_ms` milliseconds (0 or more). `reply` may be null. Any number of threads may call over
-// one registration at once.
+// `timeout_ms` milliseconds (0 or more). `reply` may be null; it is filled in with DBUS_CALL_OK
+// only. Any number of threads may call over one registration at once.
 DbusCallStatus Dbus_Method_Call(DbusInfo* info, const char* member, const uint8_t* data,
                                 uint32_t len, int32_t timeout_ms, DbusReply* reply);
 

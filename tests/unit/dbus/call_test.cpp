@@ -210,6 +210,18 @@ TEST(ASignal, ReachesItsHandler) {
     }));
 }
 
+TEST(ARegistrationWithoutAClientRole, CannotCall) {
+    DbusInfo* info = start_server(fresh_name(), {{.name = "method.echo", .method = echo}});
+    DbusReply reply{.result = 77, .data_len = 78, .data = {}};
+    EXPECT_EQ(Dbus_Method_Call(info, "method.echo", nullptr, 0, kPatience, &reply),
+              DBUS_CALL_NO_CONNECTION);
+    EXPECT_EQ(Dbus_Signal_Send(info, "signal.take", nullptr, 0, kPatience),
+              DBUS_CALL_NO_CONNECTION);
+    // Nothing came, so nothing is told.
+    EXPECT_EQ(reply.result, 77);
+    EXPECT_EQ(reply.data_len, 78U);
+}
+
 // ---- Against a server that the test speaks by hand
 
 class ACaller : public testing::Test {
@@ -479,12 +491,19 @@ TEST(Connecting, FailsAtOnceAndWithoutAWordWithoutAServerWhenNobodyWaits) {
     EXPECT_LT(now_ms() - begin, kSlack);
 }
 
-TEST(Connecting, RegistersWithPatienceWhenAskedTo) {
+TEST(Connecting, GivesUpWithoutAWordWhenItsTimeHasPassed) {
     const std::int64_t begin = now_ms();
-    EXPECT_EQ(captured_output([] { EXPECT_EQ(connect_client("nobody.home", 5000), nullptr); }),
+    EXPECT_EQ(captured_output([] { EXPECT_EQ(connect_client("nobody.home", 300), nullptr); }), "");
+    EXPECT_GE(now_ms() - begin, 300);
+    EXPECT_LT(now_ms() - begin, 300 + kSlack);
+}
+
+TEST(Connecting, RegistersAsUsualWhenItsTimeIsNegative) {
+    const std::int64_t begin = now_ms();
+    EXPECT_EQ(captured_output([] { EXPECT_EQ(connect_client("nobody.home", -1), nullptr); }),
               "Cannot connect to the server (nobody.home) timeout\n");
     EXPECT_GE(now_ms() - begin, 5000);
-    const Client client = connect_client(start_full_server(), 5000);
+    const Client client = connect_client(start_full_server(), -1);
     ASSERT_NE(client, nullptr);
     EXPECT_EQ(call(client, "method.echo", "x", kPatience), DBUS_CALL_OK);
 }

@@ -393,6 +393,19 @@ TEST_F(AClientWithFaults, ReconnectsWithAHundredAttempts) {
     EXPECT_EQ(pauses_of(50000), 100);
 }
 
+TEST(Connecting, WaitsForAServerThatComesWithinItsTime) {
+    const std::string name = fresh_name();
+    const RawServer server(name);
+    forget_calls();
+    fail_next(Fault::kConnect, 3);
+    DbusInfo* info = Dbus_Client_Connect("me", name.c_str(), 60000);
+    ASSERT_NE(info, nullptr);
+    EXPECT_EQ(calls().connects, 4);
+    EXPECT_EQ(pauses_of(50000), 3);
+    EXPECT_EQ(Dbus_Signal_Send(info, "signal.x", nullptr, 0, 60000), DBUS_CALL_OK);
+    Dbus_Client_Disconnect(info);
+}
+
 TEST(Connecting, IsNullWithoutMemory) {
     const OutputCapture capture;
     fail_next(Fault::kMalloc, 1);
