@@ -269,10 +269,15 @@ TEST_F(TheDaemon, PrintsTheNumberOfASignalThatItDoesNotKnow) {
 }
 
 TEST_F(TheDaemon, ReportsARunFlagThatIsGone) {
-    const auto daemon = start_whole({{"CHIP_LOG_LEVEL", "1"}});
+    const std::string report =
+        line("E/", "quon_mcu_clear_run_flag", "remove /tmp/quon_mcu_daemon_run failed\n");
+    const auto quiet = start_whole({{"CHIP_LOG_LEVEL", "1"}});
     ASSERT_TRUE(fs::remove(kRunFlag));
-    EXPECT_EQ(last_words(*daemon, SIGTERM, kEndedBySignalHandler),
-              line("E/", "quon_mcu_clear_run_flag", "remove /tmp/quon_mcu_daemon_run failed\n"));
+    EXPECT_EQ(last_words(*quiet, SIGTERM, kEndedBySignalHandler), report);
+    const auto loud = start_whole();
+    ASSERT_TRUE(fs::remove(kRunFlag));
+    EXPECT_EQ(last_words(*loud, SIGTERM, kEndedBySignalHandler),
+              kFarewell + line("D/", "sig_handler", "SIGTERM\n") + report);
 }
 
 TEST_F(TheDaemon, LeavesOtherSignalsToTheSystemAndTheRunFlagBehind) {
@@ -304,6 +309,22 @@ TEST_F(TheDaemon, EndsOnASignalWhileACommandOfAPeerRuns) {
     }
     EXPECT_EQ(daemon->wait_exit(), kEndedBySignalHandler);
     close(peer);
+}
+
+TEST_F(TheDaemon, LogsTheCommandOfAPeerBeforeItRuns) {
+    const auto daemon = start_whole();
+    const std::pair<std::string, std::string> services[] = {{"get.system", "system_call"},
+                                                            {"get.popen", "popen_call"}};
+    for (const auto& [service, function] : services) {
+        const std::string command = "while [ ! -e /tmp/" + function + " ]; do sleep 0.01; done";
+        const int peer = peer_that_sent(service, command);
+        EXPECT_TRUE(daemon->wait_for_text(line("I/", function, "exec: " + command + "\n")));
+        std::ofstream("/tmp/" + function).flush();  // lets it end
+        DbusMsg result{};
+        EXPECT_EQ(recv(peer, &result, sizeof(result), MSG_WAITALL),
+                  static_cast<ssize_t>(sizeof(result)));
+        close(peer);
+    }
 }
 
 // ---- Memory -----------------------------------------------------------------------------------

@@ -250,7 +250,11 @@ void HandOffTest::start(const ws_preinit_param& param) {
 }
 
 std::string HandOffTest::output() const {
-    return without_numbers(capture_->text());
+    return without_numbers(output_with_numbers());
+}
+
+std::string HandOffTest::output_with_numbers() const {
+    return capture_->text();
 }
 
 void HandOffTest::expect_output(const std::string& lines) const {
@@ -263,7 +267,7 @@ bool HandOffTest::prints(const std::string& part) const {
 }
 
 bool HandOffTest::prints_exactly(const std::string& part) const {
-    return wait_until([&] { return capture_->text().find(part) != std::string::npos; });
+    return wait_until([&] { return output_with_numbers().find(part) != std::string::npos; });
 }
 
 std::string init_line(std::uint32_t ip, std::uint16_t port) {

@@ -135,6 +135,7 @@ class HandOffTest : public testing::Test {
     [[nodiscard]] bool prints(const std::string& part) const;
     [[nodiscard]] bool prints_exactly(const std::string& part) const;  // with its numbers
     [[nodiscard]] std::string output() const;
+    [[nodiscard]] std::string output_with_numbers() const;
 
   private:
     std::optional<OutputCapture> capture_;

@@ -10,7 +10,10 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstdarg>
+#include <cstdint>
+#include <limits>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -28,6 +31,11 @@ std::atomic<int> failing_get_flags{0};
 std::atomic<int> failing_set_flags{0};
 std::atomic<int> failing_accepts{0};
 std::atomic<int> failing_selects{0};
+constexpr std::uint8_t kEndless = 7;  // a command that stays to be read, once this is set:
+std::atomic<bool> endless_commands{false};
+std::atomic<int> last_backlog{-1};
+std::atomic<socklen_t> last_local_bind_length{0};
+std::atomic<socklen_t> first_accept_length{0};
 std::atomic<int> last_set_flags{0};
 std::atomic<useconds_t> last_pause{0};
 std::mutex socket_errors_lock;
@@ -61,7 +69,10 @@ extern "C" {
 int __real_pthread_create(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
 int __real_socket(int, int, int);
 int __real_fcntl(int, int, ...);
+int __real_bind(int, const sockaddr*, socklen_t);
+int __real_listen(int, int);
 int __real_accept(int, sockaddr*, socklen_t*);
+ssize_t __real_recv(int, void*, size_t, int);
 int __real_select(int, fd_set*, fd_set*, fd_set*, timeval*);
 int __real_usleep(useconds_t);
 int __real_getsockopt(int, int, int, void*, socklen_t*);
@@ -107,11 +118,35 @@ int __wrap_fcntl(int descriptor, int command, ...) {
     return __real_fcntl(descriptor, command, argument);
 }
 
+int __wrap_bind(int descriptor, const sockaddr* address, socklen_t length) {
+    if (address->sa_family == AF_UNIX) {
+        last_local_bind_length = length;
+    }
+    return __real_bind(descriptor, address, length);
+}
+
+int __wrap_listen(int descriptor, int backlog) {
+    last_backlog = backlog;
+    return __real_listen(descriptor, backlog);
+}
+
 int __wrap_accept(int descriptor, sockaddr* address, socklen_t* length) {
+    socklen_t none = 0;
+    first_accept_length.compare_exchange_strong(none, *length);
     if (takes_one_of(failing_accepts)) {
         return fails_with(ECONNABORTED);
     }
     return __real_accept(descriptor, address, length);
+}
+
+ssize_t __wrap_recv(int descriptor, void* buffer, size_t size, int flags) {
+    if (endless_commands) {
+        const ssize_t length = __real_recv(descriptor, buffer, size, flags | MSG_PEEK);
+        if (length > 0 && *static_cast<const std::uint8_t*>(buffer) == kEndless) {
+            return length;
+        }
+    }
+    return __real_recv(descriptor, buffer, size, flags);
 }
 
 int __wrap_select(int count, fd_set* in, fd_set* out, fd_set* other, timeval* timeout) {
@@ -215,6 +250,18 @@ TEST_F(AFailure, OfAcceptIsIgnored) {
     EXPECT_EQ(failing_accepts, 0);
 }
 
+TEST_F(AFailure, OfAcceptLeavesNoPeerBehind) {
+    start(record_without_wakeup());
+    const LocalPeer first;
+    ASSERT_TRUE(prints(kClientLine));
+    failing_accepts = std::numeric_limits<int>::max();
+    const LocalPeer second;
+    EXPECT_TRUE(ends_within(first.get()));  // while the second is not accepted
+    failing_accepts = 0;
+    second.send({7});
+    expect_output(kNoTargetLine + kClientLine + kClientLine + "ws ls recv[7] ----> len:1\n");
+}
+
 TEST_F(AFailure, OfSelectEndsTheThreadAndLeavesItsSocketsOpen) {
     const OutputCapture errors(2);
     start(record_without_wakeup());
@@ -242,6 +289,32 @@ TEST_F(AFailure, OfAConnectionUnderWayCountsAsUpOnePassLater) {
                   kConnectedLine + kSentLaterLine);
     const std::lock_guard guard(socket_errors_lock);
     EXPECT_EQ(socket_errors(), (std::vector<int>{0, ECONNREFUSED, 0}));
+}
+
+class AnUnknownCommand : public HandOffTest {};
+
+TEST_F(AnUnknownCommand, InEveryPassDoesNotKeepTheConnectionFromThePeer) {
+    const RemoteServer server;
+    endless_commands = true;
+    start(record_without_wakeup());
+    const LocalPeer peer;
+    Bytes request = connect_request(server);
+    request.resize(128);  // is read at once, and alone
+    peer.send(request);
+    peer.send({kEndless});
+    EXPECT_TRUE(peer.receive(std::chrono::seconds(5)).has_value());
+    endless_commands = false;
+}
+
+class TheLocalServer : public HandOffTest {};
+
+TEST_F(TheLocalServer, BindsAndAcceptsWithAddressesOf110BytesAndABacklogOf5) {
+    start(record_without_wakeup());
+    const LocalPeer peer;
+    ASSERT_TRUE(prints(kClientLine));
+    EXPECT_EQ(last_local_bind_length, 110U);
+    EXPECT_EQ(last_backlog, 5);
+    EXPECT_EQ(first_accept_length, 110U);
 }
 
 class APause : public HandOffTest {};

@@ -9,6 +9,7 @@
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -229,6 +230,51 @@ TEST_F(AnEarlyConnection, IsHandedOverAtOnceToThePeerThatAsksForIt) {
     EXPECT_TRUE(ends_within(connection.get()));
 }
 
+// The milliseconds of the monotonic clock, as 32 bits hold them.
+std::uint32_t clock_ms() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<std::uint32_t>(std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000);
+}
+
+TEST_F(AnEarlyConnection, IsPrintedWithTheMillisecondsOfTheMonotonicClock) {
+    const RemoteServer server;
+    const std::uint32_t before = clock_ms();
+    start(record_for(server));
+    ASSERT_TRUE(prints(kConnectedLine));
+    const std::uint32_t after = clock_ms();
+    const std::string output = output_with_numbers();
+    const std::string label = "ws ls connected remote:src/websocket.c-2484:";
+    const auto printed =
+        static_cast<std::uint32_t>(std::stol(output.substr(output.find(label) + label.size())));
+    EXPECT_LE(printed - before, after - before);
+}
+
+// The number of this process's own end of a connection to the server; -1 when there is none.
+int descriptor_towards(const RemoteServer& server) {
+    for (int number = 0; number < FD_SETSIZE; number++) {
+        sockaddr_in remote{};
+        socklen_t length = sizeof(remote);
+        if (getpeername(number, reinterpret_cast<sockaddr*>(&remote), &length) == 0 &&
+            remote.sin_family == AF_INET && ntohs(remote.sin_port) == server.port()) {
+            return number;
+        }
+    }
+    return -1;
+}
+
+TEST_F(AnEarlyConnection, IsHandedOverWithItsDescriptorsNumberPrinted) {
+    const RemoteServer server;
+    start(record_for(server));
+    ASSERT_TRUE(prints(kConnectedLine));
+    const int number = descriptor_towards(server);
+    ASSERT_GT(number, STDERR_FILENO);
+    const LocalPeer peer;
+    peer.send(connect_request(server));
+    ASSERT_TRUE(peer.receive().has_value());
+    EXPECT_TRUE(prints_exactly("ws ls sendfd ret = 8, fd:" + std::to_string(number) + "\n"));
+}
+
 TEST_F(AnEarlyConnection, IsMadeAnewForThePeerThatAsksASecondTime) {
     const RemoteServer server;
     start(record_for(server));
@@ -328,6 +374,19 @@ TEST_F(ALocalPeer, GetsItsConnectionAsSoonAsItIsUp) {
     EXPECT_TRUE(carries(handover->socket.get(), connection.get(), "hello"));
     expect_output(kNoTargetLine + kClientLine + kWholeRequestLine + request_line(server, 0) +
                   kServedLater);
+}
+
+TEST_F(ALocalPeer, GetsAConnectionWhoseDescriptorsNumberIsPrinted) {
+    const RemoteServer server;
+    const LocalPeer peer;
+    ASSERT_TRUE(prints(kClientLine));
+    Descriptor lowest_free(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    const int number = lowest_free.get();  // the thread's socket is the next that is opened
+    lowest_free.reset();
+    peer.send(connect_request(server));
+    ASSERT_TRUE(peer.receive().has_value());
+    EXPECT_TRUE(
+        prints_exactly("ws ls polling sendfd ret = 8, fd:" + std::to_string(number) + "\n"));
 }
 
 TEST_F(ALocalPeer, MaySendUpTo128BytesOfWhichSevenCount) {
@@ -511,6 +570,26 @@ TEST_F(AnUnreachableAddress, IsTriedAgainWhenItIsAskedForAgain) {
     expect_output(init_line(ip, 443) + failure + kClientLine + kWholeRequestLine +
                   request_line(ip, 443, 0) + failure);
     EXPECT_FALSE(readable_within(peer.get(), kSomePasses));
+}
+
+TEST_F(AnUnreachableAddress, KeepsItsSocketUntilTheNextAttemptOrADrop) {
+    const in_addr_t ip = inet_addr("203.0.113.7");
+    const std::string failure = "ws ls connect server 203.0.113.7:443 failed!\n";
+    start(record_for(ip, 443));
+    ASSERT_TRUE(prints(failure));
+    const LocalPeer peer;
+    std::string lines = init_line(ip, 443) + failure + kClientLine;
+    expect_output(lines);
+    const std::size_t with_socket = open_sockets().size();
+    peer.send(kDropRequest);
+    EXPECT_TRUE(wait_until([&] { return open_sockets().size() == with_socket - 1; }));
+    lines += kDropLine;
+    for (int attempt = 0; attempt < 3; attempt++) {
+        peer.send(connect_request(ip, 443));
+        lines += kWholeRequestLine + request_line(ip, 443, 0) + failure;
+        expect_output(lines);
+        EXPECT_EQ(open_sockets().size(), with_socket);
+    }
 }
 
 class ASilentAddress : public HandOffTest {};
