@@ -197,6 +197,22 @@ TEST_F(ARunningDriver, StopsTheQueueBeforeTheChannel) {
     ASSERT_EQ(ops->init(), 0);
 }
 
+TEST_F(ARunningDriver, FailsAsOnAClosedChannelAfterItsStop) {
+    ASSERT_EQ(ops->deinit(), 0);
+    forget_log();
+    std::uint8_t area[384] = {};
+    EXPECT_EQ(ops->get_time(area), -1);
+    EXPECT_EQ(log_lines(),
+              (std::vector{driver_line(1, "hi3861l_send_data", "hi_channel_send_to_dev failed\n"),
+                           driver_line(1, "hi3861l_send_msg_sync", "hi3861l_send_data failed\n"),
+                           failure_line("hi3861l_api_get_time", "hi3861l_send_msg_sync failed")}));
+    for (pthread_mutex_t* const lock : {&g_hi3861l.request_lock, &g_hi3861l.reply_lock}) {
+        EXPECT_EQ(pthread_mutex_trylock(lock), 0);
+        EXPECT_EQ(pthread_mutex_unlock(lock), 0);
+    }
+    ASSERT_EQ(ops->init(), 0);
+}
+
 TEST_F(ARunningDriver, StopsWhileEventsArrive) {
     for (int i = 0; i < 200; i++) {
         chip().deliver_later(chip_frame(0x01, {static_cast<std::uint8_t>(i)}));

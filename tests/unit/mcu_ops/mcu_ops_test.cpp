@@ -40,12 +40,14 @@ void show_plain_log() {
     QnLogSetProfile(profile);
 }
 
-// Each test is the whole life of a process: nothing is started before it.
+// Each test is the whole life of a process when ctest runs it: nothing is started before it.
 class TheOperations : public testing::Test {
   protected:
     void SetUp() override {
         enter_private_world();
         show_plain_log();
+        on_message_from_host(nullptr);
+        forget_calls();
     }
     const mcu_ops* ops = mcu_get_ops_handle();
 };

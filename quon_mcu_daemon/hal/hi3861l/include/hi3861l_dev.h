@@ -5,8 +5,8 @@
 #include "mcu_ops_table.h"
 
 // Never null; a constant of the driver. Slots 44 to 46 are null: the chip has no log profile and
-// no bit error rate. Slot 0 must have run once before the other slots can succeed; until then they
-// fail as on a closed channel. After slot 1 only slot 0 may be called.
+// no bit error rate. Slot 0 must have run before the other slots can succeed; until then, and after
+// slot 1, they fail as on a closed channel. Slot 1 wants nobody inside any slot.
 const mcu_ops* hi3861l_get_ops_handle();
 
 #endif

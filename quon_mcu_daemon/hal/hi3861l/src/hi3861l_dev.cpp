@@ -29,9 +29,6 @@ namespace {
 constexpr char kPrintSource[] = "quon_mcu_daemon/hal/hi3861l/src/hi3861l_dev";
 constexpr size_t kCommandSize = 384;
 
-// What init finds: the locks of process start, or what deinit left behind. One thread only.
-bool g_locks_destroyed = false;
-
 void clear_records() {
     pthread_mutex_lock(&g_hi3861l.record_lock);
     g_hi3861l.mac_applied = false;
@@ -41,12 +38,10 @@ void clear_records() {
     pthread_mutex_unlock(&g_hi3861l.record_lock);
 }
 
+// As at process start: an operation between a stop and the next start fails on the closed channel.
 void init_locks() {
-    if (g_locks_destroyed) {
-        pthread_mutex_init(&g_hi3861l.request_lock, nullptr);
-        pthread_mutex_init(&g_hi3861l.reply_lock, nullptr);
-        g_locks_destroyed = false;
-    }
+    pthread_mutex_init(&g_hi3861l.request_lock, nullptr);
+    pthread_mutex_init(&g_hi3861l.reply_lock, nullptr);
 }
 
 void init_reply_cond() {
@@ -55,10 +50,9 @@ void init_reply_cond() {
     pthread_cond_init(&g_hi3861l.reply_cond, &g_hi3861l.reply_cond_attr);
 }
 
-// Clears the context and makes its locks and condition. An operation that a bus peer asked for too
-// early either ends first, failing on the closed channel, or finds everything in place.
+// Clears the context and makes its condition. An operation that a bus peer asked for too early
+// either ends first, failing on the closed channel, or finds everything in place.
 void init_context() {
-    init_locks();
     pthread_mutex_lock(&g_hi3861l.request_lock);
     pthread_mutex_lock(&g_hi3861l.reply_lock);
     g_hi3861l.initialised = 0;
@@ -134,7 +128,7 @@ int32_t hi3861l_api_deinit() {
     pthread_mutex_destroy(&g_hi3861l.reply_lock);
     pthread_cond_destroy(&g_hi3861l.reply_cond);
     pthread_condattr_destroy(&g_hi3861l.reply_cond_attr);
-    g_locks_destroyed = true;
+    init_locks();
     return 0;
 }
 
