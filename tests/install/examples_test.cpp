@@ -361,7 +361,7 @@ TEST_F(Examples, ThePythonClientWritesTheDocumentedRecord) {
     expected.head = 0x5AA55AA5;
     expected.id = request->id;
     std::strcpy(expected.src_name, "example.python");
-    std::strcpy(expected.dst_name, kDaemonName);
+    std::strcpy(expected.dst_name, "quon.mcu.daemon");
     expected.type = 1;
     std::strcpy(expected.name, "method.quon.mcu.get.ver");
     expected.data_len = 3;
