@@ -52,12 +52,12 @@ class Reader {
     using Symbol = typename Class::Symbol;
 
     template <typename T>
-    T at(size_t offset) const {
+    T at(uint64_t offset) const {
         if (offset > bytes_.size() || bytes_.size() - offset < sizeof(T)) {
             throw std::runtime_error("the ELF file ends early");
         }
         T value;
-        std::memcpy(&value, bytes_.data() + offset, sizeof(T));
+        std::memcpy(&value, bytes_.data() + static_cast<size_t>(offset), sizeof(T));
         return value;
     }
 
@@ -65,8 +65,8 @@ class Reader {
         return at<Section>(header_.e_shoff + index * header_.e_shentsize);
     }
 
-    std::string text(const Section& strings, size_t index) const {
-        const size_t start = strings.sh_offset + index;
+    std::string text(const Section& strings, uint64_t index) const {
+        const auto start = static_cast<size_t>(strings.sh_offset + index);
         const size_t end = bytes_.find('\0', start);
         if (end == std::string::npos) {
             throw std::runtime_error("a name in the ELF file has no end");
@@ -84,12 +84,12 @@ class Reader {
     void read_section(const Section& wanted) {
         if (wanted.sh_type == SHT_DYNAMIC) {
             const Section strings = section(wanted.sh_link);
-            for (size_t done = 0; done < wanted.sh_size; done += sizeof(Dynamic)) {
+            for (uint64_t done = 0; done < wanted.sh_size; done += sizeof(Dynamic)) {
                 read_dynamic(at<Dynamic>(wanted.sh_offset + done), strings);
             }
         } else if (wanted.sh_type == SHT_DYNSYM) {
             const Section strings = section(wanted.sh_link);
-            for (size_t done = 0; done < wanted.sh_size; done += sizeof(Symbol)) {
+            for (uint64_t done = 0; done < wanted.sh_size; done += sizeof(Symbol)) {
                 const auto symbol = at<Symbol>(wanted.sh_offset + done);
                 if (symbol.st_shndx == SHN_UNDEF && symbol.st_name != 0) {
                     file_.imports.insert(text(strings, symbol.st_name));
