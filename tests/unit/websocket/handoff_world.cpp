@@ -15,6 +15,7 @@
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "private_world.h"
 
@@ -57,13 +58,6 @@ std::atomic<bool> network_up{true};
 std::atomic<int> questions{0};
 
 }  // namespace
-
-void Descriptor::reset() {
-    if (number_ >= 0) {
-        ::close(number_);
-        number_ = -1;
-    }
-}
 
 bool readable_within(int descriptor, std::chrono::milliseconds bound) {
     pollfd item{descriptor, POLLIN, 0};

@@ -7,32 +7,15 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "captured_output.h"
+#include "descriptor.h"
 #include "hex.h"
 #include "waiting.h"
 #include "websocket.h"
 
 namespace quon::test {
-
-class Descriptor {
-  public:
-    explicit Descriptor(int number = -1) : number_(number) {}
-    ~Descriptor() { reset(); }
-    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-    Descriptor& operator=(Descriptor&& other) noexcept {
-        std::swap(number_, other.number_);
-        return *this;
-    }
-    [[nodiscard]] int get() const { return number_; }
-    [[nodiscard]] bool valid() const { return number_ >= 0; }
-    void reset();
-
-  private:
-    int number_;
-};
 
 // True when something can be read, the end of the stream included.
 bool readable_within(int descriptor, std::chrono::milliseconds bound = kLongEnough);

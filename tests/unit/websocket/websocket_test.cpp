@@ -312,30 +312,33 @@ TEST_F(AnEarlyConnection, IsClosedForThePeerThatAsksForAnotherAddress) {
                   request_line(other, 3) + kServedLater);
 }
 
-TEST_F(AnEarlyConnection, IsClosedForAnotherPortOfTheSameAddress) {
+// The early connection to the first server goes when a peer asks for the second one.
+class AnEarlyConnectionToAnotherServer : public HandOffTest {
+  protected:
+    static void expect_closed_for(const RemoteServer& server, const RemoteServer& other) {
+        const Descriptor connection = server.accept();
+        const LocalPeer peer;
+        peer.send(connect_request(other));
+        EXPECT_TRUE(peer.receive().has_value());
+        EXPECT_TRUE(ends_within(connection.get()));
+        EXPECT_TRUE(other.accept().valid());
+    }
+};
+
+TEST_F(AnEarlyConnectionToAnotherServer, IsClosedWhenThePortAloneDiffers) {
     const RemoteServer server;
     const RemoteServer other;
     start(record_for(server));
-    const Descriptor connection = server.accept();
     ASSERT_TRUE(prints(kConnectedLine));
-    const LocalPeer peer;
-    peer.send(connect_request(other));
-    EXPECT_TRUE(peer.receive().has_value());
-    EXPECT_TRUE(ends_within(connection.get()));
-    EXPECT_TRUE(other.accept().valid());
+    expect_closed_for(server, other);
 }
 
-TEST_F(AnEarlyConnection, IsClosedForTheSamePortOfAnotherAddress) {
+TEST_F(AnEarlyConnectionToAnotherServer, IsClosedWhenTheAddressAloneDiffers) {
     const RemoteServer server;
     const RemoteServer other("127.0.0.2", server.port());
     start(record_for(server));
-    const Descriptor connection = server.accept();
     ASSERT_TRUE(prints(kConnectedLine));
-    const LocalPeer peer;
-    peer.send(connect_request(other));
-    EXPECT_TRUE(peer.receive().has_value());
-    EXPECT_TRUE(ends_within(connection.get()));
-    EXPECT_TRUE(other.accept().valid());
+    expect_closed_for(server, other);
 }
 
 TEST_F(AnEarlyConnection, EndsWithTheDropCommandAndLeavesThePeerConnected) {

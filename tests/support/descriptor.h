@@ -10,11 +10,11 @@ namespace quon::test {
 class Descriptor {
   public:
     explicit Descriptor(int number = -1) : number_(number) {}
-    ~Descriptor() { release(); }
+    ~Descriptor() { reset(); }
     Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
     Descriptor& operator=(Descriptor&& other) noexcept {
         if (this != &other) {
-            release();
+            reset();
             number_ = std::exchange(other.number_, -1);
         }
         return *this;
@@ -23,13 +23,15 @@ class Descriptor {
     Descriptor& operator=(const Descriptor&) = delete;
 
     [[nodiscard]] int get() const { return number_; }
-
-  private:
-    void release() {
-        if (number_ >= 0) {
+    [[nodiscard]] bool valid() const { return number_ >= 0; }
+    void reset() {
+        if (valid()) {
             close(number_);
+            number_ = -1;
         }
     }
+
+  private:
     int number_;
 };
 
