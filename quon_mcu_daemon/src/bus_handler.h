@@ -6,7 +6,8 @@
 #include <stdint.h>
 
 // `request` is read at fixed positions whatever `request_len` says: the bus hands out its whole
-// payload area. `reply` is zero-filled. Returns the reply's length, or -1 after logging why.
+// payload area. `reply` is zero-filled. Returns the reply's length, or -1 after logging why (but
+// for "get.event.info": no event is no failure).
 using method_handler = int32_t(const uint8_t* request, int32_t request_len, uint8_t* reply,
                                int32_t reply_capacity);
 

@@ -9,7 +9,7 @@
 uint32_t quon_mcu_monotonic_ms();
 
 // Fills the context and starts the remote wake-up hand-off. A field whose query failed keeps what
-// the failed operation left in it. Called once, by main; blocks for up to seven chip exchanges.
+// the failed operation left in it. Called once, by main; blocks for up to six chip exchanges.
 void quon_mcu_startup_snapshot();
 
 // Reply: the context as far as it is filled. Cannot fail.
