@@ -420,6 +420,8 @@ int32_t wait_at_gate(const uint8_t* /*data*/, int32_t /*len*/) {
 }
 
 TEST_F(AnOpenChannel, LetsARunningCallbackFinishBeforeItCloses) {
+    g_entered = false;
+    g_left = false;
     ASSERT_EQ(pipe(g_gate), 0);
     ASSERT_EQ(hi_channel_register_rx_cb(wait_at_gate), 0);
     send_to_host(netlink_message({1}));
