@@ -202,7 +202,7 @@ TEST_F(TheBusServer, ClosesAConnectionWhosePeerHasClosed) {
     EXPECT_EQ(daemon().output().find("read socket data interrupt"), std::string::npos);
 }
 
-TEST_F(TheBusServer, AnswersAPeerThatHasShutDownItsSendingSide) {
+TEST_F(TheBusServer, EndsTheConnectionOfAPeerThatHasShutDownItsSendingSide) {
     start();
     BusPeer half;
     half.send(method_request(kContext, {}, 3));

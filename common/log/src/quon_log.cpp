@@ -59,15 +59,6 @@ uint8_t held;
 char time_text[24];
 char thread_text[10];
 
-struct Line {
-    char text[QN_LOG_LINE_SIZE];
-    int length;
-};
-
-void append(Line* line, const char* piece) {
-    line->length += qn_log_strcpy(line->length, line->text + line->length, piece);
-}
-
 const LevelText& level_text(uint32_t level) {
     constexpr uint32_t last = QN_LOG_DEBUG;
     return kLevels[level < last ? level : last];
@@ -90,73 +81,73 @@ const char* build_thread() {
     return thread_text;
 }
 
-void append_head(Line* line, uint32_t mask, const QnLogRecord& record) {
+void append_head(QnLogLine* line, uint32_t mask, const QnLogRecord& record) {
     if ((mask & kHeadGroup) == 0) {
         return;
     }
     if ((mask & QN_LOG_FMT_LEVEL) != 0) {
-        append(line, level_text(record.level).letter);
+        qn_log_append(line, level_text(record.level).letter);
     }
     if ((mask & QN_LOG_FMT_TAG) != 0) {
-        append(line, record.tag);
+        qn_log_append(line, record.tag);
         for (size_t column = strlen(record.tag); column < kTagColumn; column++) {
-            append(line, " ");
+            qn_log_append(line, " ");
         }
     }
-    append(line, " ");
+    qn_log_append(line, " ");
 }
 
-void append_bracket(Line* line, uint32_t mask) {
+void append_bracket(QnLogLine* line, uint32_t mask) {
     if ((mask & kBracketGroup) == 0) {
         return;
     }
-    append(line, "[");
+    qn_log_append(line, "[");
     if ((mask & QN_LOG_FMT_TIME) != 0) {
-        append(line, build_time());
+        qn_log_append(line, build_time());
         if ((mask & (QN_LOG_FMT_PROCESS | QN_LOG_FMT_THREAD)) != 0) {
-            append(line, " ");
+            qn_log_append(line, " ");
         }
     }
     if ((mask & QN_LOG_FMT_THREAD) != 0) {
-        append(line, build_thread());
+        qn_log_append(line, build_thread());
     }
-    append(line, "] ");
+    qn_log_append(line, "] ");
 }
 
-void append_location(Line* line, uint32_t mask, const QnLogRecord& record) {
+void append_location(QnLogLine* line, uint32_t mask, const QnLogRecord& record) {
     if ((mask & kLocationGroup) == 0) {
         return;
     }
     const char* before_line = (mask & QN_LOG_FMT_LINE) != 0 ? ":" : "";
-    append(line, "(");
+    qn_log_append(line, "(");
     if ((mask & QN_LOG_FMT_FILE) != 0) {
-        append(line, record.file);
-        append(line, (mask & QN_LOG_FMT_FUNC) != 0 ? " " : before_line);
+        qn_log_append(line, record.file);
+        qn_log_append(line, (mask & QN_LOG_FMT_FUNC) != 0 ? " " : before_line);
     }
     if ((mask & QN_LOG_FMT_FUNC) != 0) {
-        append(line, record.func);
-        append(line, before_line);
+        qn_log_append(line, record.func);
+        qn_log_append(line, before_line);
     }
     if ((mask & QN_LOG_FMT_LINE) != 0) {
         char digits[5];  // four digits: a longer line number is cut, intended
         const int wanted = snprintf(digits, sizeof(digits), "%d", record.line);
-        append(line, wanted > 0 ? digits : "");
+        qn_log_append(line, wanted > 0 ? digits : "");
     }
-    append(line, ") ");
+    qn_log_append(line, ") ");
 }
 
 void print_record(const QnLogRecord& record) {
-    Line line = {};
+    QnLogLine line = {};
     if (profile.color != 0) {
-        append(&line, kColorStart);
-        append(&line, level_text(record.level).color);
+        qn_log_append(&line, kColorStart);
+        qn_log_append(&line, level_text(record.level).color);
     }
     append_head(&line, profile.fmt_mask, record);
     append_bracket(&line, profile.fmt_mask);
     append_location(&line, profile.fmt_mask, record);
-    append(&line, record.msg);
+    qn_log_append(&line, record.msg);
     if (profile.color != 0) {
-        append(&line, kColorReset);
+        qn_log_append(&line, kColorReset);
     }
     printf("%.*s", line.length, line.text);
     if (profile.hook != nullptr) {
@@ -194,6 +185,10 @@ void qn_log_unlock(int cancel_state) {
         busy = 0;
     }
     pthread_setcancelstate(cancel_state, nullptr);
+}
+
+void qn_log_append(QnLogLine* line, const char* piece) {
+    line->length += qn_log_strcpy(line->length, line->text + line->length, piece);
 }
 
 int qn_log_strcpy(int used, char* dst, const char* src) {

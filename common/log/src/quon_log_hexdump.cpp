@@ -16,54 +16,45 @@ struct Dump {
     unsigned size;
 };
 
-struct DumpLine {
-    char text[QN_LOG_LINE_SIZE];
-    int length;
-};
-
-void append(DumpLine* line, const char* piece) {
-    line->length += qn_log_strcpy(line->length, line->text + line->length, piece);
-}
-
-void append_head(DumpLine* line, const Dump& dump, unsigned start) {
+void append_head(QnLogLine* line, const Dump& dump, unsigned start) {
     const int wanted = snprintf(line->text, sizeof(line->text), "D/HEX %s: %04X-%04X: ", dump.name,
                                 start, start + dump.width - 1);
     line->length = wanted < QN_LOG_LINE_SIZE ? wanted : QN_LOG_LINE_SIZE;
 }
 
-void append_hex(DumpLine* line, const Dump& dump, unsigned start) {
+void append_hex(QnLogLine* line, const Dump& dump, unsigned start) {
     for (unsigned position = 0; position < dump.width; position++) {
         char piece[8] = "   ";
         if (start + position < dump.size) {
             snprintf(piece, sizeof(piece), "%02X ", dump.data[start + position]);
         }
-        append(line, piece);
+        qn_log_append(line, piece);
         if ((position + 1) % kGroupSize == 0) {
-            append(line, " ");
+            qn_log_append(line, " ");
         }
     }
-    append(line, "  ");
+    qn_log_append(line, "  ");
 }
 
-void append_characters(DumpLine* line, const Dump& dump, unsigned start) {
+void append_characters(QnLogLine* line, const Dump& dump, unsigned start) {
     for (unsigned at = start; at < start + dump.width && at < dump.size; at++) {
         const unsigned char byte = dump.data[at];
         const bool printable = byte >= kFirstPrintable && byte <= kLastPrintable;
         const char piece[] = {printable ? static_cast<char>(byte) : '.', '\0'};
-        append(line, piece);
+        qn_log_append(line, piece);
     }
 }
 
 // A full line gives up its last byte: every line ends with a newline.
-void append_newline(DumpLine* line) {
+void append_newline(QnLogLine* line) {
     if (line->length == QN_LOG_LINE_SIZE) {
         line->length--;
     }
-    append(line, "\n");
+    qn_log_append(line, "\n");
 }
 
 void print_line(const Dump& dump, unsigned start) {
-    DumpLine line = {};
+    QnLogLine line = {};
     append_head(&line, dump, start);
     append_hex(&line, dump, start);
     append_characters(&line, dump, start);

@@ -4,6 +4,14 @@
 
 #include "quon_log.h"
 
+// A line in the making, of the printer and of the dump. Pieces behind its end are dropped.
+struct QnLogLine {
+    char text[QN_LOG_LINE_SIZE];
+    int length;
+};
+
+void qn_log_append(QnLogLine* line, const char* piece);
+
 // The process-wide profile. `enable` and `use_mutex` keep their start-up values for life. The rest
 // is written under the lock, with relaxed atomics where the filter reads it without the lock.
 QnLogProfile* qn_log_profile();

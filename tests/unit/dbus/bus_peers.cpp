@@ -200,6 +200,18 @@ std::optional<RawPeer> RawServer::accept_one(std::chrono::milliseconds bound) co
     return RawPeer(accept4(descriptor_, nullptr, nullptr, SOCK_CLOEXEC));
 }
 
+std::int32_t answer_one(const std::uint8_t* /*request*/, std::int32_t /*len*/, std::uint8_t* reply,
+                        std::int32_t /*capacity*/) {
+    reply[0] = '1';
+    return 1;
+}
+
+std::int32_t answer_two(const std::uint8_t* /*request*/, std::int32_t /*len*/, std::uint8_t* reply,
+                        std::int32_t /*capacity*/) {
+    reply[0] = '2';
+    return 1;
+}
+
 DbusInfo* make_registration(const std::string& bus_name, const std::vector<Member>& members) {
     static auto* const kept = new std::vector<DbusInfo*>;
     DbusInfo* info = DbusInfo_Alloc(static_cast<std::int32_t>(members.size()));

@@ -87,6 +87,12 @@ struct Member {
     std::string signal_marker = {};        // empty: no signals
 };
 
+// Handlers that reply the one byte '1' or '2'.
+std::int32_t answer_one(const std::uint8_t* request, std::int32_t len, std::uint8_t* reply,
+                        std::int32_t capacity);
+std::int32_t answer_two(const std::uint8_t* request, std::int32_t len, std::uint8_t* reply,
+                        std::int32_t capacity);
+
 // A filled registration that is not registered yet. It lives until the process ends, as its threads
 // do.
 DbusInfo* make_registration(const std::string& bus_name, const std::vector<Member>& members);

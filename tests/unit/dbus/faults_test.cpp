@@ -22,12 +22,6 @@
 namespace quon::test {
 namespace {
 
-std::int32_t answer_one(const std::uint8_t* /*request*/, std::int32_t /*len*/, std::uint8_t* reply,
-                        std::int32_t /*capacity*/) {
-    reply[0] = '1';
-    return 1;
-}
-
 bool serves(RawPeer& peer) {
     peer.send(make_request("method.one"));
     const std::optional<DbusMsg> result = peer.receive();

@@ -19,18 +19,6 @@
 namespace quon::test {
 namespace {
 
-std::int32_t answer_one(const std::uint8_t* /*request*/, std::int32_t /*len*/, std::uint8_t* reply,
-                        std::int32_t /*capacity*/) {
-    reply[0] = '1';
-    return 1;
-}
-
-std::int32_t answer_two(const std::uint8_t* /*request*/, std::int32_t /*len*/, std::uint8_t* reply,
-                        std::int32_t /*capacity*/) {
-    reply[0] = '2';
-    return 1;
-}
-
 bool exists(const std::string& path) {
     struct stat status {};
     return lstat(path.c_str(), &status) == 0;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <numeric>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,10 +9,12 @@
 #include "captured_output.h"
 #include "profile_for_test.h"
 #include "quon_log.h"
+#include "text_lines.h"
 
 namespace {
 
 using quon::test::captured_output;
+using quon::test::lines_of;
 using quon::test::set_profile;
 using Bytes = std::vector<unsigned char>;
 
@@ -30,15 +31,6 @@ std::string dumped(const std::string& name, unsigned char width, const Bytes& da
     return captured_output([&] {
         QnLogHexDump(name.c_str(), width, data.data(), static_cast<unsigned short>(data.size()));
     });
-}
-
-std::vector<std::string> lines_of(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
-        lines.push_back(line);
-    }
-    return lines;
 }
 
 TEST_F(AHexDump, OfTwentyBytesAtWidthSixteenHasTwoLines) {

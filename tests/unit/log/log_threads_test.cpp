@@ -7,7 +7,6 @@
 #include <fstream>
 #include <functional>
 #include <map>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -15,11 +14,13 @@
 #include "captured_output.h"
 #include "profile_for_test.h"
 #include "quon_log.h"
+#include "text_lines.h"
 #include "waiting.h"
 
 namespace {
 
 using quon::test::captured_output;
+using quon::test::lines_of;
 using quon::test::set_profile;
 using quon::test::wait_until;
 
@@ -38,15 +39,6 @@ void run_threads(Work work) {
     for (std::thread& thread : threads) {
         thread.join();
     }
-}
-
-std::vector<std::string> lines_of(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
-        lines.push_back(line);
-    }
-    return lines;
 }
 
 TEST_F(ManyThreads, PrintWholeLinesWithTheirOwnThreadFieldInTheirOwnOrder) {
