@@ -241,12 +241,14 @@ TEST_F(AnUpgrade, StartsWithAByteAndAWord) {
     expect_zero_word(
         call_answered(kStart, {0x11, 0x22, 0x33, 0x44, 0x55, 0x66}, kStartType, {0, 0, 0}));
     EXPECT_EQ(chip().received(kStartType).back(), from_hex("8f 05 00 00 00 11 22 33 44 55"));
+    EXPECT_EQ(chip().count(kStartType), 1U);
 }
 
 TEST_F(AnUpgrade, SendsABlockWholeAndTakesTheAcceptingByte) {
     start();
     const Bytes whole = block(0x01020304, 256, pattern(256), 0xEE);
     expect_zero_word(call_answered(kTransmit, whole, kTransmitType, kAccepted));
+    EXPECT_EQ(chip().count(kTransmitType), 1U);
     EXPECT_EQ(to_hex(chip().received(kTransmitType).back()),
               to_hex(chip_frame(kTransmitType, whole)));
 }
@@ -296,7 +298,9 @@ TEST_F(AnUpgrade, FinishesWithoutWaitingForTheChip) {
     start();
     chip().ignore(kFinishType);
     expect_zero_word(peer().call(kFinish, pattern(12)));
+    ASSERT_TRUE(chip().wait_for(kFinishType));
     EXPECT_EQ(chip().received(kFinishType).back(), from_hex("91 00 00 00 00"));
+    EXPECT_EQ(chip().count(kFinishType), 1U);
 }
 
 TEST_F(AnUpgrade, IsLoggedAtItsStartAndAtItsEnd) {
