@@ -261,6 +261,9 @@ TEST_F(TheNetwork, DoesNotMindFailingCommands) {
     start_chip();
     start_daemon({{"PATH", std::string("/tmp/shim:") + std::getenv("PATH")}});
     wait_until_started();
+    // A descriptor is kept from commands only a moment after it is made, so none is made meanwhile.
+    ASSERT_TRUE(daemon().process().wait_for_text("ws init ip: 0-0\n"));
+    EXPECT_EQ(peer().call("method.quon.mcu.get.time").result, 10);
     raise_and_wait(Network{});
     EXPECT_EQ(content_of("/tmp/calls"),
               "ifconfig wlan0 up\n"  // at the start
