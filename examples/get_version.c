@@ -64,7 +64,7 @@ int main(int argc, char** argv) {
         fprintf(stderr, "usage: get_version [TIMEOUT_MS]\n");
         return USAGE;
     }
-    /* 0: one attempt. Anything else waits up to about 5 seconds for a daemon that is starting. */
+    /* 0: one attempt; more waits that many milliseconds for a daemon that is starting. */
     DbusInfo* bus = Dbus_Client_Connect("example.get.version", QUON_MCU_BUS_NAME, 0);
     if (bus == NULL) {
         fprintf(stderr, "get_version: no daemon: nobody answers at " DBUS_SOCKET_PATH_FORMAT "\n",
