@@ -203,6 +203,23 @@ TEST(TheCommandMessages, BelongToTheServicesThatSendThem) {
     }
 }
 
+// The daemon makes a digit of the watchdog state and a zero word of the upgrade's answers; all else
+// goes through it unchanged.
+TEST(TheCommandMessages, CarryTheRecordsOfTheirServices) {
+    const std::set<std::string_view> other_reply = {
+        "method.quon.mcu.get.wdg.state", "method.quon.mcu.upg.start",
+        "method.quon.mcu.upg.transmit", "method.quon.mcu.upg.finish"};
+    for (const service& each : services()) {
+        if (!each.message) {
+            continue;
+        }
+        const message* sent = find_message(*each.message);
+        ASSERT_NE(sent, nullptr) << each.name;
+        EXPECT_EQ(sent->request, each.request) << each.name;
+        EXPECT_EQ(sent->reply == each.reply, !other_reply.contains(each.name)) << each.name;
+    }
+}
+
 TEST(TheMessages, AreTheSixEventsAndTheCommandsInOrderOfType) {
     constexpr size_t events = 6;
     ASSERT_EQ(messages().size(), events + std::size(commands));
@@ -301,61 +318,96 @@ struct field_row {
     std::string_view field;
     uint32_t offset;
     uint32_t size;
+    field_kind kind;
+    std::string_view unit;
 };
 constexpr field_row stated_fields[] = {
-    {"wakeup_info", "reason", 0, 1},
-    {"wakeup_info", "mac", 54, 6},
-    {"wakeup_info", "socup_time1", 60, 4},
-    {"wakeup_info", "socup_time2", 64, 4},
-    {"time", "year", 0, 1},
-    {"time", "month", 1, 1},
-    {"time", "day", 2, 1},
-    {"time", "hour", 3, 1},
-    {"time", "minute", 4, 1},
-    {"time", "second", 5, 1},
-    {"wifi_info", "mac", 0, 32},
-    {"wifi_info", "ip", 32, 32},
-    {"wifi_info", "gateway", 64, 32},
-    {"wifi_info", "dns1", 96, 32},
-    {"wifi_info", "dns2", 128, 32},
-    {"store_params", "server_ip", 38, 4},
-    {"store_params", "server_port", 42, 2},
-    {"alarm", "word", 0, 4},
-    {"wakeup_context", "wakeup_reason", 0, 1},
-    {"wakeup_context", "socup_time1", 60, 4},
-    {"wakeup_context", "socup_time2", 64, 4},
-    {"wakeup_context", "time_year", 71, 1},
-    {"wakeup_context", "battery_status", 81, 5},
-    {"wakeup_context", "wifi_status", 86, 70},
-    {"wakeup_context", "wifi_mac", 156, 32},
-    {"wakeup_context", "server_ip", 354, 4},
-    {"wakeup_context", "server_port", 358, 2},
-    {"wakeup_context", "version", 364, 32},
-    {"wakeup_context", "start_ms", 396, 4},
-    {"socup_time", "socup_time1", 0, 4},
-    {"socup_time", "socup_time2", 4, 4},
-    {"socup_time", "since_start", 8, 4},
-    {"net_info", "ip", 0, 4},
-    {"net_info", "netmask", 4, 4},
-    {"net_info", "gateway", 8, 4},
-    {"net_info", "mac", 12, 6},
-    {"net_info", "dns1", 18, 4},
-    {"net_info", "dns2", 22, 4},
-    {"net_event", "state", 1, 1},
-    {"net_event", "ip", 2, 4},
-    {"net_event", "dns2", 24, 4},
-    {"upg_start", "first", 0, 1},
-    {"upg_start", "second", 1, 4},
-    {"upg_block", "word", 0, 4},
-    {"upg_block", "length", 4, 4},
-    {"upg_block", "data", 8, 256},
-    {"upg_block", "tail", 264, 1},
-    {"upg_transmit_answer", "answer", 4, 1},
-    {"log_profile_request", "enable", 0, 1},
-    {"log_profile_request", "level_limit", 1, 1},
+    {"version", "version", 0, 0, field_kind::text, ""},
+    {"net_info", "ip", 0, 4, field_kind::ipv4, ""},
+    {"net_info", "netmask", 4, 4, field_kind::ipv4, ""},
+    {"net_info", "gateway", 8, 4, field_kind::ipv4, ""},
+    {"net_info", "mac", 12, 6, field_kind::mac, ""},
+    {"net_info", "dns1", 18, 4, field_kind::ipv4, ""},
+    {"net_info", "dns2", 22, 4, field_kind::ipv4, ""},
+    {"wakeup_info", "reason", 0, 1, field_kind::u8, ""},
+    {"wakeup_info", "mac", 54, 6, field_kind::mac, ""},
+    {"wakeup_info", "socup_time1", 60, 4, field_kind::u32, ""},
+    {"wakeup_info", "socup_time2", 64, 4, field_kind::u32, ""},
+    {"time", "year", 0, 1, field_kind::s8, ""},
+    {"time", "month", 1, 1, field_kind::s8, ""},
+    {"time", "day", 2, 1, field_kind::s8, ""},
+    {"time", "hour", 3, 1, field_kind::s8, ""},
+    {"time", "minute", 4, 1, field_kind::s8, ""},
+    {"time", "second", 5, 1, field_kind::s8, ""},
+    {"wifi_info", "mac", 0, 32, field_kind::text, ""},
+    {"wifi_info", "ip", 32, 32, field_kind::text, ""},
+    {"wifi_info", "gateway", 64, 32, field_kind::text, ""},
+    {"wifi_info", "dns1", 96, 32, field_kind::text, ""},
+    {"wifi_info", "dns2", 128, 32, field_kind::text, ""},
+    {"store_params", "server_ip", 38, 4, field_kind::ipv4, ""},
+    {"store_params", "server_port", 42, 2, field_kind::u16, ""},
+    {"wdg_state_byte", "state", 0, 1, field_kind::u8, ""},
+    {"wdg_state_text", "state", 0, 1, field_kind::text, ""},
+    {"alarm", "word", 0, 4, field_kind::u32, ""},
+    {"alarm", "byte4", 4, 1, field_kind::u8, ""},
+    {"alarm", "byte5", 5, 1, field_kind::u8, ""},
+    {"alarm", "byte6", 6, 1, field_kind::u8, ""},
+    {"soc_min_version", "version", 0, 0, field_kind::text, ""},
+    {"wakeup_context", "wakeup_reason", 0, 1, field_kind::u8, ""},
+    {"wakeup_context", "wakeup_mac", 54, 6, field_kind::mac, ""},
+    {"wakeup_context", "socup_time1", 60, 4, field_kind::u32, ""},
+    {"wakeup_context", "socup_time2", 64, 4, field_kind::u32, ""},
+    {"wakeup_context", "time_year", 71, 1, field_kind::s8, ""},
+    {"wakeup_context", "time_month", 72, 1, field_kind::s8, ""},
+    {"wakeup_context", "time_day", 73, 1, field_kind::s8, ""},
+    {"wakeup_context", "time_hour", 74, 1, field_kind::s8, ""},
+    {"wakeup_context", "time_minute", 75, 1, field_kind::s8, ""},
+    {"wakeup_context", "time_second", 76, 1, field_kind::s8, ""},
+    {"wakeup_context", "battery_status", 81, 5, field_kind::bytes, ""},
+    {"wakeup_context", "wifi_status", 86, 70, field_kind::bytes, ""},
+    {"wakeup_context", "wifi_mac", 156, 32, field_kind::text, ""},
+    {"wakeup_context", "wifi_ip", 188, 32, field_kind::text, ""},
+    {"wakeup_context", "wifi_gateway", 220, 32, field_kind::text, ""},
+    {"wakeup_context", "wifi_dns1", 252, 32, field_kind::text, ""},
+    {"wakeup_context", "wifi_dns2", 284, 32, field_kind::text, ""},
+    {"wakeup_context", "server_ip", 354, 4, field_kind::ipv4, ""},
+    {"wakeup_context", "server_port", 358, 2, field_kind::u16, ""},
+    {"wakeup_context", "version", 364, 32, field_kind::text, ""},
+    {"wakeup_context", "start_ms", 396, 4, field_kind::u32, "ms"},
+    {"socup_time", "socup_time1", 0, 4, field_kind::u32, ""},
+    {"socup_time", "socup_time2", 4, 4, field_kind::u32, ""},
+    {"socup_time", "since_start", 8, 4, field_kind::u32, "ms"},
+    {"zero_word", "zero", 0, 4, field_kind::u32, ""},
+    {"upg_transmit_answer", "answer", 4, 1, field_kind::u8, ""},
+    {"shell_status", "status", 0, 0, field_kind::text, ""},
+    {"shell_output", "output", 0, 0, field_kind::bytes, ""},
+    {"value", "value", 0, 1, field_kind::u8, ""},
+    {"selector", "selector", 0, 1, field_kind::u8, ""},
+    {"wdg_period", "period", 0, 4, field_kind::u32, ""},
+    {"upg_start", "first", 0, 1, field_kind::u8, ""},
+    {"upg_start", "second", 1, 4, field_kind::u32, ""},
+    {"upg_block", "word", 0, 4, field_kind::u32, ""},
+    {"upg_block", "length", 4, 4, field_kind::u32, "B"},
+    {"upg_block", "data", 8, 256, field_kind::bytes, ""},
+    {"upg_block", "tail", 264, 1, field_kind::u8, ""},
+    {"log_profile_request", "enable", 0, 1, field_kind::u8, ""},
+    {"log_profile_request", "level_limit", 1, 1, field_kind::u8, ""},
+    {"shell_command", "command", 0, 0, field_kind::text, ""},
+    {"net_event", "state", 1, 1, field_kind::u8, ""},
+    {"net_event", "ip", 2, 4, field_kind::ipv4, ""},
+    {"net_event", "netmask", 6, 4, field_kind::ipv4, ""},
+    {"net_event", "gateway", 10, 4, field_kind::ipv4, ""},
+    {"net_event", "mac", 14, 6, field_kind::mac, ""},
+    {"net_event", "dns1", 20, 4, field_kind::ipv4, ""},
+    {"net_event", "dns2", 24, 4, field_kind::ipv4, ""},
 };
 
-TEST(TheFields, StandWhereTheRecordsHaveThem) {
+TEST(TheFields, StandWhereTheRecordsHaveThemAndThereAreNoOthers) {
+    size_t known = 0;
+    for (const record* each : records()) {
+        known += each->fields.size();
+    }
+    EXPECT_EQ(known, std::size(stated_fields));
     for (const field_row& row : stated_fields) {
         const record* holder = find_record(row.record);
         ASSERT_NE(holder, nullptr) << row.record;
@@ -363,7 +415,51 @@ TEST(TheFields, StandWhereTheRecordsHaveThem) {
         ASSERT_NE(found, holder->fields.end()) << row.record << "." << row.field;
         EXPECT_EQ(found->offset, row.offset) << row.record << "." << row.field;
         EXPECT_EQ(found->size, row.size) << row.record << "." << row.field;
+        EXPECT_EQ(found->kind, row.kind) << row.record << "." << row.field;
+        EXPECT_EQ(found->unit, row.unit) << row.record << "." << row.field;
     }
+}
+
+struct values_row {
+    std::string_view record;
+    std::string_view field;
+    std::vector<uint32_t> values;
+};
+
+TEST(TheKnownValues, AreTheStatedOnesAndThereAreNoOthers) {
+    const values_row rows[] = {
+        {"wakeup_info", "reason", {1, 3, 13}},
+        {"wakeup_context", "wakeup_reason", {1, 3, 13}},
+        {"net_event", "state", {1, 2}},
+        {"upg_transmit_answer", "answer", {0xa1}},
+        {"log_profile_request", "level_limit", {0, 1, 2, 3, 4}},
+    };
+    for (const record* each : records()) {
+        for (const field& one : each->fields) {
+            const auto row = std::ranges::find_if(rows, [&](const values_row& stated) {
+                return stated.record == each->name && stated.field == one.name;
+            });
+            const std::vector<uint32_t> stated =
+                row == std::end(rows) ? std::vector<uint32_t>{} : row->values;
+            std::vector<uint32_t> known;
+            for (const known_value& value : one.values) {
+                known.push_back(value.value);
+                EXPECT_FALSE(value.meaning.empty()) << each->name << "." << one.name;
+            }
+            EXPECT_EQ(known, stated) << each->name << "." << one.name;
+        }
+    }
+}
+
+TEST(TheLogLevels, HaveTheirNames) {
+    const record* profile = find_record("log_profile_request");
+    ASSERT_NE(profile, nullptr);
+    std::vector<std::string_view> names;
+    for (const known_value& each : profile->fields[1].values) {
+        names.push_back(each.meaning);
+    }
+    EXPECT_EQ(names,
+              (std::vector<std::string_view>{"fatal", "error", "warning", "information", "debug"}));
 }
 
 }  // namespace
