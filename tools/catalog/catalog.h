@@ -84,8 +84,10 @@ struct decoded_field {
     std::string value;
     std::string_view unit;
     std::string_view meaning;  // of the value, where it is a known one
-    bool numeric;
+    field_kind kind;
 };
+
+bool is_number(field_kind kind);
 
 // The fields of `bytes` that lie whole within it; a run of bytes that no field covers comes in hex
 // as "rest_<offset>", or as "bytes" when it is all there is. A list gives "count" and its entries.

@@ -70,11 +70,6 @@ std::string shown(field_kind kind, bytes_view bytes) {
     return to_hex(bytes);
 }
 
-bool is_number(field_kind kind) {
-    return kind == field_kind::u8 || kind == field_kind::s8 || kind == field_kind::u16 ||
-           kind == field_kind::u32;
-}
-
 std::string_view meaning_of(const field& what, bytes_view bytes) {
     const auto found = std::ranges::find(what.values, read_le(bytes), &known_value::value);
     return found == what.values.end() ? std::string_view{} : found->meaning;
@@ -104,8 +99,7 @@ class decoder {
   private:
     void known(std::vector<decoded_field>& out, const field& each, bytes_view piece) const {
         const std::string_view meaning = is_number(each.kind) ? meaning_of(each, piece) : "";
-        out.push_back(
-            {dotted(each.name), shown(each.kind, piece), each.unit, meaning, is_number(each.kind)});
+        out.push_back({dotted(each.name), shown(each.kind, piece), each.unit, meaning, each.kind});
     }
 
     void rest(std::vector<decoded_field>& out, size_t from, size_t to) const {
@@ -114,7 +108,7 @@ class decoder {
         }
         const bool all = from == 0 && to == bytes_.size();
         const std::string name = all ? unnamed() : dotted("rest_" + std::to_string(from));
-        out.push_back({name, to_hex(bytes_.subspan(from, to - from)), "", "", false});
+        out.push_back({name, to_hex(bytes_.subspan(from, to - from)), "", "", field_kind::bytes});
     }
 
     std::string dotted(std::string_view name) const {
@@ -133,7 +127,7 @@ std::vector<decoded_field> decode_list(const record& what, bytes_view bytes) {
         return out;
     }
     const size_t count = bytes[0];
-    out.push_back({"count", std::to_string(count), "", "", true});
+    out.push_back({"count", std::to_string(count), "", "", field_kind::u8});
     size_t at = 1;
     for (size_t i = 0; i < count && at + what.entry_size <= bytes.size(); ++i) {
         decoder(what.fields, bytes.subspan(at, what.entry_size), "entry[" + std::to_string(i) + "]")
@@ -141,12 +135,18 @@ std::vector<decoded_field> decode_list(const record& what, bytes_view bytes) {
         at += what.entry_size;
     }
     if (at < bytes.size()) {
-        out.push_back({"rest_" + std::to_string(at), to_hex(bytes.subspan(at)), "", "", false});
+        out.push_back(
+            {"rest_" + std::to_string(at), to_hex(bytes.subspan(at)), "", "", field_kind::bytes});
     }
     return out;
 }
 
 }  // namespace
+
+bool is_number(field_kind kind) {
+    return kind == field_kind::u8 || kind == field_kind::s8 || kind == field_kind::u16 ||
+           kind == field_kind::u32;
+}
 
 std::string to_hex(bytes_view bytes) {
     std::string text;

@@ -1,4 +1,7 @@
 // list, describe, docs: what the table says.
+#include <algorithm>
+#include <cctype>
+
 #include "quon_mcu/commands.h"
 #include "quon_mcu/describe.h"
 #include "quon_mcu/failure.h"
@@ -13,9 +16,16 @@ void refuse_payload_modes(const context& ctx, const char* command) {
     }
 }
 
+// Whatever the case of the letters.
+bool holds(std::string_view text, std::string_view word) {
+    const auto alike = [](unsigned char a, unsigned char b) {
+        return std::tolower(a) == std::tolower(b);
+    };
+    return word.empty() || !std::ranges::search(text, word, alike).empty();
+}
+
 bool contains(const catalog::service& service, const std::string& word) {
-    return service.name.find(word) != std::string_view::npos ||
-           service.meaning.find(word) != std::string_view::npos;
+    return holds(service.name, word) || holds(service.meaning, word);
 }
 
 std::string record_text(const char* role, const catalog::record* record) {

@@ -19,10 +19,29 @@ CLI::Option* add_time(CLI::App* command, const char* name, std::string& text, co
     return command->add_option(name, text, meaning)->type_name("TIME");
 }
 
+// CLI11 does not know of the words that a prefix command leaves unparsed.
+class usage_formatter : public CLI::Formatter {
+  public:
+    explicit usage_formatter(const std::vector<std::string>& prefix_commands)
+        : prefix_commands_(prefix_commands) {}
+
+    std::string make_usage(const CLI::App* app, std::string name) const override {
+        std::string usage = Formatter::make_usage(app, std::move(name));
+        if (std::ranges::count(prefix_commands_, app->get_name()) != 0) {
+            usage.insert(usage.find_last_not_of('\n') + 1, " COMMAND...");
+        }
+        return usage;
+    }
+
+  private:
+    const std::vector<std::string>& prefix_commands_;
+};
+
 }  // namespace
 
 command_line::command_line(context& ctx) : ctx_(ctx), app_(purpose, "quon-mcu") {
     app_.footer(epilogue);
+    app_.formatter(std::make_shared<usage_formatter>(prefix_commands_));
     app_.get_formatter()->label("TEXT", "");
     app_.get_formatter()->label("REQUIRED", "");
     app_.get_formatter()->label("SUBCOMMAND", "COMMAND");
@@ -104,12 +123,14 @@ void command_line::add_object_commands() {
             ->required();
         command->add_option("VALUE", words->values, "Values in the fields' order, or NAME=VALUE");
     }
-    set->add_option("--field", given->fields, "NAME=VALUE, once for each field")
+    set->add_option("--field", given->fields, "One field; may be given again for others")
+        ->type_name("NAME=VALUE")
         ->expected(1)
         ->take_all();
-    set->add_option("--hex", given->hex, "The whole record in hexadecimal");
+    set->add_option("--hex", given->hex, "The whole record in hexadecimal")->type_name("HEX");
     set->add_option("--base", given->base,
                     "What fields that are not given keep: current (default) or zero")
+        ->type_name("BASE")
         ->check(CLI::IsMember({"current", "zero"}));
     const auto level = std::make_shared<std::string>();
     add("log-level", "Set the highest level that the daemon logs",
@@ -155,12 +176,18 @@ void command_line::add_upgrade_command() {
     CLI::App* upgrade = add("upgrade", "Send the chip a firmware image in blocks of 256 bytes",
                             [this, words] { upgrade_chip(ctx_, *words); });
     upgrade->add_option("FILE", words->file, "The image")->required();
-    upgrade->add_option("--resume-from", words->resume_from,
-                        "Go on at this offset without a new start");
-    upgrade->add_option("--first", words->first, "First value of the start (default 0)");
-    upgrade->add_option("--second", words->second,
-                        "Second value of the start (default: the image's size)");
-    upgrade->add_option("--tail", words->tail, "Trailing byte of each block (default 0)");
+    upgrade
+        ->add_option("--resume-from", words->resume_from,
+                     "Go on at this offset without a new start")
+        ->type_name("OFFSET");
+    upgrade->add_option("--first", words->first, "First value of the start (default 0)")
+        ->type_name("N");
+    upgrade
+        ->add_option("--second", words->second,
+                     "Second value of the start (default: the image's size)")
+        ->type_name("N");
+    upgrade->add_option("--tail", words->tail, "Trailing byte of each block (default 0)")
+        ->type_name("N");
 }
 
 void command_line::add_shell_commands() {

@@ -101,7 +101,11 @@ word_list command_words(const CLI::App& app) {
     return names;
 }
 
-word_list option_values(const std::string& option) {
+word_list option_values(const std::string& option, const word_list& positionals,
+                        const std::string& partial) {
+    if (option == "--field" && !positionals.empty()) {
+        return assignments(record_of("set", positionals[0]), partial);
+    }
     if (option == "--as") {
         word_list names;
         for (const catalog::record* each : catalog::records()) {
@@ -124,7 +128,7 @@ std::vector<std::string> command_line::candidates(const word_list& words,
     for (size_t i = 0; i < words.size(); ++i) {
         if (words[i].starts_with("-")) {
             if (takes_next_word(command, words[i]) && ++i == words.size()) {
-                return option_values(words.back());
+                return option_values(words.back(), positionals, partial);
             }
         } else if (expects_command()) {
             command = command_named(words[i]);

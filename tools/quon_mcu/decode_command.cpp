@@ -1,4 +1,6 @@
 // decode: a log with hex dumps, or a journal, as one line a frame.
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 
@@ -77,10 +79,12 @@ void decode_log(context& ctx, const std::string& file) {
         decode_stream(ctx, std::cin);
         return;
     }
+    errno = 0;
     std::ifstream in(file);
     if (!in || in.peek() == std::ifstream::traits_type::eof()) {
         if (!in.is_open() || in.bad()) {
-            throw failure(exit_status::usage, "cannot read '" + file + "'");
+            throw failure(exit_status::usage,
+                          "cannot read '" + file + "': " + std::strerror(errno));
         }
         in.clear();
     }

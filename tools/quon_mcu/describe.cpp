@@ -43,13 +43,10 @@ std::string meaning_text(const field& what) {
     return text;
 }
 
-std::vector<std::string> rest_row(uint32_t from, uint32_t to) {
-    return {std::to_string(from),
-            std::to_string(to - from),
-            "bytes",
-            "rest_" + std::to_string(from),
-            "",
-            "not interpreted"};
+// Named as the decoder does; `size` is a number or words.
+std::vector<std::string> rest_row(const record& what, uint32_t from, const std::string& size) {
+    const std::string name = what.fields.empty() ? "bytes" : "rest_" + std::to_string(from);
+    return {std::to_string(from), size, "bytes", name, "", "not interpreted"};
 }
 
 json field_json(const field& what) {
@@ -93,7 +90,7 @@ row_list field_rows(const record& what) {
     uint32_t done = 0;
     for (const field& each : what.fields) {
         if (each.offset > done) {
-            rows.push_back(rest_row(done, each.offset));
+            rows.push_back(rest_row(what, done, std::to_string(each.offset - done)));
         }
         rows.push_back({std::to_string(each.offset), field_size(each), type_text(each.kind),
                         std::string(each.name), std::string(each.unit), meaning_text(each)});
@@ -105,11 +102,9 @@ row_list field_rows(const record& what) {
         rows.push_back({"1", std::to_string(what.entry_size), "bytes", "entry[0]", "",
                         "first entry; the others follow"});
     } else if (done < what.size) {
-        rows.push_back(rest_row(done, what.size));
+        rows.push_back(rest_row(what, done, std::to_string(what.size - done)));
     } else if (what.size == 0 && !open_ended) {
-        rows.push_back({std::to_string(done), "to the end", "bytes",
-                        done == 0 ? "bytes" : "rest_" + std::to_string(done), "",
-                        "not interpreted"});
+        rows.push_back(rest_row(what, done, "to the end"));
     }
     return rows;
 }

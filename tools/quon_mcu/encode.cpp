@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <ctime>
 #include <limits>
+#include <set>
 
 #include "quon_mcu/failure.h"
 #include "quon_mcu/names.h"
@@ -34,11 +35,7 @@ octets encode_number(const field& what, std::string_view text, int64_t least, in
     if (named != what.values.end()) {
         return little_endian(named->value, what.size);
     }
-    try {
-        return little_endian(parse_number(text, least, most), what.size);
-    } catch (const failure& error) {
-        refuse(std::string(what.name) + ": " + error.what());
-    }
+    return little_endian(parse_number(what.name, text, least, most), what.size);
 }
 
 octets encode_ipv4(std::string_view text) {
@@ -81,8 +78,11 @@ void put(octets& bytes, size_t offset, const octets& piece) {
     std::ranges::copy(piece, bytes.begin() + static_cast<std::ptrdiff_t>(offset));
 }
 
+// A shell command may well have an "=" somewhere behind its first word.
 bool is_assignment(const std::string& word) {
-    return word.find('=') != std::string::npos;
+    constexpr std::string_view letters = "abcdefghijklmnopqrstuvwxyz0123456789_";
+    const size_t end = word.find_first_not_of(letters);
+    return end != std::string::npos && end != 0 && word[end] == '=';
 }
 
 std::string joined(std::span<const std::string> words) {
@@ -129,12 +129,16 @@ octets encode_clock(const record& what, const std::tm& clock) {
 }
 
 void put_assignments(const record& what, octets& bytes, std::span<const std::string> words) {
+    std::set<std::string_view> given;
     for (const std::string& word : words) {
         if (!is_assignment(word)) {
             refuse("'" + word + "' is no NAME=VALUE");
         }
         const size_t equals = word.find('=');
         const field& target = field_named(what, word.substr(0, equals));
+        if (!given.insert(target.name).second) {
+            refuse(std::string(target.name) + " is given twice");
+        }
         put(bytes, target.offset, encode_field(target, word.substr(equals + 1)));
     }
 }

@@ -4,6 +4,7 @@
 
 #include "quon_mcu/bus_session.h"
 #include "quon_mcu/commands.h"
+#include "quon_mcu/describe.h"
 #include "quon_mcu/encode.h"
 #include "quon_mcu/failure.h"
 #include "quon_mcu/names.h"
@@ -62,7 +63,7 @@ class event_poller {
             }
         }
         if (!words.count.empty()) {
-            wanted_ = parse_number(words.count, 1, INT32_MAX);
+            wanted_ = parse_number("--count", words.count, 1, INT32_MAX);
         }
         waits_ = words.follow || wanted_ || !words.timeout.empty();
         timeout_ms_ = optional_duration(words.timeout);
@@ -165,9 +166,7 @@ class waiter {
         if (equals == std::string::npos) {
             throw failure(exit_status::usage, "'" + condition_ + "' is no FIELD=VALUE");
         }
-        field_ = &field_named(*service_.reply, condition_.substr(0, equals));
-        text_ = condition_.substr(equals + 1);
-        bytes_ = encode_field(*field_, text_);
+        wanted_ = as_shown(condition_.substr(0, equals), condition_.substr(equals + 1));
     }
 
     void run() {
@@ -204,16 +203,41 @@ class waiter {
         }
     }
 
-    // Texts are compared as they are shown, all else byte by byte.
-    bool holds(const octets& payload) const {
-        if (field_->kind != catalog::field_kind::text) {
-            return payload.size() >= field_->offset + bytes_.size() &&
-                   std::equal(bytes_.begin(), bytes_.end(),
-                              payload.begin() + static_cast<std::ptrdiff_t>(field_->offset));
+    // The field with that value as an answer shows it. What has a name only there (count, bytes,
+    // rest_6) counts as well.
+    catalog::decoded_field as_shown(const std::string& name, const std::string& value) const {
+        const catalog::record& reply = *service_.reply;
+        const std::string_view text = value;
+        if (is_only_shown(reply, name)) {
+            return name == "count"
+                       ? shown_as({name, 0, 1, catalog::field_kind::u8, "", {}, ""}, text)
+                       : shown_as({name, 0, 0, catalog::field_kind::bytes, "", {}, ""}, text);
         }
+        return shown_as(field_named(reply, name), text);
+    }
+
+    static bool is_only_shown(const catalog::record& reply, const std::string& name) {
+        const row_list rows = field_rows(reply);  // with a header
+        const bool shown = std::ranges::any_of(std::span(rows).subspan(1),
+                                               [&](const auto& row) { return row[3] == name; });
+        return shown && !name.starts_with("entry") &&
+               std::ranges::find(reply.fields, name, &catalog::field::name) == reply.fields.end();
+    }
+
+    static catalog::decoded_field shown_as(const catalog::field& field, std::string_view value) {
+        if (field.kind == catalog::field_kind::text) {
+            return {std::string(field.name), std::string(value), "", "", field.kind};
+        }
+        catalog::field alone = field;
+        alone.offset = 0;
+        const catalog::record holder{"", 0, 0, std::span(&alone, 1)};
+        return catalog::decode(holder, encode_field(field, value)).at(0);
+    }
+
+    bool holds(const octets& payload) const {
         const auto fields = catalog::decode(*service_.reply, payload);
         return std::ranges::any_of(fields, [this](const catalog::decoded_field& each) {
-            return each.name == field_->name && each.value == text_;
+            return each.name == wanted_.name && each.value == wanted_.value;
         });
     }
 
@@ -222,9 +246,7 @@ class waiter {
     std::string condition_;
     int32_t timeout_ms_;
     int32_t interval_ms_;
-    const catalog::field* field_ = nullptr;
-    std::string text_;
-    octets bytes_;
+    catalog::decoded_field wanted_;
 };
 
 }  // namespace

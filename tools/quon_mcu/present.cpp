@@ -16,14 +16,13 @@ std::string people_value(const catalog::decoded_field& field) {
     return text;
 }
 
-bool is_hex(const catalog::decoded_field& field) {
-    return !field.numeric && field.value.size() % 2 == 0 &&
-           field.value.find_first_not_of("0123456789abcdef") == std::string::npos;
-}
-
 void add_rows(std::vector<std::vector<std::string>>& rows, const catalog::decoded_field& field) {
-    if (!is_hex(field) || field.value.size() <= hex_line) {
+    if (field.kind != catalog::field_kind::bytes || field.value.size() <= hex_line) {
         rows.push_back({field.name, people_value(field)});
+        return;
+    }
+    if (field.value.find_first_not_of('0') == std::string::npos) {
+        rows.push_back({field.name, std::to_string(field.value.size() / 2) + " bytes, all zero"});
         return;
     }
     for (size_t at = 0; at < field.value.size(); at += hex_line) {
@@ -42,7 +41,7 @@ json fields_json(const catalog::record& what, std::span<const uint8_t> bytes) {
     for (const catalog::decoded_field& each : catalog::decode(what, bytes)) {
         if (each.name.starts_with("entry[")) {
             fields["entries"].push_back(each.value);
-        } else if (each.numeric) {
+        } else if (catalog::is_number(each.kind)) {
             fields[each.name] = std::stoll(each.value);
         } else {
             fields[each.name] = each.value;

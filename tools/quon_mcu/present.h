@@ -18,7 +18,7 @@ std::string dump(const json& value);
 // {"name": value, ...}: numbers as numbers, all else as text; the entries of a list as "entries".
 json fields_json(const catalog::record& what, std::span<const uint8_t> bytes);
 
-// One aligned line a field; long hex in lines of 16 bytes.
+// One aligned line a field; bytes in lines of 16, or in words when they are all zero.
 std::string fields_text(const catalog::record& what, std::span<const uint8_t> bytes);
 
 // The payload in the output's mode; `document` is what --json prints.

@@ -19,7 +19,11 @@ int help_or_usage(CLI::App& app, output& out, const CLI::ParseError& error) {
         out.write(results.str());
         return to_int(exit_status::done);
     }
-    out.note(std::string(error.what()) + "; see 'quon-mcu --help'");
+    std::string command;
+    for (const CLI::App* each : app.get_subcommands()) {
+        command = each->get_name() + " ";
+    }
+    out.note(std::string(error.what()) + "; see 'quon-mcu " + command + "--help'");
     return to_int(exit_status::usage);
 }
 

@@ -100,7 +100,7 @@ class image_sender {
         const std::string second = words.second == "size" ? size : words.second;
         const std::string assigned[] = {"first=" + words.first, "second=" + second};
         start_ = encode(*service_named("upg.start").request, {}, assigned);
-        tail_ = static_cast<uint8_t>(parse_number(words.tail, 0, UINT8_MAX));
+        tail_ = static_cast<uint8_t>(parse_number("--tail", words.tail, 0, UINT8_MAX));
         if (!words.resume_from.empty()) {
             resumed_ = true;
             from_ = offset_of(words.resume_from);
@@ -120,7 +120,7 @@ class image_sender {
   private:
     size_t offset_of(const std::string& text) const {
         const auto last = static_cast<int64_t>(image_.size()) - 1;
-        const auto offset = static_cast<size_t>(parse_number(text, 0, last));
+        const auto offset = static_cast<size_t>(parse_number("--resume-from", text, 0, last));
         if (offset % block_size != 0) {
             throw failure(exit_status::usage, "a block begins at a multiple of " +
                                                   std::to_string(block_size) + ", not at " + text);

@@ -94,4 +94,12 @@ int64_t parse_number(std::string_view text, int64_t least, int64_t most) {
     return value;
 }
 
+int64_t parse_number(std::string_view name, std::string_view text, int64_t least, int64_t most) {
+    try {
+        return parse_number(text, least, most);
+    } catch (const failure& error) {
+        throw failure(error.status(), std::string(name) + ": " + error.what());
+    }
+}
+
 }  // namespace quon::client

@@ -19,4 +19,7 @@ int32_t parse_duration(std::string_view text);
 // Decimal, or hexadecimal after "0x"; `least` to `most`. Throws failure (usage).
 int64_t parse_number(std::string_view text, int64_t least, int64_t most);
 
+// The same; the failure names what the number was for.
+int64_t parse_number(std::string_view name, std::string_view text, int64_t least, int64_t most);
+
 }  // namespace quon::client

@@ -13,13 +13,23 @@ constexpr const char* clear_screen = "\x1b[H\x1b[2J";
 
 // --interval and --rounds may also stand at the end of the watched command.
 void take_trailing_options(std::vector<std::string>& words, watch_words& options) {
-    while (words.size() > 2) {
-        const std::string& name = words[words.size() - 2];
-        if (name != "--interval" && name != "--rounds") {
+    const auto target = [&options](const std::string& name) {
+        return name == "--interval" ? &options.interval
+               : name == "--rounds" ? &options.rounds
+                                    : nullptr;
+    };
+    while (words.size() > 1) {
+        const std::string& last = words.back();
+        const size_t equals = last.find('=');
+        const bool joined_by_equals = equals != std::string::npos;
+        const size_t taken = joined_by_equals ? 1 : 2;
+        std::string* value =
+            target(joined_by_equals ? last.substr(0, equals) : words[words.size() - 2]);
+        if (value == nullptr || words.size() <= taken) {
             return;
         }
-        (name == "--interval" ? options.interval : options.rounds) = words.back();
-        words.resize(words.size() - 2);
+        *value = joined_by_equals ? last.substr(equals + 1) : last;
+        words.resize(words.size() - taken);
     }
 }
 
@@ -41,7 +51,7 @@ void watch(context& ctx, watch_words options) {
     }
     const auto interval = std::chrono::milliseconds(parse_duration(options.interval));
     const int64_t rounds =
-        options.rounds.empty() ? INT64_MAX : parse_number(options.rounds, 1, INT32_MAX);
+        options.rounds.empty() ? INT64_MAX : parse_number("--rounds", options.rounds, 1, INT32_MAX);
     int status = 0;
     for (int64_t round = 1;; ++round) {
         if (ctx.out.results_on_terminal()) {

@@ -31,7 +31,7 @@ TEST(AKnownValue, CarriesItsMeaning) {
     EXPECT_EQ(fields[0].name, "rest_0");
     EXPECT_EQ(fields[1].name, "answer");
     EXPECT_EQ(fields[1].value, "161");
-    EXPECT_TRUE(fields[1].numeric);
+    EXPECT_EQ(fields[1].kind, field_kind::u8);
     EXPECT_EQ(fields[1].meaning, "accepted");
 }
 

@@ -26,7 +26,8 @@ const refusal_row refusals[] = {
     {{"list", "--jsn"}, "unknown option '--jsn'; did you mean '--json'?"},
     {{"events", "--folow"}, "unknown option '--folow'; did you mean '--follow'?"},
     {{"list", "a", "b"}, "one word too many: 'b'"},
-    {{"get"}, "OBJECT is required; see 'quon-mcu --help'"},
+    {{"get"}, "OBJECT is required; see 'quon-mcu get --help'"},
+    {{"list", "--timeout"}, "--timeout: 1 required TIME missing; see 'quon-mcu list --help'"},
     {{"get", "tiem"}, "unknown object of get 'tiem'; did you mean 'time'"},
     {{"get", "time", "now"}, "get.time takes no value"},
     {{"get", "wifi.scanf.info"}, "get.wifi.scanf.info needs a value or --hex"},
@@ -34,6 +35,7 @@ const refusal_row refusals[] = {
     {{"set", "led"}, "set.led needs a value or --hex"},
     {{"set", "led", "256"}, "value: '256' is no number from 0 to 255"},
     {{"set", "led", "1", "2"}, "expected 1 values: value"},
+    {{"set", "led", "value=1", "value=2"}, "value is given twice"},
     {{"set", "pir.info", "1"}, "set.pir.info has no known fields: give its bytes with --hex"},
     {{"set", "pir.info"}, "set.pir.info needs --hex"},
     {{"set", "pir.info", "--hex", "01"}, "set.pir.info takes 36 bytes, not 1"},
@@ -42,7 +44,7 @@ const refusal_row refusals[] = {
      "unknown field 'server_prt'; did you mean 'server_port', 'server_ip'?"},
     {{"set", "store.params", "--field", "80"}, "expected 2 values: server_ip server_port"},
     {{"set", "store.params", "server_ip=1.1.1.1", "--base", "old"},
-     "--base: old not in {current,zero}; see 'quon-mcu --help'"},
+     "--base: old not in {current,zero}; see 'quon-mcu set --help'"},
     {{"log-level", "loud"}, "unknown log level 'loud'"},
     {{"log-level", "5"}, "unknown log level '5'"},
     {{"call", "get.tiem"}, "unknown service 'get.tiem'; did you mean 'get.time'"},
@@ -52,13 +54,20 @@ const refusal_row refusals[] = {
     {{"call", "get.time", "--timeout", "soon"},
      "'soon' is no duration; write milliseconds or, say, 1.5s"},
     {{"--hex", "--raw", "get", "time"}, "--hex excludes --raw"},
-    {{"events", "--count", "0"}, "'0' is no number from 1 to 2147483647"},
+    {{"events", "--count", "0"}, "--count: '0' is no number from 1 to 2147483647"},
     {{"events", "--as", "net_evnt"}, "unknown record 'net_evnt'; did you mean 'net_event'"},
     {{"wait", "time", "year"}, "'year' is no FIELD=VALUE"},
     {{"wait", "time", "yaer=26"}, "unknown field 'yaer'; did you mean 'year'"},
+    {{"wait", "err.report", "count=256"}, "count: '256' is no number from 0 to 255"},
+    {{"wait", "err.report", "entry[0]=00"}, "unknown field 'entry[0]'"},
+    {{"wait", "time", "rest_7=00"}, "unknown field 'rest_7'"},
+    {{"wait", "battery.status", "bytes=0"}, "'0' has an odd number of digits"},
+    {{"wait", "battery.status", "name=0"}, "unknown field 'name'"},
     {{"wait", "popen", "output=x"}, "wait cannot ask for get.popen"},
     {{"upgrade", "/nonexistent"}, "cannot read '/nonexistent': No such file or directory"},
     {{"upgrade", "/"}, "cannot read '/': Is a directory"},
+    {{"upgrade", "/proc/self/exe", "--tail", "256"}, "--tail: '256' is no number from 0 to 255"},
+    {{"upgrade", "/proc/self/exe", "--resume-from", "x"}, "--resume-from: 'x' is no number from 0"},
     {{"upgrade", "/dev/null"}, "'/dev/null' is empty"},
     {{"exec"}, "a shell command is missing"},
     {{"popen", "--"}, "a shell command is missing"},
@@ -66,16 +75,19 @@ const refusal_row refusals[] = {
     {{"handoff", "1.2.3.4:80", "--drop"}, "handoff takes either ADDRESS:PORT or --drop"},
     {{"handoff", "camera:80"}, "'camera:80' is no ADDRESS:PORT, as 192.168.1.2:80"},
     {{"handoff", "1.2.3.4"}, "'1.2.3.4' is no ADDRESS:PORT, as 192.168.1.2:80"},
-    {{"handoff", "1.2.3.4:0"}, "'0' is no number from 1 to 65535"},
+    {{"handoff", "1.2.3.4:0"}, "port: '0' is no number from 1 to 65535"},
     {{"watch"}, "watch needs a command"},
-    {{"watch", "list", "--rounds", "0"}, "'0' is no number from 1 to 2147483647"},
-    {{"decode", "/nonexistent"}, "cannot read '/nonexistent'"},
+    {{"watch", "list", "--rounds", "0"}, "--rounds: '0' is no number from 1 to 2147483647"},
+    {{"watch", "list", "--rounds=0"}, "--rounds: '0' is no number from 1 to 2147483647"},
+    {{"watch", "list", "--rounds=1", "--interval=x"}, "'x' is no duration"},
+    {{"decode", "/nonexistent"}, "cannot read '/nonexistent': No such file or directory"},
+    {{"decode", "/"}, "cannot read '/': Is a directory"},
     {{"decode", "--hex", "/dev/null"}, "decode prints lines or --json"},
     {{"list", "--raw"}, "list prints text or --json"},
     {{"list", "zzzz"}, "unknown service 'zzzz'"},
     {{"describe", "get.tiem"}, "unknown service 'get.tiem'; did you mean 'get.time'"},
     {{"docs", "page"}, "unknown page 'page'"},
-    {{"completion", "fish"}, "SHELL: fish not in {bash,zsh}; see 'quon-mcu --help'"},
+    {{"completion", "fish"}, "SHELL: fish not in {bash,zsh}; see 'quon-mcu completion --help'"},
 };
 
 TEST(AWrongCommandLine, IsRefusedWithStatus2AndSaysWhy) {
@@ -102,6 +114,23 @@ TEST(Help, GoesToStandardOutput) {
     }
     EXPECT_NE(got.out.find("Exit status: 0 done, 1 the service answered with a failure, 2 usage"),
               std::string::npos);
+}
+
+TEST(Help, NamesWhatACommandAndItsOptionsTake) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"exec", "Usage: quon-mcu exec [OPTIONS] COMMAND...\n"},
+        {"popen", "Usage: quon-mcu popen [OPTIONS] COMMAND...\n"},
+        {"watch", "Usage: quon-mcu watch [OPTIONS] COMMAND...\n"},
+        {"set", "\n  --field NAME=VALUE "},
+        {"set", "\n  --hex HEX "},
+        {"set", "\n  --base BASE:{current,zero} "},
+        {"upgrade", "\n  --resume-from OFFSET "},
+        {"upgrade", "\n  --tail N "},
+    };
+    for (const auto& [command, text] : rows) {
+        const std::string help = run_client({command, "--help"}).out;
+        EXPECT_NE(help.find(text), std::string::npos) << help;
+    }
 }
 
 TEST(TheVersion, GoesToStandardOutput) {
@@ -139,6 +168,9 @@ TEST(TheList, IsAvailableAsJson) {
 TEST(TheList, CanBeNarrowed) {
     const outcome got = run_client({"list", "soc.time"});
     EXPECT_EQ(std::ranges::count(got.out, '\n'), 1 + 3);
+    EXPECT_NE(got.out, run_client({"list"}).out);
+    // In names and meanings, whatever the case.
+    EXPECT_EQ(run_client({"list", "wi-FI SCAN"}).out, run_client({"list", "get.wifi.scanf"}).out);
 }
 
 TEST(ADescription, ExistsForEveryService) {
@@ -191,6 +223,7 @@ TEST(Completion, OffersWhatMayStandThere) {
         {{"events", "--as", "net_"}, {"net_event", "net_info"}},
         {{"--timeout", "5", "get", "tim"}, {"time"}},
         {{"--json", "get", "tim"}, {"time"}},
+        {{"set", "alarm", "--field", "w"}, {"word="}},
         {{"set", "led", "--base", ""}, {"current", "zero"}},
         {{"watch", "get", "tim"}, {"time"}},
         {{"watch", "--interval", "1s", "get", "tim"}, {"time"}},

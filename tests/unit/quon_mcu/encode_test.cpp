@@ -68,6 +68,16 @@ TEST(Assignments, StandOverZerosWithoutABase) {
     EXPECT_EQ(encoded("store_params", {"server_ip=192.168.1.2"}), expected);
 }
 
+TEST(Assignments, AreRefusedWhenAFieldIsGivenTwice) {
+    EXPECT_EQ(refusal("alarm", {"word=1", "byte4=2", "word=1"}), "word is given twice");
+}
+
+TEST(AShellCommand, MayHaveAnEqualsSignBehindItsFirstWord) {
+    EXPECT_EQ(hex("shell_command", {"x a=b"}), "7820613d6200");
+    EXPECT_EQ(hex("shell_command", {"command=A=1 x"}), "413d31207800");
+    EXPECT_EQ(hex("shell_command", {"A=1 x"}), "413d31207800");
+}
+
 TEST(Assignments, AreRefusedForUnknownFieldsAndMixedWithValues) {
     EXPECT_EQ(refusal("store_params", {"server_prt=1"})
                   .find("unknown field 'server_prt'; did you mean 'server_port'"),

@@ -37,6 +37,16 @@ TEST(LongHex, StandsInLinesOfSixteenBytes) {
               "       abababab\n");
 }
 
+TEST(LongHex, ThatIsAllZeroIsSaidInWords) {
+    EXPECT_EQ(people("pir_info", octets(36)), "bytes  36 bytes, all zero\n");
+    EXPECT_EQ(people("battery_status", octets(5)), "bytes  0000000000\n");
+}
+
+TEST(ALongText, StaysOnItsLineWhateverItsCharacters) {
+    const std::string digest = "2fd4e1c67a2d28fced849ee1bb76e7391b93eb12";
+    EXPECT_EQ(people("version", octets(digest.begin(), digest.end())), "version  " + digest + "\n");
+}
+
 TEST(FieldsAsJson, AreNumbersAndTexts) {
     EXPECT_EQ(
         as_json("time", {26, 2, 3, 4, 5, 0xff, 0, 0, 0, 1}),
@@ -72,6 +82,20 @@ TEST(FieldRows, AccountForEveryByteOfARecord) {
             at += static_cast<uint32_t>(std::stoul(rows[i][1]));
         }
         EXPECT_EQ(at, each->size) << each->name;
+    }
+}
+
+TEST(FieldRows, NameWhatTheDecoderShows) {
+    for (const catalog::record* each : catalog::records()) {
+        if (each->size == 0 || each->entry_size != 0) {
+            continue;
+        }
+        const row_list rows = field_rows(*each);
+        const auto shown = catalog::decode(*each, octets(each->size));
+        ASSERT_EQ(rows.size(), shown.size() + 1) << each->name;
+        for (size_t i = 0; i < shown.size(); ++i) {
+            EXPECT_EQ(rows[i + 1][3], shown[i].name) << each->name;
+        }
     }
 }
 
