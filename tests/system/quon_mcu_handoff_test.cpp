@@ -106,6 +106,17 @@ TEST_F(TheHandoffCommand, CanOnlyShowThePeer) {
     EXPECT_EQ(json.out, "{\"peer\":\"" + local(server.port()) + "\"}\n");
 }
 
+// The daemon acts on the last request again when its peer closes.
+TEST_F(TheHandoffCommand, LeavesSoThatTheDaemonDoesNotConnectAgain) {
+    const RemoteServer server;
+    const std::size_t mark = daemon().mark();
+    EXPECT_EQ(run_client({"handoff", local(server.port()), "--no-relay"}).status, exited_with(0));
+    EXPECT_TRUE(daemon().process().wait_for_text("ws ls recv[1] ----> len:0", mark));
+    const std::string output = daemon().output().substr(mark);
+    const std::string asked = "ws ls recv websocketip";
+    EXPECT_EQ(output.find(asked), output.rfind(asked)) << output;
+}
+
 TEST_F(TheHandoffCommand, SaysThatTheServerRefused) {
     std::uint16_t port = 0;
     {

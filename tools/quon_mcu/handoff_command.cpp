@@ -38,7 +38,8 @@ sockaddr_in parse_peer(const std::string& text) {
         inet_pton(AF_INET, text.substr(0, colon).c_str(), &peer.sin_addr) != 1) {
         throw failure(exit_status::usage, "'" + text + "' is no ADDRESS:PORT, as 192.168.1.2:80");
     }
-    const int64_t port = parse_number(std::string_view(text).substr(colon + 1), 1, UINT16_MAX);
+    const int64_t port =
+        parse_number("port", std::string_view(text).substr(colon + 1), 1, UINT16_MAX);
     peer.sin_port = htons(static_cast<uint16_t>(port));
     return peer;
 }
@@ -74,6 +75,19 @@ void send_request(int local, uint8_t command, const sockaddr_in& peer) {
         fail_with_errno(exit_status::no_daemon, "cannot send the request");
     }
 }
+
+// The daemon acts on the last request once more when its peer closes. A request to drop keeps it
+// from connecting again for nobody.
+class asked_connection {
+  public:
+    explicit asked_connection(int local) : local_(local) {}
+    ~asked_connection() { static_cast<void>(::send(local_, &drop_connection, 1, MSG_NOSIGNAL)); }
+    asked_connection(const asked_connection&) = delete;
+    asked_connection& operator=(const asked_connection&) = delete;
+
+  private:
+    int local_;
+};
 
 int milliseconds_until(steady::time_point deadline) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - steady::now());
@@ -235,6 +249,7 @@ void hand_off(context& ctx, const handoff_words& words) {
     if (words.drop) {
         return;
     }
+    const asked_connection asked(local.get());
     wait_readable(local.get(), ctx.timeout_ms);
     const file_descriptor remote = receive_connection(local.get());
     show_peer(ctx, words, connected_peer(remote.get(), words.peer));
