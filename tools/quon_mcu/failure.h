@@ -8,7 +8,8 @@ namespace quon::client {
 
 enum class exit_status {
     done = 0,
-    failure = 1,    // the service answered with a failure, or the results could not be written
+    failure = 1,    // the service answered with a failure, a command on the camera failed, or the
+                    // results could not be written
     usage = 2,      // unknown command, name or value; a file that cannot be read
     no_daemon = 3,  // nobody listens, or the connection was lost
     timed_out = 4,  // no answer in time

@@ -75,6 +75,7 @@ void exec_on_camera(context& ctx) {
     } else {
         show_record(ctx.out, *service.reply, payload, status_json(text, status));
     }
+    ctx.status = static_cast<int>(status == 0 ? exit_status::done : exit_status::failure);
 }
 
 void popen_on_camera(context& ctx) {
