@@ -57,7 +57,8 @@ bool start_thread(void* (*function)(void*), void* argument) {
         return false;
     }
     pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-    quon_set_thread_stack(&attributes, kThreadStack);
+    // A size that is refused leaves the default: a large thread is better than none.
+    (void)quon_set_thread_stack(&attributes, kThreadStack);
     pthread_t thread;
     const bool started = pthread_create(&thread, &attributes, function, argument) == 0;
     pthread_attr_destroy(&attributes);

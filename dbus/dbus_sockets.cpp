@@ -36,17 +36,6 @@ bool attempt(int fd, const sockaddr_un& address, suseconds_t wait_us) {
     return connected;
 }
 
-// The numbers 0 to 2 can be free when the process was started without standard streams. 0 means
-// "none" in a registration, and whatever is printed would go to 1 and 2.
-int clear_of_standard_streams(int fd) {
-    if (fd < 0 || fd > STDERR_FILENO) {
-        return fd;
-    }
-    const int moved = fcntl(fd, F_DUPFD, STDERR_FILENO + 1);
-    close(fd);
-    return moved;
-}
-
 }  // namespace
 
 int open_socket() {
@@ -54,7 +43,8 @@ int open_socket() {
 }
 
 int prepare_socket(int fd) {
-    fd = quon_close_on_exec(clear_of_standard_streams(fd));
+    // Also because 0 means "none" in a registration.
+    fd = quon_close_on_exec(quon_clear_of_standard_streams(fd));
     if (fd >= 0) {
         setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof(kSendBuffer));
     }

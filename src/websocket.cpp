@@ -80,20 +80,9 @@ uint32_t monotonic_ms() {
            static_cast<uint32_t>(now.tv_nsec / 1'000'000);
 }
 
-// The numbers 0 to 2 are free when the process was started without standard streams: 0 is no
-// descriptor here, and what is printed would go to 1 and 2.
-int clear_of_standard_streams(int fd) {
-    if (fd < 0 || fd > STDERR_FILENO) {
-        return fd;
-    }
-    const int moved = fcntl(fd, F_DUPFD, STDERR_FILENO + 1);
-    close(fd);
-    return moved;
-}
-
 // Takes a new descriptor over: out of started commands, and none that a select set has no room for.
 int adopt_descriptor(int fd) {
-    fd = clear_of_standard_streams(fd);
+    fd = quon_clear_of_standard_streams(fd);  // also because 0 is no descriptor here
     if (fd >= FD_SETSIZE) {
         close(fd);
         return -1;

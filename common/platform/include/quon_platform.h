@@ -1,5 +1,5 @@
-// What differs between the C libraries that the daemon runs on. The only conditional code of the
-// tree stands here.
+// What differs between the C libraries that the daemon runs on (the only conditional code of the
+// tree), and what every library does with a new descriptor.
 #ifndef QUON_PLATFORM_H
 #define QUON_PLATFORM_H
 
@@ -43,6 +43,18 @@ static inline int quon_close_on_exec(int fd) {
         (void)fcntl(fd, F_SETFD, FD_CLOEXEC);
     }
     return fd;
+}
+
+// The numbers 0 to 2 can be free when the process was started without standard streams, and
+// whatever is printed would go to 1 and 2. Returns fd, or in place of such a number a new one above
+// 2; fd itself is then closed. Negative numbers come back as they are; -1 when there is no new one.
+static inline int quon_clear_of_standard_streams(int fd) {
+    if (fd < 0 || fd > STDERR_FILENO) {
+        return fd;
+    }
+    const int moved = fcntl(fd, F_DUPFD, STDERR_FILENO + 1);
+    (void)close(fd);
+    return moved;
 }
 
 #endif
