@@ -17,19 +17,26 @@ bool within(int8_t value, int limit) {
     return value >= 0 && value < limit;
 }
 
+std::chrono::year_month_day date_of(bytes_view record) {
+    using namespace std::chrono;
+    return {year(epoch_year + part(record, 0)), month(static_cast<unsigned>(part(record, 1))),
+            day(static_cast<unsigned>(part(record, 2)))};
+}
+
 }  // namespace
+
+bool is_time(bytes_view record) {
+    return date_of(record).ok() && within(part(record, 3), 24) && within(part(record, 4), 60) &&
+           within(part(record, 5), 60);
+}
 
 void chip_clock::set(bytes_view record, time_point now) {
     using namespace std::chrono;
     record_.assign(record.begin(), record.end());
     set_at_ = now;
-    const year_month_day date(year(epoch_year + part(record, 0)),
-                              month(static_cast<unsigned>(part(record, 1))),
-                              day(static_cast<unsigned>(part(record, 2))));
-    runs_ = date.ok() && within(part(record, 3), 24) && within(part(record, 4), 60) &&
-            within(part(record, 5), 60);
+    runs_ = is_time(record);
     if (runs_) {
-        base_ = local_days(date) + hours(part(record, 3)) + minutes(part(record, 4)) +
+        base_ = local_days(date_of(record)) + hours(part(record, 3)) + minutes(part(record, 4)) +
                 seconds(part(record, 5));
     }
 }

@@ -25,6 +25,9 @@ class chip_clock {
     bool runs_ = false;
 };
 
+// Whether the first six bytes of a time record are a calendar time.
+bool is_time(bytes_view record);
+
 // The machine's local time as a time record.
 bytes machine_time();
 

@@ -12,6 +12,8 @@
 namespace quon::sim {
 
 constexpr size_t longest_line = 256 * 1024;
+// A client with more unread answers than this has its next commands wait.
+constexpr size_t most_unread = 256 * 1024;
 
 // One connection. A command that waits holds up the later lines of its own client only.
 class control_client : public std::enable_shared_from_this<control_client> {
@@ -66,9 +68,13 @@ class control_client : public std::enable_shared_from_this<control_client> {
         if (gone_ || std::exchange(advancing_, true)) {
             return;
         }
-        while (!busy_ && next_line()) {
-        }
-        flush();
+        bool held_up = false;
+        do {
+            while (!busy_ && out_.size() <= most_unread && next_line()) {
+            }
+            held_up = out_.size() > most_unread;
+            flush();
+        } while (held_up && out_.size() <= most_unread);
         advancing_ = false;
         if (no_more_ && !busy_ && out_.empty()) {
             end();
@@ -163,19 +169,13 @@ void control_client::run(const std::string& line) {
 }
 
 control_server::control_server(simulator& sim, const std::string& path)
-    : sim_(sim), listener_(path, SOCK_STREAM) {
-    sim_.loop().watch(listener_.get(), POLLIN, [this](short) { accept_client(); });
-}
+    : sim_(sim), listener_(sim.loop(), path, SOCK_STREAM, [this](file_descriptor fd) {
+          accept_client(std::move(fd));
+      }) {}
 
-control_server::~control_server() {
-    sim_.loop().unwatch(listener_.get());
-}
+control_server::~control_server() = default;
 
-void control_server::accept_client() {
-    file_descriptor fd = listener_.accept();
-    if (fd.get() < 0) {
-        return;
-    }
+void control_server::accept_client(file_descriptor fd) {
     const auto place = clients_.emplace(clients_.end());
     *place = std::make_shared<control_client>(sim_, std::move(fd),
                                               [this, place] { clients_.erase(place); });

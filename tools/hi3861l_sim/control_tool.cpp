@@ -47,6 +47,14 @@ bool read_line(int fd, std::string& pending, std::string& line) {
 
 }  // namespace
 
+bool flush_output() {
+    if (std::cout.flush()) {
+        return true;
+    }
+    fail(exit_error, "standard output cannot be written");
+    return false;
+}
+
 int send_control_command(const std::string& path, const std::string& command) {
     if (command.find('\n') != std::string::npos) {
         return fail(exit_usage, "a command is one line");
@@ -72,7 +80,7 @@ int send_control_command(const std::string& path, const std::string& command) {
         }
         std::cout << line << '\n';
         if (line == "ok") {
-            return exit_done;
+            return flush_output() ? exit_done : exit_error;
         }
     }
     return fail(exit_no_simulator, "the simulator at " + path + " went away");

@@ -1,7 +1,9 @@
 #include "journal.h"
 
 #include <array>
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <ctime>
 
 #include "catalog/catalog.h"
@@ -56,9 +58,13 @@ void journal::note(const std::string& text) {
 
 void journal::print(const std::string& text) {
     std::string line = time_stamp() + " " + text;
-    // The journal is for a person: when nobody can read it, the chip goes on.
-    (void)std::fprintf(out_, "%s\n", line.c_str());
-    (void)std::fflush(out_);
+    // The journal is for a person: when nobody can read it, the chip says so once and goes on.
+    const bool printed = std::fprintf(out_, "%s\n", line.c_str()) >= 0 && std::fflush(out_) == 0;
+    if (!printed && !lost_) {
+        (void)std::fprintf(stderr, "hi3861l-sim: the journal cannot be written: %s\n",
+                           std::strerror(errno));
+    }
+    lost_ = !printed;
     lines_.push_back(std::move(line));
     if (lines_.size() > kept_lines) {
         lines_.pop_front();

@@ -31,6 +31,7 @@ class journal {
     void print(const std::string& text);
 
     std::FILE* out_;
+    bool lost_ = false;  // the last line could not be written
     std::deque<std::string> lines_;
 };
 

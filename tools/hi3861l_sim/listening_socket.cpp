@@ -1,5 +1,6 @@
 #include "listening_socket.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -12,6 +13,7 @@ namespace quon::sim {
 namespace {
 
 constexpr int backlog = 128;
+constexpr std::chrono::milliseconds accept_pause{100};
 
 sockaddr_un address_of(const std::string& path) {
     sockaddr_un address{};
@@ -44,7 +46,8 @@ void remove_stale_socket(const std::string& path, int type) {
 
 }  // namespace
 
-listening_socket::listening_socket(std::string path, int type) : path_(std::move(path)) {
+listening_socket::listening_socket(event_loop& loop, std::string path, int type, arrival arrived)
+    : loop_(loop), path_(std::move(path)), arrived_(std::move(arrived)) {
     const sockaddr_un address = address_of(path_);
     remove_stale_socket(path_, type);
     fd_ = file_descriptor(socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
@@ -57,14 +60,28 @@ listening_socket::listening_socket(std::string path, int type) : path_(std::move
         unlink(path_.c_str());
         give_up(path_, why);
     }
+    watch();
 }
 
 listening_socket::~listening_socket() {
+    loop_.cancel(pause_);
+    loop_.unwatch(fd_.get());
     unlink(path_.c_str());
 }
 
-file_descriptor listening_socket::accept() const {
-    return file_descriptor(accept4(fd_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+void listening_socket::watch() {
+    loop_.watch(fd_.get(), POLLIN, [this](short) { accept(); });
+}
+
+void listening_socket::accept() {
+    file_descriptor fd(accept4(fd_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    if (fd.get() >= 0) {
+        arrived_(std::move(fd));
+    } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+        // The connection stays in the queue, where poll would report it without end.
+        loop_.unwatch(fd_.get());
+        pause_ = loop_.after(accept_pause, [this] { watch(); });
+    }
 }
 
 file_descriptor connect_unix(const std::string& path, int type) {

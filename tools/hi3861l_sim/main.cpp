@@ -5,8 +5,10 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <stdexcept>
 
@@ -40,8 +42,13 @@ constexpr state_option state_options[] = {
     {"--time", "time", "The chip's time, \"YYYY-MM-DD HH:MM:SS\" (else the machine's)"},
 };
 
+std::string default_socket() {
+    const char* path = std::getenv(CHIP_LINK_SOCKET_VARIABLE);
+    return path != nullptr && *path != '\0' ? path : CHIP_LINK_DEFAULT_SOCKET;
+}
+
 struct settings {
-    std::string socket = CHIP_LINK_DEFAULT_SOCKET;
+    std::string socket = default_socket();
     std::string control = default_control;
     std::string journal = "-";
     uint32_t netlink_port = 0;
@@ -66,14 +73,17 @@ std::string footer() {
 }
 
 void add_options(CLI::App& app, settings& chosen) {
-    app.add_option("--socket", chosen.socket, "The chip's end of the chip link")
-        ->envname(CHIP_LINK_SOCKET_VARIABLE)
-        ->capture_default_str();
+    // The variable gives the default, and no option: with --netlink it does not matter.
+    CLI::Option* socket =
+        app.add_option("--socket", chosen.socket,
+                       std::string("The chip's end of the chip link (default: ") +
+                           CHIP_LINK_SOCKET_VARIABLE + ", else " + CHIP_LINK_DEFAULT_SOCKET + ")");
     app.add_option("--control", chosen.control, "Control socket")->capture_default_str();
     app.add_option("--netlink", chosen.netlink_port,
                    "Instead of --socket: a netlink socket of protocol 28 on this port id, for a "
                    "kernel that relays between it and port 1100")
-        ->check(CLI::PositiveNumber);
+        ->check(CLI::Range(uint32_t{1}, std::numeric_limits<uint32_t>::max()))
+        ->excludes(socket);
     app.add_option("--journal", chosen.journal,
                    "File for the journal, written anew; - is standard output")
         ->capture_default_str();
@@ -176,7 +186,10 @@ int main_program(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& problem) {
-        return app.exit(problem) == 0 ? exit_done : exit_usage;
+        if (app.exit(problem) != 0) {
+            return exit_usage;
+        }
+        return flush_output() ? exit_done : exit_error;
     }
     if (control->parsed()) {
         return send_control_command(chosen.control, join_words(chosen.command, 0));

@@ -113,13 +113,16 @@ void set_time(simulator& sim, std::string_view value) {
     int end = -1;
     const int count = std::sscanf(given.c_str(), "%4d-%2d-%2d %2d:%2d:%2d%n", &part[0], &part[1],
                                   &part[2], &part[3], &part[4], &part[5], &end);
-    if (count != 6 || static_cast<size_t>(end) != given.size() || part[0] < 1872 ||
-        part[0] > 2127) {
+    if (count != 6 || static_cast<size_t>(end) != given.size()) {
         throw bad_value("time \"" + given + "\" is not YYYY-MM-DD HH:MM:SS");
     }
     bytes record(MCU_TIME_SIZE);
     part[0] -= 2000;
     std::ranges::transform(part, record.begin(), [](int n) { return static_cast<uint8_t>(n); });
+    const bool fits = std::ranges::all_of(part, [](int n) { return n >= -128 && n <= 127; });
+    if (!fits || !is_time(record)) {
+        throw bad_value("time \"" + given + "\" is none, or outside the years 1872 to 2127");
+    }
     sim.chip().clock.set(record, event_loop::clock::now());
 }
 

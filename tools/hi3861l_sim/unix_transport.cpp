@@ -25,12 +25,11 @@ constexpr std::chrono::milliseconds longest_port_pause{100};
 class unix_transport : public transport {
   public:
     unix_transport(event_loop& loop, const std::string& path)
-        : loop_(loop), listener_(path, SOCK_SEQPACKET) {
-        loop_.watch(listener_.get(), POLLIN, [this](short) { accept_host(); });
-    }
+        : loop_(loop), listener_(loop, path, SOCK_SEQPACKET, [this](file_descriptor fd) {
+              accept_host(std::move(fd));
+          }) {}
     ~unix_transport() override {
         loop_.cancel(port_timer_);
-        loop_.unwatch(listener_.get());
         for (const file_descriptor& peer : peers_) {
             loop_.unwatch(peer.get());
         }
@@ -93,11 +92,7 @@ class unix_transport : public transport {
         return -1;
     }
 
-    void accept_host() {
-        file_descriptor fd = listener_.accept();
-        if (fd.get() < 0) {
-            return;
-        }
+    void accept_host(file_descriptor fd) {
         for (const int option : {SO_SNDBUF, SO_SNDBUFFORCE}) {
             (void)setsockopt(fd.get(), SOL_SOCKET, option, &send_buffer, sizeof send_buffer);
         }

@@ -1,11 +1,15 @@
 // The program from outside: options, files, signals, exit statuses, the control socket.
 #include <gtest/gtest.h>
 #include <linux/netlink.h>
+#include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include "event_loop.h"
@@ -38,6 +42,18 @@ test::Result run_control(const sim_process& sim, const std::vector<std::string>&
 auto descriptors_of(sim_process& sim) {
     const std::string folder = "/proc/" + std::to_string(sim.process().pid()) + "/fd";
     return std::distance(fs::directory_iterator(folder), fs::directory_iterator());
+}
+
+// How often the simulator has gone to sleep.
+long pauses_of(sim_process& sim) {
+    std::ifstream status("/proc/" + std::to_string(sim.process().pid()) + "/status");
+    const std::string name = "voluntary_ctxt_switches:";
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with(name)) {
+            return std::stol(line.substr(name.size()));
+        }
+    }
+    return 0;
 }
 
 TEST(TheSimulator, SaysWhenItIsReadyAndWhere) {
@@ -121,7 +137,11 @@ TEST(TheSimulator, RefusesWhatItDoesNotUnderstandWithStatusTwo) {
         {"--set", "led"},
         {"--set", "nothing=1"},
         {"--netlink", "x"},
+        {"--netlink", "0"},
+        {"--netlink", "4294967296"},
+        {"--netlink", "1200"},  // and --socket
         {"--time", "now"},
+        {"--time", "2030-02-30 10:00:00"},
         {"control"},
         {"word"},
         {"--firmware-version", std::string(32, 'v')},
@@ -221,6 +241,29 @@ TEST(TheSimulator, PrintsTheJournalOtherwise) {
     EXPECT_TRUE(sim.process().wait_for_line("chip->host 0x01 event_1 len 2 aabb"));
 }
 
+TEST(TheSimulator, SaysOnceThatTheJournalCannotBeWrittenAndGoesOn) {
+    const scratch_folder folder;
+    sim_process sim(folder, {"--journal", "/dev/full"});
+    EXPECT_EQ(sim.ask("raw 01"), "error: not sent: no host is connected");
+    EXPECT_EQ(sim.ask("raw 02"), "error: not sent: no host is connected");
+    EXPECT_TRUE(sim.ask("frames 1").ends_with(" note not sent: no host is connected: raw 02\nok"));
+    EXPECT_EQ(sim.ask("quit"), "ok");
+    EXPECT_EQ(sim.process().wait_exit(), exited(0));
+    const std::string said =
+        "hi3861l-sim: the journal cannot be written: No space left on device\n";
+    const std::string all = sim.process().output();
+    EXPECT_NE(all.find(said), std::string::npos) << all;
+    EXPECT_EQ(all.find(said), all.rfind(said)) << all;
+}
+
+TEST(TheSimulator, ListensWhereTheVariableSays) {
+    const scratch_folder folder;
+    test::ChildProcess sim({.command = sim_command({"--control", folder.file("control")}),
+                            .environment = {{"HI3861L_SIM_SOCKET", folder.file("by-variable")}},
+                            .input = {}});
+    EXPECT_TRUE(sim.wait_for_line("hi3861l-sim: ready, chip on " + folder.file("by-variable")));
+}
+
 TEST(TheSimulator, SaysSoWhenTheKernelLacksTheProtocol) {
     const int fd = socket(AF_NETLINK, SOCK_RAW, 28);
     if (fd >= 0) {
@@ -301,6 +344,20 @@ TEST(Control, PrintsTheAnswerAndExitsByIt) {
     EXPECT_EQ(run_control(sim, {}).status, exited(2));
     EXPECT_EQ(run_control(sim, {"get battery\nquit"}).status, exited(2));
     EXPECT_EQ(run_control(sim, {"get", "battery"}).status, exited(0));
+}
+
+TEST(Control, FailsWhenItsAnswerCannotBeWritten) {
+    const scratch_folder folder;
+    const sim_process sim(folder);
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"control", "--control", sim.control_path(), "state"},
+          std::vector<std::string>{"--help"}}) {
+        std::vector<std::string> command = {"sh", "-c", "exec \"$@\" >/dev/full", "sh"};
+        std::ranges::copy(sim_command(arguments), std::back_inserter(command));
+        const test::Result result = test::run(command);
+        EXPECT_EQ(result.status, exited(1));
+        EXPECT_EQ(result.err, "hi3861l-sim: standard output cannot be written\n");
+    }
 }
 
 TEST(Control, WithoutASimulatorExitsWithStatusThree) {
@@ -384,6 +441,49 @@ TEST(TheControlSocket, RefusesALineWithoutEndAndGoesOn) {
     }
     EXPECT_TRUE(closed || client.line() == "error: line too long");
     EXPECT_EQ(sim.ask("get led"), "led=0\nok");
+}
+
+TEST(TheControlSocket, HoldsUpAClientThatDoesNotReadAndLosesNothing) {
+    const scratch_folder folder;
+    sim_process sim(folder);
+    auto client = sim.control();
+    const std::string command = "get wifi-extended-status\n";
+    std::string commands;
+    while (commands.size() < 2 * 1024 * 1024) {
+        commands += command;
+    }
+    size_t sent = 0;
+    pollfd room{client.fd(), POLLOUT, 0};
+    while (sent < commands.size() && poll(&room, 1, 200) == 1) {
+        const ssize_t size =
+            send(client.fd(), commands.data() + sent, commands.size() - sent, MSG_DONTWAIT);
+        sent += size > 0 ? static_cast<size_t>(size) : 0;
+    }
+    EXPECT_LT(sent, commands.size());
+    EXPECT_EQ(sim.ask("get led"), "led=0\nok");
+    const std::string answer = "wifi-extended-status=" + std::string(2 * 264, '0');
+    for (size_t i = 0; i < sent / command.size(); i++) {
+        ASSERT_EQ(client.line(), answer) << i;
+        ASSERT_EQ(client.line(), "ok") << i;
+    }
+}
+
+TEST(TheControlSocket, SleepsWhileItHasNoDescriptorForAClient) {
+    const scratch_folder folder;
+    sim_process sim(folder);
+    EXPECT_EQ(sim.ask("get led"), "led=0\nok");
+    const rlimit few = {.rlim_cur = 16, .rlim_max = 16};
+    ASSERT_EQ(prlimit(sim.process().pid(), RLIMIT_NOFILE, &few, nullptr), 0);
+    std::vector<control_connection> clients;
+    for (int i = 0; i < 30; i++) {
+        clients.push_back(sim.control());
+    }
+    ASSERT_TRUE(test::wait_until([&] { return descriptors_of(sim) == 16; }));
+    const long before = pauses_of(sim);
+    EXPECT_TRUE(test::wait_until([&] { return pauses_of(sim) > before + 3; }));
+    EXPECT_EQ(sim.ask("get led"), "led=0\nok");
+    clients.erase(clients.begin(), clients.begin() + 25);
+    EXPECT_EQ(clients.back().ask("get led"), "led=0\nok");
 }
 
 TEST(TheControlSocket, OutlivesClientsThatLeaveInTheMiddle) {
