@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -93,6 +94,56 @@ TEST(TheDesignPage, NamesFunctionsThatAreInTheirSources) {
         }
     }
     EXPECT_GT(steps, 30);
+}
+
+// The page from a heading to the next one.
+std::vector<std::string> section(const std::string& heading) {
+    std::vector<std::string> kept;
+    bool inside = false;
+    for (const std::string& line : lines_of_page()) {
+        inside = line.starts_with("## ") ? line == heading : inside;
+        if (inside) {
+            kept.push_back(line);
+        }
+    }
+    return kept;
+}
+
+TEST(TheDesignPage, HasOneRowForEachLock) {
+    const std::regex declared(R"(\n *pthread_mutex_t \w+( =|;))");
+    std::map<std::string, int> locks;
+    for (const auto& [name, text] : sources()) {
+        const auto found = std::distance(std::sregex_iterator(text.begin(), text.end(), declared),
+                                         std::sregex_iterator());
+        if (found != 0) {
+            locks[name] = static_cast<int>(found);
+        }
+    }
+    std::map<std::string, int> rows;
+    for (const std::string& line : section("## Locks")) {
+        const std::vector<std::string> words = quoted_words(line);
+        if (line.starts_with("| ") && !words.empty()) {
+            rows[words[0]]++;
+        }
+    }
+    EXPECT_EQ(rows, locks);
+    EXPECT_GE(locks.size(), 5U);
+}
+
+TEST(TheDesignPage, NamesEachSourceThatDoesWithoutALock) {
+    std::string locks;
+    for (const std::string& line : section("## Locks")) {
+        locks += line + "\n";
+    }
+    int checked = 0;
+    for (const auto& [name, text] : sources()) {
+        if (text.find("std::atomic<") != std::string::npos ||
+            text.find("__atomic_") != std::string::npos) {
+            EXPECT_NE(locks.find("`" + name + "`"), std::string::npos) << name;
+            checked++;
+        }
+    }
+    EXPECT_GE(checked, 5);
 }
 
 }  // namespace
