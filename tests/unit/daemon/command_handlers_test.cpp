@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <mutex>
 #include <string>
 #include <thread>
 
@@ -14,6 +15,7 @@
 
 namespace {
 
+std::mutex last_profile_lock;
 QnLogProfile last_profile{};  // that was set
 
 }  // namespace
@@ -23,7 +25,10 @@ extern "C" {
 int __real_QnLogSetProfile(QnLogProfile profile);
 
 int __wrap_QnLogSetProfile(QnLogProfile profile) {
-    last_profile = profile;
+    {
+        const std::lock_guard<std::mutex> hold(last_profile_lock);
+        last_profile = profile;
+    }
     return __real_QnLogSetProfile(profile);
 }
 
