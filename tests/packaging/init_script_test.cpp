@@ -28,9 +28,13 @@ std::string as_text(const ExitStatus& status) {
     return (status.exited ? "status " : "signal ") + std::to_string(status.code);
 }
 
-// A process that has ended but that nobody has waited for yet has no program any more.
+// Not once it has ended, also before it is waited for.
 bool exists(pid_t process) {
-    return access(("/proc/" + std::to_string(process) + "/exe").c_str(), F_OK) == 0;
+    siginfo_t end{};
+    if (waitid(P_PID, static_cast<id_t>(process), &end, WEXITED | WNOHANG | WNOWAIT) == 0) {
+        return end.si_pid == 0;
+    }
+    return kill(process, 0) == 0;  // no child of this one
 }
 
 class TheInitScript : public SystemTest {
