@@ -38,11 +38,11 @@ TEST_F(TheBusServer, ReturnsResultsInTheOrderInWhichTheHandlersFinish) {
     peer().send(method_request(kPopen, bytes_of("cat /tmp/first"), 1));
     peer().send(method_request(kPopen, bytes_of("cat /tmp/second"), 2));
     peer().send(method_request(kPopen, bytes_of("echo third"), 3));
-    EXPECT_EQ(peer().receive()->id, 3U);
+    EXPECT_EQ(peer().receive().value().id, 3U);
     ASSERT_TRUE(wait_until([] { return feed_fifo("/tmp/second", "2"); }));
-    EXPECT_EQ(peer().receive()->id, 2U);
+    EXPECT_EQ(peer().receive().value().id, 2U);
     ASSERT_TRUE(wait_until([] { return feed_fifo("/tmp/first", "1"); }));
-    EXPECT_EQ(peer().receive()->id, 1U);
+    EXPECT_EQ(peer().receive().value().id, 1U);
 }
 
 TEST_F(TheBusServer, ServesFiftyConnectionsAtOnce) {

@@ -95,7 +95,7 @@ TEST_F(TheBus, TakesASplitRecordAsAShortOneAndRejectsItsRest) {
     whole[1002] = 0x22;
     whole[1003] = 0x11;
     peer().send_octets(slice(whole, 0, 1000));
-    EXPECT_EQ(peer().receive()->id, 6U);
+    EXPECT_EQ(peer().receive().value().id, 6U);
     peer().send_octets(slice(whole, 1000, 3568));
     EXPECT_TRUE(wait_for_log({'W', kBusTag, "Dbus_ReadWrite_Thread",
                               "read msg head is invalid, ret = 3568 head:11223344\n"}));
@@ -236,7 +236,7 @@ TEST_F(TheBus, PassesTheDataLengthOnUnchecked) {
         SCOPED_TRACE(length);
         request.data_len = length;
         peer().send(request);
-        EXPECT_EQ(peer().receive()->result, 400);
+        EXPECT_EQ(peer().receive().value().result, 400);
     }
 }
 

@@ -119,7 +119,7 @@ TEST_F(AnEvent, DoesNotDisturbAnExchangeInProgress) {
     ASSERT_TRUE(chip().wait_for(0x84, before + 1));
     chip().send(0x01, pattern(33));
     chip().send(0x84, pattern(10));
-    EXPECT_EQ(peer().receive()->payload(), pattern(10));
+    EXPECT_EQ(peer().receive().value().payload(), pattern(10));
 }
 
 class TheHexDump : public SystemTest {};
@@ -297,35 +297,35 @@ TEST_F(AnAnswer, OfAnotherTypeIsNotTaken) {
     chip().send(0x86, pattern(5, 50));
     chip().send(0x85, pattern(10, 60));
     chip().send(0x84, pattern(10, 70));
-    EXPECT_EQ(peer().receive()->payload(), pattern(10, 70));
+    EXPECT_EQ(peer().receive().value().payload(), pattern(10, 70));
 }
 
 TEST_F(AnAnswer, ThatComesTwiceServesOneQuery) {
     start();
     ask(kTime, 0x84, 1);
     chip().send(0x84, pattern(10, 70));
-    EXPECT_EQ(peer().receive()->payload(), pattern(10, 70));
+    EXPECT_EQ(peer().receive().value().payload(), pattern(10, 70));
     chip().send(0x84, pattern(10, 80));  // nobody waits any more
     let_everything_arrive();
     ask(kTime, 0x84, 2);
     chip().send(0x84, pattern(10, 90));
-    EXPECT_EQ(peer().receive()->payload(), pattern(10, 90));
+    EXPECT_EQ(peer().receive().value().payload(), pattern(10, 90));
 }
 
 TEST_F(AnAnswer, ThatIsLateReachesNobody) {
     start();
     ask(kTime, 0x84, 1);
-    EXPECT_EQ(peer().receive()->result, -1);
+    EXPECT_EQ(peer().receive().value().result, -1);
     chip().send(0x84, pattern(10, 70));
     let_everything_arrive();
     ask(kTime, 0x84, 2);
     chip().send(0x84, pattern(10, 80));
-    EXPECT_EQ(peer().receive()->payload(), pattern(10, 80));
+    EXPECT_EQ(peer().receive().value().payload(), pattern(10, 80));
     // Nor does it end the wait for another type.
     ask("method.quon.mcu.get.alarm", 0x99, 3);
     chip().send(0x84, pattern(10, 90));
     chip().send(0x99, pattern(7, 100));
-    EXPECT_EQ(peer().receive()->payload(), pattern(7, 100));
+    EXPECT_EQ(peer().receive().value().payload(), pattern(7, 100));
 }
 
 TEST_F(AnAnswer, ThatIsAwaitedHoldsUpOnlyTheChip) {

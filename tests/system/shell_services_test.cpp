@@ -82,14 +82,14 @@ TEST_F(TheShellServices, TakeTheTextUpToItsZeroWhateverTheLengthSays) {
     BusRecord request = method_request(kPopen, bytes_of("echo abc"));
     request.data_len = 6;
     peer().send(request);
-    EXPECT_EQ(text_of(peer().receive()->payload()), "abc\n");
+    EXPECT_EQ(text_of(peer().receive().value().payload()), "abc\n");
     request =
         method_request(kPopen, joined(bytes_of("echo one"), bytes_of(std::string("\0two", 4))));
     peer().send(request);
-    EXPECT_EQ(text_of(peer().receive()->payload()), "one\n");
+    EXPECT_EQ(text_of(peer().receive().value().payload()), "one\n");
     request.data_len = 0xFFFFFFFF;
     peer().send(request);
-    EXPECT_EQ(text_of(peer().receive()->payload()), "one\n");
+    EXPECT_EQ(text_of(peer().receive().value().payload()), "one\n");
 }
 
 TEST_F(TheShellServices, RunATextThatFillsThePayloadWithoutAZero) {
@@ -129,8 +129,8 @@ TEST_F(TheShellServices, HoldUpNobodyElseWhileACommandRuns) {
     peer().send(method_request(kSystem, bytes_of("read x < /tmp/hold"), 2));
     ASSERT_TRUE(daemon().wait_for_thread("n.mcu.get.popen"));
     peer().send(method_request("method.quon.mcu.get.time", {}, 3));
-    EXPECT_EQ(peer().receive()->id, 3U);  // on the same connection
-    expect_still_serving();               // on another
+    EXPECT_EQ(peer().receive().value().id, 3U);  // on the same connection
+    expect_still_serving();                      // on another
     EXPECT_FALSE(peer().receive(0ms));
     std::multiset<std::uint32_t> finished;
     wait_until([&] {
