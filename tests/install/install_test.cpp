@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <ostream>
 #include <string>
+#include <utility>
 
 #include "installation.h"
 
@@ -78,13 +79,26 @@ TEST_P(AnInstalledLibrary, NamesNoFolderOfTheBuildInItsPkgConfigFile) {
 INSTANTIATE_TEST_SUITE_P(Of, AnInstalledLibrary, testing::ValuesIn(kLibraries),
                          [](const auto& row) { return std::string(row.param.name); });
 
-TEST(AnInstallation, HoldsTheDaemonAsAProgram) {
+TEST(AnInstallation, HoldsTheProgramsEachWithItsPage) {
     const Installation installation;
-    const fs::path daemon = installation.programs() / "quon_mcu_daemon";
-    struct stat status {};
-    ASSERT_EQ(stat(daemon.c_str(), &status), 0) << daemon;
-    EXPECT_TRUE(S_ISREG(status.st_mode));
-    EXPECT_NE(status.st_mode & S_IXUSR, 0U);
+    for (const auto& [program, page] : {std::pair{"quon_mcu_daemon", "man8/quon_mcu_daemon.8"},
+                                        std::pair{"quon-mcu", "man1/quon-mcu.1"},
+                                        std::pair{"hi3861l-sim", "man1/hi3861l-sim.1"}}) {
+        const fs::path path = installation.programs() / program;
+        struct stat status {};
+        ASSERT_EQ(stat(path.c_str(), &status), 0) << path;
+        EXPECT_TRUE(S_ISREG(status.st_mode)) << path;
+        EXPECT_NE(status.st_mode & S_IXUSR, 0U) << path;
+        EXPECT_TRUE(fs::is_regular_file(installation.prefix() / QUON_MANDIR / page)) << page;
+    }
+}
+
+TEST(AnInstallation, HoldsTheChipLinkAndTheCompletions) {
+    const Installation installation;
+    EXPECT_TRUE(fs::is_regular_file(installation.libraries() / "libhi3861l_chip_link.so"));
+    const fs::path data = installation.prefix() / QUON_DATADIR;
+    EXPECT_TRUE(fs::is_regular_file(data / "bash-completion/completions/quon-mcu"));
+    EXPECT_TRUE(fs::is_regular_file(data / "zsh/site-functions/_quon-mcu"));
 }
 
 TEST(AnInstallation, HoldsThePublicHeadersAndNoOther) {
