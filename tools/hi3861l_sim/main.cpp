@@ -1,5 +1,6 @@
 #include <poll.h>
 #include <sys/signalfd.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
@@ -136,11 +137,16 @@ file open_journal(const std::string& path) {
     if (path == "-") {
         return {stdout, [](std::FILE*) { return 0; }};
     }
-    file opened(std::fopen(path.c_str(), "we"), std::fclose);
+    file opened(std::fopen(path.c_str(), "ae"), std::fclose);
     if (opened == nullptr) {
         throw std::runtime_error(path + ": " + std::strerror(errno));
     }
     return opened;
+}
+
+// What the file held goes only when nothing can fail any more: it may be a running simulator's.
+void begin_anew(std::FILE* journal_file) {
+    (void)ftruncate(fileno(journal_file), 0);  // a terminal or a pipe has nothing to lose
 }
 
 std::unique_ptr<transport> make_transport(event_loop& loop, const settings& chosen) {
@@ -155,12 +161,15 @@ int run(const settings& chosen) {
     const file_descriptor signals = block_signals();
     event_loop loop;
     loop.watch(signals.get(), POLLIN, [&](short) { loop.stop(); });
+    const std::unique_ptr<transport> link = make_transport(loop, chosen);
     const file out = open_journal(chosen.journal);
     journal log(out.get());
-    const std::unique_ptr<transport> link = make_transport(loop, chosen);
     simulator sim(loop, *link, log);
     apply_settings(sim, chosen);
     const control_server control(sim, chosen.control);
+    if (out.get() != stdout) {
+        begin_anew(out.get());
+    }
     std::cerr << "hi3861l-sim: ready, chip on " << link->where() << ", control on "
               << chosen.control << std::endl;
     loop.run();

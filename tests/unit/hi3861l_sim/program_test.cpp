@@ -234,6 +234,23 @@ TEST(TheSimulator, WritesTheJournalToItsFile) {
     EXPECT_TRUE(line.ends_with("chip->host 0x01 event_1 len 2 aabb")) << line;
 }
 
+TEST(TheSimulator, WritesTheJournalAnewButNotThatOfARunningOne) {
+    const scratch_folder folder;
+    const std::string file = folder.file("journal");
+    std::ofstream(file) << "of an earlier run\n";
+    sim_process sim(folder, {"--journal", file});
+    EXPECT_EQ(fs::file_size(file), 0U);
+    sim.ask("raw 01");
+    const auto size = fs::file_size(file);
+    for (const char* other : {"chip", "control"}) {
+        const std::string chip = folder.file(std::string(other) == "chip" ? "chip" : "other");
+        const test::Result second =
+            run_sim({"--socket", chip, "--control", folder.file("control"), "--journal", file});
+        EXPECT_EQ(second.status, exited(1));
+        EXPECT_GE(fs::file_size(file), size) << other;
+    }
+}
+
 TEST(TheSimulator, PrintsTheJournalOtherwise) {
     const scratch_folder folder;
     sim_process sim(folder);
