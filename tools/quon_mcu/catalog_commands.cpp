@@ -54,6 +54,7 @@ constexpr page_row pages[] = {
     {"messages-table", messages_table},
     {"bus-record-table", bus_record_table},
     {"chip-frame-table", chip_frame_table},
+    {"channel-message-table", channel_message_table},
 };
 
 }  // namespace

@@ -28,6 +28,7 @@ std::string services_table();
 std::string messages_table();
 std::string bus_record_table();
 std::string chip_frame_table();
+std::string channel_message_table();
 
 // A Markdown table of rows, header first.
 std::string markdown(const row_list& rows);

@@ -4,6 +4,7 @@
 
 #include "dbus_socket_common.h"
 #include "hi3861l_protocol.h"
+#include "hichannel_host.h"
 #include "quon_mcu/describe.h"
 #include "quon_mcu/names.h"
 
@@ -147,6 +148,21 @@ std::string chip_frame_table() {
                       "length of the payload, unsigned, least significant octet first"},
                      {head, "length", "payload",
                       "at most " + std::to_string(HI3861L_PAYLOAD_SIZE) + " octets"}});
+}
+
+std::string channel_message_table() {
+    const std::string host = std::to_string(HI_CHANNEL_HOST_PORT);
+    const std::string longest = std::to_string(HI_CHANNEL_SEND_MAX);
+    const std::string taken = std::to_string(HI_CHANNEL_RECEIVE_SIZE - HI_CHANNEL_HEADER_SIZE);
+    return markdown(
+        {{"offset", "size", "field", "to the chip", "from the chip"},
+         {"0", "4", code("nlmsg_len"), "length of the whole message", "not read"},
+         {"4", "2", code("nlmsg_type"), "0", "not read"},
+         {"6", "2", code("nlmsg_flags"), "0", "not read"},
+         {"8", "4", code("nlmsg_seq"), "0", "not read"},
+         {"12", "4", code("nlmsg_pid"), host, "not read"},
+         {std::to_string(HI_CHANNEL_HEADER_SIZE), "", "frame", "1 to " + longest + " octets",
+          "1 to " + taken + " octets; of a longer one the first " + taken}});
 }
 
 std::string services_page() {

@@ -38,8 +38,8 @@ TEST(ThePageOfServices, IsWhatTheProgramPrints) {
 
 TEST(ThePageOfProtocols, HasTheTablesOfTheCode) {
     const std::string page = file("protocol.md");
-    for (const char* name :
-         {"bus-record-table", "services-table", "chip-frame-table", "messages-table"}) {
+    for (const char* name : {"bus-record-table", "services-table", "channel-message-table",
+                             "chip-frame-table", "messages-table"}) {
         EXPECT_EQ(table_in(page, name), test::run_client({"docs", name}).out) << name;
     }
 }
@@ -68,6 +68,19 @@ TEST(TheTableOfTheChipFrame, HasEveryOctet) {
         "| 0 | 1 | type | message type |\n"
         "| 1 | 4 | length | length of the payload, unsigned, least significant octet first |\n"
         "| 5 | length | payload | at most 384 octets |\n");
+}
+
+TEST(TheTableOfTheChannelsMessage, HasEveryOctet) {
+    EXPECT_EQ(
+        channel_message_table(),
+        "| offset | size | field | to the chip | from the chip |\n"
+        "|---|---|---|---|---|\n"
+        "| 0 | 4 | `nlmsg_len` | length of the whole message | not read |\n"
+        "| 4 | 2 | `nlmsg_type` | 0 | not read |\n"
+        "| 6 | 2 | `nlmsg_flags` | 0 | not read |\n"
+        "| 8 | 4 | `nlmsg_seq` | 0 | not read |\n"
+        "| 12 | 4 | `nlmsg_pid` | 1100 | not read |\n"
+        "| 16 | | frame | 1 to 1500 octets | 1 to 368 octets; of a longer one the first 368 |\n");
 }
 
 // --- the manual pages
