@@ -31,14 +31,14 @@ static void relay_hand_over(const struct sk_buff* message, u32 port, atomic_t* c
 
 static void relay_input(struct sk_buff* message) {
     switch (NETLINK_CB(message).portid) {
-    case RELAY_HOST_PORT:
-        relay_hand_over(message, RELAY_CHIP_PORT, &relay_to_chip);
-        break;
-    case RELAY_CHIP_PORT:
-        relay_hand_over(message, RELAY_HOST_PORT, &relay_to_host);
-        break;
-    default:
-        atomic_inc(&relay_undelivered);
+        case RELAY_HOST_PORT:
+            relay_hand_over(message, RELAY_CHIP_PORT, &relay_to_chip);
+            break;
+        case RELAY_CHIP_PORT:
+            relay_hand_over(message, RELAY_HOST_PORT, &relay_to_host);
+            break;
+        default:
+            atomic_inc(&relay_undelivered);
     }
 }
 

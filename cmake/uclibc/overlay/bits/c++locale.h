@@ -8,6 +8,8 @@
 
 #define _GLIBCXX_NUM_CATEGORIES 0
 
+// The formatter takes the macro for a function's head.
+// clang-format off
 namespace std _GLIBCXX_VISIBILITY(default) {
 _GLIBCXX_BEGIN_NAMESPACE_VERSION
 
@@ -23,5 +25,6 @@ inline int __convert_from_v(const __c_locale&, char* out, const int size, const 
 
 _GLIBCXX_END_NAMESPACE_VERSION
 }  // namespace std
+// clang-format on
 
 #endif
