@@ -5,7 +5,6 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <pthread.h>
-#include <stddef.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/prctl.h>
@@ -34,10 +33,6 @@ constexpr int LISTEN_BACKLOG = 5;
 constexpr size_t RECEIVE_SIZE = 128;
 
 static_assert(sizeof(sockaddr_un) == 110);
-static_assert(offsetof(ws_preinit_param, server_ip) == 4);
-static_assert(offsetof(ws_preinit_param, server_port) == 8);
-static_assert(sizeof(void*) != 4 || sizeof(ws_preinit_param) == 16);
-static_assert(sizeof(void*) != 4 || CMSG_LEN(sizeof(int)) == 16);
 
 enum class connection_state {
     idle = 0,

@@ -5,7 +5,6 @@
 #include <assert.h>
 #include <pthread.h>
 #include <stdarg.h>
-#include <stddef.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/time.h>
@@ -13,10 +12,6 @@
 
 #include "quon_log_internal.h"
 #include "quon_platform.h"
-
-static_assert(sizeof(QnLogRecord) == 332);
-static_assert(offsetof(QnLogProfile, fmt_mask) == 4 && offsetof(QnLogProfile, level_limit) == 8);
-static_assert(sizeof(void*) != 4 || sizeof(QnLogProfile) == 16);
 
 namespace {
 

@@ -4,7 +4,6 @@
 #include <stdio_ext.h>
 #include <unistd.h>
 
-#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -19,14 +18,6 @@ namespace {
 using quon::test::captured_output;
 using quon::test::OutputCapture;
 using quon::test::set_profile;
-
-static_assert(offsetof(QnLogRecord, level) == 0);
-static_assert(offsetof(QnLogRecord, tag) == 4 && sizeof(QnLogRecord::tag) == 16);
-static_assert(offsetof(QnLogRecord, file) == 20 && sizeof(QnLogRecord::file) == 20);
-static_assert(offsetof(QnLogRecord, func) == 40 && sizeof(QnLogRecord::func) == 32);
-static_assert(offsetof(QnLogRecord, line) == 72);
-static_assert(offsetof(QnLogRecord, msg) == 76 && sizeof(QnLogRecord::msg) == 256);
-static_assert(sizeof(QnLogRecord) == 332);
 
 std::vector<QnLogRecord> records;
 const OutputCapture* output;

@@ -1,7 +1,6 @@
 // The process-wide profile and the filter.
 #include <gtest/gtest.h>
 
-#include <cstddef>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -14,14 +13,6 @@ namespace {
 
 using quon::test::captured_output;
 using quon::test::set_profile;
-
-static_assert(offsetof(QnLogProfile, enable) == 0);
-static_assert(offsetof(QnLogProfile, color) == 1);
-static_assert(offsetof(QnLogProfile, use_mutex) == 2);
-static_assert(offsetof(QnLogProfile, fmt_mask) == 4);
-static_assert(offsetof(QnLogProfile, level_limit) == 8);
-static_assert(sizeof(void*) != 4 || offsetof(QnLogProfile, hook) == 12);
-static_assert(sizeof(void*) != 4 || sizeof(QnLogProfile) == 16);
 
 class TheProfile : public quon::test::WithDefaultProfile {};
 

@@ -15,12 +15,6 @@ constexpr size_t kCommandSize = 128;
 constexpr size_t kAddressSize = 16;
 constexpr int32_t kIpInfoTimeoutMs = 1000;
 
-static_assert(offsetof(hi3861l_net_info, netmask) == 4);
-static_assert(offsetof(hi3861l_net_info, gateway) == 8);
-static_assert(offsetof(hi3861l_net_info, mac) == 12);
-static_assert(offsetof(hi3861l_net_info, dns1) == 18);
-static_assert(offsetof(hi3861l_net_info, dns2) == 22);
-
 template <size_t Size>
 bool is_zero(const uint8_t (&octets)[Size]) {
     return std::all_of(octets, octets + Size, [](uint8_t octet) { return octet == 0; });
