@@ -21,6 +21,7 @@ As a module:
 
 import argparse
 import itertools
+import os
 import socket
 import struct
 import sys
@@ -198,6 +199,8 @@ def main():
         status, text = error.status, error
     except OSError as error:
         status, text = 1, f"standard output: {error.strerror}"
+        # What is still buffered would fail once more at the end, with a status of its own.
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
     else:
         return 0
     print(f"quon_mcu_client.py: {text}", file=sys.stderr)
