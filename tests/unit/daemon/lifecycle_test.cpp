@@ -233,17 +233,22 @@ const SignalRow kFatalSignals[] = {
 const std::string kFarewell =
     line("D/", "sig_handler", "\n The progress exited because of the signal: ");
 
-TEST_F(TheDaemon, NamesEachFatalSignalRemovesTheRunFlagAndExitsWithOne) {
-    for (const SignalRow& row : kFatalSignals) {
-        SCOPED_TRACE(row.line);
-        const auto daemon = start_whole();
-        EXPECT_TRUE(fs::exists(kRunFlag));
-        EXPECT_EQ(last_words(*daemon, row.number, kEndedBySignalHandler),
-                  kFarewell + line("D/", "sig_handler", row.line));
-        EXPECT_FALSE(fs::exists(kRunFlag));
-        EXPECT_TRUE(fs::exists(kBusSocket));  // the bus is not deregistered
-    }
+class AFatalSignal : public TheDaemon, public testing::WithParamInterface<SignalRow> {};
+
+TEST_P(AFatalSignal, IsNamedRemovesTheRunFlagAndExitsWithOne) {
+    const auto daemon = start_whole();
+    EXPECT_TRUE(fs::exists(kRunFlag));
+    EXPECT_EQ(last_words(*daemon, GetParam().number, kEndedBySignalHandler),
+              kFarewell + line("D/", "sig_handler", GetParam().line));
+    EXPECT_FALSE(fs::exists(kRunFlag));
+    EXPECT_TRUE(fs::exists(kBusSocket));  // the bus is not deregistered
 }
+
+INSTANTIATE_TEST_SUITE_P(OfAll, AFatalSignal, testing::ValuesIn(kFatalSignals),
+                         [](const auto& row) {
+                             const std::string text = row.param.line;
+                             return text.substr(0, text.size() - 1);
+                         });
 
 TEST_F(TheDaemon, PrintsSigabrtPastTheLog) {
     const auto loud = start_whole();
