@@ -2,6 +2,7 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
+#include <algorithm>
 #include <cstring>
 #include <thread>
 
@@ -84,7 +85,7 @@ TEST_F(TheHandoffCommand, LosesNothingOfALongStream) {
 // A server that reads nothing until all that it sends has been read, with more both ways than the
 // sockets hold.
 TEST_F(TheHandoffCommand, ReadsWhileTheServerDoesNot) {
-    const std::string text(8 * 1024 * 1024, 'x');
+    const std::string text(8UL * 1024 * 1024, 'x');
     const RemoteServer server;
     const auto client = start_client({"handoff", local(server.port())}, text);
     Descriptor connection = server.accept_one();
@@ -163,7 +164,7 @@ class WrongHandOff {
         : listener_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
-        std::strcpy(address.sun_path, kPath);
+        std::ranges::copy(kPath, address.sun_path);
         unlink(kPath);
         EXPECT_EQ(bind(listener_.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
         EXPECT_EQ(listen(listener_.get(), 1), 0);

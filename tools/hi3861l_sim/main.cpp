@@ -146,7 +146,10 @@ file open_journal(const std::string& path) {
 
 // What the file held goes only when nothing can fail any more: it may be a running simulator's.
 void begin_anew(std::FILE* journal_file) {
-    (void)ftruncate(fileno(journal_file), 0);  // a terminal or a pipe has nothing to lose
+    // A terminal or a pipe has nothing to lose (EINVAL).
+    if (ftruncate(fileno(journal_file), 0) != 0 && errno != EINVAL) {
+        throw std::runtime_error(std::string("the journal: ") + std::strerror(errno));
+    }
 }
 
 std::unique_ptr<transport> make_transport(event_loop& loop, const settings& chosen) {

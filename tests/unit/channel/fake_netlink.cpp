@@ -169,8 +169,8 @@ void on_message_from_host(std::function<void(const Bytes&)> function) {
 }
 
 Bytes netlink_message(const Bytes& payload) {
-    Bytes message(16, 0xa5);
-    message.insert(message.end(), payload.begin(), payload.end());
+    Bytes message(16 + payload.size(), 0xa5);
+    std::ranges::copy(payload, message.begin() + 16);
     return message;
 }
 

@@ -241,6 +241,9 @@ class ACaller : public testing::Test {
         accept_client();
     }
     void close_and_wait_for_reconnection() {
+        // A caller that has sent but not let go of the registration yet would look like one.
+        pthread_mutex_lock(&client_->mutex);
+        pthread_mutex_unlock(&client_->mutex);
         const OutputCapture capture;
         close_server();
         ASSERT_TRUE(wait_until([&] {
