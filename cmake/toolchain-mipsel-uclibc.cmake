@@ -1,11 +1,11 @@
 # 32-bit little-endian MIPS with uClibc: Debian's cross compiler over the sysroot that
-# scripts/toolchain-uclibc builds. There is no C++ run-time library: the C compiler links.
+# scripts/lib/toolchain-uclibc builds. There is no C++ run-time library: the C compiler links.
 if(NOT QUON_UCLIBC_SYSROOT)
-  execute_process(COMMAND ${CMAKE_CURRENT_LIST_DIR}/../scripts/toolchain-uclibc --path
+  execute_process(COMMAND ${CMAKE_CURRENT_LIST_DIR}/../scripts/lib/toolchain-uclibc --path
                   OUTPUT_VARIABLE QUON_UCLIBC_SYSROOT OUTPUT_STRIP_TRAILING_WHITESPACE
                   RESULT_VARIABLE quon_sysroot_missing)
   if(quon_sysroot_missing)
-    message(FATAL_ERROR "The uClibc sysroot is not built yet: run scripts/toolchain-uclibc first.")
+    message(FATAL_ERROR "The uClibc sysroot is not built yet: run scripts/lib/toolchain-uclibc first.")
   endif()
 endif()
 set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES QUON_UCLIBC_SYSROOT)

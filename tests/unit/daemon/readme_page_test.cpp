@@ -40,7 +40,7 @@ TEST(TheReadme, HasEveryFolderInItsMap) {
 
 // Steps of the tour: check NAME EXPECTED, check_eventually NAME SHOWN, passed NAME VALUE.
 std::map<std::string, std::string> steps_of_the_tour() {
-    const std::string script = content_of(top / "scripts/demo-tour");
+    const std::string script = content_of(top / "scripts/lib/demo-tour");
     const std::regex step(
         R"re(\n *(?:check|check_eventually|passed) "([A-Za-z][^"]*)" (?:\\\n *)?(?:"([^"]*)"|'([^']*)'|(\S+)))re");
     std::map<std::string, std::string> steps;

@@ -1,6 +1,6 @@
 # shellcheck shell=bash
 # What the scripts that test under user-mode emulation share; sourced, not run.
-# shellcheck source=scripts/lib.sh
+# shellcheck source=scripts/lib/lib.sh
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
 cannot_run_list=$top/tests/emulated/cannot_run.txt

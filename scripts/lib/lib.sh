@@ -1,7 +1,7 @@
 # shellcheck shell=bash
-# What the scripts of this folder share; sourced, not run.
+# What the scripts share; sourced, not run.
 
-top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+top=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 export top
 
 say() { printf '== %s\n' "$*" >&2; }
