@@ -1,263 +1,292 @@
 #include <errno.h>
-#include <stdio.h>
+#include <sched.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/prctl.h>
-#include <sys/socket.h>
+#include <time.h>
 #include <unistd.h>
 
-#include "dbus_internal.h"
+#include "dbus_method_thread.h"
+#include "dbus_pending_calls.h"
+#include "dbus_records.h"
+#include "dbus_socket_common.h"
+#include "dbus_sockets.h"
 #include "securec.h"
 
 namespace quon::dbus {
 
 namespace {
 
-constexpr useconds_t kStopPauseUs = 1000;
+constexpr int64_t kNsPerMs = 1'000'000;
+constexpr int64_t kNsPerSecond = 1'000'000'000;
+constexpr int kYields = 16;
+constexpr int64_t kLockPauseNs = 200'000;
+// A reconnection may close the socket under a waiter and give its number to another file: so a
+// waiter looks again after at most this time.
+constexpr int64_t kRoomSliceMs = 20;
 
-}  // namespace
-
-ClientState client_state(DbusInfo* info) {
-    return static_cast<ClientState>(__atomic_load_n(&info->client_state, __ATOMIC_ACQUIRE));
+int64_t now_ns() {
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<int64_t>(now.tv_sec) * kNsPerSecond + now.tv_nsec;
 }
 
-void set_client_state(DbusInfo* info, ClientState state) {
-    __atomic_store_n(&info->client_state, static_cast<int32_t>(state), __ATOMIC_RELEASE);
+timespec to_timespec(int64_t ns) {
+    timespec time;
+    time.tv_sec = static_cast<time_t>(ns / kNsPerSecond);
+    time.tv_nsec = static_cast<decltype(time.tv_nsec)>(ns % kNsPerSecond);
+    return time;
 }
 
-bool can_bring_results(DbusInfo* info) {
-    return client_state(info) < kClientEnded;
-}
+// A caller that is cancelled in the middle of a call would leave its node behind and perhaps
+// locked: a call is no cancellation point.
+class NoCancellation {
+  public:
+    NoCancellation() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
+    ~NoCancellation() { pthread_setcancelstate(before_, nullptr); }
+    NoCancellation(const NoCancellation&) = delete;
+    NoCancellation& operator=(const NoCancellation&) = delete;
 
-void start_method_thread(DbusInfo* info) {
-    __atomic_store_n(&info->client_stop, 0, __ATOMIC_RELAXED);
-    set_client_state(info, kClientReading);
-    if (pthread_create(&info->method_thread, nullptr, Dbus_Method_Thread, info) != 0) {
-        info->method_thread = 0;  // nobody is told: intended
-        set_client_state(info, kClientGone);
+  private:
+    int before_ = 0;
+};
+
+// The mutex is held for long by a reconnection only. There is no timed lock on the monotonic clock
+// everywhere, and the other clock jumps when the camera learns the time: so this tries again and
+// again. False: a reconnection is going on and the deadline has passed.
+bool lock_until(DbusInfo* info, int64_t deadline) {
+    for (int tries = 0; pthread_mutex_trylock(&info->mutex) != 0; tries++) {
+        if (client_state(info) == kClientReconnecting && now_ns() >= deadline) {
+            return false;
+        }
+        if (tries < kYields) {
+            sched_yield();
+        } else {
+            const timespec pause = to_timespec(kLockPauseNs);
+            nanosleep(&pause, nullptr);
+        }
     }
+    return true;
 }
 
-// A cancellation that strikes in the middle of a read would do as well, but needs the unwinder,
-// which is not installed everywhere. So the thread is asked to end and woken by the end of its
-// connection; again and again, since it may be about to put a new one in its place.
-void stop_method_thread(DbusInfo* info) {
-    if (client_state(info) == kClientIdle) {
-        pthread_cancel(info->method_thread);  // not Dbus_Method_Thread
+// During a reconnection the list is out of reach: then the next one to hold the mutex does it.
+void end_call(DbusInfo* info, DbusMethodNode* call) {
+    if (!lock_until(info, 0)) {
+        abandon_call(info, call);
         return;
     }
-    __atomic_store_n(&info->client_stop, 1, __ATOMIC_RELEASE);
-    while (client_state(info) != kClientGone) {
-        if (pthread_mutex_trylock(&info->mutex) == 0) {
-            shutdown(info->client_fd, SHUT_RDWR);
-            pthread_mutex_unlock(&info->mutex);
+    release_abandoned(info);
+    unlink_call(info, call);
+    pthread_mutex_unlock(&info->mutex);
+    free_call(call);
+}
+
+bool connected(DbusInfo* info) {
+    return info->client_fd > 0 && can_bring_results(info);
+}
+
+// With the mutex held. The node is on the list before the request is on its way, so that the
+// fastest result finds it.
+Sent try_to_send(DbusInfo* info, const DbusMsg* request, DbusMethodNode* node) {
+    release_abandoned(info);
+    if (!connected(info)) {
+        return Sent::kFailed;
+    }
+    if (node != nullptr) {
+        link_call(info, node);
+    }
+    const Sent sent = send_record(info->client_fd, request);
+    if (node != nullptr && sent != Sent::kWhole) {
+        unlink_call(info, node);
+    }
+    return sent;
+}
+
+// Returns when the record is on its way, and `node` (null for a signal) on the list, or with a
+// failure, and the node on no list.
+DbusCallStatus send_until(DbusInfo* info, const DbusMsg* request, DbusMethodNode* node,
+                          int64_t deadline) {
+    for (;;) {
+        if (!lock_until(info, deadline)) {
+            return DBUS_CALL_TIMEOUT;
         }
-        usleep(kStopPauseUs);
+        const Sent sent = try_to_send(info, request, node);
+        const int fd = info->client_fd;
+        pthread_mutex_unlock(&info->mutex);
+        if (sent != Sent::kNoRoom) {
+            return sent == Sent::kWhole ? DBUS_CALL_OK : DBUS_CALL_NO_CONNECTION;
+        }
+        const int64_t left_ms = (deadline - now_ns() + kNsPerMs - 1) / kNsPerMs;
+        if (left_ms <= 0) {
+            return DBUS_CALL_TIMEOUT;
+        }
+        wait_for_room(fd, static_cast<int>(left_ms < kRoomSliceMs ? left_ms : kRoomSliceMs));
     }
 }
 
-DbusMethodNode* find_call(DbusInfo* info, const DbusMsg* result) {
-    for (DbusMethodNode* node = info->method_list; node != nullptr; node = node->next) {
-        if (node->request_msg->id == result->id &&
-            same_name(node->request_msg->name, result->name)) {
-            return node;
-        }
+void take_reply(const DbusMsg* result, DbusReply* reply) {
+    if (reply != nullptr) {
+        reply->result = result->result;
+        reply->data_len = result->data_len;
+        memcpy_s(reply->data, sizeof(reply->data), result->data, sizeof(result->data));
     }
-    return nullptr;
 }
+
+DbusCallStatus wait_for_result(DbusInfo* info, DbusMethodNode* node, int64_t deadline,
+                               DbusReply* reply) {
+    const timespec until = to_timespec(deadline);
+    DbusCallStatus status = DBUS_CALL_TIMEOUT;
+    bool waiting = true;
+    pthread_mutex_lock(&node->lock);
+    while (node->result_msg == nullptr && waiting) {
+        if (!can_bring_results(info)) {
+            status = DBUS_CALL_NO_CONNECTION;
+            break;
+        }
+        waiting = pthread_cond_timedwait(&node->cond, &node->lock, &until) != ETIMEDOUT;
+    }
+    if (node->result_msg != nullptr) {
+        take_reply(node->result_msg, reply);
+        status = DBUS_CALL_OK;
+    }
+    pthread_mutex_unlock(&node->lock);
+    return status;
+}
+
+bool is_name(const char* text) {
+    return text != nullptr && strnlen(text, DBUS_NAME_SIZE) < DBUS_NAME_SIZE;
+}
+
+bool is_valid(const DbusInfo* info, const char* member, const uint8_t* data, uint32_t len,
+              int32_t timeout_ms) {
+    return info != nullptr && is_name(member) && len <= DBUS_DATA_SIZE &&
+           (data != nullptr || len == 0) && timeout_ms >= 0;
+}
+
+void copy_text(char* to, const char* from) {
+    memcpy_s(to, DBUS_NAME_SIZE, from, strnlen(from, DBUS_NAME_SIZE - 1));
+}
+
+uint32_t fresh_id() {
+    static uint32_t last = 0;
+    return __atomic_add_fetch(&last, 1U, __ATOMIC_RELAXED);
+}
+
+// `request` comes cleared.
+void fill_request(const DbusInfo* info, uint32_t type, const char* member, const uint8_t* data,
+                  uint32_t len, DbusMsg* request) {
+    request->head = DBUS_MSG_HEAD;
+    request->id = fresh_id();
+    copy_text(request->src_name, info->name);
+    copy_text(request->dst_name, info->server_name);
+    request->type = type;
+    copy_text(request->name, member);
+    request->data_len = len;
+    if (len > 0) {
+        memcpy_s(request->data, sizeof(request->data), data, len);
+    }
+}
+
+int64_t deadline_in(int32_t timeout_ms) {
+    return now_ns() + timeout_ms * kNsPerMs;
+}
+
+bool connect_until(int fd, const sockaddr_un& address, int64_t deadline) {
+    while (!connect_once(fd, address)) {
+        if (now_ns() >= deadline) {
+            return false;
+        }
+        connect_pause(nullptr);
+    }
+    return true;
+}
+
+// Dbus_Register with a patience of the caller's choosing and without its messages.
+bool register_until(DbusInfo* info, int64_t deadline) {
+    pthread_mutex_init(&info->mutex, nullptr);
+    sockaddr_un address;
+    set_address_of(&address, info->server_name);
+    info->client_fd = open_socket();
+    if (info->client_fd > 0 && connect_until(info->client_fd, address, deadline)) {
+        start_method_thread(info);
+        return true;
+    }
+    if (info->client_fd > 0) {
+        close(info->client_fd);
+    }
+    return false;
+}
+
+bool register_client(DbusInfo* info, int32_t wait_ms) {
+    return wait_ms < 0 ? Dbus_Register(info) == 0 : register_until(info, deadline_in(wait_ms));
+}
+
+}  // namespace
 
 }  // namespace quon::dbus
 
-namespace {
-
 using namespace quon::dbus;
 
-bool is_to_stop(DbusInfo* info) {
-    return __atomic_load_n(&info->client_stop, __ATOMIC_ACQUIRE) != 0;
+DbusInfo* Dbus_Client_Connect(const char* name, const char* server_name, int32_t wait_ms) {
+    if (!is_name(name) || !is_name(server_name) || server_name[0] == '\0') {
+        return nullptr;
+    }
+    DbusInfo* info = DbusInfo_Alloc(0);
+    if (info == nullptr) {
+        return nullptr;
+    }
+    copy_text(info->name, name);
+    copy_text(info->server_name, server_name);
+    if (!register_client(info, wait_ms)) {
+        pthread_mutex_destroy(&info->mutex);
+        DbusInfo_Free(info);
+        return nullptr;
+    }
+    return info;
 }
 
-// The thread can be cancelled while it reads and after a pause between two attempts to connect, and
-// nowhere else: so it never ends with a lock that nobody releases.
-bool pause_of_reconnection(void* info) {
-    connect_pause(nullptr);
-    pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
-    pthread_testcancel();
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
-    return !is_to_stop(static_cast<DbusInfo*>(info));
+DbusCallStatus Dbus_Method_Call(DbusInfo* info, const char* member, const uint8_t* data,
+                                uint32_t len, int32_t timeout_ms, DbusReply* reply) {
+    if (!is_valid(info, member, data, len, timeout_ms)) {
+        return DBUS_CALL_INVALID;
+    }
+    const NoCancellation guard;
+    const int64_t deadline = deadline_in(timeout_ms);
+    DbusMethodNode* call = make_call();
+    if (call == nullptr) {
+        return DBUS_CALL_NO_MEMORY;
+    }
+    fill_request(info, DBUS_TYPE_METHOD, member, data, len, call->request_msg);
+    DbusCallStatus status = send_until(info, call->request_msg, call, deadline);
+    if (status != DBUS_CALL_OK) {
+        free_call(call);
+        return status;
+    }
+    status = wait_for_result(info, call, deadline, reply);
+    end_call(info, call);
+    return status;
 }
 
-ssize_t read_record(int fd, DbusMsg* record) {
-    pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
-    const ssize_t got = read(fd, record, sizeof(*record));
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
-    return got;
+DbusCallStatus Dbus_Signal_Send(DbusInfo* info, const char* member, const uint8_t* data,
+                                uint32_t len, int32_t timeout_ms) {
+    if (!is_valid(info, member, data, len, timeout_ms)) {
+        return DBUS_CALL_INVALID;
+    }
+    const NoCancellation guard;
+    const int64_t deadline = deadline_in(timeout_ms);
+    DbusMsg request;
+    memset_s(&request, sizeof(request), 0, sizeof(request));
+    fill_request(info, DBUS_TYPE_SIGNAL, member, data, len, &request);
+    return send_until(info, &request, nullptr, deadline);
 }
 
-// With the node locked.
-void store_copy(DbusMethodNode* node, const DbusMsg* result) {
-    static constexpr char kFunction[] = "Dbus_Method_Msg_Result";
-    if (node->result_msg != nullptr) {
-        printf("%s result is already exist\n", kFunction);
+void Dbus_Client_Disconnect(DbusInfo* info) {
+    if (info == nullptr) {
         return;
     }
-    node->result_msg = static_cast<DbusMsg*>(malloc(sizeof(DbusMsg)));
-    if (node->result_msg == nullptr) {
-        printf("%s alloc result node failed\n", kFunction);
-        return;
+    const pthread_t method_thread = info->method_thread;
+    Dbus_UnRegister(info);
+    if (method_thread != 0) {
+        pthread_join(method_thread, nullptr);
     }
-    memcpy_s(node->result_msg, sizeof(DbusMsg), result, sizeof(*result));
-}
-
-// The caller looks at its result under the node's lock.
-void store_result(DbusMethodNode* node, const DbusMsg* result) {
-    pthread_mutex_lock(&node->lock);
-    store_copy(node, result);
-    pthread_mutex_unlock(&node->lock);
-}
-
-void wake(DbusMethodNode* node) {
-    pthread_mutex_lock(&node->lock);
-    pthread_cond_signal(&node->cond);
-    pthread_mutex_unlock(&node->lock);
-}
-
-// From here on no result can come: whoever still waits for one learns it.
-void end_client_role(DbusInfo* info) {
-    set_client_state(info, kClientEnded);
-    pthread_mutex_lock(&info->mutex);
-    for (DbusMethodNode* node = info->method_list; node != nullptr; node = node->next) {
-        wake(node);
-    }
-    pthread_mutex_unlock(&info->mutex);
-}
-
-void end_reconnection(void* info_pointer) {
-    auto* info = static_cast<DbusInfo*>(info_pointer);
-    set_client_state(info, kClientReading);
-    release_abandoned(info);
-    pthread_mutex_unlock(&info->mutex);
-}
-
-int32_t reconnect(DbusInfo* info) {
-    if (info->server_name[0] == '\0') {
-        return 0;
-    }
-    if (info->client_fd != 0) {
-        close(info->client_fd);
-    }
-    info->client_fd = open_socket();
-    if (info->client_fd < 0) {
-        puts(kNoSocket);
-        return -1;
-    }
-    sockaddr_un address;
-    set_address_of(&address, info->server_name);
-    if (connect_patiently(info->client_fd, address, pause_of_reconnection, info)) {
-        return 0;
-    }
-    if (!is_to_stop(info)) {
-        printf("Cannot reconnect to the server (%s) timeout\n", info->server_name);
-    }
-    close(info->client_fd);
-    info->client_fd = -1;
-    return -1;
-}
-
-// Whether to go on reading after a read of 0 or less. errno is looked at first, also at the end of
-// the stream, where it stands as an earlier call left it: intended.
-bool survives(DbusInfo* info, ssize_t got) {
-    static constexpr char kFunction[] = "Dbus_Method_Thread";
-    const int error = errno;
-    const int result = static_cast<int>(got);
-    if (error == EINTR) {
-        printf("%s %d read socket data interrupt ret:%d errno:%d (%s)\n", kFunction, __LINE__,
-               result, error, strerror(error));
-        return true;
-    }
-    if (got < 0) {
-        printf("%s %d read socket data failed exit this thread, ret:%d errno:%d (%s)\n", kFunction,
-               __LINE__, result, error, strerror(error));
-        return false;
-    }
-    printf("%s %d disconnect with server, reconnect, ret:%d errno:%d (%s)\n", kFunction, __LINE__,
-           result, error, strerror(error));
-    return Dbus_Method_Reconnect_Daemon(info) == 0;
-}
-
-void take_record(DbusInfo* info, const DbusMsg* result, ssize_t got) {
-    if (result->head != DBUS_MSG_HEAD) {
-        printf("%s read result head is invalid, ret = %d head:%x\n", "Dbus_Method_Thread",
-               static_cast<int>(got), result->head);
-        return;
-    }
-    Dbus_Method_Msg_Result(info, result);
-}
-
-// One read is one record, however much it brings. False: the thread has to end.
-bool read_result(DbusInfo* info, DbusMsg* result) {
-    memset_s(result, sizeof(*result), 0, sizeof(*result));
-    const ssize_t got = read_record(info->client_fd, result);
-    // Nothing but this read may change what the next one finds in errno.
-    const int error = errno;
-    bool more = true;
-    if (is_to_stop(info)) {
-        more = false;
-    } else if (got > 0) {
-        take_record(info, result, got);
-    } else {
-        more = survives(info, got);
-    }
-    errno = error;
-    return more;
-}
-
-// The thread's last look at the registration, cancelled or not.
-void leave(void* info_pointer) {
-    set_client_state(static_cast<DbusInfo*>(info_pointer), kClientGone);
-}
-
-}  // namespace
-
-void Dbus_Method_Msg_Result(DbusInfo* info, const DbusMsg* result) {
-    pthread_mutex_lock(&info->mutex);
-    if (info->method_list == nullptr) {
-        printf("%s method node is empty\n", __func__);
-    } else if (DbusMethodNode* node = find_call(info, result)) {
-        store_result(node, result);
-    }
-    pthread_mutex_unlock(&info->mutex);
-
-    // Whatever became of the result, the caller looks at once.
-    pthread_mutex_lock(&info->mutex);
-    if (DbusMethodNode* node = find_call(info, result)) {
-        wake(node);
-    }
-    pthread_mutex_unlock(&info->mutex);
-}
-
-int32_t Dbus_Method_Reconnect_Daemon(DbusInfo* info) {
-    printf("%s %d server socket is closed, reconnect daemon\n", __func__, __LINE__);
-    pthread_mutex_lock(&info->mutex);
-    set_client_state(info, kClientReconnecting);
-    int32_t outcome = -1;
-    pthread_cleanup_push(end_reconnection, info);
-    outcome = reconnect(info);
-    pthread_cleanup_pop(1);
-    return outcome;
-}
-
-void* Dbus_Method_Thread(void* info_pointer) {
-    auto* info = static_cast<DbusInfo*>(info_pointer);
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
-    set_client_state(info, kClientReading);
-    prctl(PR_SET_NAME, kThreadName);
-    DbusMsg result;
-    void* outcome = nullptr;
-    pthread_cleanup_push(leave, info);
-    while (read_result(info, &result)) {
-    }
-    end_client_role(info);
-    outcome = is_to_stop(info) ? PTHREAD_CANCELED : nullptr;
-    pthread_cleanup_pop(1);
-    return outcome;
+    DbusInfo_Free(info);
 }

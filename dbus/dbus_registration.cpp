@@ -1,15 +1,23 @@
+#include <stddef.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "dbus_internal.h"
+#include "dbus_method_thread.h"
+#include "dbus_module.h"
+#include "dbus_pending_calls.h"
+#include "dbus_socket_common.h"
+#include "dbus_sockets.h"
 #include "securec.h"
 
 namespace {
 
 using namespace quon::dbus;
+
+static_assert(sizeof(void*) != 4 || sizeof(DbusInterface) == 168);
+static_assert(sizeof(void*) != 4 || offsetof(DbusInfo, method_list) == 1156);
 
 constexpr int kBacklog = 5;
 

@@ -1,12 +1,12 @@
-#include <errno.h>
+#include "dbus_sockets.h"
+
 #include <fcntl.h>
 #include <poll.h>
-#include <string.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
 
-#include "dbus_internal.h"
+#include "dbus_socket_common.h"
 #include "quon_platform.h"
 #include "securec.h"
 
@@ -85,27 +85,9 @@ bool connect_pause(void* /*context*/) {
     return true;
 }
 
-Sent send_record(int fd, const DbusMsg* record) {
-    const ssize_t sent = send(fd, record, sizeof(*record), MSG_DONTWAIT | MSG_NOSIGNAL);
-    if (sent == static_cast<ssize_t>(sizeof(*record))) {
-        return Sent::kWhole;
-    }
-    if (sent < 0) {
-        return errno == EAGAIN || errno == EINTR ? Sent::kNoRoom : Sent::kFailed;
-    }
-    // Possible only where the send buffer could not be made large enough. A peer that reads on
-    // would take the next record from its middle: end the connection instead.
-    shutdown(fd, SHUT_RDWR);
-    return Sent::kFailed;
-}
-
 void wait_for_room(int fd, int bound_ms) {
     pollfd ready{fd, POLLOUT, 0};
     poll(&ready, 1, bound_ms);
-}
-
-bool same_name(const char* one, const char* other) {
-    return strncmp(one, other, DBUS_NAME_SIZE) == 0;
 }
 
 }  // namespace quon::dbus

@@ -1,0 +1,33 @@
+#include "dbus_records.h"
+
+#include <errno.h>
+#include <string.h>
+#include <sys/socket.h>
+
+#include "securec.h"
+
+namespace quon::dbus {
+
+Sent send_record(int fd, const DbusMsg* record) {
+    const ssize_t sent = send(fd, record, sizeof(*record), MSG_DONTWAIT | MSG_NOSIGNAL);
+    if (sent == static_cast<ssize_t>(sizeof(*record))) {
+        return Sent::kWhole;
+    }
+    if (sent < 0) {
+        return errno == EAGAIN || errno == EINTR ? Sent::kNoRoom : Sent::kFailed;
+    }
+    // Possible only where the send buffer could not be made large enough. A peer that reads on
+    // would take the next record from its middle: end the connection instead.
+    shutdown(fd, SHUT_RDWR);
+    return Sent::kFailed;
+}
+
+bool same_name(const char* one, const char* other) {
+    return strncmp(one, other, DBUS_NAME_SIZE) == 0;
+}
+
+void copy_name(char* to, const char* from) {
+    memcpy_s(to, DBUS_NAME_SIZE, from, strnlen(from, DBUS_NAME_SIZE));
+}
+
+}  // namespace quon::dbus

@@ -1,0 +1,39 @@
+// Sockets that carry records, and addresses of processes on the bus.
+#ifndef DBUS_SOCKETS_H
+#define DBUS_SOCKETS_H
+
+#include <sys/un.h>
+
+namespace quon::dbus {
+
+// A stream socket that commands started by this process do not inherit, or -1.
+int open_socket();
+
+// Makes a socket fit for records: see the comment in dbus_sockets.cpp. Returns the descriptor to
+// use from now on (another number when `fd` was one of the standard streams'); -1 stays -1.
+int prepare_socket(int fd);
+
+// Fills in the address of the socket file `path`, cut to 107 characters.
+void set_address(sockaddr_un* address, const char* path);
+
+// The address of the process with the bus name `name`.
+void set_address_of(sockaddr_un* address, const char* name);
+
+// Called after each failed attempt; false gives up.
+using PauseFunction = bool (*)(void* context);
+
+// Connects, at most 100 times, with a pause after each failed attempt (the last one too).
+bool connect_patiently(int fd, const sockaddr_un& address, PauseFunction pause, void* context);
+
+// One attempt. A listening server whose queue is full gets up to a second.
+bool connect_once(int fd, const sockaddr_un& address);
+
+// 50,000 microseconds, the pause between attempts. Never gives up.
+bool connect_pause(void* context);
+
+// Waits until `fd` has room for a record or has failed. A negative bound waits for ever.
+void wait_for_room(int fd, int bound_ms);
+
+}  // namespace quon::dbus
+
+#endif
