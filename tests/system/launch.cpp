@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "child_process.h"
+#include "preload_path.h"
 
 namespace quon::test {
 
@@ -30,7 +31,7 @@ LaunchCommand daemon_launch() {
     launch.command = words_of(setting("QUON_TEST_DAEMON_PREFIX", ""));
     const std::string link = setting("QUON_TEST_CHIP_LINK", QUON_CHIP_LINK);
     if (launch.command.empty() && link != "none") {
-        launch.environment.emplace_back("LD_PRELOAD", link);
+        launch.environment.emplace_back("LD_PRELOAD", sim::preload_entry(link));
     }
     launch.command.push_back(daemon_program());
     // The signal handler logs and exits by intention.

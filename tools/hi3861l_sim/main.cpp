@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -11,12 +12,15 @@
 #include <iostream>
 #include <limits>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 
 #include "chip_link/chip_link_protocol.h"
 #include "control_server.h"
 #include "control_tool.h"
+#include "exec_program.h"
 #include "hichannel_host.h"
+#include "prefix_command.h"
 #include "properties.h"
 #include "text_values.h"
 
@@ -57,12 +61,14 @@ struct settings {
     std::vector<std::string> assignments;
     std::vector<std::string> faults;
     std::vector<std::string> command;
+    exec_words exec;
 };
 
 std::string footer() {
-    return "A daemon reaches the simulated chip by LD_PRELOAD=libhi3861l_chip_link.so, which "
-           "reads\n"
-           "the chip's socket from HI3861L_SIM_SOCKET.\n\n"
+    return "A daemon reaches the simulated chip over the chip link, a library in its LD_PRELOAD "
+           "that\n"
+           "reads the chip's socket from HI3861L_SIM_SOCKET: \"hi3861l-sim exec "
+           "quon_mcu_daemon\".\n\n"
            "The journal has one line a frame: time, direction (host->chip, chip->host), type with\n"
            "its name, length, then the payload's fields as name=value or its hex digits. Lines\n"
            "that begin \"note\" tell what else happened.\n\n"
@@ -70,7 +76,8 @@ std::string footer() {
            "then \"ok\" or \"error: TEXT\". \"hi3861l-sim control COMMAND...\" sends one.\n\n" +
            control_help() +
            "Exit status: 0 ended by a signal or by quit, 1 could not start, 2 usage.\n"
-           "Of control: 0 done, 1 the command failed, 2 usage, 3 no simulator reached.\n";
+           "Of control: 0 done, 1 the command failed, 2 usage, 3 no simulator reached.\n"
+           "Of exec: the command's; 126 it cannot be started, 127 it is not found.\n";
 }
 
 void add_options(CLI::App& app, settings& chosen) {
@@ -184,6 +191,29 @@ int complain(const std::exception& problem, int status) {
     return status;
 }
 
+CLI::App* add_exec(CLI::App& app, exec_words& words) {
+    CLI::App* exec = app.add_subcommand("exec", "Run a program under the chip link");
+    exec->add_option("--socket", words.socket,
+                     "The chip's socket (default: as the environment says)");
+    exec->add_option("--link", words.link, "The chip link's library (default: the installed one)");
+    exec->footer("COMMAND and its arguments stand behind the options, or behind --.");
+    return exec;
+}
+
+int help_or_usage(const CLI::App& app, const CLI::ParseError& problem) {
+    std::ostringstream notes;
+    if (app.exit(problem, std::cout, notes) == 0) {
+        return flush_output() ? exit_done : exit_error;
+    }
+    std::string command;
+    for (const CLI::App* each : app.get_subcommands()) {
+        command = each->get_name() + " ";
+    }
+    std::cerr << "hi3861l-sim: " << problem.what() << "; see 'hi3861l-sim " << command
+              << "--help'\n";
+    return exit_usage;
+}
+
 int main_program(int argc, char** argv) {
     CLI::App app("A simulated Hi3861L chip for quon_mcu_daemon.", "hi3861l-sim");
     settings chosen;
@@ -194,17 +224,21 @@ int main_program(int argc, char** argv) {
     control->add_option("COMMAND", chosen.command, "The command and its words")->required();
     control->footer("\n" + control_help());
     control->positionals_at_end();
+    CLI::App* exec = add_exec(app, chosen.exec);
     app.require_subcommand(0, 1);
+    std::vector<std::string> words(argv + 1, argv + argc);
+    chosen.exec.command = cut_command(*exec, words);
+    std::ranges::reverse(words);  // as the parser wants them
     try {
-        app.parse(argc, argv);
+        app.parse(words);
     } catch (const CLI::ParseError& problem) {
-        if (app.exit(problem) != 0) {
-            return exit_usage;
-        }
-        return flush_output() ? exit_done : exit_error;
+        return help_or_usage(app, problem);
     }
     if (control->parsed()) {
         return send_control_command(chosen.control, join_words(chosen.command, 0));
+    }
+    if (exec->parsed()) {
+        return exec_program(chosen.exec);
     }
     return run(chosen);
 }

@@ -257,6 +257,23 @@ std::string do_variable(const words& in) {
     return value == nullptr ? "unset" : value;
 }
 
+// child WORD...: the first line that a shell command prints
+std::string do_child(const words& in) {
+    std::string command;
+    for (size_t i = 1; i < in.size(); i++) {
+        command += in[i] + " ";
+    }
+    std::FILE* output = popen(command.c_str(), "re");
+    std::array<char, 4096> line{};
+    const bool printed =
+        output != nullptr && std::fgets(line.data(), line.size(), output) != nullptr;
+    if (output != nullptr) {
+        pclose(output);
+    }
+    line[std::strcspn(line.data(), "\n")] = '\0';
+    return printed ? line.data() : "(nothing)";
+}
+
 std::string do_quit(const words&) {
     std::exit(0);
 }
@@ -273,7 +290,7 @@ constexpr command commands[] = {
     {"join", do_join},       {"storm", do_storm}, {"option", do_option},
     {"timeout", do_timeout}, {"flags", do_flags}, {"poll", do_poll},
     {"close", do_close},     {"cpu", do_cpu},     {"variable", do_variable},
-    {"quit", do_quit},
+    {"child", do_child},     {"quit", do_quit},
 };
 
 std::string run_line(const std::string& line) {

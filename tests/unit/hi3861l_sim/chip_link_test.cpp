@@ -1,24 +1,17 @@
 // The chip link as a program sees it: a probe under the preload library, and the same probe linked
 // statically with the link inside.
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/netlink.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
 
 #include <csignal>
-#include <filesystem>
 #include <fstream>
-#include <optional>
 #include <set>
-#include <sstream>
 #include <thread>
 
 #include "hex.h"
-#include "sim_process.h"
+#include "link_probe.h"
 #include "text_values.h"
-#include "waiting.h"
 
 namespace quon::sim {
 namespace {
@@ -30,76 +23,6 @@ std::string message(const std::string& frame) {
     const auto length = static_cast<uint8_t>(16 + frame.size() / 2);
     return show_hex(bytes_view(&length, 1)) + "000000" + "0000000000000000" + "4c040000" + frame;
 }
-
-class probe {
-  public:
-    probe(const scratch_folder& folder, const std::string& name, const std::string& program,
-          const std::string& preload, const std::string& simulator = "chip")
-        : fifo_(folder.file(name)) {
-        if (mkfifo(fifo_.c_str(), 0600) != 0) {
-            throw std::runtime_error("no fifo");
-        }
-        writer_ = file_descriptor(open(fifo_.c_str(), O_RDWR | O_CLOEXEC));
-        std::vector<std::string> command = program_command(program, preload);
-        command.push_back(fifo_);
-        process_ = std::make_unique<test::ChildProcess>(test::ChildProcess::Options{
-            .command = command,
-            .environment = {{"HI3861L_SIM_SOCKET", folder.file(simulator)}},
-            .input = {}});
-    }
-
-    // Begins a command.
-    void tell(const std::string& line) {
-        const std::string text = line + "\n";
-        if (write(writer_.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-            throw std::runtime_error("the probe does not read");
-        }
-        count_++;
-    }
-    // What the last command printed.
-    std::string answer() {
-        const std::string tag = "#" + to_string(count_) + " ";
-        std::optional<std::string> line;
-        test::wait_until([&] {
-            const bool running = process_->running();
-            line = process_->wait_for_line(tag, 0, std::chrono::milliseconds(0));
-            return line || !running;
-        });
-        return line ? line->substr(line->find(tag) + tag.size()) : "(nothing)";
-    }
-    std::string ask(const std::string& line) {
-        tell(line);
-        return answer();
-    }
-    // A socket of the link, bound to the port; its number.
-    std::string channel(const std::string& port = "1100") {
-        const std::string fd = ask("socket 16 3 28");
-        EXPECT_EQ(ask("bind " + fd + " " + port), "0");
-        return fd;
-    }
-    test::ChildProcess& process() { return *process_; }
-
-    // How often the program's threads have gone to sleep.
-    [[nodiscard]] long pauses() const {
-        long sum = 0;
-        const std::string tasks = "/proc/" + to_string(process_->pid()) + "/task";
-        for (const auto& task : std::filesystem::directory_iterator(tasks)) {
-            std::ifstream status(task.path() / "status");
-            for (std::string line; std::getline(status, line);) {
-                if (line.starts_with("voluntary_ctxt_switches:")) {
-                    sum += std::stol(line.substr(line.find(':') + 1));
-                }
-            }
-        }
-        return sum;
-    }
-
-  private:
-    std::string fifo_;
-    file_descriptor writer_;
-    std::unique_ptr<test::ChildProcess> process_;
-    int count_ = 0;
-};
 
 enum class form { preloaded, linked_in };
 
@@ -123,10 +46,6 @@ class TheChipLink : public testing::TestWithParam<form> {
 INSTANTIATE_TEST_SUITE_P(Preloaded, TheChipLink, testing::Values(form::preloaded));
 INSTANTIATE_TEST_SUITE_P(LinkedIn, TheChipLink, testing::Values(form::linked_in));
 
-// The numbers of types and options differ between machines.
-std::string new_socket(int domain, int type, int protocol) {
-    return "socket " + to_string(domain) + " " + to_string(type) + " " + to_string(protocol);
-}
 std::string set_option(const std::string& fd, int level, int name, int value) {
     return "option " + fd + " " + to_string(level) + " " + to_string(name) + " " + to_string(value);
 }
@@ -482,43 +401,6 @@ TEST_P(TheChipLink, HasRoomForSixteenSockets) {
     EXPECT_EQ(program->ask("socket 16 3 28"), "ENFILE");
     EXPECT_EQ(program->ask("close " + *sockets.begin()), "0");
     EXPECT_EQ(program->ask("socket 16 3 28"), *sockets.begin());
-}
-
-// --- the preload library alone
-
-TEST(ThePreloadLibrary, TakesItselfOutOfTheVariable) {
-    const scratch_folder folder;
-    probe program(folder, "fifo", CHIP_LINK_PROBE, CHIP_LINK_LIBRARY);
-    EXPECT_EQ(program.ask("variable LD_PRELOAD"), "unset");
-}
-
-TEST(ThePreloadLibrary, LeavesOtherLibrariesInTheVariable) {
-    const std::string library = CHIP_LINK_LIBRARY;
-    const std::string lists[][2] = {
-        {"libm.so.6:" + library, "libm.so.6:"},
-        {library + ":libm.so.6", "libm.so.6"},
-        {"libm.so.6:" + library + ":libdl.so.2", "libm.so.6:libdl.so.2"},
-    };
-    int count = 0;
-    const scratch_folder folder;
-    for (const auto& [list, left] : lists) {
-        probe program(folder, "fifo" + to_string(++count), CHIP_LINK_PROBE, list);
-        EXPECT_EQ(program.ask("variable LD_PRELOAD"), left) << list;
-    }
-}
-
-TEST(ThePreloadLibrary, NeedsTheCLibraryAlone) {
-    const test::Result result = test::run({"readelf", "-d", CHIP_LINK_LIBRARY});
-    ASSERT_EQ(result.status, (test::ExitStatus{.exited = true, .code = 0}));
-    std::istringstream text(result.out);
-    int needed = 0;
-    for (std::string line; std::getline(text, line);) {
-        if (line.find("(NEEDED)") != std::string::npos) {
-            needed++;
-            EXPECT_NE(line.find("[libc.so."), std::string::npos) << line;
-        }
-    }
-    EXPECT_EQ(needed, 1);
 }
 
 }  // namespace

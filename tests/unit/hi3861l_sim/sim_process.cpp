@@ -25,17 +25,20 @@ scratch_folder::~scratch_folder() {
     std::filesystem::remove_all(path_, ignored);
 }
 
-std::vector<std::string> program_command(const std::string& program, const std::string& preload) {
+std::vector<std::string> program_command(const std::string& program, const std::string& preload,
+                                         const std::vector<std::string>& wrapper) {
     std::vector<std::string> command = test::words_of(HI3861L_SIM_EMULATOR);
+    const bool emulated = !command.empty();
     if (!preload.empty()) {
         // An emulator hands the variable on to its program; otherwise env does.
         const std::string variable = "LD_PRELOAD=" + preload;
-        if (command.empty()) {
-            command = {"env", variable};
-        } else {
+        if (emulated) {
             command.insert(command.end(), {"-E", variable});
+        } else {
+            command = {"env", variable};
         }
     }
+    command.insert(emulated ? command.begin() : command.end(), wrapper.begin(), wrapper.end());
     command.push_back(program);
     return command;
 }

@@ -24,10 +24,11 @@ class scratch_folder {
     std::string path_;
 };
 
-// A program of this build, behind the emulator where one is needed; `preload` goes into the
-// program's own environment.
+// A program of this build, behind the emulator where one is needed. `preload` goes into the
+// environment of `wrapper`, the words in front of the program, or, emulated, of the program alone.
 std::vector<std::string> program_command(const std::string& program,
-                                         const std::string& preload = {});
+                                         const std::string& preload = {},
+                                         const std::vector<std::string>& wrapper = {});
 
 std::vector<std::string> sim_command(const std::vector<std::string>& arguments);
 

@@ -1,10 +1,18 @@
 // The preload library's front end: the calls by their own names, and the C library's behind them.
+//
+// The library stays in LD_PRELOAD until it has found its program, so that wrappers (env, timeout,
+// sh, a debugger) hand it on; then it leaves, so that the commands of that program run without it.
+// Its program is the one with the daemon's name, from before main on, and any other one from its
+// first socket of the chip's protocol on.
 #include <dlfcn.h>
+#include <errno.h>
+#include <linux/netlink.h>
 #include <pthread.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include "chip_link.h"
+#include "hichannel_host.h"
 
 // The assembler names keep these definitions apart from the C library's declarations, whose
 // argument types and exception specifications differ between libraries.
@@ -27,6 +35,7 @@ int preload_close(int) CHIP_LINK_EXPORT("close");
 namespace {
 
 constexpr char library_name[] = "libhi3861l_chip_link.so";
+constexpr char daemon_name[] = "quon_mcu_daemon";
 
 chip_link_libc libc_functions;
 pthread_once_t resolved = PTHREAD_ONCE_INIT;
@@ -54,9 +63,8 @@ bool is_this_library(const char* entry, size_t length) {
     return length >= name && memcmp(entry + length - name, library_name, name) == 0;
 }
 
-// Commands that the program starts run without the link. The text is changed where it stands:
-// some C libraries forget a variable that is set before main.
-__attribute__((constructor)) void leave_preload_list() {
+// The text is changed where it stands: some C libraries forget a variable that is set before main.
+void leave_preload_list() {
     char* list = getenv("LD_PRELOAD");
     if (list == nullptr) {
         return;
@@ -77,6 +85,17 @@ __attribute__((constructor)) void leave_preload_list() {
     }
 }
 
+// Before main, so that no command can come first: the daemon serves its peers before it opens the
+// channel.
+__attribute__((constructor)) void leave_the_daemons_preload_list() {
+    const char* name = program_invocation_short_name;
+    if (name != nullptr && strcmp(name, daemon_name) == 0) {
+        leave_preload_list();
+    }
+}
+
+pthread_once_t found = PTHREAD_ONCE_INIT;
+
 }  // namespace
 
 const chip_link_libc* chip_link_next() {
@@ -85,6 +104,9 @@ const chip_link_libc* chip_link_next() {
 }
 
 int preload_socket(int domain, int type, int protocol) {
+    if (domain == AF_NETLINK && protocol == HI_CHANNEL_NETLINK_PROTOCOL) {
+        pthread_once(&found, leave_preload_list);
+    }
     return chip_link_socket(domain, type, protocol);
 }
 
