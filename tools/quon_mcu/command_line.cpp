@@ -166,7 +166,8 @@ void command_line::add_event_commands() {
     CLI::App* wait = add("wait", "Ask for an object until a field has a value",
                          [this, awaited] { wait_for(ctx_, *awaited); });
     wait->add_option("OBJECT", awaited->object, "What, as for get")->required();
-    wait->add_option("FIELD=VALUE", awaited->condition, "What it shall come to")->required();
+    wait->add_option("CONDITION", awaited->condition, "What it shall come to: FIELD=VALUE")
+        ->required();
     add_time(wait, "--timeout", awaited->timeout, "End after this time (default 5s)");
     add_time(wait, "--interval", awaited->interval, "Time between two questions (default 200ms)");
 }

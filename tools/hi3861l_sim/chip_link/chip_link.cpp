@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <initializer_list>
 
 #include "chip_link_protocol.h"
 #include "hichannel_host.h"
