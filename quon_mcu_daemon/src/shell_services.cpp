@@ -1,9 +1,11 @@
 #include "shell_services.h"
 
+#include <errno.h>
 #include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 #include "daemon_log.h"
 #include "dbus_socket_common.h"
@@ -36,6 +38,21 @@ FILE* start_for_reading(const char* command) {
     return stream;
 }
 
+// Up to `capacity` bytes of what comes until the end. Past the stream, whose lock a thread would
+// hold while it waits in fread: newer C libraries make `exit` wait for it.
+int32_t read_output(int fd, uint8_t* reply, size_t capacity) {
+    size_t count = 0;
+    while (count < capacity) {
+        const ssize_t got = read(fd, reply + count, capacity - count);
+        if (got > 0) {
+            count += static_cast<size_t>(got);
+        } else if (got == 0 || errno != EINTR) {
+            break;
+        }
+    }
+    return static_cast<int32_t>(count);
+}
+
 }  // namespace
 
 int32_t system_call(const uint8_t* request, int32_t, uint8_t* reply, int32_t) {
@@ -62,7 +79,7 @@ int32_t popen_call(const uint8_t* request, int32_t, uint8_t* reply, int32_t repl
         DAEMON_LOG(QN_LOG_ERROR, "popen error:%s\n", command.text);
         return -1;
     }
-    const size_t count = fread(reply, 1, static_cast<size_t>(reply_capacity), stream);
+    const int32_t count = read_output(fileno(stream), reply, static_cast<size_t>(reply_capacity));
     pclose(stream);
-    return static_cast<int32_t>(count);
+    return count;
 }

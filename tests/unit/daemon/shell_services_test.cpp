@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -232,6 +233,34 @@ TEST(AShellCommand, InheritsNoPipeOfAnotherOne) {
     EXPECT_EQ(result, 1);
     fs::remove(gate);
     fs::remove(opened);
+}
+
+// Newer C libraries let `exit` wait for every stream whose lock a thread holds, as fflush(nullptr)
+// does in all of them.
+TEST(AShellCommand, LeavesEveryStreamFreeWhileItRuns) {
+    const std::string gate = testing::TempDir() + "/free" + std::to_string(getpid());
+    const std::string runs = gate + ".runs";
+    const std::string wait_here =
+        "touch " + runs + "; while [ ! -e " + gate + " ]; do sleep 0.01; done";
+    for (const std::string& text : {wait_here, "exec >&-; " + wait_here}) {
+        SCOPED_TRACE(text);
+        std::thread caller([&text] {
+            Bytes reply(DBUS_DATA_SIZE);
+            EXPECT_EQ(popen_call(command(text).data(), 0, reply.data(), DBUS_DATA_SIZE), 0);
+        });
+        EXPECT_TRUE(wait_until([&] { return fs::exists(runs); }));
+        std::atomic<bool> flushed{false};
+        std::thread flusher([&flushed] {
+            fflush(nullptr);
+            flushed = true;
+        });
+        EXPECT_TRUE(wait_until([&] { return flushed.load(); }));
+        fs::create_directory(gate);  // a file would be opened as a stream
+        flusher.join();
+        caller.join();
+        fs::remove(gate);
+        fs::remove(runs);
+    }
 }
 
 TEST(ShellCommands, RunAtTheSameTimeEachForItsOwnCaller) {
