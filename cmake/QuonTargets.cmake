@@ -49,8 +49,10 @@ target_compile_options(quon_device_options INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>)
 target_link_options(quon_device_options INTERFACE -Wl,--gc-sections -Wl,--as-needed)
 
-# The shared counterpart of a device library, under the same file name.
+# The shared counterpart of a device library, under the same file name. Links the libraries that its
+# users see (LIBS) and those that only it knows (PRIVATE_LIBS).
 function(quon_shared_counterpart name)
+  cmake_parse_arguments(ARG "" "" "LIBS;PRIVATE_LIBS" ${ARGN})
   get_target_property(sources ${name} SOURCES)
   add_library(${name}_shared SHARED ${sources})
   set_target_properties(${name}_shared PROPERTIES OUTPUT_NAME ${name} LINKER_LANGUAGE C
@@ -60,14 +62,26 @@ function(quon_shared_counterpart name)
     PRIVATE $<TARGET_PROPERTY:${name},INCLUDE_DIRECTORIES>)
   target_compile_definitions(${name}_shared PRIVATE $<TARGET_PROPERTY:${name},COMPILE_DEFINITIONS>)
   target_link_options(${name}_shared PRIVATE -Wl,-z,defs)
-  foreach(lib IN LISTS ARGN)
-    if(TARGET ${lib}_shared)
-      target_link_libraries(${name}_shared PUBLIC ${lib}_shared)
-    else()
-      target_link_libraries(${name}_shared PUBLIC ${lib})
+  foreach(kind LIBS PRIVATE_LIBS)
+    set(visibility PUBLIC)
+    if(kind STREQUAL "PRIVATE_LIBS")
+      set(visibility PRIVATE)
     endif()
+    foreach(lib IN LISTS ARG_${kind})
+      if(TARGET ${lib}_shared)
+        set(lib ${lib}_shared)
+      endif()
+      target_link_libraries(${name}_shared ${visibility} ${lib})
+    endforeach()
   endforeach()
   target_link_libraries(${name}_shared PUBLIC Threads::Threads PRIVATE quon_device_options)
+endfunction()
+
+# NAME_headers: the public headers of a device library, with those of the libraries that come with it.
+function(quon_headers_alone name)
+  add_library(${name}_headers INTERFACE)
+  target_include_directories(${name}_headers INTERFACE
+    $<TARGET_PROPERTY:${name},INTERFACE_INCLUDE_DIRECTORIES>)
 endfunction()
 
 # What a program outside this build links beside a library that uses the named ones: PC_REQUIRES
@@ -95,11 +109,14 @@ file(RELATIVE_PATH PC_PREFIX_FROM_FILE
 string(REGEX REPLACE "/$" "" PC_PREFIX_FROM_FILE "${PC_PREFIX_FROM_FILE}")
 
 # A library of the device, linked by the C driver. Usage:
-#   quon_device_library(NAME SOURCES a.cpp b.cpp INCLUDE dir HEADERS dir/public.h LIBS other)
+#   quon_device_library(NAME SOURCES a.cpp b.cpp INCLUDE dir HEADERS dir/public.h LIBS other
+#                       PRIVATE_LIBS hidden)
 # INCLUDE is the folder of the public headers; HEADERS are installed. STATIC: never a shared library,
-# like a library without HEADERS, which is not installed.
+# like a library without HEADERS, which is not installed. LIBS come with the library's own headers;
+# the headers of PRIVATE_LIBS stay out of its users' sight. NAME_headers is the headers alone, for
+# whoever puts other functions behind them.
 function(quon_device_library name)
-  cmake_parse_arguments(ARG "STATIC" "INCLUDE" "SOURCES;HEADERS;LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "STATIC" "INCLUDE" "SOURCES;HEADERS;LIBS;PRIVATE_LIBS" ${ARGN})
   if(ARG_STATIC)
     add_library(${name} STATIC ${ARG_SOURCES})
     set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
@@ -117,9 +134,10 @@ function(quon_device_library name)
     $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/${ARG_INCLUDE}>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/quon>)
   target_link_libraries(${name} PUBLIC ${ARG_LIBS} Threads::Threads
-                                PRIVATE $<BUILD_INTERFACE:quon_device_options>)
+                                PRIVATE ${ARG_PRIVATE_LIBS} $<BUILD_INTERFACE:quon_device_options>)
+  quon_headers_alone(${name})
   if(QUON_BOTH_LINKS AND NOT ARG_STATIC)
-    quon_shared_counterpart(${name} ${ARG_LIBS})
+    quon_shared_counterpart(${name} LIBS ${ARG_LIBS} PRIVATE_LIBS ${ARG_PRIVATE_LIBS})
   endif()
   if(ARG_HEADERS)
     if(TARGET ${name}_shared)
