@@ -50,6 +50,8 @@ world_packages=(iproute2 net-tools util-linux procps)
 if command -v ccache >/dev/null 2>&1; then
     export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
     export CCACHE_BASEDIR=$top CCACHE_NOHASHDIR=1
+    # It must not take a precompiled header for a new one because of its time.
+    export CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
 fi
 
 # Configures and builds a preset; further words are targets (default: everything).
