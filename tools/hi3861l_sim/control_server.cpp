@@ -18,7 +18,7 @@ constexpr size_t most_unread = 256 * 1024;
 // One connection. A command that waits holds up the later lines of its own client only.
 class control_client : public std::enable_shared_from_this<control_client> {
   public:
-    control_client(simulator& sim, file_descriptor fd, std::function<void()> ended)
+    control_client(simulator& sim, owned_descriptor fd, std::function<void()> ended)
         : sim_(sim), fd_(std::move(fd)), ended_(std::move(ended)) {}
     ~control_client() { sim_.loop().unwatch(fd_.get()); }
     control_client(const control_client&) = delete;
@@ -121,7 +121,7 @@ class control_client : public std::enable_shared_from_this<control_client> {
     }
 
     simulator& sim_;
-    file_descriptor fd_;
+    owned_descriptor fd_;
     std::function<void()> ended_;
     std::string in_;
     std::string out_;
@@ -169,13 +169,13 @@ void control_client::run(const std::string& line) {
 }
 
 control_server::control_server(simulator& sim, const std::string& path)
-    : sim_(sim), listener_(sim.loop(), path, SOCK_STREAM, [this](file_descriptor fd) {
+    : sim_(sim), listener_(sim.loop(), path, SOCK_STREAM, [this](owned_descriptor fd) {
           accept_client(std::move(fd));
       }) {}
 
 control_server::~control_server() = default;
 
-void control_server::accept_client(file_descriptor fd) {
+void control_server::accept_client(owned_descriptor fd) {
     const auto place = clients_.emplace(clients_.end());
     *place = std::make_shared<control_client>(sim_, std::move(fd),
                                               [this, place] { clients_.erase(place); });

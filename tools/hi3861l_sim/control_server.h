@@ -22,7 +22,7 @@ class control_server {
     control_server& operator=(const control_server&) = delete;
 
   private:
-    void accept_client(file_descriptor fd);
+    void accept_client(owned_descriptor fd);
 
     simulator& sim_;
     listening_socket listener_;

@@ -59,7 +59,7 @@ int send_control_command(const std::string& path, const std::string& command) {
     if (command.find('\n') != std::string::npos) {
         return fail(exit_usage, "a command is one line");
     }
-    file_descriptor fd;
+    owned_descriptor fd;
     try {
         fd = connect_unix(path, SOCK_STREAM);
     } catch (const std::invalid_argument& problem) {

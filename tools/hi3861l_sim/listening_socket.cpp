@@ -50,7 +50,7 @@ listening_socket::listening_socket(event_loop& loop, std::string path, int type,
     : loop_(loop), path_(std::move(path)), arrived_(std::move(arrived)) {
     const sockaddr_un address = address_of(path_);
     remove_stale_socket(path_, type);
-    fd_ = file_descriptor(socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    fd_ = owned_descriptor(socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (fd_.get() < 0 ||
         bind(fd_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         give_up(path_, std::strerror(errno));
@@ -74,7 +74,7 @@ void listening_socket::watch() {
 }
 
 void listening_socket::accept() {
-    file_descriptor fd(accept4(fd_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    owned_descriptor fd(accept4(fd_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (fd.get() >= 0) {
         arrived_(std::move(fd));
     } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
@@ -84,13 +84,13 @@ void listening_socket::accept() {
     }
 }
 
-file_descriptor connect_unix(const std::string& path, int type) {
+owned_descriptor connect_unix(const std::string& path, int type) {
     const sockaddr_un address = address_of(path);
-    file_descriptor fd(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
+    owned_descriptor fd(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
     if (fd.get() >= 0 &&
         connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         const int error = errno;
-        fd = file_descriptor();
+        fd = owned_descriptor();
         errno = error;
     }
     return fd;

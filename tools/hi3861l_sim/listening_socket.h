@@ -5,13 +5,13 @@
 #include <string>
 
 #include "event_loop.h"
-#include "file_descriptor.h"
+#include "shared/owned_descriptor.h"
 
 namespace quon::sim {
 
 class listening_socket {
   public:
-    using arrival = std::function<void(file_descriptor)>;
+    using arrival = std::function<void(owned_descriptor)>;
 
     // `type` is SOCK_STREAM or SOCK_SEQPACKET; `arrived` gets each connection, non-blocking.
     // Replaces a socket that nobody listens on; throws std::runtime_error when somebody does, or
@@ -30,12 +30,12 @@ class listening_socket {
     event_loop& loop_;
     std::string path_;
     arrival arrived_;
-    file_descriptor fd_;
+    owned_descriptor fd_;
     event_loop::timer_id pause_ = 0;
 };
 
 // Connects to a Unix socket. Returns a descriptor below 0 with errno set when nobody listens;
 // throws std::invalid_argument for a path that no socket can have.
-file_descriptor connect_unix(const std::string& path, int type);
+owned_descriptor connect_unix(const std::string& path, int type);
 
 }  // namespace quon::sim

@@ -128,14 +128,14 @@ void apply_settings(simulator& sim, const settings& chosen) {
 
 // The signals that end the simulator, as a descriptor. SIGPIPE is none of them: a reader of the
 // journal may go.
-file_descriptor block_signals() {
+owned_descriptor block_signals() {
     (void)std::signal(SIGPIPE, SIG_IGN);
     sigset_t ending;
     sigemptyset(&ending);
     sigaddset(&ending, SIGINT);
     sigaddset(&ending, SIGTERM);
     sigprocmask(SIG_BLOCK, &ending, nullptr);
-    return file_descriptor(signalfd(-1, &ending, SFD_CLOEXEC));
+    return owned_descriptor(signalfd(-1, &ending, SFD_CLOEXEC));
 }
 
 using file = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
@@ -168,7 +168,7 @@ std::unique_ptr<transport> make_transport(event_loop& loop, const settings& chos
 }
 
 int run(const settings& chosen) {
-    const file_descriptor signals = block_signals();
+    const owned_descriptor signals = block_signals();
     event_loop loop;
     loop.watch(signals.get(), POLLIN, [&](short) { loop.stop(); });
     const std::unique_ptr<transport> link = make_transport(loop, chosen);

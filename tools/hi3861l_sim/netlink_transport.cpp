@@ -7,7 +7,7 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "file_descriptor.h"
+#include "shared/owned_descriptor.h"
 #include "transport.h"
 
 namespace quon::sim {
@@ -27,7 +27,7 @@ class netlink_transport : public transport {
   public:
     netlink_transport(event_loop& loop, int protocol, uint32_t port, uint32_t peer)
         : loop_(loop), name_("netlink port " + std::to_string(port)), peer_(address_of(peer)) {
-        fd_ = file_descriptor(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, protocol));
+        fd_ = owned_descriptor(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, protocol));
         const sockaddr_nl local = address_of(port);
         if (fd_.get() < 0 ||
             bind(fd_.get(), reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
@@ -72,7 +72,7 @@ class netlink_transport : public transport {
     event_loop& loop_;
     std::string name_;
     sockaddr_nl peer_;
-    file_descriptor fd_;
+    owned_descriptor fd_;
     bytes buffer_ = bytes(largest_datagram);
 };
 

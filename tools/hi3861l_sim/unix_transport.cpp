@@ -25,12 +25,12 @@ constexpr std::chrono::milliseconds longest_port_pause{100};
 class unix_transport : public transport {
   public:
     unix_transport(event_loop& loop, const std::string& path)
-        : loop_(loop), listener_(loop, path, SOCK_SEQPACKET, [this](file_descriptor fd) {
+        : loop_(loop), listener_(loop, path, SOCK_SEQPACKET, [this](owned_descriptor fd) {
               accept_host(std::move(fd));
           }) {}
     ~unix_transport() override {
         loop_.cancel(port_timer_);
-        for (const file_descriptor& peer : peers_) {
+        for (const owned_descriptor& peer : peers_) {
             loop_.unwatch(peer.get());
         }
     }
@@ -84,7 +84,7 @@ class unix_transport : public transport {
     }
 
     [[nodiscard]] int host_socket() const {
-        for (const file_descriptor& peer : peers_) {
+        for (const owned_descriptor& peer : peers_) {
             if (port_of(peer.get()) == HI_CHANNEL_HOST_PORT && is_there(peer.get())) {
                 return peer.get();
             }
@@ -92,7 +92,7 @@ class unix_transport : public transport {
         return -1;
     }
 
-    void accept_host(file_descriptor fd) {
+    void accept_host(owned_descriptor fd) {
         for (const int option : {SO_SNDBUF, SO_SNDBUFFORCE}) {
             (void)setsockopt(fd.get(), SOL_SOCKET, option, &send_buffer, sizeof send_buffer);
         }
@@ -104,7 +104,7 @@ class unix_transport : public transport {
         look_for_host();
     }
 
-    void read_host(std::list<file_descriptor>::iterator peer) {
+    void read_host(std::list<owned_descriptor>::iterator peer) {
         const ssize_t size = recv(peer->get(), buffer_.data(), buffer_.size(), MSG_DONTWAIT);
         if (size > 0) {
             take(bytes_view(buffer_).first(static_cast<size_t>(size)));
@@ -121,7 +121,7 @@ class unix_transport : public transport {
 
     event_loop& loop_;
     listening_socket listener_;
-    std::list<file_descriptor> peers_;
+    std::list<owned_descriptor> peers_;
     bool present_ = false;  // as the journal was told
     event_loop::timer_id port_timer_ = 0;
     std::chrono::milliseconds port_pause_ = shortest_port_pause;

@@ -12,9 +12,9 @@
 
 #include "quon_mcu/commands.h"
 #include "quon_mcu/failure.h"
-#include "quon_mcu/file_descriptor.h"
 #include "quon_mcu/present.h"
 #include "quon_mcu/values.h"
+#include "shared/owned_descriptor.h"
 
 namespace quon::client {
 namespace {
@@ -50,14 +50,14 @@ std::string shown(const sockaddr_in& peer) {
     return std::string(address.data()) + ":" + std::to_string(ntohs(peer.sin_port));
 }
 
-file_descriptor connect_locally(const std::string& path) {
+owned_descriptor connect_locally(const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof(address.sun_path)) {
         throw failure(exit_status::usage, "the socket's path is too long");
     }
     std::memcpy(address.sun_path, path.data(), path.size());
-    file_descriptor local(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    owned_descriptor local(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (connect(local.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
         fail_with_errno(exit_status::no_daemon, "no daemon: " + path);
     }
@@ -107,20 +107,20 @@ void wait_readable(int fd, int32_t timeout_ms) {
     }
 }
 
-file_descriptor received_descriptor(const msghdr& message) {
+owned_descriptor received_descriptor(const msghdr& message) {
     for (cmsghdr* each = CMSG_FIRSTHDR(&message); each != nullptr;
          each = CMSG_NXTHDR(const_cast<msghdr*>(&message), each)) {
         if (each->cmsg_level == SOL_SOCKET && each->cmsg_type == SCM_RIGHTS &&
             each->cmsg_len == CMSG_LEN(sizeof(int))) {
             int fd = -1;
             std::memcpy(&fd, CMSG_DATA(each), sizeof(fd));
-            return file_descriptor(fd);
+            return owned_descriptor(fd);
         }
     }
-    return file_descriptor(-1);
+    return owned_descriptor(-1);
 }
 
-file_descriptor receive_connection(int local) {
+owned_descriptor receive_connection(int local) {
     std::array<uint8_t, hand_over_size> data{};
     alignas(cmsghdr) std::array<uint8_t, CMSG_SPACE(sizeof(int))> control{};
     iovec block{data.data(), data.size()};
@@ -136,7 +136,7 @@ file_descriptor receive_connection(int local) {
     if (got < 0) {
         fail_with_errno(exit_status::no_daemon, "the hand-off socket");
     }
-    file_descriptor remote = received_descriptor(message);
+    owned_descriptor remote = received_descriptor(message);
     if (got != static_cast<ssize_t>(data.size()) || data[0] != hand_over || remote.get() < 0) {
         throw failure(exit_status::malformed, "malformed hand-over message");
     }
@@ -244,14 +244,14 @@ void hand_off(context& ctx, const handoff_words& words) {
         throw failure(exit_status::usage, "handoff takes either ADDRESS:PORT or --drop");
     }
     const sockaddr_in wanted = words.drop ? sockaddr_in{} : parse_peer(words.peer);
-    const file_descriptor local = connect_locally(words.socket);
+    const owned_descriptor local = connect_locally(words.socket);
     send_request(local.get(), words.drop ? drop_connection : give_connection, wanted);
     if (words.drop) {
         return;
     }
     const asked_connection asked(local.get());
     wait_readable(local.get(), ctx.timeout_ms);
-    const file_descriptor remote = receive_connection(local.get());
+    const owned_descriptor remote = receive_connection(local.get());
     show_peer(ctx, words, connected_peer(remote.get(), words.peer));
     if (!words.no_relay) {
         relay(ctx.out, remote.get()).run();

@@ -27,7 +27,7 @@ class probe {
         if (mkfifo(fifo_.c_str(), 0600) != 0) {
             throw std::runtime_error("no fifo");
         }
-        writer_ = file_descriptor(open(fifo_.c_str(), O_RDWR | O_CLOEXEC));
+        writer_ = owned_descriptor(open(fifo_.c_str(), O_RDWR | O_CLOEXEC));
         std::vector<std::string> command = program_command(program, preload, wrapper);
         command.push_back(fifo_);
         process_ = std::make_unique<test::ChildProcess>(test::ChildProcess::Options{
@@ -84,7 +84,7 @@ class probe {
 
   private:
     std::string fifo_;
-    file_descriptor writer_;
+    owned_descriptor writer_;
     std::unique_ptr<test::ChildProcess> process_;
     int count_ = 0;
 };

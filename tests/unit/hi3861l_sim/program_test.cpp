@@ -536,7 +536,7 @@ TEST(TheControlSocket, TakesBytesThatAreNoText) {
 
 TEST(TheNetlinkTransport, CarriesMessagesBothWays) {
     event_loop loop;
-    const file_descriptor host(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_USERSOCK));
+    const owned_descriptor host(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_USERSOCK));
     if (host.get() < 0) {
         GTEST_SKIP() << "this kernel has no netlink between programs";
     }

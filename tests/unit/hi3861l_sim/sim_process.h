@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "child_process.h"
-#include "file_descriptor.h"
+#include "shared/owned_descriptor.h"
 
 namespace quon::sim {
 
@@ -45,7 +45,7 @@ class control_connection {
     [[nodiscard]] int fd() const { return fd_.get(); }
 
   private:
-    file_descriptor fd_;
+    owned_descriptor fd_;
     std::string pending_;
 };
 

@@ -5,8 +5,8 @@
 
 #include <stdexcept>
 
-#include "quon_mcu/file_descriptor.h"
 #include "quon_mcu/run.h"
+#include "shared/owned_descriptor.h"
 
 namespace quon::client::test {
 namespace {
@@ -24,8 +24,8 @@ std::string content(int fd) {
 }  // namespace
 
 outcome run_client(const std::vector<std::string>& words) {
-    const file_descriptor out(memfd_create("out", MFD_CLOEXEC));
-    const file_descriptor err(memfd_create("err", MFD_CLOEXEC));
+    const owned_descriptor out(memfd_create("out", MFD_CLOEXEC));
+    const owned_descriptor err(memfd_create("err", MFD_CLOEXEC));
     if (out.get() < 0 || err.get() < 0) {
         throw std::runtime_error("no memory file");
     }
