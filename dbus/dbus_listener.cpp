@@ -8,6 +8,7 @@
 #include "dbus_socket_common.h"
 #include "dbus_sockets.h"
 #include "dbus_threads.h"
+#include "quon_descriptor.h"
 
 namespace {
 
@@ -35,7 +36,7 @@ void* Dbus_Listen_Thread(void* info_pointer) {
     for (;;) {
         sockaddr_un peer;
         socklen_t length = sizeof(peer);
-        const int fd = accept(info->listen_fd, reinterpret_cast<sockaddr*>(&peer), &length);
+        const int fd = quon_accept(info->listen_fd, reinterpret_cast<sockaddr*>(&peer), &length, 0);
         if (fd < 0) {
             break;  // whatever the reason: intended
         }

@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include "dbus_socket_common.h"
-#include "quon_platform.h"
+#include "quon_descriptor.h"
 #include "securec.h"
 
 namespace quon::dbus {
@@ -39,12 +39,10 @@ bool attempt(int fd, const sockaddr_un& address, suseconds_t wait_us) {
 }  // namespace
 
 int open_socket() {
-    return prepare_socket(socket(AF_UNIX, SOCK_STREAM, 0));
+    return prepare_socket(quon_socket(AF_UNIX, SOCK_STREAM, 0));
 }
 
 int prepare_socket(int fd) {
-    // Also because 0 means "none" in a registration.
-    fd = quon_close_on_exec(quon_clear_of_standard_streams(fd));
     if (fd >= 0) {
         setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof(kSendBuffer));
     }

@@ -9,8 +9,7 @@ namespace quon::dbus {
 // A stream socket that commands started by this process do not inherit, or -1.
 int open_socket();
 
-// Makes a socket fit for records: see the comment in dbus_sockets.cpp. Returns the descriptor to
-// use from now on (another number when `fd` was one of the standard streams'); -1 stays -1.
+// Makes a socket fit for records: see the comment in dbus_sockets.cpp. Returns fd; -1 stays -1.
 int prepare_socket(int fd);
 
 // Fills in the address of the socket file `path`, cut to 107 characters.

@@ -11,12 +11,12 @@
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
 
-#include "quon_platform.h"
+#include "quon_clock.h"
+#include "quon_descriptor.h"
 
 namespace {
 
@@ -68,21 +68,13 @@ enum class next_step { remote_check, next_pass };
 
 ws_preinit_param start_record;
 
-uint32_t monotonic_ms() {
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<uint32_t>(now.tv_sec) * 1000U +
-           static_cast<uint32_t>(now.tv_nsec / 1'000'000);
-}
-
-// Takes a new descriptor over: out of started commands, and none that a select set has no room for.
-int adopt_descriptor(int fd) {
-    fd = quon_clear_of_standard_streams(fd);  // also because 0 is no descriptor here
+// A descriptor that a select set has no room for counts as one that could not be had.
+int fit_for_select(int fd) {
     if (fd >= FD_SETSIZE) {
         close(fd);
         return -1;
     }
-    return quon_close_on_exec(fd);
+    return fd;
 }
 
 void drop_remote(handoff& ws) {
@@ -91,7 +83,7 @@ void drop_remote(handoff& ws) {
 }
 
 int open_local_server() {
-    const int fd = adopt_descriptor(socket(AF_UNIX, SOCK_STREAM, 0));
+    const int fd = fit_for_select(quon_socket(AF_UNIX, SOCK_STREAM, 0));
     if (fd < 0) {
         puts("socket failed.");
         return -1;
@@ -110,7 +102,7 @@ int open_local_server() {
 }
 
 int open_remote_socket() {
-    const int fd = adopt_descriptor(socket(AF_INET, SOCK_STREAM, 0));
+    const int fd = fit_for_select(quon_socket(AF_INET, SOCK_STREAM, 0));
     if (fd < 0) {
         puts("socket failed.");
         return -1;
@@ -190,7 +182,7 @@ void start_connect(handoff& ws) {
         close(ws.remote_fd);
     }
     ws.state = connection_state::connected;
-    ws.connect_start_ms = monotonic_ms();
+    ws.connect_start_ms = quon_clock_ms();
     ws.remote_fd = open_remote_socket();
     sockaddr_in address = {};
     address.sin_family = AF_INET;
@@ -208,7 +200,7 @@ void start_connect(handoff& ws) {
 }
 
 void watch_connect(handoff& ws) {
-    if (monotonic_ms() - ws.connect_start_ms >= CONNECT_TIMEOUT_MS) {
+    if (quon_clock_ms() - ws.connect_start_ms >= CONNECT_TIMEOUT_MS) {
         drop_remote(ws);
         ws.state = connection_state::idle;
     } else if (ws.remote_fd > 0) {
@@ -230,8 +222,8 @@ void accept_client(handoff& ws) {
         close(ws.client_fd);
     }
     sockaddr_un address = {};
-    ws.client_fd = adopt_descriptor(
-        accept(ws.listen_fd, reinterpret_cast<sockaddr*>(&address), &ws.accept_length));
+    ws.client_fd = fit_for_select(
+        quon_accept(ws.listen_fd, reinterpret_cast<sockaddr*>(&address), &ws.accept_length, 0));
     if (ws.client_fd > 0) {
         printf("===========client_sock:%d\n", ws.client_fd);
     }
@@ -336,7 +328,7 @@ void check_remote(handoff& ws) {
     }
     ws.state = connection_state::connected;
     printf("ws ls connected remote:%s-%d:%d\n", SOURCE_NAME, SOURCE_NUMBER,
-           static_cast<int>(monotonic_ms()));
+           static_cast<int>(quon_clock_ms()));
     if (ws.pending) {
         hand_over(ws, "polling sendfd");
     }

@@ -2,9 +2,9 @@
 
 #include <string.h>
 
-#include "little_endian.h"
 #include "mcu_call.h"
 #include "mcu_records.h"
+#include "quon_little_endian.h"
 
 namespace {
 
@@ -13,7 +13,7 @@ uint8_t byte_of(const uint8_t* request) {
 }
 
 uint32_t word_of(const uint8_t* request) {
-    return load_le32(request);
+    return quon_load_le32(request);
 }
 
 template <int32_t Size>

@@ -1,7 +1,6 @@
 #include "shell_services.h"
 
 #include <errno.h>
-#include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -23,20 +22,6 @@ struct command_text {
         text[length] = '\0';
     }
 };
-
-// uClibc's popen makes a pipe that every command started meanwhile inherits, so that its reader
-// would wait for their end too: one is started after the other.
-pthread_mutex_t popen_lock = PTHREAD_MUTEX_INITIALIZER;
-
-FILE* start_for_reading(const char* command) {
-    pthread_mutex_lock(&popen_lock);
-    FILE* stream = popen(command, "r");
-    if (stream != nullptr) {
-        quon_close_on_exec(fileno(stream));
-    }
-    pthread_mutex_unlock(&popen_lock);
-    return stream;
-}
 
 // Up to `capacity` bytes of what comes until the end. Past the stream, whose lock a thread would
 // hold while it waits in fread: newer C libraries make `exit` wait for it.
@@ -74,7 +59,7 @@ int32_t popen_call(const uint8_t* request, int32_t, uint8_t* reply, int32_t repl
     }
     const command_text command(request);
     DAEMON_LOG(QN_LOG_INFO, "exec: %s\n", command.text);
-    FILE* stream = start_for_reading(command.text);
+    FILE* stream = quon_popen_for_reading(command.text);
     if (stream == nullptr) {
         DAEMON_LOG(QN_LOG_ERROR, "popen error:%s\n", command.text);
         return -1;

@@ -1,15 +1,15 @@
 #include "startup_snapshot.h"
 
 #include <string.h>
-#include <time.h>
 
 #include <array>
 #include <atomic>
 
-#include "little_endian.h"
 #include "mcu_call.h"
 #include "mcu_records.h"
 #include "query_handlers.h"
+#include "quon_clock.h"
+#include "quon_little_endian.h"
 #include "websocket.h"
 
 namespace {
@@ -62,7 +62,7 @@ int32_t snapshot_field(method_handler* query, int32_t offset, int32_t capacity) 
 }
 
 void snapshot_start_time() {
-    store_le32(working_area + MCU_CONTEXT_START_MS_OFFSET, quon_mcu_monotonic_ms());
+    quon_store_le32(working_area + MCU_CONTEXT_START_MS_OFFSET, quon_mcu_monotonic_ms());
     publish_context();
 }
 
@@ -70,7 +70,7 @@ void take_server_address(ws_preinit_param& param) {
     const uint8_t* store = working_area + MCU_CONTEXT_STORE_OFFSET;
     uint32_t ip = 0;
     memcpy(&ip, store + MCU_STORE_SERVER_IP_OFFSET, sizeof(ip));
-    const uint16_t port = load_le16(store + MCU_STORE_SERVER_PORT_OFFSET);
+    const uint16_t port = quon_load_le16(store + MCU_STORE_SERVER_PORT_OFFSET);
     if (ip != 0 && port != 0) {
         param.server_ip = ip;
         param.server_port = port;
@@ -84,10 +84,7 @@ bool is_remote_wakeup(uint8_t reason) {
 }  // namespace
 
 uint32_t quon_mcu_monotonic_ms() {
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<uint32_t>(now.tv_sec) * 1000U +
-           static_cast<uint32_t>(now.tv_nsec / 1'000'000);
+    return quon_clock_ms();
 }
 
 void quon_mcu_startup_snapshot() {
@@ -115,10 +112,10 @@ int32_t quon_mcu_get_allwakeup_info(const uint8_t*, int32_t, uint8_t* reply, int
 
 int32_t quon_mcu_get_socup_time(const uint8_t*, int32_t, uint8_t* reply, int32_t) {
     const context_image context = read_context();
-    const uint32_t start_ms = load_le32(context.bytes + MCU_CONTEXT_START_MS_OFFSET);
+    const uint32_t start_ms = quon_load_le32(context.bytes + MCU_CONTEXT_START_MS_OFFSET);
     memcpy(reply, context.bytes + MCU_WAKEUP_TIME1_OFFSET, 4);
     memcpy(reply + 4, context.bytes + MCU_WAKEUP_TIME2_OFFSET, 4);
-    store_le32(reply + 8, quon_mcu_monotonic_ms() - start_ms);
+    quon_store_le32(reply + 8, quon_mcu_monotonic_ms() - start_ms);
     return MCU_SOCUP_TIME_SIZE;
 }
 

@@ -26,6 +26,7 @@ constexpr Folder kHouse[] = {
     {"tools/quon_mcu/", 10},
     {"tools/hi3861l_sim/", 10},
     {"tools/catalog/", 9},
+    {"tools/shared/", 9},
     {"quon_mcu_daemon/src/", 8},
     {"quon_mcu_daemon/hal/", 7},
     {"quon_mcu_daemon/hal/hi3861l/src/", 6},
@@ -39,6 +40,9 @@ constexpr Folder kHouse[] = {
     {"common/log/", 1},
     {"common/securec/", 1},
     {"common/platform/", 0},
+    {"common/descriptor/", 0},
+    {"common/bytes/", 0},
+    {"common/clock/", 0},
 };
 
 constexpr std::string_view kDriver = "quon_mcu_daemon/hal/hi3861l/";

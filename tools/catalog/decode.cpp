@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "catalog/catalog.h"
+#include "quon_little_endian.h"
 
 namespace quon::catalog {
 namespace {
@@ -8,11 +9,7 @@ namespace {
 using bytes_view = std::span<const uint8_t>;
 
 uint32_t read_le(bytes_view bytes) {
-    uint32_t value = 0;
-    for (size_t i = bytes.size(); i > 0; --i) {
-        value = (value << 8) | bytes[i - 1];
-    }
-    return value;
+    return quon_load_le(bytes.data(), bytes.size());
 }
 
 std::string hex_byte(uint8_t byte) {

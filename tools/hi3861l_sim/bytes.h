@@ -6,23 +6,19 @@
 #include <span>
 #include <vector>
 
+#include "quon_little_endian.h"
+
 namespace quon::sim {
 
 using bytes = std::vector<uint8_t>;
 using bytes_view = std::span<const uint8_t>;
 
 inline uint32_t get_le(bytes_view from, size_t offset, size_t size) {
-    uint32_t value = 0;
-    for (size_t i = size; i-- > 0;) {
-        value = (value << 8) | from[offset + i];
-    }
-    return value;
+    return quon_load_le(from.subspan(offset, size).data(), size);
 }
 
 inline void put_le(std::span<uint8_t> into, size_t offset, size_t size, uint32_t value) {
-    for (size_t i = 0; i < size; i++) {
-        into[offset + i] = static_cast<uint8_t>(value >> (8 * i));
-    }
+    quon_store_le(into.subspan(offset, size).data(), size, value);
 }
 
 }  // namespace quon::sim

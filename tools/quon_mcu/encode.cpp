@@ -8,6 +8,7 @@
 #include <limits>
 #include <set>
 
+#include "quon_little_endian.h"
 #include "quon_mcu/failure.h"
 #include "quon_mcu/names.h"
 
@@ -23,10 +24,8 @@ using catalog::record;
 }
 
 octets little_endian(int64_t value, size_t size) {
-    octets bytes;
-    for (size_t i = 0; i < size; ++i) {
-        bytes.push_back(static_cast<uint8_t>(value >> (8 * i)));
-    }
+    octets bytes(size);
+    quon_store_le(bytes.data(), size, static_cast<uint32_t>(value));
     return bytes;
 }
 

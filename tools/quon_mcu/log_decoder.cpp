@@ -1,6 +1,7 @@
 #include "quon_mcu/log_decoder.h"
 
 #include "hi3861l_protocol.h"
+#include "quon_little_endian.h"
 
 namespace quon::client {
 namespace {
@@ -43,8 +44,7 @@ bool is_frame_of_journal(std::string_view words) {
 }
 
 uint32_t declared_length(std::span<const uint8_t> frame) {
-    return static_cast<uint32_t>(frame[1]) | static_cast<uint32_t>(frame[2]) << 8 |
-           static_cast<uint32_t>(frame[3]) << 16 | static_cast<uint32_t>(frame[4]) << 24;
+    return quon_load_le32(frame.data() + 1);
 }
 
 std::string type_text(uint8_t type) {

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "mcu_records.h"
+#include "quon_little_endian.h"
 #include "quon_mcu/bus_session.h"
 #include "quon_mcu/commands.h"
 #include "quon_mcu/encode.h"
@@ -149,9 +150,7 @@ class image_sender {
     }
 
     static void put_word(octets& block, size_t at, size_t value) {
-        for (size_t i = 0; i < 4; ++i) {
-            block[at + i] = static_cast<uint8_t>(value >> (8 * i));
-        }
+        quon_store_le32(block.data() + at, static_cast<uint32_t>(value));
     }
 
     void send_blocks(bus_session& bus) {

@@ -1,5 +1,5 @@
-// What differs between the C libraries that the daemon runs on (the only conditional code of the
-// tree), and what every library does with a new descriptor.
+// What differs between the C libraries that the daemon runs on: the only conditional code of the
+// tree.
 #ifndef QUON_PLATFORM_H
 #define QUON_PLATFORM_H
 
@@ -7,8 +7,8 @@
 #include <limits.h>
 #include <pthread.h>
 #include <stddef.h>
+#include <stdio.h>
 #include <stdlib.h>
-#include <unistd.h>
 #ifdef __GLIBC__
 #include <malloc.h>
 #endif
@@ -36,25 +36,22 @@ static inline int quon_set_thread_stack(pthread_attr_t* attr, size_t wish) {
 #define quon_assertion_failed __assert_fail
 #endif
 
-// Keeps `fd` out of the commands that the shell services and the network update start. Returns fd,
-// also when it is negative or the flag cannot be set.
-static inline int quon_close_on_exec(int fd) {
-    if (fd >= 0) {
-        (void)fcntl(fd, F_SETFD, FD_CLOEXEC);
+// `popen` for reading what `command` prints. No other command inherits the pipe, which would hold
+// its end back for as long as that command runs. uClibc makes an inheritable one, so the next
+// command waits until the flag is set; a command that `system` starts in between still inherits it.
+static inline FILE* quon_popen_for_reading(const char* command) {
+#ifdef __UCLIBC__
+    static pthread_mutex_t one_at_a_time = PTHREAD_MUTEX_INITIALIZER;
+    pthread_mutex_lock(&one_at_a_time);
+    FILE* const stream = popen(command, "r");
+    if (stream != NULL) {
+        (void)fcntl(fileno(stream), F_SETFD, FD_CLOEXEC);
     }
-    return fd;
-}
-
-// The numbers 0 to 2 can be free when the process was started without standard streams, and
-// whatever is printed would go to 1 and 2. Returns fd, or in place of such a number a new one above
-// 2; fd itself is then closed. Negative numbers come back as they are; -1 when there is no new one.
-static inline int quon_clear_of_standard_streams(int fd) {
-    if (fd < 0 || fd > STDERR_FILENO) {
-        return fd;
-    }
-    const int moved = fcntl(fd, F_DUPFD, STDERR_FILENO + 1);
-    (void)close(fd);
-    return moved;
+    pthread_mutex_unlock(&one_at_a_time);
+    return stream;
+#else
+    return popen(command, "re");
+#endif
 }
 
 #endif

@@ -100,7 +100,7 @@ class AReceivingChannel : public AnOpenChannel {
 // --- opening
 
 TEST_F(AnOpenChannel, IsARawNetlinkSocketOfProtocol28) {
-    EXPECT_EQ(socket_calls(), (std::vector<SocketCall>{{AF_NETLINK, SOCK_RAW, 28}}));
+    EXPECT_EQ(socket_calls(), (std::vector<SocketCall>{{AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, 28}}));
     EXPECT_EQ(AF_NETLINK, 16);
 }
 

@@ -68,16 +68,14 @@ bool is_host_end(int descriptor) {
     return descriptor >= 0 && descriptor == kernel().host_end;
 }
 
-int open_pair() {
+int open_pair(int type) {
     int ends[2];
-    if (socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, ends) != 0) {
+    if (socketpair(AF_UNIX, SOCK_DGRAM | (type & SOCK_CLOEXEC), 0, ends) != 0) {
         return -1;
     }
     if (kernel().kernel_end >= 0) {
         close(kernel().kernel_end);
     }
-    // The channel makes its descriptor close-on-exec by itself.
-    fcntl(ends[0], F_SETFD, 0);
     kernel().host_end = ends[0];
     kernel().kernel_end = ends[1];
     return ends[0];
@@ -189,7 +187,7 @@ int __wrap_socket(int family, int type, int protocol) {
     if (kernel().socket_error != 0) {
         return quon::test::fail_with(kernel().socket_error);
     }
-    return quon::test::open_pair();
+    return quon::test::open_pair(type);
 }
 
 int __wrap_bind(int socket, const sockaddr* address, socklen_t size) {

@@ -80,7 +80,8 @@ TEST(AServerSocket, IsMadeAndBoundAsDocumented) {
     start_server("quon.test.socket", {{.name = "method.one", .method = answer_one}});
     const Calls made = calls();
     // Machines number the types of sockets differently.
-    const std::string stream = std::to_string(AF_UNIX) + " " + std::to_string(SOCK_STREAM) + " 0";
+    const std::string stream =
+        std::to_string(AF_UNIX) + " " + std::to_string(SOCK_STREAM | SOCK_CLOEXEC) + " 0";
     EXPECT_EQ(made.sockets, std::vector<std::string>{stream});
     EXPECT_EQ(made.binds, std::vector<std::string>{"1 /tmp/dbus-quon.test.socket 110"});
     EXPECT_EQ(made.backlogs, std::vector<int>{5});

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/prctl.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -17,6 +18,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "handoff_world.h"
@@ -57,6 +59,13 @@ bool takes_one_of(std::atomic<int>& failures) {
     return false;
 }
 
+// The hand-off's, not one of the tests' own.
+bool is_the_thread() {
+    char name[16] = "";
+    prctl(PR_GET_NAME, name);
+    return std::string_view(name) == "webpreinit";
+}
+
 int fails_with(int error) {
     errno = error;
     return -1;
@@ -71,7 +80,7 @@ int __real_socket(int, int, int);
 int __real_fcntl(int, int, ...);
 int __real_bind(int, const sockaddr*, socklen_t);
 int __real_listen(int, int);
-int __real_accept(int, sockaddr*, socklen_t*);
+int __real_accept4(int, sockaddr*, socklen_t*, int);
 ssize_t __real_recv(int, void*, size_t, int);
 int __real_select(int, fd_set*, fd_set*, fd_set*, timeval*);
 int __real_usleep(useconds_t);
@@ -87,9 +96,7 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
 }
 
 int __wrap_socket(int domain, int type, int protocol) {
-    // The tests' own sockets are made with SOCK_CLOEXEC.
-    const bool of_the_thread = type == SOCK_STREAM;
-    if (of_the_thread &&
+    if (is_the_thread() &&
         takes_one_of(domain == AF_UNIX ? failing_local_sockets : failing_remote_sockets)) {
         return fails_with(EMFILE);
     }
@@ -130,13 +137,16 @@ int __wrap_listen(int descriptor, int backlog) {
     return __real_listen(descriptor, backlog);
 }
 
-int __wrap_accept(int descriptor, sockaddr* address, socklen_t* length) {
+int __wrap_accept4(int descriptor, sockaddr* address, socklen_t* length, int flags) {
+    if (!is_the_thread()) {
+        return __real_accept4(descriptor, address, length, flags);
+    }
     socklen_t none = 0;
     first_accept_length.compare_exchange_strong(none, *length);
     if (takes_one_of(failing_accepts)) {
         return fails_with(ECONNABORTED);
     }
-    return __real_accept(descriptor, address, length);
+    return __real_accept4(descriptor, address, length, flags);
 }
 
 ssize_t __wrap_recv(int descriptor, void* buffer, size_t size, int flags) {

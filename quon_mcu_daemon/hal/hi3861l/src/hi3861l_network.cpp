@@ -5,7 +5,6 @@
 #include <algorithm>
 
 #include "hi3861l_driver.h"
-#include "quon_platform.h"
 #include "securec.h"
 
 namespace {
@@ -121,13 +120,12 @@ void hi3861l_update_dns(const hi3861l_net_info* info) {
     const address_text a = name_server(info->dns1);
     const address_text b = name_server(info->dns2);
     const address_text c = name_server(info->gateway);
-    FILE* const file = fopen(kResolvConf, "wb");
+    FILE* const file = fopen(kResolvConf, "wbe");
     if (file == nullptr) {
         QnLogPrint(QN_LOG_ERROR, HI3861L_TAG, HI3861L_SOURCE, __func__, __LINE__,
                    "fopen %s failed\n", kResolvConf);
         return;
     }
-    (void)quon_close_on_exec(fileno(file));
     fputs("options timeout:1\n", file);
     if (!a.empty()) {
         write_name_server(file, a);

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "hi3861l_driver.h"
+#include "quon_little_endian.h"
 
 namespace {
 
@@ -70,10 +71,7 @@ hi3861l_msg hi3861l_decode(const uint8_t* data, int32_t len) {
 
     hi3861l_msg msg{};
     msg.type = head[0];
-    for (uint32_t i = 0; i < sizeof(msg.len); i++) {
-        msg.len |= static_cast<uint32_t>(head[1 + i]) << (8 * i);
-    }
-    msg.len = std::min(msg.len, HI3861L_PAYLOAD_SIZE);
+    msg.len = std::min(quon_load_le32(head + 1), HI3861L_PAYLOAD_SIZE);
     if (size > HI3861L_FRAME_HEAD_SIZE) {
         memcpy(msg.payload, data + HI3861L_FRAME_HEAD_SIZE,
                std::min(msg.len, size - HI3861L_FRAME_HEAD_SIZE));

@@ -4,33 +4,20 @@
 
 #include "hi3861l_commands.h"
 #include "hi3861l_driver.h"
+#include "quon_little_endian.h"
 
 namespace {
 
 constexpr int32_t kUpgradeTimeoutMs = 3000;
 constexpr int32_t kTimeYearBase = 2000;
 
-void write_le32(uint8_t* bytes, uint32_t value) {
-    for (uint32_t i = 0; i < sizeof(value); i++) {
-        bytes[i] = static_cast<uint8_t>(value >> (8 * i));
-    }
-}
-
-uint32_t read_le32(const uint8_t* bytes) {
-    uint32_t value = 0;
-    for (uint32_t i = 0; i < sizeof(value); i++) {
-        value |= static_cast<uint32_t>(bytes[i]) << (8 * i);
-    }
-    return value;
-}
-
 // The caller's words and trailing byte, and as much data as the block says it has (at most what it
 // has room for); the rest of the data area stays zero.
 hi3861l_msg make_block_request(const uint8_t* block) {
     hi3861l_msg request{.type = HI3861L_UPG_TRANSMIT, .payload = {}, .len = MCU_UPG_BLOCK_SIZE};
     memcpy(request.payload, block, MCU_UPG_BLOCK_DATA_OFFSET);
-    const uint32_t data_size =
-        std::min<uint32_t>(read_le32(block + MCU_UPG_BLOCK_LENGTH_OFFSET), MCU_UPG_BLOCK_DATA_SIZE);
+    const uint32_t data_size = std::min<uint32_t>(
+        quon_load_le32(block + MCU_UPG_BLOCK_LENGTH_OFFSET), MCU_UPG_BLOCK_DATA_SIZE);
     memcpy(request.payload + MCU_UPG_BLOCK_DATA_OFFSET, block + MCU_UPG_BLOCK_DATA_OFFSET,
            data_size);
     request.payload[MCU_UPG_BLOCK_TAIL_OFFSET] = block[MCU_UPG_BLOCK_TAIL_OFFSET];
@@ -73,7 +60,7 @@ int32_t hi3861l_api_set_system_state(uint8_t state) {
 
 int32_t hi3861l_api_set_wdg_period(uint32_t period) {
     uint8_t body[MCU_WDG_PERIOD_SIZE];
-    write_le32(body, period);
+    quon_store_le32(body, period);
     return hi3861l_run_command({HI3861L_SET_WDG_PERIOD, __func__}, body, sizeof(body));
 }
 
@@ -87,7 +74,7 @@ int32_t hi3861l_api_set_cmd(const uint8_t* bytes, int32_t len) {
 int32_t hi3861l_api_upg_start(uint8_t first, uint32_t second) {
     QnLogPrint(QN_LOG_INFO, HI3861L_TAG, HI3861L_SOURCE, __func__, __LINE__, "upgrade start\n");
     hi3861l_msg request{.type = HI3861L_UPG_START, .payload = {first}, .len = MCU_UPG_START_SIZE};
-    write_le32(request.payload + 1, second);
+    quon_store_le32(request.payload + 1, second);
     hi3861l_msg reply{.type = HI3861L_UPG_START, .payload = {}, .len = 0};
     if (hi3861l_send_msg_sync(&request, &reply, kUpgradeTimeoutMs) != 0) {
         return hi3861l_failed(__func__, __LINE__, "hi3861l_send_msg_sync failed");

@@ -3,6 +3,7 @@
 
 #include "hi3861l_driver.h"
 #include "hichannel_host.h"
+#include "quon_little_endian.h"
 #include "securec.h"
 
 namespace {
@@ -16,9 +17,7 @@ constexpr int32_t kMsPerS = 1000;
 void write_frame(uint8_t* frame, size_t size, const hi3861l_msg* msg) {
     (void)memset_s(frame, size, 0, size);
     frame[0] = static_cast<uint8_t>(msg->type);
-    for (uint32_t i = 0; i < sizeof(msg->len); i++) {
-        frame[1 + i] = static_cast<uint8_t>(msg->len >> (8 * i));
-    }
+    quon_store_le32(frame + 1, msg->len);
     (void)memcpy_s(frame + HI3861L_FRAME_HEAD_SIZE, msg->len, msg->payload, msg->len);
 }
 

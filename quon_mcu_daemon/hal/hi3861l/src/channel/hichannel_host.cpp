@@ -11,7 +11,7 @@
 
 #include <atomic>
 
-#include "quon_platform.h"
+#include "quon_descriptor.h"
 #include "securec.h"
 
 namespace {
@@ -87,7 +87,7 @@ void make_tolerant_of_bursts(int32_t socket) {
 
 // Opens and binds the socket. Returns 0, or -1 with everything closed.
 int32_t open_socket(channel_context* context) {
-    context->socket = quon_close_on_exec(socket(AF_NETLINK, SOCK_RAW, HI_CHANNEL_NETLINK_PROTOCOL));
+    context->socket = quon_socket(AF_NETLINK, SOCK_RAW, HI_CHANNEL_NETLINK_PROTOCOL);
     if (context->socket < 0) {
         printf("[%s][%s][l:%d],create is fail:%s\n\r\n", kSource, "hi_channel_init", __LINE__,
                strerror(errno));

@@ -1,0 +1,16 @@
+// The clock that no change of the date moves.
+#ifndef QUON_CLOCK_H
+#define QUON_CLOCK_H
+
+#include <stdint.h>
+#include <time.h>
+
+// Milliseconds since an unnamed start, in 32 bits: wraps after about 49.7 days, so that only
+// differences mean something.
+static inline uint32_t quon_clock_ms(void) {
+    struct timespec now = {0, 0};
+    (void)clock_gettime(CLOCK_MONOTONIC, &now);
+    return (uint32_t)now.tv_sec * 1000U + (uint32_t)(now.tv_nsec / 1000000);
+}
+
+#endif

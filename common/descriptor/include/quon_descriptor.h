@@ -1,0 +1,33 @@
+// New descriptors of the daemon. All are close-on-exec from the moment that they exist, so that no
+// command that another thread starts meanwhile inherits one. None bears the numbers 0 to 2: they
+// are free when the process was started without standard streams, and whatever is printed would go
+// to the descriptor that took 1 or 2.
+#ifndef QUON_DESCRIPTOR_H
+#define QUON_DESCRIPTOR_H
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+// Returns fd, or in place of a number from 0 to 2 a new close-on-exec one above 2; fd itself is
+// then closed. Negative numbers come back as they are; -1 with errno when there is no new one.
+static inline int quon_clear_of_standard_streams(int fd) {
+    if (fd < 0 || fd > STDERR_FILENO) {
+        return fd;
+    }
+    const int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    (void)close(fd);
+    return moved;
+}
+
+// `socket`. Returns -1 with errno on failure.
+static inline int quon_socket(int domain, int type, int protocol) {
+    return quon_clear_of_standard_streams(socket(domain, type | SOCK_CLOEXEC, protocol));
+}
+
+// `accept4`; `flags` may hold SOCK_NONBLOCK. Returns -1 with errno on failure.
+static inline int quon_accept(int fd, struct sockaddr* address, socklen_t* length, int flags) {
+    return quon_clear_of_standard_streams(accept4(fd, address, length, flags | SOCK_CLOEXEC));
+}
+
+#endif
