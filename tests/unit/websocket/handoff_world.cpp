@@ -188,6 +188,29 @@ std::optional<Handover> LocalPeer::receive(std::chrono::milliseconds bound) cons
     return Handover{Bytes(data, data + length), Descriptor(descriptor)};
 }
 
+std::map<std::string, unsigned long> open_sockets() {
+    std::map<std::string, unsigned long> sockets;
+    std::error_code closed_meanwhile;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        const std::string target =
+            std::filesystem::read_symlink(entry.path(), closed_meanwhile).string();
+        std::ifstream info("/proc/self/fdinfo/" + entry.path().filename().string());
+        std::string word;
+        while (target.starts_with("socket:") && info >> word) {
+            if (word == "flags:" && info >> word) {
+                sockets[target] = std::stoul(word, nullptr, 8);
+            }
+        }
+    }
+    return sockets;
+}
+
+int since(std::chrono::steady_clock::time_point start) {
+    return static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                std::chrono::steady_clock::now() - start)
+                                .count());
+}
+
 bool thread_runs(const std::string& name) {
     std::error_code ended;
     for (const auto& task : std::filesystem::directory_iterator("/proc/self/task", ended)) {

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 
+#include <chrono>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -90,6 +92,15 @@ class LocalPeer {
     Descriptor socket_;
 };
 
+// Sockets of this process with their flags, from outside: the thread's descriptors are its own.
+std::map<std::string, unsigned long> open_sockets();
+
+// Milliseconds gone by.
+int since(std::chrono::steady_clock::time_point start);
+
+// Long enough for the thread's 20 ms passes to show what must not happen.
+inline constexpr std::chrono::milliseconds kSomePasses{200};
+
 // Whether the thread of this name runs in this process.
 bool thread_runs(const std::string& name);
 
@@ -142,6 +153,7 @@ inline const std::string kDropLine = "ws ls recv[1] ----> len:7\n";
 inline const std::string kConnectedLine = "ws ls connected remote:src/websocket.c-2484:#\n";
 inline const std::string kSentAtOnceLine = "ws ls sendfd ret = 8, fd:#\n";
 inline const std::string kSentLaterLine = "ws ls polling sendfd ret = 8, fd:#\n";
+inline const std::string kServedLater = kConnectedLine + kSentLaterLine;
 inline const std::string kNotSentLine = "ws ls polling sendfd ret = -1, fd:#\n";
 inline const std::string kClosedLines = "client close\nws ls recv[0] ----> len:0\n";
 

@@ -7,18 +7,23 @@
 #include <sys/prctl.h>
 #include <sys/select.h>
 #include <sys/socket.h>
+#include <sys/un.h>
+#include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdarg>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "handoff_world.h"
@@ -40,6 +45,17 @@ std::atomic<socklen_t> last_local_bind_length{0};
 std::atomic<socklen_t> first_accept_length{0};
 std::atomic<int> last_set_flags{0};
 std::atomic<useconds_t> last_pause{0};
+std::atomic<socklen_t> last_accept_length{0};
+std::atomic<bool> tiny_client_buffers{false};
+std::atomic<int> passes{0};
+std::atomic<std::int64_t> clock_of_the_thread{-1};  // in milliseconds; -1: the real one
+std::mutex socket_types_lock;
+
+// Of the thread's sockets. Never destroyed: the thread outlives the test.
+std::vector<int>& socket_types() {
+    static auto* types = new std::vector<int>;
+    return *types;
+}
 std::mutex socket_errors_lock;
 
 // As they were read, one after the other. Never destroyed: the thread outlives the test.
@@ -84,6 +100,7 @@ int __real_accept4(int, sockaddr*, socklen_t*, int);
 ssize_t __real_recv(int, void*, size_t, int);
 int __real_select(int, fd_set*, fd_set*, fd_set*, timeval*);
 int __real_usleep(useconds_t);
+int __real_clock_gettime(clockid_t, timespec*);
 int __real_getsockopt(int, int, int, void*, socklen_t*);
 
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
@@ -96,6 +113,10 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
 }
 
 int __wrap_socket(int domain, int type, int protocol) {
+    if (is_the_thread()) {
+        const std::lock_guard guard(socket_types_lock);
+        socket_types().push_back(type);
+    }
     if (is_the_thread() &&
         takes_one_of(domain == AF_UNIX ? failing_local_sockets : failing_remote_sockets)) {
         return fails_with(EMFILE);
@@ -143,10 +164,26 @@ int __wrap_accept4(int descriptor, sockaddr* address, socklen_t* length, int fla
     }
     socklen_t none = 0;
     first_accept_length.compare_exchange_strong(none, *length);
+    last_accept_length = *length;
     if (takes_one_of(failing_accepts)) {
         return fails_with(ECONNABORTED);
     }
-    return __real_accept4(descriptor, address, length, flags);
+    const int client = __real_accept4(descriptor, address, length, flags);
+    if (tiny_client_buffers) {
+        const int least = 1;
+        setsockopt(client, SOL_SOCKET, SO_SNDBUF, &least, sizeof(least));
+    }
+    return client;
+}
+
+int __wrap_clock_gettime(clockid_t clock, timespec* time) {
+    const std::int64_t wanted = clock_of_the_thread;
+    if (wanted < 0 || clock != CLOCK_MONOTONIC || !is_the_thread()) {
+        return __real_clock_gettime(clock, time);
+    }
+    time->tv_sec = static_cast<time_t>(wanted / 1000);
+    time->tv_nsec = static_cast<decltype(time->tv_nsec)>(wanted % 1000 * 1'000'000);
+    return 0;
 }
 
 ssize_t __wrap_recv(int descriptor, void* buffer, size_t size, int flags) {
@@ -160,6 +197,7 @@ ssize_t __wrap_recv(int descriptor, void* buffer, size_t size, int flags) {
 }
 
 int __wrap_select(int count, fd_set* in, fd_set* out, fd_set* other, timeval* timeout) {
+    passes++;
     last_select_us = static_cast<long>(timeout->tv_sec) * 1'000'000 + timeout->tv_usec;
     if (takes_one_of(failing_selects)) {
         return fails_with(EBADF);
@@ -325,6 +363,81 @@ TEST_F(TheLocalServer, BindsAndAcceptsWithAddressesOf110BytesAndABacklogOf5) {
     EXPECT_EQ(last_local_bind_length, 110U);
     EXPECT_EQ(last_backlog, 5);
     EXPECT_EQ(first_accept_length, 110U);
+}
+
+TEST_F(TheLocalServer, MakesEverySocketCloseOnExecFromTheStart) {
+    const RemoteServer server;
+    start(record_for(server));
+    ASSERT_TRUE(prints(kConnectedLine));
+    const std::lock_guard guard(socket_types_lock);
+    EXPECT_EQ(socket_types(), (std::vector<int>(2, SOCK_STREAM | SOCK_CLOEXEC)));
+}
+
+// A peer whose own path fills its address to the last byte.
+LocalPeer peer_with_the_longest_path(char name) {
+    Descriptor socket = LocalPeer::unconnected();
+    sockaddr_un own{};
+    own.sun_family = AF_UNIX;
+    std::fill(std::begin(own.sun_path), std::end(own.sun_path), name);
+    std::copy_n("/tmp/", 5, own.sun_path);
+    EXPECT_EQ(bind(socket.get(), reinterpret_cast<sockaddr*>(&own), sizeof(own)), 0);
+    return LocalPeer(std::move(socket));
+}
+
+TEST_F(TheLocalServer, HasRoomForTheLongestAddressThatAPeerCanHave) {
+    start(record_without_wakeup());
+    const LocalPeer first = peer_with_the_longest_path('a');
+    ASSERT_TRUE(prints(kClientLine));
+    const LocalPeer second = peer_with_the_longest_path('b');  // 111 bytes are written
+    second.send({7});
+    expect_output(kNoTargetLine + kClientLine + kClientLine + "ws ls recv[7] ----> len:1\n");
+    EXPECT_EQ(last_accept_length, 111U);
+}
+
+class ADeafPeer : public HandOffTest {
+  protected:
+    // The lines about one, whatever its result.
+    [[nodiscard]] int hand_overs() const {
+        int count = 0;
+        const std::string lines = output();
+        for (std::size_t place = 0; (place = lines.find(", fd:#\n", place)) != std::string::npos;
+             place++) {
+            count++;
+        }
+        return count;
+    }
+};
+
+TEST_F(ADeafPeer, MissesItsHandOverAndHoldsNobodyUp) {
+    const RemoteServer server;
+    tiny_client_buffers = true;
+    start(record_without_wakeup());
+    const LocalPeer deaf;
+    for (int count = 1; count < 100 && !output().ends_with(kNotSentLine); count++) {
+        deaf.send(connect_request(server));
+        ASSERT_TRUE(server.accept().valid());
+        ASSERT_TRUE(wait_until([&] { return hand_overs() == count; })) << output();
+    }
+    EXPECT_TRUE(prints(kNotSentLine));
+    const LocalPeer second;
+    second.send(connect_request(server));
+    EXPECT_TRUE(second.receive().has_value());
+}
+
+class AConnectionUnderWay : public HandOffTest {};
+
+TEST_F(AConnectionUnderWay, IsGivenUpAfter6000MillisecondsOfTheClockAndNotOneBefore) {
+    constexpr std::int64_t begin = 1'000'999;
+    const SilentServer silent;
+    clock_of_the_thread = begin;
+    start(record_for(silent));
+    ASSERT_TRUE(wait_until([&] { return silent.attempts().size() == 1; }));
+    clock_of_the_thread = begin + 5999;
+    const int seen = passes;
+    ASSERT_TRUE(wait_until([&] { return passes >= seen + 3; }));
+    EXPECT_EQ(silent.attempts().size(), 1U);
+    clock_of_the_thread = begin + 6000;
+    EXPECT_TRUE(wait_until([&] { return silent.attempts().empty(); }));
 }
 
 class APause : public HandOffTest {};

@@ -1,0 +1,56 @@
+// What the rooms of the hand-off thread share: its one record, which no other thread sees.
+#ifndef HANDOFF_H
+#define HANDOFF_H
+
+#include <stddef.h>
+#include <stdint.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace quon::handoff {
+
+inline constexpr size_t RECEIVE_SIZE = 128;
+
+enum class connection_state {
+    idle = 0,
+    requested = 1,
+    connecting = 2,
+    connected = 3,
+};
+
+struct target_address {
+    uint32_t ip;    // network byte order
+    uint16_t port;  // host byte order
+};
+
+struct handoff {
+    int listen_fd;
+    int client_fd;  // the local peer, -1: none
+    int remote_fd;  // -1: none
+    target_address target;
+    connection_state state;
+    uint32_t connect_start_ms;
+    bool pending;  // hand the remote socket over as soon as it is connected
+    socklen_t accept_length;
+    uint8_t request[RECEIVE_SIZE];  // never cleared between receives: intended
+
+    // What select is asked, and what it answers, in one pass.
+    fd_set readable;
+    fd_set writable;
+    int highest_fd;
+};
+
+// A descriptor that a select set has no room for counts as one that could not be had: it is closed.
+// Returns fd or -1.
+inline int fit_for_select(int fd) {
+    if (fd >= FD_SETSIZE) {
+        close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+}  // namespace quon::handoff
+
+#endif
