@@ -10,6 +10,10 @@
 #include <sys/time.h>
 #include <time.h>
 
+#include <algorithm>
+#include <charconv>
+#include <cstddef>
+
 #include "quon_log_internal.h"
 #include "quon_platform.h"
 
@@ -37,6 +41,7 @@ constexpr LevelText kLevels[] = {
 constexpr char kColorStart[] = "\x1b[";
 constexpr char kColorReset[] = "\x1b[0m";
 constexpr size_t kTagColumn = 8;
+constexpr ptrdiff_t kLineDigits = 4;  // a longer line number is cut: intended
 
 QnLogProfile profile = {
     .enable = 1,
@@ -109,6 +114,13 @@ void append_bracket(QnLogLine* line, uint32_t mask) {
     qn_log_append(line, "] ");
 }
 
+void append_line_number(QnLogLine* line, int number) {
+    char digits[16];
+    const char* end = std::to_chars(digits, digits + sizeof(digits), number).ptr;
+    digits[std::min<ptrdiff_t>(end - digits, kLineDigits)] = '\0';
+    qn_log_append(line, digits);
+}
+
 void append_location(QnLogLine* line, uint32_t mask, const QnLogRecord& record) {
     if ((mask & kLocationGroup) == 0) {
         return;
@@ -124,9 +136,7 @@ void append_location(QnLogLine* line, uint32_t mask, const QnLogRecord& record) 
         qn_log_append(line, before_line);
     }
     if ((mask & QN_LOG_FMT_LINE) != 0) {
-        char digits[5];  // four digits: a longer line number is cut, intended
-        const int wanted = snprintf(digits, sizeof(digits), "%d", record.line);
-        qn_log_append(line, wanted > 0 ? digits : "");
+        append_line_number(line, record.line);
     }
     qn_log_append(line, ") ");
 }
@@ -216,7 +226,7 @@ int QnLogGetProfile(QnLogProfile* out) {
         return -1;
     }
     const int cancel_state = qn_log_lock();
-    memcpy(out, &profile, sizeof(*out));
+    *out = profile;
     qn_log_unlock(cancel_state);
     return 0;
 }

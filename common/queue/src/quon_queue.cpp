@@ -3,10 +3,10 @@
 #include <stddef.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 #include <time.h>
 
 #include "quon_log.h"
+#include "securec.h"
 
 namespace {
 
@@ -60,13 +60,20 @@ uint32_t next_slot(const QN_QUEUE* queue, uint32_t slot) {
     return (slot + 1) % static_cast<uint32_t>(queue->depth);
 }
 
+void copy_element(const QN_QUEUE* queue, void* into, const void* from) {
+    const auto size = static_cast<size_t>(queue->elem_size);
+    if (size > 0) {
+        (void)memcpy_s(into, size, from, size);
+    }
+}
+
 // Both answer whether there was room, or an element.
 bool push_locked(QN_QUEUE* queue, const void* elem) {
     if (queue->count >= queue->depth) {
         return false;
     }
     if (elem != nullptr) {
-        memcpy(queue->slots[queue->tail], elem, static_cast<size_t>(queue->elem_size));
+        copy_element(queue, queue->slots[queue->tail], elem);
     }
     queue->tail = next_slot(queue, queue->tail);
     add_to_count(queue, 1);
@@ -78,7 +85,7 @@ bool pop_locked(QN_QUEUE* queue, void* out) {
         return false;
     }
     if (out != nullptr) {
-        memcpy(out, queue->slots[queue->head], static_cast<size_t>(queue->elem_size));
+        copy_element(queue, out, queue->slots[queue->head]);
     }
     queue->head = next_slot(queue, queue->head);
     add_to_count(queue, -1);
