@@ -1,15 +1,19 @@
 // Entry of the daemon: start in a fixed order, then sleep until a signal ends the process.
 
+#include <pthread.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 
 #include "daemon_log.h"
 #include "mcu_ops.h"
+#include "quon_descriptor.h"
 #include "quon_platform.h"
 #include "service_table.h"
 #include "startup_snapshot.h"
@@ -17,6 +21,9 @@
 namespace {
 
 constexpr char VERSION[] = "V1.0";
+constexpr rlim_t DESCRIPTORS = 1024;  // the hand-off's select watches no more
+constexpr unsigned LONGEST_END_S = 1;
+constexpr useconds_t RUN_FLAG_PAUSE_US = 1000;
 
 struct fatal_signal {
     int number;
@@ -36,13 +43,48 @@ constexpr auto fatal_signals = std::to_array<fatal_signal>({
 
 DbusInfo* bus_handle;
 
+pthread_t main_thread;
+std::atomic<bool> process_ends;
+std::atomic<bool> run_flag_in_making;
+thread_local bool in_handler;
+
+// A log file holds every whole line, whenever the process is killed. The buffer is no memory of the
+// heap, which the thread that a signal interrupts may hold.
+void buffer_output_by_lines() {
+    static char buffer[BUFSIZ];
+    setvbuf(stdout, buffer, _IOLBF, sizeof(buffer));
+}
+
+void raise_descriptor_limit() {
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < DESCRIPTORS) {
+        limit.rlim_cur = std::min(DESCRIPTORS, limit.rlim_max);
+        (void)setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
 void quon_mcu_set_run_flag() {
-    FILE* flag = fopen(QUON_MCU_RUN_FLAG_PATH, "wb");
+    FILE* flag = quon_create_file(QUON_MCU_RUN_FLAG_PATH);
     if (flag == nullptr) {
         DAEMON_LOG(QN_LOG_ERROR, "fopen %s failed\n", QUON_MCU_RUN_FLAG_PATH);
         return;
     }
     fclose(flag);
+}
+
+// The process may end while it still starts: no flag is made once the handler has cleared it.
+void make_run_flag_unless_ending() {
+    run_flag_in_making = true;
+    if (!process_ends) {
+        quon_mcu_set_run_flag();
+    }
+    run_flag_in_making = false;
+}
+
+void wait_for_run_flag_in_making() {
+    while (run_flag_in_making && pthread_equal(pthread_self(), main_thread) == 0) {
+        usleep(RUN_FLAG_PAUSE_US);
+    }
 }
 
 void quon_mcu_clear_run_flag() {
@@ -51,9 +93,49 @@ void quon_mcu_clear_run_flag() {
     }
 }
 
+// Needs nothing that another thread, or the interrupted one, may hold.
+[[noreturn]] void end_at_once(int) {
+    unlink(QUON_MCU_RUN_FLAG_PATH);
+    _exit(1);
+}
+
+void unblock(int signum) {
+    sigset_t one;
+    sigemptyset(&one);
+    sigaddset(&one, signum);
+    pthread_sigmask(SIG_UNBLOCK, &one, nullptr);
+}
+
+// The handler's lines and `exit` may wait for ever: for the log's mutex or the stream's lock when
+// the interrupted thread holds it, or for a reader of standard output. The alarm, blocked until
+// now, ends that.
+void bound_the_end() {
+    if (process_ends.exchange(true)) {
+        return;
+    }
+    signal(SIGALRM, SIG_IGN);  // forgets those that came while it was blocked
+    signal(SIGALRM, end_at_once);
+    unblock(SIGALRM);
+    alarm(LONGEST_END_S);
+}
+
+// A fault within the handler, in what the signal left half done, must come back here: with its
+// signal blocked it would end the process past the handler.
+void enter_handler(int signum) {
+    if (signum == SIGSEGV || signum == SIGILL || signum == SIGFPE) {
+        if (in_handler) {
+            end_at_once(signum);
+        }
+        unblock(signum);
+    }
+    in_handler = true;
+}
+
 // Ends the process with status 1 for every signal, SIGTERM included. The bus and the driver are
 // left to the operating system.
 void sig_handler(int signum) {
+    enter_handler(signum);
+    bound_the_end();
     DAEMON_LOG(QN_LOG_DEBUG, "\n The progress exited because of the signal: ");
     const auto known =
         std::find_if(fatal_signals.begin(), fatal_signals.end(),
@@ -65,6 +147,7 @@ void sig_handler(int signum) {
     } else {
         DAEMON_LOG(QN_LOG_DEBUG, "%s", known->line);
     }
+    wait_for_run_flag_in_making();
     quon_mcu_clear_run_flag();
     exit(1);
 }
@@ -75,6 +158,7 @@ void arrange_signals() {
     sigemptyset(&blocked);
     sigaddset(&blocked, SIGALRM);
     sigprocmask(SIG_BLOCK, &blocked, nullptr);
+    main_thread = pthread_self();
     for (const fatal_signal& row : fatal_signals) {
         signal(row.number, sig_handler);
     }
@@ -83,7 +167,9 @@ void arrange_signals() {
 }  // namespace
 
 int main() {
+    buffer_output_by_lines();
     quon_limit_malloc_arenas();
+    raise_descriptor_limit();
     DAEMON_LOG(QN_LOG_INFO, "Ver:%s Build time: %s %s\n", VERSION, __DATE__, __TIME__);
     arrange_signals();
 
@@ -100,7 +186,7 @@ int main() {
         quon_mcu_dbus_server_deinit(&bus_handle);
         return 0;  // not -1: intended
     }
-    quon_mcu_set_run_flag();
+    make_run_flag_unless_ending();
     quon_mcu_startup_snapshot();
     for (;;) {
         sleep(1);

@@ -12,8 +12,10 @@ namespace quon::test {
 
 namespace fs = std::filesystem;
 
-DaemonProcess::DaemonProcess(const Environment& environment) {
+DaemonProcess::DaemonProcess(const Environment& environment,
+                             const std::vector<std::string>& through) {
     LaunchCommand launch = daemon_launch();
+    launch.command.insert(launch.command.begin(), through.begin(), through.end());
     launch.environment.emplace_back("HI3861L_SIM_SOCKET", kChipSocket);
     for (const auto& [name, value] : environment) {
         std::erase_if(launch.environment, [&](const auto& old) { return old.first == name; });

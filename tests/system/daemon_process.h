@@ -28,7 +28,9 @@ class DaemonProcess {
   public:
     using Environment = std::vector<std::pair<std::string, std::string>>;
 
-    explicit DaemonProcess(const Environment& environment = {});
+    // `through` are words in front of its command: a program that becomes it in the end.
+    explicit DaemonProcess(const Environment& environment = {},
+                           const std::vector<std::string>& through = {});
 
     [[nodiscard]] ChildProcess& process() { return *process_; }
     [[nodiscard]] pid_t pid() const { return process_->pid(); }

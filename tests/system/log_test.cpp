@@ -1,6 +1,7 @@
 // The log as the daemon prints it.
 #include <sys/time.h>
 
+#include <csignal>
 #include <ctime>
 
 #include "system_test.h"
@@ -133,6 +134,19 @@ TEST_F(TheLog, IsWholeWhenManyThreadsWriteIt) {
         lines += line == Expected{'E', kDaemonTag, "quon_mcu_get_log_profile", "func is null\n"};
     }
     EXPECT_EQ(lines, 100);
+}
+
+TEST_F(TheLog, IsInItsFileUpToTheLastLineWhenTheDaemonIsKilled) {
+    start_chip();
+    start_daemon_after("", "> /tmp/log");
+    wait_until_started();
+    // The line is printed before the result is sent.
+    EXPECT_EQ(peer().call("method.quon.mcu.get.log.profile").result, -1);
+    daemon().process().send_signal(SIGKILL);
+    EXPECT_EQ(daemon().process().wait_exit(), (ExitStatus{.exited = false, .code = SIGKILL}));
+    const std::vector<LogLine> lines = log_lines_of(content_of("/tmp/log"));
+    ASSERT_EQ(lines.size(), 1U) << content_of("/tmp/log");
+    EXPECT_EQ(lines[0], (Expected{'E', kDaemonTag, "quon_mcu_get_log_profile", "func is null\n"}));
 }
 
 }  // namespace

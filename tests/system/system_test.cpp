@@ -148,6 +148,14 @@ DaemonProcess& SystemTest::start_daemon(const DaemonProcess::Environment& enviro
     return *daemons_.back();
 }
 
+DaemonProcess& SystemTest::start_daemon_after(const std::string& before,
+                                              const std::string& redirections) {
+    const std::string script = before + "exec \"$@\" " + redirections;
+    daemons_.push_back(std::make_unique<DaemonProcess>(
+        DaemonProcess::Environment{}, std::vector<std::string>{"/bin/sh", "-c", script, "sh"}));
+    return *daemons_.back();
+}
+
 void SystemTest::wait_until_started() {
     // The version is the last thing that the snapshot asks for, and the run flag comes before it.
     ASSERT_TRUE(chip().wait_for(kLastSnapshotQuery)) << daemon().output();

@@ -53,6 +53,9 @@ class SystemTest : public ::testing::Test {
     ScriptedChip& start_chip();
     // Does not wait for anything but the program's start.
     DaemonProcess& start_daemon(const DaemonProcess::Environment& environment = {});
+    // In a shell: after these commands, and with these redirections.
+    DaemonProcess& start_daemon_after(const std::string& before,
+                                      const std::string& redirections = "");
     void wait_until_started();
 
     ScriptedChip& chip() { return *chip_; }

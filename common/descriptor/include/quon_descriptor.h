@@ -6,6 +6,7 @@
 #define QUON_DESCRIPTOR_H
 
 #include <fcntl.h>
+#include <stdio.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -20,14 +21,32 @@ static inline int quon_clear_of_standard_streams(int fd) {
     return moved;
 }
 
-// `socket`. Returns -1 with errno on failure.
+// `socket`. Returns -1 with errno on failure. One with a number from 0 to 2 is kept until the next
+// one is made, and then closed.
 static inline int quon_socket(int domain, int type, int protocol) {
-    return quon_clear_of_standard_streams(socket(domain, type | SOCK_CLOEXEC, protocol));
+    const int fd = socket(domain, type | SOCK_CLOEXEC, protocol);
+    if (fd < 0 || fd > STDERR_FILENO) {
+        return fd;
+    }
+    const int above = quon_socket(domain, type, protocol);
+    (void)close(fd);
+    return above;
 }
 
 // `accept4`; `flags` may hold SOCK_NONBLOCK. Returns -1 with errno on failure.
 static inline int quon_accept(int fd, struct sockaddr* address, socklen_t* length, int flags) {
     return quon_clear_of_standard_streams(accept4(fd, address, length, flags | SOCK_CLOEXEC));
+}
+
+// `fopen` for writing ("wb"): an empty file, whatever was there. Null with errno on failure.
+static inline FILE* quon_create_file(const char* path) {
+    const int fd =
+        quon_clear_of_standard_streams(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+    FILE* const file = fd < 0 ? NULL : fdopen(fd, "wb");
+    if (fd >= 0 && file == NULL) {
+        (void)close(fd);
+    }
+    return file;
 }
 
 #endif

@@ -302,6 +302,14 @@ TEST_F(TheDaemon, EndsThroughTheHandlerWhenAHandlerOfAServiceFaults) {
     EXPECT_FALSE(fs::exists(kRunFlag));
 }
 
+TEST_F(TheDaemon, EndsThroughTheHandlerWhenTheHandlerItselfFaults) {
+    const auto daemon = start_whole({{"CHIP_FAULTY_HOOK", "1"}});
+    // What is no whole line yet is left out.
+    EXPECT_EQ(last_words(*daemon, SIGSEGV, kEndedBySignalHandler),
+              kFarewell.substr(0, kFarewell.find('\n') + 1));
+    EXPECT_FALSE(fs::exists(kRunFlag));
+}
+
 TEST_F(TheDaemon, EndsOnASignalWhileACommandOfAPeerRuns) {
     const auto daemon = start_whole();
     const int peer = peer_that_sent("get.popen", "echo $$ > /tmp/started; exec sleep 600");

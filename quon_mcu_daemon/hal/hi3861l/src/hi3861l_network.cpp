@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "hi3861l_driver.h"
+#include "quon_descriptor.h"
 #include "securec.h"
 
 namespace {
@@ -120,7 +121,7 @@ void hi3861l_update_dns(const hi3861l_net_info* info) {
     const address_text a = name_server(info->dns1);
     const address_text b = name_server(info->dns2);
     const address_text c = name_server(info->gateway);
-    FILE* const file = fopen(kResolvConf, "wbe");
+    FILE* const file = quon_create_file(kResolvConf);
     if (file == nullptr) {
         QnLogPrint(QN_LOG_ERROR, HI3861L_TAG, HI3861L_SOURCE, __func__, __LINE__,
                    "fopen %s failed\n", kResolvConf);
