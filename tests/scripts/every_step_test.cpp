@@ -1,0 +1,81 @@
+// Whatever program of a script fails, the script fails: each call of a run that goes well fails
+// once in a run of its own.
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "script_tree.h"
+
+namespace quon::test {
+namespace {
+
+// Calls whose failure has another way out, or is the very question that they ask.
+const std::regex harmless(
+    "dpkg-query .*|"                       // a package that is not known is installed
+    "unshare .*|"                          // one of two ways is enough
+    "(apt-get|sudo env .*) -q .* update|"  // old lists may do
+    "sudo -n true|"                        // then it asks for the password
+    "rm -f.*|rm -rf .*/(fetch|unpack|uclibc-[^/]*\\.build|stub)[^/]*|"  // clearing up at the end
+    "wc -l ?|"  // a figure of a message, or in arithmetic of the shell
+    "grep -qE? \\^ii|grep -F \\*\\*\\*Skipped .*|"  // asks
+    "sha256sum --check .*|"                         // then downloads anew
+    "timeout .*|qemu-system-mipsel .*|tr .*|"       // the verdict on the console counts
+    "basename .*|id -un|stat -c %U .*|tail -n .*"   // parts of messages
+);
+
+struct Row {
+    const char* name;
+    const char* line;
+    int calls;    // at least so many that can fail
+    bool cached;  // without what it downloads and keeps, which other rows have
+};
+
+void PrintTo(const Row& row, std::ostream* out) {
+    *out << row.line;
+}
+
+class EveryStep : public testing::TestWithParam<Row> {};
+
+TEST_P(EveryStep, ThatFailsFailsTheScript) {
+    ScriptTree tree;
+    if (GetParam().cached) {
+        ASSERT_EQ(tree.run_script(GetParam().line, {}).status, (ExitStatus{true, 0}));
+        tree.keep_results();
+    }
+    const Result well = tree.run_script(GetParam().line, {});
+    ASSERT_EQ(well.status, (ExitStatus{true, 0})) << well.out << well.err;
+    int tried = 0;
+    for (const std::string& call : tree.calls()) {
+        if (std::regex_match(call, harmless)) {
+            continue;
+        }
+        tried++;
+        const Result result = tree.run_script(GetParam().line, {.failing = call});
+        EXPECT_TRUE(result.status.exited && result.status.code != 0) << "lost: " << call << "\n"
+                                                                     << result.out << result.err;
+        EXPECT_NE(result.err, "") << call;
+    }
+    EXPECT_GE(tried, GetParam().calls);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    OfTheScript, EveryStep,
+    testing::Values(Row{"Demo", "scripts/run --demo", 6, false},
+                    Row{"Test", "scripts/test", 6, false},
+                    Row{"Asan", "scripts/test asan -R One", 6, false},
+                    Row{"Clang", "scripts/test clang", 6, false},
+                    Row{"Mipsel", "scripts/test mipsel", 10, false},
+                    Row{"Uclibc", "scripts/test uclibc", 15, true},
+                    Row{"Format", "scripts/lint format", 6, false},
+                    Row{"Shell", "scripts/lint shell", 6, false},
+                    Row{"Tidy", "scripts/lint tidy", 6, false},
+                    Row{"Board", "scripts/board", 25, true},
+                    Row{"BoardPackages", "scripts/lib/board-packages", 10, false},
+                    Row{"Toolchain", "scripts/lib/toolchain-uclibc", 15, false},
+                    Row{"Footprint", "bench/footprint", 20, true}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+}  // namespace
+}  // namespace quon::test

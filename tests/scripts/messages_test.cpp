@@ -1,0 +1,237 @@
+// What a script says when it cannot go on, and that it says so before it installs anything.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "script_tree.h"
+
+namespace quon::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+class TheScripts : public testing::TestWithParam<const char*> {
+  protected:
+    // It ends with this sentence, and has installed and built nothing.
+    void expect_refusal(const ScriptTree::Setting& setting, const std::string& sentence) {
+        const Result result = tree.run_script(GetParam(), setting);
+        EXPECT_EQ(result.status, (ExitStatus{true, 1})) << result.out;
+        EXPECT_NE(result.err.find(sentence), std::string::npos) << result.err;
+        EXPECT_FALSE(tree.called("apt-get -q")) << result.err;
+        EXPECT_FALSE(tree.called("cmake")) << result.err;
+        EXPECT_FALSE(tree.called("ctest")) << result.err;
+        EXPECT_FALSE(tree.called("private-world")) << result.err;
+    }
+
+    ScriptTree tree;
+};
+
+TEST_P(TheScripts, RefuseAReadOnlyCheckout) {
+    fs::remove_all(tree.path("build"));
+    expect_refusal({.as_user = true},
+                   tree.path("").substr(0, tree.path("").size() - 1) +
+                       " cannot be written by nobody: use a checkout of your own, for example: "
+                       "git clone '");
+}
+
+TEST_P(TheScripts, RefuseABuildFolderOfRoot) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can make it";
+    }
+    tree.keep_results();
+    fs::permissions(tree.path(""), fs::perms(0777));
+    fs::create_directory(tree.path("build"));
+    expect_refusal(
+        {.as_user = true},
+        "/build cannot be written by nobody (it belongs to root, as after a run with sudo): "
+        "remove the folder with: sudo rm -rf '" +
+            tree.path("build") + "'");
+}
+
+TEST_P(TheScripts, RefuseAFileOfRootInTheirBuildFolder) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can make it";
+    }
+    tree.keep_results();
+    for (const char* preset : {"release", "dev"}) {
+        const std::string folder = tree.path("build/") + preset;
+        fs::create_directories(folder);
+        fs::permissions(folder, fs::perms(0777));
+        std::ofstream(folder + "/old.o") << "x";
+    }
+    fs::permissions(tree.path("build"), fs::perms(0777));
+    expect_refusal({.as_user = true}, "/old.o cannot be written by nobody (it belongs to root");
+}
+
+TEST_P(TheScripts, NameTheRemedyWhereThereAreNoNamespaces) {
+    expect_refusal({.failing = "unshare"}, "this machine gives no private namespaces to ");
+    expect_refusal(
+        {.failing = "unshare"},
+        "in a container that nothing else depends on, set QUON_WORLD=here to work in its "
+        "own world");
+}
+
+TEST_P(TheScripts, KnowOneWorldBesideTheirOwn) {
+    expect_refusal({.further = {"QUON_WORLD=there"}},
+                   "QUON_WORLD is 'there': only 'here' means something");
+}
+
+TEST_P(TheScripts, NameTheRemedyWithoutTheRightsToInstall) {
+    tree.keep_results();
+    fs::create_directory(tree.path("build"));
+    fs::permissions(tree.path("build"), fs::perms(0777));
+    expect_refusal({.failing = "sudo", .missing = "cmake", .as_user = true},
+                   "packages are missing, and nobody has no rights to install them without a "
+                   "password; run this as root, then start again: apt-get install "
+                   "--no-install-recommends cmake\n");
+}
+
+TEST_P(TheScripts, NameTheRemedyWithoutANetwork) {
+    const Result result =
+        tree.run_script(GetParam(), {.failing = "apt-get -q", .missing = "ninja-build"});
+    EXPECT_EQ(result.status, (ExitStatus{true, 1}));
+    EXPECT_NE(
+        result.err.find("the Debian archive cannot be reached (log: build/packages.log): this "
+                        "machine needs a network, or these packages: ninja-build\n"),
+        std::string::npos)
+        << result.err;
+    EXPECT_FALSE(tree.called("cmake"));
+}
+
+TEST_P(TheScripts, BuildAnewInACheckoutThatWasMoved) {
+    tree.keep_results();
+    const std::string word =
+        std::string(GetParam()).find("run") != std::string::npos ? "release" : "dev";
+    fs::create_directories(tree.path("build/" + word));
+    std::ofstream(tree.path("build/" + word + "/CMakeCache.txt"))
+        << "CMAKE_HOME_DIRECTORY:INTERNAL=/no/such/place\n";
+    std::ofstream(tree.path("build/" + word + "/old.o")) << "x";
+    const Result result = tree.run_script(GetParam(), {});
+    EXPECT_EQ(result.status, (ExitStatus{true, 0})) << result.err;
+    EXPECT_NE(result.err.find("build/" + word + " was made for /no/such/place: building it anew\n"),
+              std::string::npos)
+        << result.err;
+    EXPECT_FALSE(fs::exists(tree.path("build/" + word + "/old.o")));
+}
+
+TEST_P(TheScripts, RunNoOldProgramWhenTheLogCannotBeOpened) {
+    ASSERT_EQ(tree.run_script(GetParam(), {}).status, (ExitStatus{true, 0}));
+    tree.keep_results();
+    for (const char* preset : {"release", "dev"}) {
+        fs::remove(tree.path("build/") + preset + ".log");
+        fs::create_directory(tree.path("build/") + preset + ".log");
+    }
+    const Result result = tree.run_script(GetParam(), {});
+    EXPECT_EQ(result.status, (ExitStatus{true, 1}));
+    EXPECT_NE(result.err.find(" does not build (whole log: build/"), std::string::npos)
+        << result.err;
+    EXPECT_FALSE(tree.called("private-world"));
+    EXPECT_FALSE(tree.called("ctest"));
+}
+
+TEST_P(TheScripts, TurnWarningsIntoErrorsOnlyInCi) {
+    const std::string preset =
+        std::string(GetParam()).find("run") != std::string::npos ? "release" : "dev";
+    tree.run_script(GetParam(), {});
+    EXPECT_TRUE(tree.called("cmake --preset " + preset + " -DQUON_WERROR=OFF"));
+    tree.run_script(GetParam(), {.further = {"CI=true"}});
+    EXPECT_TRUE(tree.called("cmake --preset " + preset + " -DQUON_WERROR=ON"));
+}
+
+INSTANTIATE_TEST_SUITE_P(OfTheReadme, TheScripts,
+                         testing::Values("scripts/run --demo", "scripts/test"),
+                         [](const auto& row) {
+                             return std::string(row.index == 0 ? "Demo" : "Test");
+                         });
+
+struct Ending {
+    const char* name;
+    const char* line;
+    const char* failing;
+    int status;
+    const char* sentence;
+};
+
+void PrintTo(const Ending& row, std::ostream* out) {
+    *out << row.line << ": " << row.failing;
+}
+
+class AFailedStep : public testing::TestWithParam<Ending> {};
+
+TEST_P(AFailedStep, EndsWithItsStatusAndItsMessage) {
+    ScriptTree tree;
+    const Result result = tree.run_script(GetParam().line, {.failing = GetParam().failing});
+    EXPECT_EQ(result.status, (ExitStatus{true, GetParam().status})) << result.out << result.err;
+    EXPECT_NE(result.err.find(GetParam().sentence), std::string::npos) << result.err;
+}
+
+constexpr Ending endings[] = {
+    {"RunConfigure", "scripts/run --demo", "cmake --preset", 1,
+     "run: the preset release does not build (whole log: build/release.log)\n"},
+    {"RunBuild", "scripts/run --demo", "cmake --build", 1,
+     "run: the preset release does not build (whole log: build/release.log)\n"},
+    {"TestBuild", "scripts/test tsan", "cmake --build", 1,
+     "test: the preset tsan does not build (whole log: build/tsan.log)\n"},
+    {"TestWorld", "scripts/test", "private-world", 1, "test: the tests have no private world\n"},
+    {"TestTests", "scripts/test", "ctest", 1, "ctest: fails here\n"},
+    {"MipselList", "scripts/test mipsel", "ctest -N", 1,
+     "test-mipsel: the tests of mipsel-unit cannot be listed\n"},
+    {"LintGit", "scripts/lint", "git rev-parse", 1, "lint: git does not take "},
+    {"LintFormat", "scripts/lint format", "clang-format", 1, "lint: found something: format\n"},
+    {"LintFiles", "scripts/lint format", "git ls-files", 1, "lint: found something: format\n"},
+    {"LintShell", "scripts/lint shell", "shellcheck", 1, "lint: found something: shell\n"},
+    {"LintTidy", "scripts/lint tidy", "clang-tidy", 1, "lint: found something: tidy\n"},
+    {"LintConfigure", "scripts/lint tidy", "cmake", 1,
+     "lint: the preset dev cannot be configured (log: build/lint.log)\n"},
+    {"BoardModule", "scripts/board", "make -C /", 1, "does not build (whole log: "},
+    {"BoardDownload", "scripts/board", "apt-get download", 3,
+     "board-packages: the packages for the emulated board cannot be downloaded; is there a "
+     "network?\n"},
+    {"BoardUnpack", "scripts/board", "dpkg -x", 3,
+     "board-packages: the packages for the emulated board cannot be unpacked\n"},
+    {"BoardEmulator", "scripts/board", "qemu-system-mipsel", 4,
+     "board: the board ended without a verdict (or after 300 s)\n"},
+    {"ToolchainSource", "scripts/lib/toolchain-uclibc", "tar", 1,
+     "toolchain-uclibc: the uClibc sysroot does not build (whole log: "},
+    {"Footprint", "bench/footprint", "qemu-system-mipsel", 1,
+     "footprint: the board does not measure (whole log: build/footprint.log)\n"},
+};
+
+INSTANTIATE_TEST_SUITE_P(OfAScript, AFailedStep, testing::ValuesIn(endings),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST(AVerdict, OfAnEarlierBoardIsNotReadAgain) {
+    ScriptTree tree;
+    ASSERT_EQ(tree.run_script("scripts/board", {}).status, (ExitStatus{true, 0}));
+    tree.keep_results();
+    EXPECT_EQ(tree.run_script("scripts/board", {.failing = "tee"}).status, (ExitStatus{true, 4}));
+}
+
+TEST(ThePackagesOfTheBoard, ComeFromTheMachinesOwnMirrorAlone) {
+    ScriptTree tree;
+    const Result result =
+        tree.run_script("scripts/lib/board-packages", {.further = {"STUB_MIRROR=none"}});
+    EXPECT_EQ(result.status, (ExitStatus{true, 3}));
+    EXPECT_NE(
+        result.err.find("board-packages: apt has no Debian source here: add one for bookworm"),
+        std::string::npos)
+        << result.err;
+    EXPECT_FALSE(tree.called("apt-get download"));
+}
+
+TEST(AWrongMode, IsAnErrorOfItsOwn) {
+    ScriptTree tree;
+    for (const char* line : {"scripts/test no-such-mode", "scripts/run --no-such-option",
+                             "scripts/board --no-such-option", "scripts/lint --no-such-option"}) {
+        const Result result = tree.run_script(line, {});
+        EXPECT_EQ(result.status, (ExitStatus{true, 2})) << line;
+        EXPECT_TRUE(result.err.starts_with("usage: scripts/")) << result.err;
+    }
+}
+
+}  // namespace
+}  // namespace quon::test

@@ -1,0 +1,163 @@
+#include "script_tree.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+namespace quon::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path top = QUON_SOURCE_FOLDER;
+
+// What the scripts call, and the shell itself does not do.
+constexpr const char* kPrograms[] = {"apt-cache",
+                                     "apt-get",
+                                     "ar",
+                                     "awk",
+                                     "basename",
+                                     "cat",
+                                     "clang-format",
+                                     "clang-tidy",
+                                     "cmake",
+                                     "comm",
+                                     "cp",
+                                     "cpio",
+                                     "ctest",
+                                     "cut",
+                                     "dirname",
+                                     "dpkg",
+                                     "dpkg-query",
+                                     "find",
+                                     "flock",
+                                     "git",
+                                     "grep",
+                                     "gzip",
+                                     "head",
+                                     "id",
+                                     "install",
+                                     "ln",
+                                     "make",
+                                     "mipsel-linux-gnu-ar",
+                                     "mipsel-linux-gnu-gcc",
+                                     "mipsel-linux-gnu-size",
+                                     "mipsel-linux-gnu-strip",
+                                     "mkdir",
+                                     "mktemp",
+                                     "mv",
+                                     "nproc",
+                                     "qemu-system-mipsel",
+                                     "realpath",
+                                     "rm",
+                                     "sed",
+                                     "sha256sum",
+                                     "shellcheck",
+                                     "sort",
+                                     "stat",
+                                     "sudo",
+                                     "tail",
+                                     "tar",
+                                     "tee",
+                                     "timeout",
+                                     "tr",
+                                     "unshare",
+                                     "wc",
+                                     "xargs"};
+
+void make_stubs(const fs::path& folder) {
+    fs::create_directories(folder);
+    for (const char* program : kPrograms) {
+        fs::create_symlink(top / "tests/scripts/stub", folder / program);
+    }
+}
+
+void copy_into(const fs::path& checkout, const char* part) {
+    fs::create_directories((checkout / part).parent_path());
+    fs::copy(top / part, checkout / part, fs::copy_options::recursive);
+}
+
+}  // namespace
+
+ScriptTree::ScriptTree() {
+    std::string name = (fs::temp_directory_path() / "scripts of XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) {
+        throw std::runtime_error("no scratch folder");
+    }
+    folder_ = name;
+    checkout_ = folder_ + "/a checkout";
+    fs::permissions(folder_, fs::perms(0755));
+    make_stubs(folder_ + "/bin");
+    for (const char* part : {".ci", "bench", "cmake", "docs/man", "packaging", "scripts",
+                             "tests/board/guest", "tests/board/module", "tests/cannot_run.txt"}) {
+        copy_into(checkout_, part);
+    }
+    fs::remove(path("scripts/lib/demo-tour"));
+    fs::create_symlink(top / "tests/scripts/stub", path("scripts/lib/demo-tour"));
+    std::ofstream(path("one.cpp")) << "\n";
+    std::ofstream(path("one")) << "#!/bin/sh\n";
+}
+
+ScriptTree::~ScriptTree() {
+    std::error_code ignored;
+    fs::remove_all(folder_, ignored);
+}
+
+Result ScriptTree::run_script(const std::string& line, const Setting& setting) {
+    return run(command_of(line, setting), {}, std::chrono::minutes(2));
+}
+
+std::vector<std::string> ScriptTree::command_of(const std::string& line, const Setting& setting) {
+    if (!keep_) {
+        fs::remove_all(path("build"));
+        fs::remove_all(folder_ + "/cache");
+    }
+    fs::remove_all(folder_ + "/tmp");
+    fs::create_directories(folder_ + "/tmp");
+    fs::permissions(folder_ + "/tmp", fs::perms(01777));
+    std::ofstream(folder_ + "/calls").close();
+    fs::permissions(folder_ + "/calls", fs::perms(0666));
+    const std::string real_path = "/usr/bin:/bin";
+    // In a session of its own, so that an interruption stays there.
+    std::vector<std::string> command = {"setsid", "env", "-i"};
+    if (setting.as_user && geteuid() == 0) {
+        command = {"setsid", "setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
+                   "env",    "-i"};
+    }
+    command.insert(
+        command.end(),
+        {"PATH=" + folder_ + "/bin:" + real_path, "HOME=" + folder_, "TMPDIR=" + folder_ + "/tmp",
+         "QUON_CACHE=" + folder_ + "/cache", "STUB_CALLS=" + folder_ + "/calls",
+         "STUB_FAIL=" + setting.failing, "STUB_MISSING=" + setting.missing,
+         "STUB_REAL_PATH=" + real_path, "STUB_SELF=" + (top / "tests/scripts/stub").string(),
+         "STUB_CHECKOUT=" + checkout_});
+    command.insert(command.end(), setting.further.begin(), setting.further.end());
+    std::vector<std::string> words = words_of(line);
+    words[0] = path(words[0]);
+    command.insert(command.end(), words.begin(), words.end());
+    return command;
+}
+
+std::vector<std::string> ScriptTree::calls() const {
+    std::vector<std::string> all;
+    std::ifstream file(folder_ + "/calls");
+    for (std::string call; std::getline(file, call);) {
+        if (std::find(all.begin(), all.end(), call) == all.end()) {
+            all.push_back(call);
+        }
+    }
+    return all;
+}
+
+bool ScriptTree::called(const std::string& beginning) const {
+    const std::vector<std::string> all = calls();
+    return std::any_of(all.begin(), all.end(),
+                       [&](const std::string& call) { return call.starts_with(beginning); });
+}
+
+}  // namespace quon::test

@@ -1,0 +1,44 @@
+// A checkout of the scripts alone, in a folder whose name has a blank, and stand-ins for every
+// program that they call.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "child_process.h"
+
+namespace quon::test {
+
+class ScriptTree {
+  public:
+    ScriptTree();
+    ~ScriptTree();
+    ScriptTree(const ScriptTree&) = delete;
+    ScriptTree& operator=(const ScriptTree&) = delete;
+
+    struct Setting {
+        std::string failing = {};  // the beginning of the call that fails
+        std::string missing = {};  // a part of dpkg-query's call: this package is missing
+        bool as_user = false;      // as a user who owns nothing of it
+        std::vector<std::string> further = {};  // NAME=VALUE
+    };
+    // Runs a command line of the checkout ("scripts/test dev") from scratch: what an earlier run
+    // made is gone, unless it is kept.
+    Result run_script(const std::string& line, const Setting& setting);
+    // The same as a command line for a process of the test's own.
+    std::vector<std::string> command_of(const std::string& line, const Setting& setting);
+    // The distinct calls of the last run, in the order of their first.
+    [[nodiscard]] std::vector<std::string> calls() const;
+    [[nodiscard]] bool called(const std::string& beginning) const;
+    // A file of the checkout.
+    [[nodiscard]] std::string path(const std::string& name) const { return checkout_ + "/" + name; }
+    // The next run finds what the last one made.
+    void keep_results() { keep_ = true; }
+
+  private:
+    std::string folder_;
+    std::string checkout_;
+    bool keep_ = false;
+};
+
+}  // namespace quon::test
