@@ -8,6 +8,11 @@ namespace quon::test {
 // main, before any thread exists; repeated calls do nothing. Works as root, and as a user where
 // user namespaces are allowed. Ends the process with a clear message and status 77 when the kernel
 // refuses, so that a test never touches the machine's own network or files.
+//
+// With QUON_WORLD=here in the environment, for a container that may not make namespaces: stays
+// where it is, removes what daemons left in /tmp and empties /etc/resolv.conf where that can be
+// written (the script that chose this keeps its content). Refuses, with status 77, where there is a
+// wlan0.
 void enter_private_world();
 
 }  // namespace quon::test
