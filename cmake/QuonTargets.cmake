@@ -17,7 +17,7 @@ set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
 # leaves it out of the programs that the C compiler links (the daemon must not need it).
 set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
 
-option(QUON_WERROR "Treat warnings as errors" ON)
+option(QUON_WERROR "Treat warnings as errors (for a compiler that the tree is known to suit)" OFF)
 set(QUON_SANITIZE "" CACHE STRING "Sanitizers for every target, e.g. address,undefined")
 option(QUON_BOTH_LINKS "Also build each device library shared and each device program static" OFF)
 option(QUON_HARDENING "Full RELRO, stack protector, fortify, PIE" OFF)

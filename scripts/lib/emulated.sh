@@ -2,8 +2,8 @@
 # What the scripts that test under user-mode emulation share; sourced, not run.
 # shellcheck source=scripts/lib/lib.sh
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
-
-cannot_run_list=$top/tests/emulated/cannot_run.txt
+# shellcheck source=scripts/lib/cannot_run.sh
+. "$top/scripts/lib/cannot_run.sh"
 
 # The system tests' program runs on this machine, whatever the programs under test run on.
 # shellcheck disable=SC2034  # the scripts that source this file use them
@@ -17,56 +17,37 @@ emulator() { # SYSROOT [OPTIONS]
     echo "env G_SLICE=always-malloc qemu-mipsel -L $*"
 }
 
-# The rows of the list for a mode, "PATTERN|REASON" each.
-rows_for() { # MODE
-    local modes pattern reason
-    while IFS='|' read -r modes pattern reason; do
-        # shellcheck disable=SC2053  # the list's first column is a pattern
-        [[ $1 != $modes ]] || printf '%s|%s\n' "$pattern" "$reason"
-    done < <(sed -e '/^#/d' -e '/^ *$/d' -e 's/ *| */|/g' "$cannot_run_list")
-}
+status=0
+all_left_out=()
 
-# A test's name in ctest may be followed by a remark about its parameter.
-whole_name() { # PATTERN
-    echo "^($1)( .*)?\$"
-}
-
-names_of_tests() { # CTEST ARGUMENTS
-    ctest -N "$@" | sed -n 's/^ *Test *#[0-9]*: //p'
-}
-
-# Runs ctest without the tests that cannot run in this mode. MODE FOLDER ARGUMENTS: the arguments
-# that choose the mode's tests, then "--" and the caller's.
+# Runs ctest without the tests that cannot run in this mode; a failure is kept in status. MODE FOLDER
+# ARGUMENTS: the arguments that choose the mode's tests, then "--" and the caller's.
 run_emulated() {
-    local mode=$1 folder=$2 chosen=() names pattern reason without=''
+    local mode=$1 folder=$2 chosen=() log=$top/build/test-$1.log
     shift 2
     while [ $# -gt 0 ] && [ "$1" != -- ]; do
         chosen+=("$1")
         shift
     done
     shift
-    names=$(names_of_tests --test-dir "$folder" "${chosen[@]}")
-    while IFS='|' read -r pattern reason; do
-        grep -qE "$(whole_name "$pattern")" <<<"$names" ||
-            die "$(basename "$cannot_run_list") names no test of $mode: $pattern"
-        without+="${without:+|}$pattern"
-    done < <(rows_for "$mode")
-    [ -z "$without" ] || chosen+=(-E "$(whole_name "$without")")
+    find_left_out "$mode" --test-dir "$folder" "${chosen[@]}"
+    all_left_out+=("${left_out[@]}")
+    chosen+=("${leaving_out[@]}")
     [ $# -gt 0 ] || chosen+=(--no-tests=error)
     say "tests of $mode"
-    ctest --test-dir "$folder" --output-on-failure -j "$(($(nproc) * 2))" "${chosen[@]}" "$@" |
-        tee "$top/build/test-$mode.log" || return 1
+    rm -f "$log"
+    if ! ctest --test-dir "$folder" --output-on-failure -j "$(($(nproc) * 2))" "${chosen[@]}" "$@" |
+        tee "$log"; then
+        status=1
+    fi
     # ctest counts it as passed.
-    ! grep -F '***Skipped' "$top/build/test-$mode.log" ||
-        die "a test that skips itself in $mode belongs into $(basename "$cannot_run_list")"
+    if grep -F '***Skipped' "$log"; then
+        die "a test that skips itself in $mode belongs into ${cannot_run_list#"$top/"}"
+    fi
 }
 
-# Said at the end, so that nobody takes them for passed.
-show_cannot_run() { # MODES
-    local mode pattern reason
-    for mode in "$@"; do
-        while IFS='|' read -r pattern reason; do
-            printf 'not run in %s: %s (%s)\n' "$mode" "$pattern" "$reason"
-        done < <(rows_for "$mode")
-    done
+finish_emulated() {
+    left_out=("${all_left_out[@]}")
+    show_left_out
+    exit $status
 }
