@@ -224,13 +224,14 @@ need_world() {
 }
 
 need_namespaces() {
-    local try='mount -t tmpfs tmpfs /tmp'
+    local try='mount -t tmpfs tmpfs /tmp' remedy=''
     if unshare --net --mount sh -c "$try" 2>/dev/null ||
         unshare --user --map-root-user --net --mount sh -c "$try" 2>/dev/null; then
         return 0
     fi
-    die "this machine gives no private namespaces to $(id -un): run it as root (sudo $0); in a" \
-        "container that nothing else depends on, set QUON_WORLD=here to work in its own world"
+    [ "$(id -u)" -eq 0 ] || remedy=" run it as root (sudo $0);"
+    die "this machine gives no private namespaces to $(id -un):$remedy in a container that nothing" \
+        "else depends on, set QUON_WORLD=here to work in its own world"
 }
 
 need_container() {

@@ -84,8 +84,8 @@ void copy_into(const fs::path& checkout, const char* part) {
 
 }  // namespace
 
-ScriptTree::ScriptTree() {
-    std::string name = (fs::temp_directory_path() / "scripts of XXXXXX").string();
+ScriptTree::ScriptTree(const std::string& parent) {
+    std::string name = parent + "/scripts of XXXXXX";
     if (mkdtemp(name.data()) == nullptr) {
         throw std::runtime_error("no scratch folder");
     }

@@ -11,7 +11,8 @@ namespace quon::test {
 
 class ScriptTree {
   public:
-    ScriptTree();
+    // Where the checkout stands; what lies in /tmp alone is not seen in a private world.
+    explicit ScriptTree(const std::string& parent = "/tmp");
     ~ScriptTree();
     ScriptTree(const ScriptTree&) = delete;
     ScriptTree& operator=(const ScriptTree&) = delete;

@@ -1,0 +1,223 @@
+// scripts/run without options, on a terminal, with the real programs in a real private world.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "script_tree.h"
+#include "waiting.h"
+
+namespace quon::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Everything that a process has started, and what those have.
+std::vector<pid_t> descendants(pid_t process) {
+    std::vector<pid_t> all;
+    const std::string text = std::to_string(process);
+    std::ifstream children("/proc/" + text + "/task/" + text + "/children");
+    for (pid_t child = 0; children >> child;) {
+        all.push_back(child);
+        const std::vector<pid_t> further = descendants(child);
+        all.insert(all.end(), further.begin(), further.end());
+    }
+    return all;
+}
+
+std::string name_of(pid_t process) {
+    std::ifstream file("/proc/" + std::to_string(process) + "/comm");
+    std::string name;
+    std::getline(file, name);
+    return name;
+}
+
+bool has_ended(pid_t process) {
+    std::ifstream file("/proc/" + std::to_string(process) + "/status");
+    std::string state;
+    while (std::getline(file, state) && !state.starts_with("State:")) {
+    }
+    return state.empty() || state.find("\tZ") != std::string::npos;
+}
+
+class TheView : public testing::Test {
+  protected:
+    TheView() {
+        fs::create_directories(tree.path("build/release"));
+        for (const char* part : {"bin", "lib"}) {
+            fs::create_directory_symlink(fs::path(QUON_BUILD_FOLDER) / part,
+                                         tree.path("build/release/") + part);
+        }
+        fs::copy(fs::path(QUON_SOURCE_FOLDER) / "tools", tree.path("tools"),
+                 fs::copy_options::recursive);
+        tree.keep_results();
+        const std::vector<std::string> command = command_of("scripts/run");
+        std::vector<char*> words;
+        for (const std::string& word : command) {
+            words.push_back(const_cast<char*>(word.c_str()));
+        }
+        words.push_back(nullptr);
+        process = forkpty(&terminal, nullptr, nullptr, nullptr);
+        if (process == 0) {
+            execvp(words[0], words.data());
+            _exit(127);
+        }
+        EXPECT_TRUE(shows("Ctrl-C ends everything.")) << shown;
+        started = descendants(process);
+    }
+
+    ~TheView() override {
+        if (process > 0) {
+            kill(process, SIGKILL);
+            waitpid(process, nullptr, 0);
+        }
+        for (const pid_t one : started) {
+            if (!has_ended(one)) {
+                kill(one, SIGKILL);
+            }
+        }
+        close(terminal);
+    }
+
+    std::vector<std::string> command_of(const std::string& line) {
+        std::vector<std::string> command =
+            tree.command_of(line, {.further = {"STUB_BUILT=1", "TERM=dumb"}});
+        command.erase(command.begin());  // forkpty made the session
+        return command;
+    }
+
+    void read_some() {
+        pollfd ready{terminal, POLLIN, 0};
+        std::array<char, 4096> some{};
+        if (poll(&ready, 1, 10) == 1) {
+            const ssize_t got = read(terminal, some.data(), some.size());
+            shown.append(some.data(), got > 0 ? static_cast<std::size_t>(got) : 0);
+        }
+    }
+
+    bool shows(const std::string& text) {
+        return wait_until([&] {
+            read_some();
+            return shown.find(text) != std::string::npos;
+        });
+    }
+
+    void expect_end(bool exited, int code) {
+        int status = 0;
+        ASSERT_TRUE(wait_until([&] {
+            if (terminal >= 0) {
+                read_some();
+            }
+            return waitpid(process, &status, WNOHANG) == process;
+        }));
+        process = -1;
+        EXPECT_EQ(WIFEXITED(status), exited);
+        EXPECT_EQ(exited ? WEXITSTATUS(status) : WTERMSIG(status), code);
+        EXPECT_TRUE(wait_until([&] {
+            for (const pid_t one : started) {
+                if (!has_ended(one)) {
+                    return false;
+                }
+            }
+            return true;
+        }));
+    }
+
+    pid_t started_program(const std::string& name) {
+        for (const pid_t one : started) {
+            if (name_of(one) == name) {
+                return one;
+            }
+        }
+        ADD_FAILURE() << name << " does not run";
+        return -1;
+    }
+
+    ScriptTree tree{fs::current_path().string()};
+    int terminal = -1;
+    pid_t process = -1;
+    std::string shown;
+    std::vector<pid_t> started;
+};
+
+TEST_F(TheView, EndsEverythingOnCtrlC) {
+    EXPECT_GE(started.size(), 4U);  // both programs, and what names their lines
+    ASSERT_EQ(write(terminal, "\x03", 1), 1);
+    expect_end(true, 0);
+    EXPECT_FALSE(fs::exists(tree.path("build/run.pid")));
+}
+
+TEST_F(TheView, LeavesNothingBehindWhenItsTerminalCloses) {
+    close(terminal);
+    terminal = -1;
+    expect_end(true, 0);
+    EXPECT_FALSE(fs::exists(tree.path("build/run.pid")));
+}
+
+TEST_F(TheView, LeavesNoProcessBehindWhenItIsKilled) {
+    kill(process, SIGKILL);
+    expect_end(false, SIGKILL);
+}
+
+TEST_F(TheView, EndsAStoppedDaemonToo) {
+    kill(started_program("quon_mcu_daemon"), SIGSTOP);
+    ASSERT_EQ(write(terminal, "\x03", 1), 1);
+    expect_end(true, 0);
+}
+
+TEST_F(TheView, GoesOnShowingTheChipWhileTheDaemonIsStopped) {
+    kill(started_program("quon_mcu_daemon"), SIGSTOP);
+    shown.clear();
+    const Result result =
+        run(command_of("scripts/run --shell hi3861l-sim control event raw 01 0a"));
+    EXPECT_EQ(result.status, (ExitStatus{true, 0})) << result.err;
+    EXPECT_TRUE(shows("chip   | ")) << shown;
+}
+
+TEST_F(TheView, SaysThatTheDaemonHasEnded) {
+    kill(started_program("quon_mcu_daemon"), SIGKILL);
+    EXPECT_TRUE(shows("run: the daemon has ended"));
+    expect_end(true, 1);
+}
+
+TEST_F(TheView, IsOneAtATime) {
+    const Result second = run(command_of("scripts/run"));
+    EXPECT_EQ(second.status, (ExitStatus{true, 1}));
+    EXPECT_EQ(second.err,
+              "run: scripts/run runs already: work in it with scripts/run --shell, or end "
+              "it with Ctrl-C\n");
+}
+
+TEST_F(TheView, HasAShellWithProgramsPagesCompletionsAndAPromptOfItsOwn) {
+    const Result shell = run(command_of("scripts/run --shell"),
+                             "quon-mcu call get.ver --raw; echo\n"
+                             "complete -p quon-mcu\n"
+                             "man -w quon-mcu hi3861l-sim quon_mcu_daemon\n");
+    EXPECT_EQ(shell.status, (ExitStatus{true, 0})) << shell.err;
+    EXPECT_NE(shell.out.find("Hi3861L-SIM"), std::string::npos) << shell.out;
+    EXPECT_NE(shell.out.find("-F _quon_mcu quon-mcu\n"), std::string::npos) << shell.out;
+    EXPECT_NE(shell.out.find("/docs/man/quon-mcu.1\n"), std::string::npos)
+        << shell.out << shell.err;
+    EXPECT_NE(shell.out.find("/docs/man/quon_mcu_daemon.8\n"), std::string::npos) << shell.out;
+    EXPECT_NE(shell.err.find("[quon-mcu world] "), std::string::npos) << shell.err;
+}
+
+TEST(AShell, NeedsARunningView) {
+    ScriptTree tree;
+    const Result result = tree.run_script("scripts/run --shell true", {});
+    EXPECT_EQ(result.status, (ExitStatus{true, 1}));
+    EXPECT_EQ(result.err, "run: nothing runs: start scripts/run in another terminal first\n");
+}
+
+}  // namespace
+}  // namespace quon::test
