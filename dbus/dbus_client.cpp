@@ -1,41 +1,24 @@
 #include <errno.h>
-#include <sched.h>
 #include <stdlib.h>
 #include <string.h>
-#include <time.h>
 #include <unistd.h>
 
+#include "dbus_clock.h"
 #include "dbus_method_thread.h"
 #include "dbus_pending_calls.h"
 #include "dbus_records.h"
 #include "dbus_socket_common.h"
 #include "dbus_sockets.h"
+#include "dbus_state.h"
 #include "securec.h"
 
 namespace quon::dbus {
 
 namespace {
 
-constexpr int64_t kNsPerMs = 1'000'000;
-constexpr int64_t kNsPerSecond = 1'000'000'000;
-constexpr int kYields = 16;
-constexpr int64_t kLockPauseNs = 200'000;
 // A reconnection may close the socket under a waiter and give its number to another file: so a
 // waiter looks again after at most this time.
 constexpr int64_t kRoomSliceMs = 20;
-
-int64_t now_ns() {
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<int64_t>(now.tv_sec) * kNsPerSecond + now.tv_nsec;
-}
-
-timespec to_timespec(int64_t ns) {
-    timespec time;
-    time.tv_sec = static_cast<time_t>(ns / kNsPerSecond);
-    time.tv_nsec = static_cast<decltype(time.tv_nsec)>(ns % kNsPerSecond);
-    return time;
-}
 
 // A caller that is cancelled in the middle of a call would leave its node behind and perhaps
 // locked: a call is no cancellation point.
@@ -50,45 +33,51 @@ class NoCancellation {
     int before_ = 0;
 };
 
-// The mutex is held for long by a reconnection only. There is no timed lock on the monotonic clock
-// everywhere, and the other clock jumps when the camera learns the time: so this tries again and
-// again. False: a reconnection is going on and the deadline has passed.
-bool lock_until(DbusInfo* info, int64_t deadline) {
-    for (int tries = 0; pthread_mutex_trylock(&info->mutex) != 0; tries++) {
-        if (client_state(info) == kClientReconnecting && now_ns() >= deadline) {
-            return false;
-        }
-        if (tries < kYields) {
-            sched_yield();
-        } else {
-            const timespec pause = to_timespec(kLockPauseNs);
-            nanosleep(&pause, nullptr);
-        }
+bool wait_for_end_of_reconnection(State* state, int64_t deadline) {
+    bool in_time = true;
+    pthread_mutex_lock(&state->lock);
+    while (client_phase(state) == kClientReconnecting && in_time) {
+        in_time = wait_until(&state->changed, &state->lock, deadline);
     }
-    return true;
+    pthread_mutex_unlock(&state->lock);
+    return in_time;
+}
+
+// The mutex is held for long by a reconnection only, which lets those pass that are entering.
+// False: a reconnection is going on and the deadline has passed.
+bool lock_until(State* state, int64_t deadline) {
+    do {
+        __atomic_add_fetch(&state->entering, 1, __ATOMIC_SEQ_CST);
+        const bool free = client_phase(state) != kClientReconnecting;
+        if (free) {
+            pthread_mutex_lock(&state->info->mutex);
+        }
+        __atomic_sub_fetch(&state->entering, 1, __ATOMIC_SEQ_CST);
+        if (free) {
+            return true;
+        }
+    } while (wait_for_end_of_reconnection(state, deadline));
+    return false;
 }
 
 // During a reconnection the list is out of reach: then the next one to hold the mutex does it.
-void end_call(DbusInfo* info, DbusMethodNode* call) {
-    if (!lock_until(info, 0)) {
-        abandon_call(info, call);
+void end_call(State* state, DbusMethodNode* call) {
+    if (!lock_until(state, 0)) {
+        abandon_call(&state->abandoned, call);
         return;
     }
-    release_abandoned(info);
-    unlink_call(info, call);
-    pthread_mutex_unlock(&info->mutex);
+    release_abandoned(state->info, &state->abandoned);
+    unlink_call(state->info, call);
+    pthread_mutex_unlock(&state->info->mutex);
     free_call(call);
-}
-
-bool connected(DbusInfo* info) {
-    return info->client_fd > 0 && can_bring_results(info);
 }
 
 // With the mutex held. The node is on the list before the request is on its way, so that the
 // fastest result finds it.
-Sent try_to_send(DbusInfo* info, const DbusMsg* request, DbusMethodNode* node) {
-    release_abandoned(info);
-    if (!connected(info)) {
+Sent try_to_send(State* state, const DbusMsg* request, DbusMethodNode* node) {
+    DbusInfo* info = state->info;
+    release_abandoned(info, &state->abandoned);
+    if (info->client_fd <= 0 || !can_bring_results(state)) {
         return Sent::kFailed;
     }
     if (node != nullptr) {
@@ -101,26 +90,137 @@ Sent try_to_send(DbusInfo* info, const DbusMsg* request, DbusMethodNode* node) {
     return sent;
 }
 
-// Returns when the record is on its way, and `node` (null for a signal) on the list, or with a
-// failure, and the node on no list.
-DbusCallStatus send_until(DbusInfo* info, const DbusMsg* request, DbusMethodNode* node,
-                          int64_t deadline) {
+// ---- Room
+
+// One caller of a registration looks for room; the others wait until it has found some.
+void wait_for_turn(State* state, int fd, int64_t deadline) {
+    const int64_t left_ms = (deadline - now_ns() + kNsPerMs - 1) / kNsPerMs;
+    pthread_mutex_lock(&state->lock);
+    if (state->looking_for_room) {
+        __atomic_add_fetch(&state->room_waiters, 1, __ATOMIC_RELAXED);
+        wait_until(&state->room, &state->lock, deadline);
+        __atomic_sub_fetch(&state->room_waiters, 1, __ATOMIC_RELAXED);
+    } else {
+        state->looking_for_room = true;
+        pthread_mutex_unlock(&state->lock);
+        wait_for_room(fd, static_cast<int>(left_ms < kRoomSliceMs ? left_ms : kRoomSliceMs));
+        pthread_mutex_lock(&state->lock);
+        state->looking_for_room = false;
+    }
+    pthread_mutex_unlock(&state->lock);
+}
+
+// Whoever stops trying, for whatever reason, lets the next one try.
+void pass_turn(State* state) {
+    if (__atomic_load_n(&state->room_waiters, __ATOMIC_RELAXED) > 0) {
+        pthread_mutex_lock(&state->lock);
+        pthread_cond_signal(&state->room);
+        pthread_mutex_unlock(&state->lock);
+    }
+}
+
+DbusCallStatus try_until(State* state, const DbusMsg* request, DbusMethodNode* node,
+                         int64_t deadline) {
     for (;;) {
-        if (!lock_until(info, deadline)) {
+        if (!lock_until(state, deadline)) {
             return DBUS_CALL_TIMEOUT;
         }
-        const Sent sent = try_to_send(info, request, node);
-        const int fd = info->client_fd;
-        pthread_mutex_unlock(&info->mutex);
+        const Sent sent = try_to_send(state, request, node);
+        const int fd = state->info->client_fd;
+        pthread_mutex_unlock(&state->info->mutex);
         if (sent != Sent::kNoRoom) {
             return sent == Sent::kWhole ? DBUS_CALL_OK : DBUS_CALL_NO_CONNECTION;
         }
-        const int64_t left_ms = (deadline - now_ns() + kNsPerMs - 1) / kNsPerMs;
-        if (left_ms <= 0) {
+        if (now_ns() >= deadline) {
             return DBUS_CALL_TIMEOUT;
         }
-        wait_for_room(fd, static_cast<int>(left_ms < kRoomSliceMs ? left_ms : kRoomSliceMs));
+        wait_for_turn(state, fd, deadline);
     }
+}
+
+// ---- Connecting
+
+bool connect_until(int fd, const sockaddr_un& address, int64_t deadline) {
+    while (!connect_once(fd, address)) {
+        if (now_ns() >= deadline) {
+            return false;
+        }
+        connect_pause(nullptr);
+    }
+    return true;
+}
+
+// One attempt; only a server that is there and busy is given until the deadline. Without the mutex:
+// nobody else connects, and nobody sends.
+int connect_anew(const DbusInfo* info, int64_t deadline) {
+    sockaddr_un address;
+    set_address_of(&address, info->server_name);
+    const int fd = open_socket();
+    bool connected = false;
+    while (fd >= 0 && !connected) {
+        connected = connect_once(fd, address);
+        if (!connected && (errno != EAGAIN || now_ns() >= deadline)) {
+            close(fd);
+            return -1;
+        }
+    }
+    return fd;
+}
+
+void replace_connection(State* state, int fd) {
+    DbusInfo* info = state->info;
+    pthread_mutex_lock(&info->mutex);
+    if (info->client_fd > 0) {
+        close(info->client_fd);
+    }
+    info->client_fd = fd;
+    pthread_mutex_unlock(&info->mutex);
+}
+
+// The method thread has gone and left the connection broken.
+void heal_now(State* state, int64_t deadline) {
+    DbusInfo* info = state->info;
+    const int fd = connect_anew(info, deadline);
+    if (fd < 0) {
+        return;
+    }
+    if (info->method_thread != 0) {
+        pthread_join(info->method_thread, nullptr);
+    }
+    replace_connection(state, fd);
+    start_method_thread(state);
+}
+
+// One caller heals, the others wait for it.
+void heal(State* state, int64_t deadline) {
+    pthread_mutex_lock(&state->lock);
+    bool in_time = true;
+    while (in_time && (state->healing || client_phase(state) == kClientEnded)) {
+        in_time = wait_until(&state->changed, &state->lock, deadline);
+    }
+    if (state->healing || client_phase(state) != kClientGone) {
+        pthread_mutex_unlock(&state->lock);
+        return;
+    }
+    state->healing = true;
+    pthread_mutex_unlock(&state->lock);
+    heal_now(state, deadline);
+    pthread_mutex_lock(&state->lock);
+    state->healing = false;
+    pthread_cond_broadcast(&state->changed);
+    pthread_mutex_unlock(&state->lock);
+}
+
+// Returns when the record is on its way, and `node` (null for a signal) on the list, or with a
+// failure, and the node on no list.
+DbusCallStatus send_until(State* state, const DbusMsg* request, DbusMethodNode* node,
+                          int64_t deadline) {
+    if (state->heals && !can_bring_results(state)) {
+        heal(state, deadline);
+    }
+    const DbusCallStatus status = try_until(state, request, node, deadline);
+    pass_turn(state);
+    return status;
 }
 
 void take_reply(const DbusMsg* result, DbusReply* reply) {
@@ -131,18 +231,17 @@ void take_reply(const DbusMsg* result, DbusReply* reply) {
     }
 }
 
-DbusCallStatus wait_for_result(DbusInfo* info, DbusMethodNode* node, int64_t deadline,
+DbusCallStatus wait_for_result(State* state, DbusMethodNode* node, int64_t deadline,
                                DbusReply* reply) {
-    const timespec until = to_timespec(deadline);
     DbusCallStatus status = DBUS_CALL_TIMEOUT;
     bool waiting = true;
     pthread_mutex_lock(&node->lock);
     while (node->result_msg == nullptr && waiting) {
-        if (!can_bring_results(info)) {
+        if (!can_bring_results(state)) {
             status = DBUS_CALL_NO_CONNECTION;
             break;
         }
-        waiting = pthread_cond_timedwait(&node->cond, &node->lock, &until) != ETIMEDOUT;
+        waiting = wait_until(&node->cond, &node->lock, deadline);
     }
     if (node->result_msg != nullptr) {
         take_reply(node->result_msg, reply);
@@ -190,24 +289,14 @@ int64_t deadline_in(int32_t timeout_ms) {
     return now_ns() + timeout_ms * kNsPerMs;
 }
 
-bool connect_until(int fd, const sockaddr_un& address, int64_t deadline) {
-    while (!connect_once(fd, address)) {
-        if (now_ns() >= deadline) {
-            return false;
-        }
-        connect_pause(nullptr);
-    }
-    return true;
-}
-
 // Dbus_Register with a patience of the caller's choosing and without its messages.
-bool register_until(DbusInfo* info, int64_t deadline) {
-    pthread_mutex_init(&info->mutex, nullptr);
+bool register_until(State* state, int64_t deadline) {
+    DbusInfo* info = state->info;
     sockaddr_un address;
     set_address_of(&address, info->server_name);
     info->client_fd = open_socket();
     if (info->client_fd > 0 && connect_until(info->client_fd, address, deadline)) {
-        start_method_thread(info);
+        start_method_thread(state);
         return true;
     }
     if (info->client_fd > 0) {
@@ -216,8 +305,23 @@ bool register_until(DbusInfo* info, int64_t deadline) {
     return false;
 }
 
+bool register_quietly(DbusInfo* info, int64_t deadline) {
+    State* state = enter_state(info);
+    if (state == nullptr) {
+        return false;
+    }
+    pthread_mutex_init(&info->mutex, nullptr);
+    if (register_until(state, deadline)) {
+        set_flag(&state->registered, true);
+        return true;
+    }
+    pthread_mutex_destroy(&info->mutex);
+    leave_state(state);
+    return false;
+}
+
 bool register_client(DbusInfo* info, int32_t wait_ms) {
-    return wait_ms < 0 ? Dbus_Register(info) == 0 : register_until(info, deadline_in(wait_ms));
+    return wait_ms < 0 ? Dbus_Register(info) == 0 : register_quietly(info, deadline_in(wait_ms));
 }
 
 }  // namespace
@@ -237,10 +341,10 @@ DbusInfo* Dbus_Client_Connect(const char* name, const char* server_name, int32_t
     copy_text(info->name, name);
     copy_text(info->server_name, server_name);
     if (!register_client(info, wait_ms)) {
-        pthread_mutex_destroy(&info->mutex);
         DbusInfo_Free(info);
         return nullptr;
     }
+    find_state(info)->heals = true;
     return info;
 }
 
@@ -249,6 +353,10 @@ DbusCallStatus Dbus_Method_Call(DbusInfo* info, const char* member, const uint8_
     if (!is_valid(info, member, data, len, timeout_ms)) {
         return DBUS_CALL_INVALID;
     }
+    State* state = find_state(info);
+    if (state == nullptr) {
+        return DBUS_CALL_NO_CONNECTION;
+    }
     const NoCancellation guard;
     const int64_t deadline = deadline_in(timeout_ms);
     DbusMethodNode* call = make_call();
@@ -256,13 +364,13 @@ DbusCallStatus Dbus_Method_Call(DbusInfo* info, const char* member, const uint8_
         return DBUS_CALL_NO_MEMORY;
     }
     fill_request(info, DBUS_TYPE_METHOD, member, data, len, call->request_msg);
-    DbusCallStatus status = send_until(info, call->request_msg, call, deadline);
+    DbusCallStatus status = send_until(state, call->request_msg, call, deadline);
     if (status != DBUS_CALL_OK) {
         free_call(call);
         return status;
     }
-    status = wait_for_result(info, call, deadline, reply);
-    end_call(info, call);
+    status = wait_for_result(state, call, deadline, reply);
+    end_call(state, call);
     return status;
 }
 
@@ -271,12 +379,16 @@ DbusCallStatus Dbus_Signal_Send(DbusInfo* info, const char* member, const uint8_
     if (!is_valid(info, member, data, len, timeout_ms)) {
         return DBUS_CALL_INVALID;
     }
+    State* state = find_state(info);
+    if (state == nullptr) {
+        return DBUS_CALL_NO_CONNECTION;
+    }
     const NoCancellation guard;
     const int64_t deadline = deadline_in(timeout_ms);
     DbusMsg request;
     memset_s(&request, sizeof(request), 0, sizeof(request));
     fill_request(info, DBUS_TYPE_SIGNAL, member, data, len, &request);
-    return send_until(info, &request, nullptr, deadline);
+    return send_until(state, &request, nullptr, deadline);
 }
 
 void Dbus_Client_Disconnect(DbusInfo* info) {
@@ -284,9 +396,19 @@ void Dbus_Client_Disconnect(DbusInfo* info) {
         return;
     }
     const pthread_t method_thread = info->method_thread;
+    State* state = find_state(info);
+    if (state != nullptr) {
+        join_state(state);
+    }
     Dbus_UnRegister(info);
-    if (method_thread != 0) {
+    const bool gone = state == nullptr || client_phase(state) == kClientGone;
+    if (method_thread != 0 && gone) {
         pthread_join(method_thread, nullptr);
+    } else if (method_thread != 0) {
+        pthread_detach(method_thread);  // it frees the registration when it ends
+    }
+    if (state != nullptr) {
+        leave_state(state);
     }
     DbusInfo_Free(info);
 }

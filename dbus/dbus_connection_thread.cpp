@@ -1,5 +1,3 @@
-#include "dbus_connection_thread.h"
-
 #include <errno.h>
 #include <stdlib.h>
 #include <string.h>
@@ -7,9 +5,13 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "dbus_aside.h"
 #include "dbus_connection.h"
 #include "dbus_message_thread.h"
 #include "dbus_module.h"
+#include "dbus_records.h"
+#include "dbus_socket_common.h"
+#include "dbus_state.h"
 #include "dbus_threads.h"
 #include "quon_log.h"
 #include "securec.h"
@@ -18,27 +20,59 @@ namespace {
 
 using namespace quon::dbus;
 
+// What the thread of a connection works with.
+struct Reader {
+    DbusInfo* info;
+    Connection* connection;
+    ThreadKind messages;
+};
+
+void* run_waiter(void* connection_pointer) {
+    auto* connection = static_cast<Connection*>(connection_pointer);
+    send_waiting_results(connection);
+    leave_connection(connection);
+    return nullptr;
+}
+
 // Without a thread for it the message is handled here: the peer feels it, no message is lost.
-void start_message(DbusInfo* info, Connection* connection, DbusProcessArgs* args) {
-    args->info = info;
-    args->fd = connection->fd;
-    args->connection = connection;
-    join_connection(connection);
-    if (!start_thread(Dbus_ReadWrite_Process, args)) {
-        process_message(args);
-        prctl(PR_SET_NAME, info->name);
+void process_here(Reader* reader, Message* message) {
+    Connection* connection = reader->connection;
+    if (!process_message(message)) {
+        leave_connection(connection);
+    } else if (!reader->messages.start(run_waiter, connection)) {
+        run_waiter(connection);
+    }
+    prctl(PR_SET_NAME, reader->info->name);
+    prctl(PR_SET_TIMERSLACK, 0UL);  // message threads inherit it
+}
+
+void start_message(Reader* reader, Message* message) {
+    DbusProcessArgs* args = &message->args;
+    args->info = reader->info;
+    args->fd = reader->connection->fd;
+    message->connection = reader->connection;
+    join_connection(reader->connection);
+    put_aside(&message->aside, args);
+    if (!reader->messages.start(Dbus_ReadWrite_Process, args)) {
+        take_aside(args);
+        process_here(reader, message);
     }
 }
 
-void take_record(DbusInfo* info, Connection* connection, DbusProcessArgs* args, ssize_t got) {
-    if (args->msg.head == DBUS_MSG_HEAD) {
-        start_message(info, connection, args);
+void take_record(Reader* reader, Message* message, ssize_t got) {
+    const uint32_t head = message->args.msg.head;
+    if (head == DBUS_MSG_HEAD) {
+        start_message(reader, message);
         return;
     }
     QnLogPrint(QN_LOG_WARN, kTag, kSourceName, "Dbus_ReadWrite_Thread", __LINE__,
-               "read msg head is invalid, ret = %d head:%x\n", static_cast<int>(got),
-               args->msg.head);
-    free(args);
+               "read msg head is invalid, ret = %d head:%x\n", static_cast<int>(got), head);
+    free(message);
+}
+
+void log_no_memory() {
+    QnLogPrint(QN_LOG_ERROR, kTag, kSourceName, "Dbus_ReadWrite_Thread", __LINE__,
+               "alloc msg failed\n");
 }
 
 // Whether to read again. errno alone decides, also at the end of the stream, where it stands as an
@@ -50,30 +84,54 @@ bool is_interruption(ssize_t got) {
     QnLogPrint(QN_LOG_ERROR, kTag, kSourceName, "Dbus_ReadWrite_Thread", __LINE__,
                "%s %d read socket data interrupt ret:%d errno:%d (%s)\n", "Dbus_ReadWrite_Thread",
                __LINE__, static_cast<int>(got), errno, strerror(errno));
+    pause_at_stale_end(got);
     return true;
 }
 
 // One read is one record, however much it brings. False: the connection is over.
-bool read_message(DbusInfo* info, Connection* connection) {
-    auto* args = static_cast<DbusProcessArgs*>(malloc(sizeof(DbusProcessArgs)));
-    if (args == nullptr) {
-        QnLogPrint(QN_LOG_ERROR, kTag, kSourceName, "Dbus_ReadWrite_Thread", __LINE__,
-                   "alloc msg failed\n");
+bool read_message(Reader* reader) {
+    auto* message = static_cast<Message*>(malloc(sizeof(Message)));
+    if (message == nullptr) {
+        log_no_memory();
         return false;
     }
-    memset_s(&args->msg, sizeof(args->msg), 0, sizeof(args->msg));
-    const ssize_t got = read(connection->fd, &args->msg, sizeof(args->msg));
+    DbusMsg* msg = &message->args.msg;
+    memset_s(msg, sizeof(*msg), 0, sizeof(*msg));
+    const ssize_t got = read(reader->connection->fd, msg, sizeof(*msg));
     // Nothing but this read may change what the next one finds in errno.
     const int error = errno;
     bool more = true;
     if (got > 0) {
-        take_record(info, connection, args, got);
+        take_record(reader, message, got);
     } else {
         more = is_interruption(got);
-        free(args);
+        free(message);
     }
     errno = error;
     return more;
+}
+
+// The peer feels it when more results wait for it than it may leave unread; nobody else does.
+void read_messages(DbusInfo* info, Connection* connection) {
+    Reader reader{info, connection, {}};
+    do {
+        wait_for_few_waiting(connection);
+    } while (read_message(&reader));
+}
+
+// The listener has made the connection; for the arguments of another part of the process it is
+// made here.
+Connection* connection_for(const void* args, DbusInfo* info, int32_t fd) {
+    if (Aside* aside = take_aside(args)) {
+        return reinterpret_cast<Connection*>(aside);
+    }
+    State* state = enter_state(info);
+    if (state == nullptr) {
+        return nullptr;
+    }
+    Connection* connection = make_connection(state, fd);
+    leave_state(state);
+    return connection;
 }
 
 }  // namespace
@@ -82,16 +140,15 @@ void* Dbus_ReadWrite_Thread(void* args_pointer) {
     auto* args = static_cast<ListenArgs*>(args_pointer);
     DbusInfo* info = args->info;
     const int32_t fd = args->fd;
+    Connection* connection = connection_for(args, info, fd);
     free(args);
-    prctl(PR_SET_NAME, info->name);
-    Connection* connection = make_connection(fd);
     if (connection == nullptr) {
-        QnLogPrint(QN_LOG_ERROR, kTag, kSourceName, __func__, __LINE__, "alloc msg failed\n");
+        log_no_memory();
         close(fd);
         return nullptr;
     }
-    while (read_message(info, connection)) {
-    }
+    prctl(PR_SET_NAME, info->name);
+    read_messages(info, connection);
     // The peer sees the end now, even while message threads still hold the socket.
     shutdown(fd, SHUT_RDWR);
     leave_connection(connection);

@@ -1,30 +1,95 @@
+#include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "dbus_connection_thread.h"
+#include "dbus_connection.h"
+#include "dbus_module.h"
 #include "dbus_socket_common.h"
 #include "dbus_sockets.h"
+#include "dbus_state.h"
 #include "dbus_threads.h"
-#include "quon_descriptor.h"
+#include "quon_log.h"
 
 namespace {
 
 using namespace quon::dbus;
 
-void start_connection(DbusInfo* info, int32_t fd) {
+// Whatever the limit is, a select set holds no more descriptors.
+constexpr rlim_t kHighestLimit = 1024;
+// Connections leave as many to the rest of the process; a quarter where the limit is below 64.
+constexpr rlim_t kReserve = 16;
+constexpr rlim_t kReserveShare = 4;
+
+int32_t first_reserved() {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const rlim_t all = limit.rlim_cur < kHighestLimit ? limit.rlim_cur : kHighestLimit;
+    const rlim_t kept = all < kReserve * kReserveShare ? all / kReserveShare : kReserve;
+    return static_cast<int32_t>(all - kept);
+}
+
+bool leaves_enough(int32_t fd) {
+    const int32_t reserved = first_reserved();
+    if (fd < reserved) {
+        return true;
+    }
+    QnLogPrint(QN_LOG_ERROR, kTag, kSourceName, "Dbus_Listen_Thread", __LINE__,
+               "too many connections, closed the fd:%d limit:%d\n", fd, reserved);
+    return false;
+}
+
+// The connection stands aside of its arguments until its thread takes it over.
+bool start_thread_of(const ThreadKind& connections, Connection* connection, ListenArgs* args) {
+    put_aside(&connection->aside, args);
+    if (connections.start(Dbus_ReadWrite_Thread, args)) {
+        return true;
+    }
+    take_aside(args);
+    return false;
+}
+
+void start_connection(State* state, const ThreadKind& connections, int32_t fd) {
     auto* args = static_cast<ListenArgs*>(malloc(sizeof(ListenArgs)));
-    if (args == nullptr) {
+    Connection* connection = args != nullptr ? make_connection(state, fd) : nullptr;
+    if (connection == nullptr) {
         printf("%s malloc ListenArgs failed\n", "Dbus_Listen_Thread");
+        free(args);
         close(fd);
         return;
     }
-    *args = {info, fd};
-    if (!start_thread(Dbus_ReadWrite_Thread, args)) {
+    *args = {state->info, fd};
+    if (!start_thread_of(connections, connection, args)) {
         free(args);
-        close(fd);
+        leave_connection(connection);  // closes it
+    }
+}
+
+// Peers are refused from now on, instead of waiting in connect for nobody. The lock keeps the
+// number from being given away meanwhile.
+void refuse_peers(State* state) {
+    pthread_mutex_lock(&state->lock);
+    if (!get_flag(&state->unregistered)) {
+        shutdown(state->info->listen_fd, SHUT_RDWR);
+    }
+    pthread_mutex_unlock(&state->lock);
+}
+
+void accept_peers(State* state) {
+    const ThreadKind connections;
+    while (!get_flag(&state->unregistered)) {
+        const int fd = accept_socket(state->info->listen_fd);
+        if (fd < 0) {
+            return;  // whatever the reason: intended
+        }
+        if (leaves_enough(fd)) {
+            start_connection(state, connections, fd);
+        } else {
+            close(fd);
+        }
     }
 }
 
@@ -33,14 +98,10 @@ void start_connection(DbusInfo* info, int32_t fd) {
 void* Dbus_Listen_Thread(void* info_pointer) {
     auto* info = static_cast<DbusInfo*>(info_pointer);
     prctl(PR_SET_NAME, info->name);
-    for (;;) {
-        sockaddr_un peer;
-        socklen_t length = sizeof(peer);
-        const int fd = quon_accept(info->listen_fd, reinterpret_cast<sockaddr*>(&peer), &length, 0);
-        if (fd < 0) {
-            break;  // whatever the reason: intended
-        }
-        start_connection(info, prepare_socket(fd));
+    if (State* state = adopt_state(info, &State::listener_started)) {
+        accept_peers(state);
+        refuse_peers(state);
+        leave_state(state);
     }
     puts("Cannot accept client connect request");
     return nullptr;

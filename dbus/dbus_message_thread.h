@@ -1,24 +1,25 @@
-// One message: the thread that runs its handler.
+// One message: its handler, and what becomes of the result.
 #ifndef DBUS_MESSAGE_THREAD_H
 #define DBUS_MESSAGE_THREAD_H
 
-#include <stdint.h>
-
+#include "dbus_aside.h"
 #include "dbus_connection.h"
 #include "dbus_socket_common.h"
 
 namespace quon::dbus {
 
-// What a connection thread hands to a message thread, which frees it.
-struct DbusProcessArgs {
-    DbusInfo* info;
-    DbusMsg msg;
-    int32_t fd;
+// What a connection thread hands to a message thread, in one allocation. Once the handler has run,
+// it is the place where the result can wait.
+struct Message {
+    WaitingResult waiting;
+    Aside aside;  // of `args`
     Connection* connection;
+    DbusProcessArgs args;
 };
 
-// Handles one message on the calling thread; leaves the connection and frees the record.
-void process_message(DbusProcessArgs* args);
+// Runs the message on the calling thread and takes the allocation. True: the caller is the one to
+// run send_waiting_results.
+bool process_message(Message* message);
 
 }  // namespace quon::dbus
 

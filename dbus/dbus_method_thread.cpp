@@ -8,8 +8,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "dbus_clock.h"
 #include "dbus_module.h"
 #include "dbus_pending_calls.h"
+#include "dbus_records.h"
 #include "dbus_sockets.h"
 #include "securec.h"
 
@@ -17,65 +19,31 @@ namespace quon::dbus {
 
 namespace {
 
-constexpr useconds_t kStopPauseUs = 1000;
+constexpr int64_t kStopBoundNs = 1000 * kNsPerMs;
+// Between two requests to end: the thread may be about to put a new connection in place of the one
+// that was shut down.
+constexpr int64_t kStopSliceNs = 10 * kNsPerMs;
+constexpr useconds_t kEnteringPauseUs = 20;
 
-void set_client_state(DbusInfo* info, ClientState state) {
-    __atomic_store_n(&info->client_state, static_cast<int32_t>(state), __ATOMIC_RELEASE);
+void set_phase_locked(State* state, ClientPhase phase) {
+    __atomic_store_n(&state->phase, static_cast<int32_t>(phase), __ATOMIC_SEQ_CST);
+    pthread_cond_broadcast(&state->changed);
 }
 
-}  // namespace
-
-ClientState client_state(DbusInfo* info) {
-    return static_cast<ClientState>(__atomic_load_n(&info->client_state, __ATOMIC_ACQUIRE));
+void set_phase(State* state, ClientPhase phase) {
+    pthread_mutex_lock(&state->lock);
+    set_phase_locked(state, phase);
+    pthread_mutex_unlock(&state->lock);
 }
 
-bool can_bring_results(DbusInfo* info) {
-    return client_state(info) < kClientEnded;
+bool is_to_stop(const State* state) {
+    return __atomic_load_n(&state->stop, __ATOMIC_ACQUIRE) != 0;
 }
 
-void start_method_thread(DbusInfo* info) {
-    __atomic_store_n(&info->client_stop, 0, __ATOMIC_RELAXED);
-    set_client_state(info, kClientReading);
-    if (pthread_create(&info->method_thread, nullptr, Dbus_Method_Thread, info) != 0) {
-        info->method_thread = 0;  // nobody is told: intended
-        set_client_state(info, kClientGone);
-    }
-}
+// ---- Reading
 
-// A cancellation that strikes in the middle of a read would do as well, but needs the unwinder,
-// which is not installed everywhere. So the thread is asked to end and woken by the end of its
-// connection; again and again, since it may be about to put a new one in its place.
-void stop_method_thread(DbusInfo* info) {
-    if (client_state(info) == kClientIdle) {
-        pthread_cancel(info->method_thread);  // not Dbus_Method_Thread
-        return;
-    }
-    __atomic_store_n(&info->client_stop, 1, __ATOMIC_RELEASE);
-    while (client_state(info) != kClientGone) {
-        if (pthread_mutex_trylock(&info->mutex) == 0) {
-            shutdown(info->client_fd, SHUT_RDWR);
-            pthread_mutex_unlock(&info->mutex);
-        }
-        usleep(kStopPauseUs);
-    }
-}
-
-namespace {
-
-bool is_to_stop(DbusInfo* info) {
-    return __atomic_load_n(&info->client_stop, __ATOMIC_ACQUIRE) != 0;
-}
-
-// The thread can be cancelled while it reads and after a pause between two attempts to connect, and
-// nowhere else: so it never ends with a lock that nobody releases.
-bool pause_of_reconnection(void* info) {
-    connect_pause(nullptr);
-    pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
-    pthread_testcancel();
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
-    return !is_to_stop(static_cast<DbusInfo*>(info));
-}
-
+// A cancellation reaches the thread while it waits for a record and between two attempts to
+// connect, and nowhere else: so it leaves no lock and no half record behind.
 ssize_t read_record(int fd, DbusMsg* record) {
     pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
     const ssize_t got = read(fd, record, sizeof(*record));
@@ -106,21 +74,63 @@ void store_result(DbusMethodNode* node, const DbusMsg* result) {
 }
 
 // From here on no result can come: whoever still waits for one learns it.
-void end_client_role(DbusInfo* info) {
-    set_client_state(info, kClientEnded);
-    pthread_mutex_lock(&info->mutex);
-    wake_all_calls(info);
-    pthread_mutex_unlock(&info->mutex);
+void end_client_role(State* state) {
+    set_phase(state, kClientEnded);
+    pthread_mutex_lock(&state->info->mutex);
+    wake_all_calls(state->info);
+    pthread_mutex_unlock(&state->info->mutex);
 }
 
-void end_reconnection(void* info_pointer) {
-    auto* info = static_cast<DbusInfo*>(info_pointer);
-    set_client_state(info, kClientReading);
-    release_abandoned(info);
-    pthread_mutex_unlock(&info->mutex);
+// The thread's last look at the registration, cancelled or not. The last user of the state cannot
+// dispose of it before the lock is free.
+void leave(void* state_pointer) {
+    auto* state = static_cast<State*>(state_pointer);
+    end_client_role(state);
+    pthread_mutex_lock(&state->lock);
+    if (state->left_open) {
+        close(state->info->client_fd);
+    }
+    set_phase_locked(state, kClientGone);
+    const bool last = leave_aside(&state->aside);
+    pthread_mutex_unlock(&state->lock);
+    if (last) {
+        dispose_state(state);
+    }
 }
 
-int32_t reconnect(DbusInfo* info) {
+// ---- Connecting anew
+
+bool pause_of_reconnection(void* state) {
+    connect_pause(nullptr);
+    pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
+    pthread_testcancel();
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+    return !is_to_stop(static_cast<State*>(state));
+}
+
+// Callers that come now wait for the end of the reconnection, up to their time-outs; those that
+// were on their way to the mutex get it first, so that none of them waits in it.
+void begin_reconnection(State* state) {
+    set_phase(state, kClientReconnecting);
+    while (__atomic_load_n(&state->entering, __ATOMIC_SEQ_CST) != 0) {
+        usleep(kEnteringPauseUs);
+    }
+    pthread_mutex_lock(&state->info->mutex);
+}
+
+void end_reconnection(void* state_pointer) {
+    auto* state = static_cast<State*>(state_pointer);
+    set_phase(state, kClientReading);
+    release_abandoned(state->info, &state->abandoned);
+    pthread_mutex_unlock(&state->info->mutex);
+    leave_state(state);
+}
+
+int32_t reconnect(State* state) {
+    DbusInfo* info = state->info;
+    if (is_to_stop(state)) {
+        return -1;
+    }
     if (info->server_name[0] == '\0') {
         return 0;
     }
@@ -134,16 +144,18 @@ int32_t reconnect(DbusInfo* info) {
     }
     sockaddr_un address;
     set_address_of(&address, info->server_name);
-    if (connect_patiently(info->client_fd, address, pause_of_reconnection, info)) {
+    if (connect_patiently(info->client_fd, address, pause_of_reconnection, state)) {
         return 0;
     }
-    if (!is_to_stop(info)) {
+    if (!is_to_stop(state)) {
         printf("Cannot reconnect to the server (%s) timeout\n", info->server_name);
     }
     close(info->client_fd);
     info->client_fd = -1;
     return -1;
 }
+
+// ---- The thread
 
 // Whether to go on reading after a read of 0 or less. errno is looked at first, also at the end of
 // the stream, where it stands as an earlier call left it: intended.
@@ -154,6 +166,7 @@ bool survives(DbusInfo* info, ssize_t got) {
     if (error == EINTR) {
         printf("%s %d read socket data interrupt ret:%d errno:%d (%s)\n", kFunction, __LINE__,
                result, error, strerror(error));
+        pause_at_stale_end(got);
         return true;
     }
     if (got < 0) {
@@ -176,13 +189,17 @@ void take_record(DbusInfo* info, const DbusMsg* result, ssize_t got) {
 }
 
 // One read is one record, however much it brings. False: the thread has to end.
-bool read_result(DbusInfo* info, DbusMsg* result) {
+bool read_result(State* state, DbusMsg* result) {
+    if (is_to_stop(state)) {
+        return false;
+    }
+    DbusInfo* info = state->info;
     memset_s(result, sizeof(*result), 0, sizeof(*result));
     const ssize_t got = read_record(info->client_fd, result);
     // Nothing but this read may change what the next one finds in errno.
     const int error = errno;
     bool more = true;
-    if (is_to_stop(info)) {
+    if (is_to_stop(state)) {
         more = false;
     } else if (got > 0) {
         take_record(info, result, got);
@@ -193,12 +210,60 @@ bool read_result(DbusInfo* info, DbusMsg* result) {
     return more;
 }
 
-// The thread's last look at the registration, cancelled or not.
-void leave(void* info_pointer) {
-    set_client_state(static_cast<DbusInfo*>(info_pointer), kClientGone);
+// Asks the thread to end: a flag, and the end of its connection, which wakes it.
+void request_end(State* state) {
+    __atomic_store_n(&state->stop, 1, __ATOMIC_RELEASE);
+    if (pthread_mutex_trylock(&state->info->mutex) == 0) {
+        shutdown(state->info->client_fd, SHUT_RDWR);
+        pthread_mutex_unlock(&state->info->mutex);
+    }
+}
+
+bool has_gone(const State* state) {
+    return client_phase(state) == kClientGone;
 }
 
 }  // namespace
+
+ClientPhase client_phase(const State* state) {
+    return static_cast<ClientPhase>(__atomic_load_n(&state->phase, __ATOMIC_SEQ_CST));
+}
+
+bool can_bring_results(const State* state) {
+    return client_phase(state) < kClientEnded;
+}
+
+void start_method_thread(State* state) {
+    __atomic_store_n(&state->stop, 0, __ATOMIC_RELAXED);
+    set_phase(state, kClientReading);
+    join_state(state);
+    set_flag(&state->method_started, true);
+    DbusInfo* info = state->info;
+    if (pthread_create(&info->method_thread, nullptr, Dbus_Method_Thread, info) != 0) {
+        info->method_thread = 0;  // nobody is told: intended
+        set_flag(&state->method_started, false);
+        set_phase(state, kClientGone);
+        leave_state(state);
+    }
+}
+
+// A cancellation would do as well, but needs the unwinder, which is not installed everywhere.
+bool stop_method_thread(State* state) {
+    const int64_t deadline = now_ns() + kStopBoundNs;
+    pthread_mutex_lock(&state->lock);
+    while (!has_gone(state) && now_ns() < deadline) {
+        pthread_mutex_unlock(&state->lock);
+        request_end(state);
+        pthread_mutex_lock(&state->lock);
+        if (!has_gone(state)) {
+            wait_until(&state->changed, &state->lock, now_ns() + kStopSliceNs);
+        }
+    }
+    const bool gone = has_gone(state);
+    state->left_open = !gone;
+    pthread_mutex_unlock(&state->lock);
+    return gone;
+}
 
 }  // namespace quon::dbus
 
@@ -223,27 +288,32 @@ void Dbus_Method_Msg_Result(DbusInfo* info, const DbusMsg* result) {
 
 int32_t Dbus_Method_Reconnect_Daemon(DbusInfo* info) {
     printf("%s %d server socket is closed, reconnect daemon\n", __func__, __LINE__);
-    pthread_mutex_lock(&info->mutex);
-    set_client_state(info, kClientReconnecting);
+    State* state = enter_state(info);
+    if (state == nullptr) {
+        return -1;
+    }
+    begin_reconnection(state);
     int32_t outcome = -1;
-    pthread_cleanup_push(end_reconnection, info);
-    outcome = reconnect(info);
+    pthread_cleanup_push(end_reconnection, state);
+    outcome = reconnect(state);
     pthread_cleanup_pop(1);
     return outcome;
 }
 
 void* Dbus_Method_Thread(void* info_pointer) {
-    auto* info = static_cast<DbusInfo*>(info_pointer);
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
-    set_client_state(info, kClientReading);
+    State* state = adopt_state(static_cast<DbusInfo*>(info_pointer), &State::method_started);
+    if (state == nullptr) {
+        return nullptr;
+    }
+    set_phase(state, kClientReading);
     prctl(PR_SET_NAME, kThreadName);
     DbusMsg result;
     void* outcome = nullptr;
-    pthread_cleanup_push(leave, info);
-    while (read_result(info, &result)) {
+    pthread_cleanup_push(leave, state);
+    while (read_result(state, &result)) {
     }
-    end_client_role(info);
-    outcome = is_to_stop(info) ? PTHREAD_CANCELED : nullptr;
+    outcome = is_to_stop(state) ? PTHREAD_CANCELED : nullptr;
     pthread_cleanup_pop(1);
     return outcome;
 }

@@ -5,25 +5,20 @@
 #include <stdint.h>
 
 #include "dbus_socket_common.h"
+#include "dbus_state.h"
 
 namespace quon::dbus {
 
-enum ClientState : int32_t {
-    kClientIdle = 0,
-    kClientReading = 1,
-    kClientReconnecting = 2,  // set while the registration's mutex is held for a reconnection
-    kClientEnded = 3,         // the method thread is ending: no result can come
-    kClientGone = 4,          // it touches the registration no more
-};
+ClientPhase client_phase(const State* state);
+bool can_bring_results(const State* state);
 
-ClientState client_state(DbusInfo* info);
-bool can_bring_results(DbusInfo* info);
+// Starts Dbus_Method_Thread on the connection in client_fd. Without a thread the phase is
+// kClientGone.
+void start_method_thread(State* state);
 
-// Starts Dbus_Method_Thread on the connection in client_fd.
-void start_method_thread(DbusInfo* info);
-
-// Ends it, and waits until it has left the registration. It is not joined.
-void stop_method_thread(DbusInfo* info);
+// Asks it to end and waits for that, at most a second (it may be held up in a print). False: it has
+// not ended; it closes client_fd when it does, and nobody else may.
+bool stop_method_thread(State* state);
 
 }  // namespace quon::dbus
 

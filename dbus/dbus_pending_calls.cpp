@@ -2,8 +2,8 @@
 
 #include <stddef.h>
 #include <stdlib.h>
-#include <time.h>
 
+#include "dbus_clock.h"
 #include "dbus_records.h"
 #include "securec.h"
 
@@ -33,11 +33,7 @@ DbusMethodNode* make_call() {
     memset_s(call, sizeof(*call), 0, sizeof(*call));
     call->node.request_msg = &call->request;
     pthread_mutex_init(&call->node.lock, nullptr);
-    pthread_condattr_t attributes;
-    pthread_condattr_init(&attributes);
-    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
-    pthread_cond_init(&call->node.cond, &attributes);
-    pthread_condattr_destroy(&attributes);
+    init_condition(&call->node.cond);
     return &call->node;
 }
 
@@ -62,16 +58,16 @@ void unlink_call(DbusInfo* info, const DbusMethodNode* call) {
     }
 }
 
-void abandon_call(DbusInfo* info, DbusMethodNode* call) {
-    DbusMethodNode* top = __atomic_load_n(&info->abandoned, __ATOMIC_RELAXED);
+void abandon_call(DbusMethodNode** abandoned, DbusMethodNode* call) {
+    DbusMethodNode* top = __atomic_load_n(abandoned, __ATOMIC_RELAXED);
     do {
         call_of(call)->next_abandoned = top;
-    } while (!__atomic_compare_exchange_n(&info->abandoned, &top, call, false, __ATOMIC_RELEASE,
+    } while (!__atomic_compare_exchange_n(abandoned, &top, call, false, __ATOMIC_RELEASE,
                                           __ATOMIC_RELAXED));
 }
 
-void release_abandoned(DbusInfo* info) {
-    DbusMethodNode* call = __atomic_exchange_n(&info->abandoned, nullptr, __ATOMIC_ACQUIRE);
+void release_abandoned(DbusInfo* info, DbusMethodNode** abandoned) {
+    DbusMethodNode* call = __atomic_exchange_n(abandoned, nullptr, __ATOMIC_ACQUIRE);
     while (call != nullptr) {
         DbusMethodNode* next = call_of(call)->next_abandoned;
         unlink_call(info, call);

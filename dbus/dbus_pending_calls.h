@@ -20,11 +20,11 @@ void link_call(DbusInfo* info, DbusMethodNode* call);
 void unlink_call(DbusInfo* info, const DbusMethodNode* call);
 
 // Leaves a call that has ended, made by make_call, to the next holder of the mutex. Takes no lock.
-void abandon_call(DbusInfo* info, DbusMethodNode* call);
+void abandon_call(DbusMethodNode** abandoned, DbusMethodNode* call);
 
 // Unlinks and frees what was abandoned. With the mutex held, or with nobody else using the
 // registration.
-void release_abandoned(DbusInfo* info);
+void release_abandoned(DbusInfo* info, DbusMethodNode** abandoned);
 
 // The first call from the head that `result` answers, or null. With the mutex held.
 DbusMethodNode* find_call(DbusInfo* info, const DbusMsg* result);

@@ -3,10 +3,17 @@
 #include <errno.h>
 #include <string.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include "securec.h"
 
 namespace quon::dbus {
+
+namespace {
+
+constexpr useconds_t kStaleEndPauseUs = 10'000;
+
+}  // namespace
 
 Sent send_record(int fd, const DbusMsg* record) {
     const ssize_t sent = send(fd, record, sizeof(*record), MSG_DONTWAIT | MSG_NOSIGNAL);
@@ -20,6 +27,12 @@ Sent send_record(int fd, const DbusMsg* record) {
     // would take the next record from its middle: end the connection instead.
     shutdown(fd, SHUT_RDWR);
     return Sent::kFailed;
+}
+
+void pause_at_stale_end(ssize_t got) {
+    if (got == 0) {
+        usleep(kStaleEndPauseUs);
+    }
 }
 
 bool same_name(const char* one, const char* other) {

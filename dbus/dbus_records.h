@@ -3,6 +3,7 @@
 #define DBUS_RECORDS_H
 
 #include <stddef.h>
+#include <sys/types.h>
 
 #include "dbus_socket_common.h"
 
@@ -15,6 +16,11 @@ enum class Sent { kWhole, kNoRoom, kFailed };
 
 // One write of the whole record, without waiting: it goes whole or not at all.
 Sent send_record(int fd, const DbusMsg* record);
+
+// After a read of `got` that counts as interrupted. At the end of the stream, where an earlier
+// interruption still shows in errno, the next read finds the same at once: it is made to wait, so
+// that it costs neither a processor nor a full log.
+void pause_at_stale_end(ssize_t got);
 
 // Names of messages are read as at most 64 bytes, terminated or not.
 bool same_name(const char* one, const char* other);

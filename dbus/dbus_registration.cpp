@@ -7,9 +7,9 @@
 
 #include "dbus_method_thread.h"
 #include "dbus_module.h"
-#include "dbus_pending_calls.h"
 #include "dbus_socket_common.h"
 #include "dbus_sockets.h"
+#include "dbus_state.h"
 #include "securec.h"
 
 namespace {
@@ -46,7 +46,19 @@ bool bind_listener(DbusInfo* info) {
     return true;
 }
 
-bool start_server_role(DbusInfo* info) {
+void start_listen_thread(State* state) {
+    join_state(state);
+    set_flag(&state->listener_started, true);
+    DbusInfo* info = state->info;
+    if (pthread_create(&info->listen_thread, nullptr, Dbus_Listen_Thread, info) != 0) {
+        info->listen_thread = 0;  // nobody is told: intended
+        set_flag(&state->listener_started, false);
+        leave_state(state);
+    }
+}
+
+bool start_server_role(State* state) {
+    DbusInfo* info = state->info;
     info->listen_fd = open_socket();
     if (info->listen_fd < 0) {
         puts(kNoSocket);
@@ -56,13 +68,12 @@ bool start_server_role(DbusInfo* info) {
     if (!bind_listener(info)) {
         return false;
     }
-    if (pthread_create(&info->listen_thread, nullptr, Dbus_Listen_Thread, info) != 0) {
-        info->listen_thread = 0;  // nobody is told: intended
-    }
+    start_listen_thread(state);
     return true;
 }
 
-bool start_client_role(DbusInfo* info) {
+bool start_client_role(State* state) {
+    DbusInfo* info = state->info;
     info->client_fd = open_socket();
     if (info->client_fd < 0) {
         puts(kNoSocket);
@@ -77,8 +88,36 @@ bool start_client_role(DbusInfo* info) {
         info->client_fd = 0;
         return false;
     }
-    start_method_thread(info);
+    start_method_thread(state);
     return true;
+}
+
+bool start_roles(State* state) {
+    const DbusInfo* info = state->info;
+    if (info->count != 0 && !start_server_role(state)) {
+        return false;
+    }
+    return info->server_name[0] == '\0' || start_client_role(state);
+}
+
+// From here on the listen thread leaves listen_fd alone, whose number may come to mean another
+// file.
+void end_server_role(State* state) {
+    pthread_mutex_lock(&state->lock);
+    set_flag(&state->unregistered, true);
+    pthread_mutex_unlock(&state->lock);
+}
+
+// Whether the client role's descriptor is the caller's to close.
+bool end_client_role(DbusInfo* info, State* state) {
+    if (info->method_thread == 0) {
+        return true;
+    }
+    if (state == nullptr || client_phase(state) == kClientIdle) {
+        pthread_cancel(info->method_thread);  // not Dbus_Method_Thread
+        return true;
+    }
+    return stop_method_thread(state);
 }
 
 }  // namespace
@@ -108,22 +147,25 @@ void DbusInfo_Free(DbusInfo* info) {
     if (info == nullptr) {
         return;
     }
-    release_abandoned(info);
-    for (int32_t i = 0; i < info->count; i++) {
-        free(info->interfaces[i]);
-    }
-    free(info);
+    release_record(info);
 }
 
 int32_t Dbus_Register(DbusInfo* info) {
+    State* state = enter_state(info);
+    if (state == nullptr) {
+        printf("%s malloc DbusInfo error\n", __func__);
+        return -1;
+    }
     pthread_mutex_init(&info->mutex, nullptr);
-    if (info->count != 0 && !start_server_role(info)) {
-        return -1;
+    set_flag(&state->unregistered, false);
+    set_flag(&state->registered, true);
+    if (start_roles(state)) {
+        return 0;
     }
-    if (info->server_name[0] != '\0' && !start_client_role(info)) {
-        return -1;
-    }
-    return 0;
+    // The caller is to free the record; what of the server role runs uses the state by itself.
+    set_flag(&state->registered, false);
+    leave_state(state);
+    return -1;
 }
 
 int32_t Dbus_UnRegister(DbusInfo* info) {
@@ -132,18 +174,24 @@ int32_t Dbus_UnRegister(DbusInfo* info) {
     if (info->count != 0 && info->spare_thread != 0) {
         pthread_cancel(info->spare_thread);
     }
-    if (info->method_thread != 0) {
-        stop_method_thread(info);
+    State* state = find_state(info);
+    if (state != nullptr) {
+        end_server_role(state);
     }
-    pthread_mutex_destroy(&info->mutex);
+    const bool client_ended = end_client_role(info, state);
     if (info->listen_fd != 0) {
         close(info->listen_fd);
     }
-    if (info->client_fd != 0) {
+    if (info->client_fd != 0 && client_ended) {
         close(info->client_fd);
     }
     if (info->path[0] != '\0') {
         unlink(info->path);
+    }
+    if (state == nullptr) {
+        pthread_mutex_destroy(&info->mutex);
+    } else if (swap_flag(&state->registered, false)) {
+        leave_state(state);  // the last user destroys the mutex
     }
     return 0;
 }

@@ -2,11 +2,20 @@
 //
 // One registration record, DbusInfo, carries the server role (members that this process offers),
 // the client role (the process whose members it calls) or both. Every name is NUL-terminated within
-// its field; integers are in the host's byte order. Most messages go to standard output.
+// its field; integers are in the host's byte order.
+//
+// Messages: the library says what goes wrong on the standard output of its process (the server role
+// logs the rest, tag "DBUS"); a process whose standard output nobody reads is held up by it.
+// Signals: a handler that is installed without SA_RESTART and runs on a thread of the library
+// interrupts its call. The listen thread ends then, as after any failed accept; connection and
+// method threads report it and read on. So block signals in a thread before it calls Dbus_Register
+// or Dbus_Client_Connect (threads inherit the mask) and take them elsewhere. SIGPIPE: no write of
+// the library raises it.
 #ifndef DBUS_SOCKET_COMMON_H
 #define DBUS_SOCKET_COMMON_H
 
 #include <pthread.h>
+#include <stddef.h>
 #include <stdint.h>
 
 #ifdef __cplusplus
@@ -43,9 +52,12 @@ typedef struct DbusMsg {
     uint8_t data[DBUS_DATA_SIZE];
 } DbusMsg;
 
-// Handlers run on a bus thread of their own each, concurrently, without any bus lock held.
-// `request` is the record's payload (DBUS_DATA_SIZE bytes, 4-byte aligned); `request_len` is the
-// record's data_len as the peer sent it, bit for bit, unchecked.
+// Handlers run on a bus thread of their own each, concurrently, without any bus lock held, on a
+// stack of the size that the process asked for (Dbus_SetThreadStack). They may block; they must not
+// end their thread. When no thread can be made for a message, its connection's thread runs the
+// handler, and the peer's next message waits. `request` is the record's payload (DBUS_DATA_SIZE
+// bytes, 4-byte aligned); `request_len` is the record's data_len as the peer sent it, bit for bit,
+// unchecked.
 typedef void (*DbusSignalHandler)(const uint8_t* request, int32_t request_len);
 // `reply` is cleared and has `reply_capacity` (DBUS_DATA_SIZE) bytes. Returns the reply's length,
 // or a negative value that the caller gets as the result.
@@ -70,10 +82,11 @@ typedef struct DbusMethodNode {
     struct DbusMethodNode* next;
 } DbusMethodNode;
 
+// A registration. DbusInfo_Alloc makes one, but any cleared record of these fields will do.
 typedef struct DbusInfo {
     char name[DBUS_NAME_SIZE];         // own bus name
     char server_name[DBUS_NAME_SIZE];  // process to connect to; empty: no client role
-    int32_t count;                     // entries; not 0: server role
+    int32_t count;                     // entries, at most 256; not 0: server role
     DbusInterface* interfaces[DBUS_INTERFACE_MAX];
     DbusMethodNode* method_list;  // under `mutex`
     int32_t listen_fd;            // 0: none
@@ -83,32 +96,66 @@ typedef struct DbusInfo {
     pthread_t spare_thread;       // never filled: intended
     pthread_t listen_thread;
     pthread_mutex_t mutex;  // result writes, method_list, client_fd
-    // The calling side's own; accessed atomically.
-    int32_t client_state;              // of the method thread
-    int32_t client_stop;               // not 0: the method thread is to end
-    struct DbusMethodNode* abandoned;  // ended calls that could not leave method_list in time
 } DbusInfo;
 
-// Returns a cleared record with `count` cleared entries (none when count is 0 or less; at most
-// 256), or null with a message. When an entry cannot be allocated, those made before leak:
-// intended.
+// Returns a cleared record with `count` cleared entries, or null with a message. `count` is not
+// checked: 0 or less makes no entries, more than 256 writes
+// outside the record. When an entry cannot be allocated, those made before leak: intended.
 DbusInfo* DbusInfo_Alloc(int32_t count);
 
-// Frees the entries and the record; closes nothing and stops nothing. Call Dbus_UnRegister first.
+// Frees the entries and the record, which DbusInfo_Alloc has made (null: nothing); closes nothing
+// and stops nothing. Call Dbus_UnRegister first. As long as threads of the library still use the
+// record (the listen thread, which outlives Dbus_UnRegister, and open connections), it stays
+// allocated and the last of them frees it.
 void DbusInfo_Free(DbusInfo* info);
 
+// Stack of the threads that the server role makes for connections and messages, in bytes; less than
+// the C library's least counts as that, and 0, as at the start, is its default for threads.
+// Concerns connections that come afterwards: call it before Dbus_Register. Handlers run on that
+// stack, on top of 8 KiB for the library.
+void Dbus_SetThreadStack(size_t bytes);
+
 // Opens the sockets and starts the threads of the roles that the record asks for. The record must
-// live until Dbus_UnRegister. Blocks up to about 5 s while the server of the client role does not
-// answer. Returns 0, or -1 with a message and the failed role's socket closed; the server role may
-// be left running when only the client role failed.
+// live, and its names and entries stay as they are, until Dbus_UnRegister and for as long as
+// connections of the server role are open. Blocks up to about 5 s while the server of the client
+// role does not answer. Returns 0, or -1 with a message and the failed role's socket closed; the
+// server role may be left running when only the client role failed.
+//
+// Threads that cannot be made are not reported: without its listen thread a server accepts nobody,
+// and without its method thread a client's calls and signals end with DBUS_CALL_NO_CONNECTION at
+// once.
+//
+// A peer that does not read its results holds up nobody else: they wait for it in order, and when
+// 1024 wait, its requests are no longer read. A connection whose descriptor is among the last 16
+// below the soft limit, or below 1024 (among the last quarter, where the limit is below 64), is
+// closed at once, with a log line. A failed accept ends the listening, whatever the reason: later
+// peers are refused, open connections go on.
 int32_t Dbus_Register(DbusInfo* info);
 
-// Closes the sockets, unlinks the socket file and cancels the method thread, which has left the
-// record when this returns. Joins nothing: the connection and message threads go on until their
-// reads and writes fail. Returns 0.
+// For the end of a process: closes the sockets, unlinks the socket file and ends the method thread,
+// which it waits for at most a second. The listen thread and the threads of open connections run
+// on; they keep the record in use. A method thread that has not ended in time (the process's
+// standard output takes nothing, say) ends later and closes the connection then: until it does the
+// record must not be freed by anything but DbusInfo_Free, which waits for it. No call may be in
+// progress. Returns 0.
 int32_t Dbus_UnRegister(DbusInfo* info);
 
-// Thread functions, started by Dbus_Register and by each other.
+// What the listen thread hands to a connection thread, which frees it (malloc).
+typedef struct ListenArgs {
+    DbusInfo* info;
+    int32_t fd;  // closed by the connection thread, or by its last message thread
+} ListenArgs;
+
+// What a connection thread hands to a message thread, which frees it (malloc).
+typedef struct DbusProcessArgs {
+    DbusInfo* info;
+    DbusMsg msg;
+    int32_t fd;  // stays open
+} DbusProcessArgs;
+
+// Thread functions, started by Dbus_Register and by each other; a process may start them itself,
+// with records of exactly these fields. Dbus_Method_Thread can be cancelled between two messages
+// only.
 void* Dbus_Listen_Thread(void* info);      // DbusInfo*
 void* Dbus_ReadWrite_Thread(void* args);   // ListenArgs*
 void* Dbus_ReadWrite_Process(void* args);  // DbusProcessArgs*
@@ -136,13 +183,20 @@ typedef struct DbusReply {
 
 // Registers a client role: bus name `name`, connected to the process `server_name`. A server that
 // does not listen yet is waited for up to `wait_ms` milliseconds, quietly (0: one attempt; a server
-// that listens but does not accept may cost a second more); a negative value registers as
+// that listens but does not accept fails it after a millisecond); a negative value registers as
 // Dbus_Register does (100 attempts, about 5 s, and a message). Returns a registration to be
-// released with Dbus_Client_Disconnect, or null. Writes to it raise no SIGPIPE.
+// released with Dbus_Client_Disconnect, or null.
+//
+// When the server has closed the connection, the method thread connects anew by itself, for about
+// 5 s. After that, or after a read error (a server that was killed with requests unread), it has
+// ended, and calls in progress end with DBUS_CALL_NO_CONNECTION. The next call or signal then
+// connects anew, once: one attempt, within its own time-out when the server is there but busy. It
+// does so too where the method thread could not be made.
 DbusInfo* Dbus_Client_Connect(const char* name, const char* server_name, int32_t wait_ms);
 
 // Calls the method `member` with `len` bytes of `data` (null only when len is 0) and waits up to
-// `timeout_ms` milliseconds (0 or more). `reply` may be null; it is filled in with DBUS_CALL_OK
+// `timeout_ms` milliseconds for a way to send it and for its result together. 0 does not wait; a
+// negative value is DBUS_CALL_INVALID. `reply` may be null; it is filled in with DBUS_CALL_OK
 // only. Any number of threads may call over one registration at once.
 DbusCallStatus Dbus_Method_Call(DbusInfo* info, const char* member, const uint8_t* data,
                                 uint32_t len, int32_t timeout_ms, DbusReply* reply);
@@ -152,7 +206,8 @@ DbusCallStatus Dbus_Method_Call(DbusInfo* info, const char* member, const uint8_
 DbusCallStatus Dbus_Signal_Send(DbusInfo* info, const char* member, const uint8_t* data,
                                 uint32_t len, int32_t timeout_ms);
 
-// Ends the client role and frees the registration. No call may be in progress or follow.
+// Ends the client role and frees the registration, now or, as Dbus_UnRegister tells, when its
+// method thread ends. Waits at most a second. No call may be in progress or follow.
 void Dbus_Client_Disconnect(DbusInfo* info);
 
 #ifdef __cplusplus

@@ -1,6 +1,6 @@
 #include "dbus_sockets.h"
 
-#include <fcntl.h>
+#include <errno.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -18,35 +18,46 @@ constexpr int kConnectAttempts = 100;
 constexpr useconds_t kConnectPauseUs = 50'000;
 // How long one attempt waits for a server that listens but whose queue is full. Without a bound
 // such a server (a stopped process) would hold the caller for ever.
-constexpr suseconds_t kBriefWaitUs = 1'000;
-constexpr suseconds_t kPatientWaitUs = 999'999;
+constexpr suseconds_t kFullQueueUs = 1'000;
 
 // Room for a record: the kernel doubles the value. A write of up to half of the doubled size goes
 // into one kernel buffer, so that a record is taken whole or (EAGAIN) not at all, whatever is
 // queued already. Readiness for writing is reported once less than a quarter is in use.
-constexpr int kSendBuffer = 64 * 1024;
+constexpr int kLeastSendBuffer = 64 * 1024;
 
-bool attempt(int fd, const sockaddr_un& address, suseconds_t wait_us) {
-    const timeval bound{0, wait_us};
+int with_room_for_records(int fd) {
+    int size = 0;
+    socklen_t length = sizeof(size);
+    if (fd >= 0 && getsockopt(fd, SOL_SOCKET, SO_SNDBUF, &size, &length) == 0 &&
+        size < 2 * kLeastSendBuffer) {
+        setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &kLeastSendBuffer, sizeof(kLeastSendBuffer));
+    }
+    return fd;
+}
+
+bool attempt(int fd, const sockaddr_un& address) {
+    const timeval bound{0, kFullQueueUs};
     const timeval none{0, 0};
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &bound, sizeof(bound));
     const bool connected =
         connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+    const int error = errno;
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &none, sizeof(none));
+    errno = error;
     return connected;
 }
 
 }  // namespace
 
 int open_socket() {
-    return prepare_socket(quon_socket(AF_UNIX, SOCK_STREAM, 0));
+    return with_room_for_records(quon_socket(AF_UNIX, SOCK_STREAM, 0));
 }
 
-int prepare_socket(int fd) {
-    if (fd >= 0) {
-        setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof(kSendBuffer));
-    }
-    return fd;
+int accept_socket(int listener) {
+    sockaddr_un peer;
+    socklen_t length = sizeof(peer);
+    return with_room_for_records(
+        quon_accept(listener, reinterpret_cast<sockaddr*>(&peer), &length, 0));
 }
 
 void set_address(sockaddr_un* address, const char* path) {
@@ -64,7 +75,7 @@ void set_address_of(sockaddr_un* address, const char* name) {
 
 bool connect_patiently(int fd, const sockaddr_un& address, PauseFunction pause, void* context) {
     for (int i = 0; i < kConnectAttempts; i++) {
-        if (attempt(fd, address, kBriefWaitUs)) {
+        if (attempt(fd, address)) {
             return true;
         }
         if (!pause(context)) {
@@ -75,7 +86,7 @@ bool connect_patiently(int fd, const sockaddr_un& address, PauseFunction pause, 
 }
 
 bool connect_once(int fd, const sockaddr_un& address) {
-    return attempt(fd, address, kPatientWaitUs);
+    return attempt(fd, address);
 }
 
 bool connect_pause(void* /*context*/) {

@@ -6,11 +6,11 @@
 
 namespace quon::dbus {
 
-// A stream socket that commands started by this process do not inherit, or -1.
+// A stream socket fit for records, that commands started by this process never inherit, or -1.
 int open_socket();
 
-// Makes a socket fit for records: see the comment in dbus_sockets.cpp. Returns fd; -1 stays -1.
-int prepare_socket(int fd);
+// The next peer's, likewise.
+int accept_socket(int listener);
 
 // Fills in the address of the socket file `path`, cut to 107 characters.
 void set_address(sockaddr_un* address, const char* path);
@@ -24,7 +24,7 @@ using PauseFunction = bool (*)(void* context);
 // Connects, at most 100 times, with a pause after each failed attempt (the last one too).
 bool connect_patiently(int fd, const sockaddr_un& address, PauseFunction pause, void* context);
 
-// One attempt. A listening server whose queue is full gets up to a second.
+// One attempt. A listening server whose queue is full gets a millisecond; then errno is EAGAIN.
 bool connect_once(int fd, const sockaddr_un& address);
 
 // 50,000 microseconds, the pause between attempts. Never gives up.

@@ -1,31 +1,39 @@
 #include "dbus_threads.h"
 
-#include <pthread.h>
 #include <stddef.h>
 
+#include "dbus_socket_common.h"
 #include "quon_platform.h"
-
-namespace quon::dbus {
 
 namespace {
 
-// Threads are many and their work is shallow.
-constexpr size_t kThreadStack = size_t{64} * 1024;
+size_t wanted_stack = 0;  // atomic
 
 }  // namespace
 
-bool start_thread(void* (*function)(void*), void* argument) {
-    pthread_attr_t attributes;
-    if (pthread_attr_init(&attributes) != 0) {
-        return false;
+namespace quon::dbus {
+
+ThreadKind::ThreadKind() {
+    pthread_attr_init(&attributes_);
+    pthread_attr_setdetachstate(&attributes_, PTHREAD_CREATE_DETACHED);
+    const size_t stack = __atomic_load_n(&wanted_stack, __ATOMIC_RELAXED);
+    if (stack != 0) {
+        // A size that is refused leaves the default: a large thread is better than none.
+        (void)quon_set_thread_stack(&attributes_, stack);
     }
-    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-    // A size that is refused leaves the default: a large thread is better than none.
-    (void)quon_set_thread_stack(&attributes, kThreadStack);
+}
+
+ThreadKind::~ThreadKind() {
+    pthread_attr_destroy(&attributes_);
+}
+
+bool ThreadKind::start(void* (*function)(void*), void* argument) const {
     pthread_t thread;
-    const bool started = pthread_create(&thread, &attributes, function, argument) == 0;
-    pthread_attr_destroy(&attributes);
-    return started;
+    return pthread_create(&thread, &attributes_, function, argument) == 0;
 }
 
 }  // namespace quon::dbus
+
+void Dbus_SetThreadStack(size_t bytes) {
+    __atomic_store_n(&wanted_stack, bytes, __ATOMIC_RELAXED);
+}

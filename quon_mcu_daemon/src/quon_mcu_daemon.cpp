@@ -12,6 +12,7 @@
 #include <atomic>
 
 #include "daemon_log.h"
+#include "dbus_socket_common.h"
 #include "mcu_ops.h"
 #include "quon_descriptor.h"
 #include "quon_platform.h"
@@ -22,6 +23,8 @@ namespace {
 
 constexpr char VERSION[] = "V1.0";
 constexpr rlim_t DESCRIPTORS = 1024;  // the hand-off's select watches no more
+// Threads are many and their work is shallow; default stacks would fill the address space.
+constexpr size_t BUS_THREAD_STACK = size_t{64} * 1024;
 constexpr unsigned LONGEST_END_S = 1;
 constexpr useconds_t RUN_FLAG_PAUSE_US = 1000;
 
@@ -170,6 +173,7 @@ int main() {
     buffer_output_by_lines();
     quon_limit_malloc_arenas();
     raise_descriptor_limit();
+    Dbus_SetThreadStack(BUS_THREAD_STACK);
     DAEMON_LOG(QN_LOG_INFO, "Ver:%s Build time: %s %s\n", VERSION, __DATE__, __TIME__);
     arrange_signals();
 

@@ -112,6 +112,13 @@ RawPeer::RawPeer(RawPeer&& other) noexcept
       pending_(std::move(other.pending_)),
       ended_(other.ended_) {}
 
+RawPeer& RawPeer::operator=(RawPeer&& other) noexcept {
+    std::swap(descriptor_, other.descriptor_);
+    std::swap(pending_, other.pending_);
+    std::swap(ended_, other.ended_);
+    return *this;
+}
+
 RawPeer RawPeer::connect_to(const std::string& bus_name) {
     RawPeer peer(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const sockaddr_un address = address_of(bus_name);

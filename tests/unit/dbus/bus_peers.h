@@ -40,6 +40,7 @@ class RawPeer {
     explicit RawPeer(int descriptor) : descriptor_(descriptor) {}
     ~RawPeer() { close_now(); }
     RawPeer(RawPeer&& other) noexcept;
+    RawPeer& operator=(RawPeer&& other) noexcept;
     RawPeer(const RawPeer&) = delete;
     RawPeer& operator=(const RawPeer&) = delete;
 

@@ -409,9 +409,6 @@ TEST_F(ACaller, LearnsOfALostConnectionAfterAReadError) {
     reset_connection();
     early.join();
     EXPECT_EQ(status, DBUS_CALL_NO_CONNECTION);
-    EXPECT_EQ(call(client_, "method.x", "", 60000), DBUS_CALL_NO_CONNECTION);
-    EXPECT_EQ(Dbus_Signal_Send(client_.get(), "signal.x", nullptr, 0, 60000),
-              DBUS_CALL_NO_CONNECTION);
 }
 
 // The write itself fails, with the reading side still open. SIGPIPE has its default action here.
@@ -530,7 +527,7 @@ TEST(Connecting, DoesNotHangInTheQueueOfAServerThatNeverAccepts) {
     }
     const std::int64_t begin = now_ms();
     EXPECT_EQ(connect_client(name), nullptr);
-    EXPECT_LT(now_ms() - begin, 2000 + kSlack);
+    EXPECT_LT(now_ms() - begin, kSlack);
 }
 
 TEST(Connecting, IsTheSameOnARegistrationOfOnesOwn) {

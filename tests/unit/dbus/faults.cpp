@@ -1,5 +1,6 @@
 #include "faults.h"
 
+#include <poll.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -26,6 +27,12 @@ struct Plan {
 
 std::array<Plan, 4> plans;
 std::atomic<std::size_t> cut_to{0};
+std::atomic<int> thread_limit{-1};
+std::atomic<int> live_threads{0};
+std::atomic<int> last_slack{0};
+std::atomic<int> room_waits{0};
+std::atomic<int> room_waiters{0};
+std::atomic<int> most_room_waiters{0};
 
 constexpr int kUncleared = 0xA5;
 
@@ -63,6 +70,41 @@ struct Record {
 Record& record() {
     static auto* const only = new Record;
     return *only;
+}
+
+// A thread that counts for the limit until it ends, also by cancellation.
+struct Counted {
+    void* (*function)(void*);
+    void* argument;
+    bool counts;
+};
+
+struct Uncounted {
+    explicit Uncounted(bool counts) : counts_(counts) {}
+    ~Uncounted() { live_threads -= counts_ ? 1 : 0; }
+    Uncounted(const Uncounted&) = delete;
+    Uncounted& operator=(const Uncounted&) = delete;
+
+  private:
+    bool counts_;
+};
+
+void* run_counted(void* counted_pointer) {
+    const Counted counted = *static_cast<Counted*>(counted_pointer);
+    delete static_cast<Counted*>(counted_pointer);
+    const Uncounted at_end(counted.counts);
+    return counted.function(counted.argument);
+}
+
+bool may_start_a_thread() {
+    if (thread_limit < 0) {
+        return true;
+    }
+    if (++live_threads <= thread_limit) {
+        return true;
+    }
+    --live_threads;
+    return false;
 }
 
 std::array<std::atomic<void*>, 16> allocations;
@@ -118,6 +160,29 @@ void forget_calls() {
     record().threads.clear();
     record().pauses.clear();
     record().names.clear();
+    room_waits = 0;
+    most_room_waiters = 0;
+}
+
+int slack_at_last_pause() {
+    return last_slack;
+}
+
+int waits_for_room() {
+    return room_waits;
+}
+
+int most_waiters_for_room() {
+    return most_room_waiters;
+}
+
+void limit_threads(int most) {
+    live_threads = 0;
+    thread_limit = most;
+}
+
+void lift_thread_limit() {
+    thread_limit = -1;
 }
 
 void cut_next_send(std::size_t bytes) {
@@ -139,6 +204,8 @@ int __real_listen(int fd, int backlog);
 int __real_connect(int fd, const sockaddr* address, socklen_t length);
 ssize_t __real_send(int fd, const void* bytes, std::size_t size, int flags);
 int __real_usleep(useconds_t us);
+int __real_poll(pollfd* fds, nfds_t count, int timeout);
+int __real_accept4(int fd, sockaddr* address, socklen_t* length, int flags);
 int __real_prctl(int option, ...);
 
 void* __wrap_malloc(std::size_t size) {
@@ -160,7 +227,7 @@ void* __wrap_malloc(std::size_t size) {
 
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                           void* (*function)(void*), void* argument) {
-    if (takes(Fault::kThread)) {
+    if (takes(Fault::kThread) || !may_start_a_thread()) {
         return EAGAIN;
     }
     ThreadStart start{function, attributes == nullptr, 0, false};
@@ -174,7 +241,8 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
         const std::lock_guard guard(record().lock);
         record().threads.push_back(start);
     }
-    return __real_pthread_create(thread, attributes, function, argument);
+    return __real_pthread_create(thread, attributes, run_counted,
+                                 new Counted{function, argument, thread_limit >= 0});
 }
 
 int __wrap_socket(int family, int type, int protocol) {
@@ -234,7 +302,32 @@ int __wrap_usleep(useconds_t us) {
         const std::lock_guard guard(record().lock);
         record().pauses[us]++;
     }
+    if (us == 1000) {
+        last_slack = prctl(PR_GET_TIMERSLACK);
+    }
     return us == 50000 ? 0 : __real_usleep(us);
+}
+
+int __wrap_poll(pollfd* fds, nfds_t count, int timeout) {
+    if (count != 1 || fds[0].events != POLLOUT) {
+        return __real_poll(fds, count, timeout);
+    }
+    room_waits++;
+    const int now = ++room_waiters;
+    int most = most_room_waiters;
+    while (most < now && !most_room_waiters.compare_exchange_weak(most, now)) {
+    }
+    const int result = __real_poll(fds, count, timeout);
+    room_waiters--;
+    return result;
+}
+
+int __wrap_accept4(int fd, sockaddr* address, socklen_t* length, int flags) {
+    {
+        const std::lock_guard guard(record().lock);
+        record().calls.accept_flags.push_back(flags);
+    }
+    return __real_accept4(fd, address, length, flags);
 }
 
 int __wrap_prctl(int option, ...) {

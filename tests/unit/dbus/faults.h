@@ -34,15 +34,23 @@ std::vector<ThreadStart> threads_started();
 
 struct Calls {
     std::vector<std::string> sockets;  // "family type protocol"
-    std::vector<std::string> binds;    // "family path length"
+    std::vector<int> accept_flags;
+    std::vector<std::string> binds;  // "family path length"
     std::vector<int> backlogs;
     std::vector<std::size_t> sends;
     int connects = 0;
 };
 Calls calls();
+int slack_at_last_pause();               // of a thread whose pause is 1000 microseconds
+int waits_for_room();                    // polls for room that have begun
+int most_waiters_for_room();             // of them at once
 int pauses_of(useconds_t us);            // those of 50,000 microseconds are counted, but not slept
 std::vector<std::string> names_given();  // to threads, by prctl
 void forget_calls();
+
+// No thread more can be made while so many live that were made since.
+void limit_threads(int most);
+void lift_thread_limit();
 
 // The next send puts only so many bytes on the socket.
 void cut_next_send(std::size_t bytes);

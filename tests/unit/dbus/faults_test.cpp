@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
@@ -157,14 +159,17 @@ TEST(AClientWithoutAMethodThread, IsRegisteredAndItsCallsFailAtOnce) {
 
 // ---- Server
 
+// Its arguments and its own record.
 TEST(AConnectionWhoseArgumentsCannotBeAllocated, IsClosedAndListeningGoesOn) {
     const std::string name = fresh_name();
     start_server(name, {{.name = "method.one", .method = answer_one}});
-    const OutputCapture capture;
-    fail_next(Fault::kMalloc, 1, 0, Where::kOtherThreads);
-    RawPeer refused = RawPeer::connect_to(name);
-    EXPECT_TRUE(refused.sees_end());
-    EXPECT_EQ(capture.text(), "Dbus_Listen_Thread malloc ListenArgs failed\n");
+    for (const int passing : {0, 1}) {
+        const OutputCapture capture;
+        fail_next(Fault::kMalloc, 1, passing, Where::kOtherThreads);
+        RawPeer refused = RawPeer::connect_to(name);
+        EXPECT_TRUE(refused.sees_end());
+        EXPECT_EQ(capture.text(), "Dbus_Listen_Thread malloc ListenArgs failed\n");
+    }
     RawPeer peer = RawPeer::connect_to(name);
     EXPECT_TRUE(serves(peer));
 }
@@ -186,14 +191,12 @@ TEST(AMessageThatCannotBeAllocated, EndsItsConnectionWithALogLine) {
     const std::string name = fresh_name();
     start_server(name, {{.name = "method.one", .method = answer_one}});
     const LogRecords log;
-    for (const int passing : {1, 2}) {
-        fail_next(Fault::kMalloc, 1, passing, Where::kOtherThreads);
-        RawPeer peer = RawPeer::connect_to(name);
-        EXPECT_TRUE(peer.sees_end()) << passing;
-    }
+    fail_next(Fault::kMalloc, 1, 2, Where::kOtherThreads);
+    RawPeer refused = RawPeer::connect_to(name);
+    EXPECT_TRUE(refused.sees_end());
     const LogLine line{1, "DBUS", "dbus_socket_common", "Dbus_ReadWrite_Thread",
                        "alloc msg failed\n"};
-    EXPECT_EQ(log.lines(), (std::vector<LogLine>{line, line}));
+    EXPECT_EQ(log.lines(), std::vector<LogLine>{line});
     RawPeer peer = RawPeer::connect_to(name);
     EXPECT_TRUE(serves(peer));
 }
@@ -215,21 +218,129 @@ TEST(AMessageWithoutAThread, IsHandledByItsConnectionsThread) {
     EXPECT_EQ(threads_started().size(), 1U);
 }
 
-TEST(TheThreadsOfAConnection, AreDetachedAndHaveSmallStacks) {
+std::size_t default_stack() {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    std::size_t size = 0;
+    pthread_attr_getstacksize(&attributes, &size);
+    pthread_attr_destroy(&attributes);
+    return size;
+}
+
+struct StackRow {
+    const char* what;
+    std::size_t wanted;
+    std::size_t made;
+};
+
+TEST(TheThreadsOfAConnection, AreDetachedAndHaveTheStackThatTheProcessAskedFor) {
+    const auto least = static_cast<std::size_t>(PTHREAD_STACK_MIN);
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "method.one", .method = answer_one}});
+    RawPeer before = RawPeer::connect_to(name);
+    ASSERT_TRUE(serves(before));
+    // A new connection is made with the listener's stack size, which is as it was at its start.
+    for (const StackRow& row :
+         {StackRow{"none", 0, default_stack()}, StackRow{"256 KiB", 262144, 262144},
+          StackRow{"64 KiB", 65536, std::max<std::size_t>(65536, least)},
+          StackRow{"too little", 1, least}}) {
+        SCOPED_TRACE(row.what);
+        Dbus_SetThreadStack(row.wanted);
+        const std::string own = fresh_name();
+        start_server(own, {{.name = "method.one", .method = answer_one}});
+        forget_calls();
+        RawPeer peer = RawPeer::connect_to(own);
+        EXPECT_TRUE(serves(peer));
+        const std::vector<ThreadStart> started = threads_started();
+        ASSERT_EQ(started.size(), 2U);
+        EXPECT_EQ(started[0].function, &Dbus_ReadWrite_Thread);
+        EXPECT_EQ(started[1].function, &Dbus_ReadWrite_Process);
+        for (const ThreadStart& start : started) {
+            EXPECT_TRUE(start.detached);
+            EXPECT_EQ(start.stack, row.made);
+        }
+    }
+    Dbus_SetThreadStack(0);
+    EXPECT_TRUE(serves(before));
+}
+
+std::int32_t fill_the_stack(const std::uint8_t* /*request*/, std::int32_t /*len*/,
+                            std::uint8_t* reply, std::int32_t /*capacity*/) {
+    volatile std::uint8_t large[96 * 1024];
+    for (std::size_t i = 0; i < sizeof(large); i += 1024) {
+        large[i] = 1;
+    }
+    reply[0] = static_cast<std::uint8_t>('0' + large[1024]);
+    return 1;
+}
+
+TEST(AHandlerWithALargeArray, FindsRoomOnTheStackThatALibraryMakesByItself) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "method.one", .method = fill_the_stack}});
+    RawPeer peer = RawPeer::connect_to(name);
+    EXPECT_TRUE(serves(peer));
+}
+
+TEST(ThePauseAfterAMethod, HasATimerSlackOfOneNanosecond) {
+    const std::string name = fresh_name();
+    start_server(name, {{.name = "method.one", .method = answer_one}});
+    RawPeer peer = RawPeer::connect_to(name);
+    EXPECT_TRUE(serves(peer));
+    EXPECT_EQ(slack_at_last_pause(), 1);
+}
+
+// On each socket from its first moment: a command may start at any time.
+TEST(TheSocketsOfConnections, AreMadeClosedOnExec) {
     const std::string name = fresh_name();
     start_server(name, {{.name = "method.one", .method = answer_one}});
     forget_calls();
     RawPeer peer = RawPeer::connect_to(name);
     EXPECT_TRUE(serves(peer));
-    const std::vector<ThreadStart> started = threads_started();
-    ASSERT_EQ(started.size(), 2U);
-    EXPECT_EQ(started[0].function, &Dbus_ReadWrite_Thread);
-    EXPECT_EQ(started[1].function, &Dbus_ReadWrite_Process);
-    const auto expected = std::max<std::size_t>(65536, static_cast<std::size_t>(PTHREAD_STACK_MIN));
-    for (const ThreadStart& start : started) {
-        EXPECT_TRUE(start.detached);
-        EXPECT_EQ(start.stack, expected);
+    RawPeer second = RawPeer::connect_to(name);
+    EXPECT_TRUE(serves(second));
+    for (const int flags : calls().accept_flags) {
+        EXPECT_EQ(flags, SOCK_CLOEXEC);
     }
+    EXPECT_GE(calls().accept_flags.size(), 2U);
+}
+
+// ---- errno between two reads
+
+std::int32_t change_errno(const std::uint8_t* /*request*/, std::int32_t /*len*/,
+                          std::uint8_t* reply, std::int32_t /*capacity*/) {
+    errno = ENOENT;
+    reply[0] = '1';
+    return 1;
+}
+
+// The handler runs on the connection's own thread, and what it does to errno does not count.
+TEST(TheErrorOfARead, StandsUntilTheNextOneWhateverHappensBetweenThem) {
+    const std::string name = "quon.test.errno";
+    start_server(name, {{.name = "method.one", .method = change_errno}});
+    ASSERT_TRUE(wait_until([&] { return threads_named(name).size() == 1; }));
+    const pid_t listener = threads_named(name)[0];
+    const LogRecords log;
+    RawPeer peer = RawPeer::connect_to(name);
+    ASSERT_TRUE(wait_until([&] { return threads_named(name).size() == 2; }));
+    for (const pid_t thread : threads_named(name)) {
+        ASSERT_TRUE(thread == listener || wait_until([&] {
+                        interrupt_thread(thread);
+                        return !log.lines().empty();
+                    }));
+    }
+    forget_calls();
+    fail_next(Fault::kThread, 1, 0, Where::kOtherThreads);
+    EXPECT_TRUE(serves(peer));
+    EXPECT_TRUE(all_failed(Fault::kThread));
+    peer.close_now();
+    EXPECT_TRUE(wait_until(
+        [&] { return log.lines().back().msg.find("ret:0 errno:4 ") != std::string::npos; }));
+    // It stays so, but costs neither a processor nor a full log.
+    ASSERT_TRUE(wait_until([] { return pauses_of(10000) >= 3; }));
+    const std::size_t lines = log.lines().size();
+    const int pauses = pauses_of(10000);
+    EXPECT_TRUE(wait_until([&] { return log.lines().size() > lines + 3; }));
+    EXPECT_GE(pauses_of(10000) + 2 - pauses, static_cast<int>(log.lines().size() - lines) - 1);
 }
 
 std::int32_t fail(const std::uint8_t* /*request*/, std::int32_t /*len*/, std::uint8_t* /*reply*/,
@@ -356,6 +467,26 @@ TEST_F(AClientWithFaults, WakesTheCallerWhenTheResultCannotBeCopied) {
     EXPECT_EQ(capture.text(), "Dbus_Method_Msg_Result alloc result node failed\n");
 }
 
+// The failed allocation leaves ENOMEM.
+TEST_F(AClientWithFaults, FindsTheErrorOfItsLastReadWhateverHappensBetween) {
+    PendingCall call(info_, "method.x", 1);
+    const OutputCapture capture;
+    const pid_t thread = threads_named("DbusProcess").at(0);
+    ASSERT_TRUE(wait_until([&] {
+        interrupt_thread(thread);
+        return !capture.text().empty();
+    }));
+    fail_next(Fault::kMalloc, 1, 0, Where::kOtherThreads);
+    peer_->send(make_result(call.request(), 1));
+    ASSERT_TRUE(wait_until([&] { return all_failed(Fault::kMalloc); }));
+    forget_calls();
+    peer_->close_now();
+    EXPECT_TRUE(
+        wait_until([&] { return capture.text().find("ret:0 errno:4 ") != std::string::npos; }));
+    EXPECT_TRUE(wait_until([] { return pauses_of(10000) >= 3; }));
+    EXPECT_LE(count_of(capture.text(), "ret:0 errno:4 "), pauses_of(10000) + 2);
+}
+
 TEST_F(AClientWithFaults, ReportsACallWithoutMemory) {
     fail_next(Fault::kMalloc, 1);
     EXPECT_EQ(Dbus_Method_Call(info_, "method.x", nullptr, 0, 60000, nullptr), DBUS_CALL_NO_MEMORY);
@@ -389,6 +520,42 @@ TEST_F(AClientWithFaults, ReconnectsWithAHundredAttempts) {
     EXPECT_TRUE(wait_until([] { return threads_named("DbusProcess").empty(); }));
     EXPECT_EQ(calls().connects, 100);
     EXPECT_EQ(pauses_of(50000), 100);
+}
+
+// All but one of them sleep until it has found room.
+TEST_F(AClientWithFaults, LetsOneOfItsCallersLookForRoom) {
+    while (Dbus_Signal_Send(info_, "signal.x", nullptr, 0, 0) == DBUS_CALL_OK) {
+    }
+    forget_calls();
+    std::atomic<int> sent{0};
+    std::vector<std::thread> callers;
+    for (int i = 0; i < 30; i++) {
+        callers.emplace_back([&] {
+            sent += Dbus_Signal_Send(info_, "signal.x", nullptr, 0, 60000) == DBUS_CALL_OK ? 1 : 0;
+        });
+    }
+    ASSERT_TRUE(wait_until([] { return waits_for_room() > 0; }));
+    while (sent < 30 && peer_->receive()) {
+    }
+    for (std::thread& caller : callers) {
+        caller.join();
+    }
+    EXPECT_EQ(sent, 30);
+    EXPECT_EQ(most_waiters_for_room(), 1);
+}
+
+TEST_F(AClientWithFaults, ConnectsAnewOnceItsThreadCouldNotBeMade) {
+    Dbus_Client_Disconnect(info_);
+    fail_next(Fault::kThread, 1);
+    info_ = Dbus_Client_Connect("quon.test.client", name_.c_str(), 0);
+    ASSERT_NE(info_, nullptr);
+    EXPECT_EQ(info_->method_thread, pthread_t{});
+    peer_.emplace(server_.accept_one().value());
+    EXPECT_EQ(Dbus_Signal_Send(info_, "signal.x", nullptr, 0, 60000), DBUS_CALL_OK);
+    EXPECT_TRUE(peer_->sees_end());
+    peer_.emplace(server_.accept_one().value());
+    EXPECT_TRUE(peer_->receive());
+    ASSERT_TRUE(wait_until([] { return threads_named("DbusProcess").size() == 1; }));
 }
 
 TEST(Connecting, WaitsForAServerThatComesWithinItsTime) {

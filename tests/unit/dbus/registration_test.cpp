@@ -292,6 +292,30 @@ TEST(Unregistering, CancelsTheSpareThreadOfAServerAndTheMethodThreadOfAnyRole) {
     }
 }
 
+// The listen thread and the connection keep what they need of the record.
+TEST(AServerThatIsFreedWithAnOpenConnection, ServesItAllTheSame) {
+    const std::string name = fresh_name();
+    DbusInfo* info = DbusInfo_Alloc(1);
+    name.copy(info->name, sizeof(info->name) - 1);
+    std::strcpy(info->interfaces[0]->name, "method.one");
+    std::strcpy(info->interfaces[0]->method_type, "Method");
+    info->interfaces[0]->method_handler = answer_one;
+    ASSERT_EQ(Dbus_Register(info), 0);
+    RawPeer peer = RawPeer::connect_to(name);
+    RawPeer late = RawPeer::connect_to(name);
+    peer.send(make_request("method.one"));
+    EXPECT_TRUE(peer.receive());
+    EXPECT_EQ(Dbus_UnRegister(info), 0);
+    DbusInfo_Free(info);
+    for (RawPeer* each : {&peer, &late}) {
+        each->send(make_request("method.one"));
+        const std::optional<DbusMsg> result = each->receive();
+        ASSERT_TRUE(result);
+        EXPECT_EQ(payload_of(*result), "1");
+        each->close_now();
+    }
+}
+
 TEST(AListenThreadWhoseAcceptIsInterrupted, EndsLikewise) {
     const std::string name = "quon.test.broken";
     DbusInfo* info = start_server(name, {{.name = "method.one", .method = answer_one}});
@@ -304,6 +328,7 @@ TEST(AListenThreadWhoseAcceptIsInterrupted, EndsLikewise) {
     }));
     EXPECT_EQ(pthread_join(info->listen_thread, nullptr), 0);
     EXPECT_EQ(capture.text(), "Cannot accept client connect request\n");
+    EXPECT_THROW(RawPeer::connect_to(name), std::runtime_error);  // refused, not left waiting
 }
 
 TEST(AListenThreadWhoseAcceptFails, SaysSoAndEndsWhileConnectionsGoOn) {

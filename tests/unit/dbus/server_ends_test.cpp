@@ -71,11 +71,13 @@ TEST(AReadThatIsInterrupted, IsLoggedAndReadAgain) {
 
 Gate handler_may_end;
 std::atomic<int> handlers_inside{0};
+std::atomic<int> handlers_done{0};
 
 std::int32_t wait_for_gate(const std::uint8_t* /*request*/, std::int32_t /*len*/,
                            std::uint8_t* reply, std::int32_t /*capacity*/) {
     handlers_inside++;
-    handler_may_end.wait();
+    handler_may_end.wait(60s);
+    handlers_done++;
     reply[0] = 'L';
     return 1;
 }
@@ -101,8 +103,10 @@ TEST(APeerThatHasSentItsEnd, SeesTheConnectionEndAtOnceWhileAHandlerStillRuns) {
     peer.send(make_request("method.late"));
     ASSERT_TRUE(wait_until([] { return handlers_inside == 1; }));
     shutdown(peer.descriptor(), SHUT_WR);
-    EXPECT_TRUE(peer.sees_end());
+    EXPECT_TRUE(peer.sees_end(10s));
+    EXPECT_EQ(handlers_done, 0);
     handler_may_end.open();
+    EXPECT_TRUE(wait_until([] { return handlers_done == 1; }));
 }
 
 // The number of a connection's descriptor is not given to a new connection while a late result of

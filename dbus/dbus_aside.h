@@ -1,0 +1,36 @@
+// The records of the public header have exactly the fields that callers know. What the library
+// keeps for itself about one of them stands aside and is found by the record's address.
+//
+// Any thread may call these; the table's lock is a leaf, held for one look.
+#ifndef DBUS_ASIDE_H
+#define DBUS_ASIDE_H
+
+#include <stdint.h>
+
+namespace quon::dbus {
+
+// First member of what stands aside.
+struct Aside {
+    const void* record;
+    Aside* next;
+    uint32_t users;
+};
+
+// With its first user.
+void put_aside(Aside* aside, const void* record);
+
+// Null when nothing stands aside for the record.
+Aside* find_aside(const void* record);
+
+// The same, with one user more.
+Aside* join_aside(const void* record);
+
+// The same for what has one user, who takes it: it stands aside no more.
+Aside* take_aside(const void* record);
+
+// True for the last user: it stands aside no more.
+bool leave_aside(Aside* aside);
+
+}  // namespace quon::dbus
+
+#endif

@@ -1,0 +1,112 @@
+#include "dbus_state.h"
+
+#include <stddef.h>
+#include <stdlib.h>
+
+#include "dbus_clock.h"
+#include "dbus_pending_calls.h"
+#include "securec.h"
+
+namespace quon::dbus {
+
+namespace {
+
+static_assert(offsetof(State, aside) == 0);
+
+State* state_of(Aside* aside) {
+    return reinterpret_cast<State*>(aside);
+}
+
+void free_record(DbusInfo* info) {
+    for (int32_t i = 0; i < info->count; i++) {
+        free(info->interfaces[i]);
+    }
+    free(info);
+}
+
+}  // namespace
+
+void dispose_state(State* state) {
+    // Whoever left before may still be unlocking it.
+    pthread_mutex_lock(&state->lock);
+    pthread_mutex_unlock(&state->lock);
+    DbusInfo* info = state->info;
+    release_abandoned(info, &state->abandoned);
+    if (get_flag(&state->unregistered)) {
+        pthread_mutex_destroy(&info->mutex);
+    }
+    if (get_flag(&state->released)) {
+        free_record(info);
+    }
+    pthread_cond_destroy(&state->room);
+    pthread_cond_destroy(&state->changed);
+    pthread_mutex_destroy(&state->lock);
+    free(state);
+}
+
+State* enter_state(DbusInfo* info) {
+    if (Aside* aside = join_aside(info)) {
+        return state_of(aside);
+    }
+    auto* state = static_cast<State*>(malloc(sizeof(State)));
+    if (state == nullptr) {
+        return nullptr;
+    }
+    memset_s(state, sizeof(*state), 0, sizeof(*state));
+    state->info = info;
+    pthread_mutex_init(&state->lock, nullptr);
+    init_condition(&state->changed);
+    init_condition(&state->room);
+    put_aside(&state->aside, info);
+    return state;
+}
+
+State* adopt_state(DbusInfo* info, bool State::*started) {
+    State* state = find_state(info);
+    if (state != nullptr && swap_flag(&(state->*started), false)) {
+        return state;
+    }
+    return enter_state(info);
+}
+
+void join_state(State* state) {
+    join_aside(state->info);
+}
+
+void leave_state(State* state) {
+    if (leave_aside(&state->aside)) {
+        dispose_state(state);
+    }
+}
+
+State* find_state(const DbusInfo* info) {
+    return state_of(find_aside(info));
+}
+
+void release_record(DbusInfo* info) {
+    Aside* aside = join_aside(info);
+    if (aside == nullptr) {
+        free_record(info);
+        return;
+    }
+    State* state = state_of(aside);
+    set_flag(&state->released, true);
+    if (swap_flag(&state->registered, false)) {
+        leave_state(state);
+    }
+    leave_state(state);
+}
+
+bool get_flag(const bool* flag) {
+    return __atomic_load_n(flag, __ATOMIC_ACQUIRE);
+}
+
+void set_flag(bool* flag, bool value) {
+    __atomic_store_n(flag, value, __ATOMIC_RELEASE);
+}
+
+bool swap_flag(bool* flag, bool value) {
+    return __atomic_exchange_n(flag, value, __ATOMIC_ACQ_REL);
+}
+
+}  // namespace quon::dbus
