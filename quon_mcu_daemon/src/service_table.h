@@ -23,7 +23,7 @@ struct bus_service {
 
 // In registration order; the last entry is an empty one that nobody uses.
 // NOLINTNEXTLINE(bugprone-dynamic-static-initializers)
-extern constinit const bus_service quon_mcu_bus_services[QUON_MCU_SERVICE_COUNT + 1];
+extern const bus_service quon_mcu_bus_services[QUON_MCU_SERVICE_COUNT + 1];
 
 // Registers the first `count` services (at most DBUS_INTERFACE_MAX) of `table` under
 // QUON_MCU_BUS_NAME. Returns 0, or -1 with a log line and everything released, when `*handle` must

@@ -1,0 +1,10 @@
+# Clang: the one that CC and CXX name, else the newest of those that the tree is kept clean for.
+foreach(compiler IN ITEMS C:CC:clang CXX:CXX:clang++)
+  string(REPLACE ":" ";" compiler ${compiler})
+  list(GET compiler 0 language)
+  list(GET compiler 1 variable)
+  list(GET compiler 2 name)
+  if(NOT DEFINED ENV{${variable}})
+    find_program(CMAKE_${language}_COMPILER NAMES ${name}-19 ${name}-16 ${name} REQUIRED)
+  endif()
+endforeach()
