@@ -56,6 +56,7 @@ void apply_own_log_profile(const uint8_t* request) {
 
 // clang-format off
 //      handler                             slot                        null check       failure text                            payload passed
+// cppcheck-suppress syntaxError ; it does not know __VA_OPT__, so it leaves this file alone
 COMMAND(quon_mcu_set_time,                  set_time,                   null_check::no,  "mcu_set_time failed",                  request)
 COMMAND(quon_mcu_set_led_state,             set_led_state,              null_check::no,  "mcu_set_led_state failed",             byte_of(request))
 COMMAND(quon_mcu_set_pir_switch,            set_pir_switch,             null_check::no,  "mcu_set_pir_switch failed",            byte_of(request))

@@ -26,8 +26,10 @@ sockaddr_nl address_of(uint32_t port) {
 class netlink_transport : public transport {
   public:
     netlink_transport(event_loop& loop, int protocol, uint32_t port, uint32_t peer)
-        : loop_(loop), name_("netlink port " + std::to_string(port)), peer_(address_of(peer)) {
-        fd_ = owned_descriptor(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, protocol));
+        : loop_(loop),
+          name_("netlink port " + std::to_string(port)),
+          peer_(address_of(peer)),
+          fd_(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, protocol)) {
         const sockaddr_nl local = address_of(port);
         if (fd_.get() < 0 ||
             bind(fd_.get(), reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
