@@ -49,6 +49,12 @@ target_compile_options(quon_device_options INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>)
 target_link_options(quon_device_options INTERFACE -Wl,--gc-sections -Wl,--as-needed)
 
+option(QUON_COVERAGE "Count what the device's code executes, for gcov" OFF)
+if(QUON_COVERAGE)
+  target_compile_options(quon_device_options INTERFACE --coverage -O0 -fprofile-update=atomic)
+  add_link_options(--coverage)
+endif()
+
 # The shared counterpart of a device library, under the same file name. Links the libraries that its
 # users see (LIBS) and those that only it knows (PRIVATE_LIBS).
 function(quon_shared_counterpart name)
