@@ -186,7 +186,7 @@ constexpr Ending endings[] = {
     {"LintShell", "scripts/lint shell", "shellcheck", 1, "lint: found something: shell\n"},
     {"LintTidy", "scripts/lint tidy", "clang-tidy", 1, "lint: found something: tidy\n"},
     {"LintConfigure", "scripts/lint tidy", "cmake", 1,
-     "lint: the preset dev cannot be configured (log: build/lint.log)\n"},
+     "lint: the preset lint cannot be configured (log: build/lint.log)\n"},
     {"BoardModule", "scripts/board", "make -C /", 1, "does not build (whole log: "},
     {"BoardDownload", "scripts/board", "apt-get download", 3,
      "board-packages: the packages for the emulated board cannot be downloaded; is there a "
