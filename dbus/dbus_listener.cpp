@@ -1,4 +1,4 @@
-#include <errno.h>
+#include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/prctl.h>
@@ -30,6 +30,20 @@ int32_t first_reserved() {
     const rlim_t all = limit.rlim_cur < kHighestLimit ? limit.rlim_cur : kHighestLimit;
     const rlim_t kept = all < kReserve * kReserveShare ? all / kReserveShare : kReserve;
     return static_cast<int32_t>(all - kept);
+}
+
+// accept takes its number before it waits for a peer: the low ones may have been in use then and be
+// free now.
+int32_t lowest_number(int32_t fd) {
+    if (fd < first_reserved()) {
+        return fd;
+    }
+    const int32_t lowest = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    if (lowest < 0) {
+        return fd;
+    }
+    close(lowest < fd ? fd : lowest);
+    return lowest < fd ? lowest : fd;
 }
 
 bool leaves_enough(int32_t fd) {
@@ -81,10 +95,11 @@ void refuse_peers(State* state) {
 void accept_peers(State* state) {
     const ThreadKind connections;
     while (!get_flag(&state->unregistered)) {
-        const int fd = accept_socket(state->info->listen_fd);
-        if (fd < 0) {
+        const int accepted = accept_socket(state->info->listen_fd);
+        if (accepted < 0) {
             return;  // whatever the reason: intended
         }
+        const int fd = lowest_number(accepted);
         if (leaves_enough(fd)) {
             start_connection(state, connections, fd);
         } else {
