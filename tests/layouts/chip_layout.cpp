@@ -1,6 +1,8 @@
 #include <cstddef>
 
-#include "hi3861l_driver.h"
+#include "hi3861l_events.h"
+#include "hi3861l_msg.h"
+#include "hi3861l_net_record.h"
 #include "hichannel_host.h"
 #include "mcu_ops_table.h"
 

@@ -60,6 +60,17 @@ inline constexpr int32_t MCU_STORE_SERVER_IP_OFFSET = 38;    // 4 bytes, network
 inline constexpr int32_t MCU_STORE_SERVER_PORT_OFFSET = 42;  // 2 bytes
 inline constexpr int32_t MCU_WIFI_INFO_TEXT_SIZE = 32;  // five texts: MAC, IP, gateway, DNS, DNS
 
+// Network data of the Wi-Fi link. Addresses are four octets, first octet first.
+struct mcu_net_info {
+    uint8_t ip[4];
+    uint8_t netmask[4];
+    uint8_t gateway[4];
+    uint8_t mac[6];
+    uint8_t dns1[4];
+    uint8_t dns2[4];
+};
+static_assert(sizeof(mcu_net_info) == 26);
+
 // Wake-up context, the reply of "get.allwakeup.info".
 inline constexpr int32_t MCU_CONTEXT_WAKEUP_OFFSET = 0;
 inline constexpr int32_t MCU_CONTEXT_TIME_OFFSET = 71;

@@ -83,16 +83,17 @@ class ACommand : public AStartedDriver {};
 TEST_F(ACommand, SendsItsTypeItsLengthAndItsArgumentWithoutWaiting) {
     for (const CommandRow& row : kCommands) {
         SCOPED_TRACE(row.operation);
-        chip().forget();
+        channel().forget();
         forget_log();
         EXPECT_EQ(row.call(row.slot, pattern(200)), 0);
-        EXPECT_EQ(chip().frames(), (std::vector<Bytes>{chip_frame(row.type, pattern(row.size))}));
+        EXPECT_EQ(channel().frames(),
+                  (std::vector<Bytes>{chip_frame(row.type, pattern(row.size))}));
         EXPECT_EQ(log_lines_up_to(2), std::vector<LogLine>{});
     }
 }
 
 TEST_F(ACommand, ReportsAFailedSendUnderItsOwnName) {
-    chip().send_result = -1;
+    channel().send_result = -1;
     for (const CommandRow& row : kCommands) {
         SCOPED_TRACE(row.operation);
         forget_log();
@@ -103,18 +104,18 @@ TEST_F(ACommand, ReportsAFailedSendUnderItsOwnName) {
 
 TEST_F(ACommand, ThatFeedsTheWatchdogIsFiveBytesLong) {
     EXPECT_EQ(ops->set_wdg_feed(), 0);
-    EXPECT_EQ(chip().frames(), (std::vector<Bytes>{from_hex("97 00 00 00 00")}));
+    EXPECT_EQ(channel().frames(), (std::vector<Bytes>{from_hex("97 00 00 00 00")}));
 }
 
 TEST_F(ACommand, ForTheWatchdogPeriodIsLittleEndian) {
     EXPECT_EQ(ops->set_wdg_period(0x89abcdef), 0);
-    EXPECT_EQ(chip().frames(), (std::vector<Bytes>{from_hex("96 04 00 00 00 ef cd ab 89")}));
+    EXPECT_EQ(channel().frames(), (std::vector<Bytes>{from_hex("96 04 00 00 00 ef cd ab 89")}));
 }
 
 TEST_F(ACommand, ForTheTimeRefusesANullPointer) {
     EXPECT_EQ(ops->set_time(nullptr), -1);
     EXPECT_EQ(log_lines(), std::vector{failure_line("hi3861l_api_set_time", "param is invalid")});
-    EXPECT_TRUE(chip().frames().empty());
+    EXPECT_TRUE(channel().frames().empty());
 }
 
 TEST_F(ACommand, ForTheTimeLogsItAfterSending) {
@@ -133,13 +134,13 @@ TEST_F(ACommand, ForTheTimeLogsItAfterSending) {
         EXPECT_EQ(log_lines(), std::vector{driver_line(3, "hi3861l_api_set_time", row.text)});
     }
     forget_log();
-    chip().send_result = -1;
+    channel().send_result = -1;
     EXPECT_EQ(ops->set_time(from_hex(rows[0].record).data()), -1);
     EXPECT_EQ(log_lines(), send_failure("hi3861l_api_set_time"));
 }
 
 TEST_F(ACommand, ForTheSystemStateLogsItBeforeSending) {
-    chip().send_result = -1;
+    channel().send_result = -1;
     EXPECT_EQ(ops->set_system_state(200), -1);
     std::vector<LogLine> expected = send_failure("hi3861l_api_set_system_state");
     expected.insert(expected.begin(),
@@ -152,9 +153,9 @@ TEST_F(ACommand, ForTheSystemStateLogsItBeforeSending) {
 TEST_F(ACommand, ThatIsRawCarriesTheCallersBytes) {
     for (const std::size_t size : {0U, 1U, 100U, 383U, 384U}) {
         SCOPED_TRACE(size);
-        chip().forget();
+        channel().forget();
         EXPECT_EQ(ops->set_cmd(pattern(384).data(), static_cast<std::int32_t>(size)), 0);
-        EXPECT_EQ(chip().frames(), (std::vector<Bytes>{chip_frame(0xa5, pattern(size))}));
+        EXPECT_EQ(channel().frames(), (std::vector<Bytes>{chip_frame(0xa5, pattern(size))}));
     }
     EXPECT_EQ(log_lines(), std::vector<LogLine>{});
 }
@@ -174,11 +175,11 @@ TEST_F(ACommand, ThatIsRawMustFitAPayload) {
         EXPECT_EQ(log_lines(),
                   std::vector{failure_line("hi3861l_api_set_cmd", "param is invalid")});
     }
-    EXPECT_TRUE(chip().frames().empty());
+    EXPECT_TRUE(channel().frames().empty());
 }
 
 TEST_F(ACommand, ThatIsRawReportsAFailedSend) {
-    chip().send_result = -1;
+    channel().send_result = -1;
     EXPECT_EQ(ops->set_cmd(pattern(1).data(), 1), -1);
     EXPECT_EQ(log_lines(), send_failure("hi3861l_api_set_cmd"));
 }
@@ -200,14 +201,14 @@ class AnUpgrade : public AStartedDriver {
 };
 
 TEST_F(AnUpgrade, StartsWithAByteAndALittleEndianWord) {
-    chip().answer(0x8f, {});
+    channel().answer(0x8f, {});
     EXPECT_EQ(ops->upg_start(0x7f, 0x12345678), 0);
-    EXPECT_EQ(chip().frames(), (std::vector<Bytes>{from_hex("8f 05 00 00 00 7f 78 56 34 12")}));
+    EXPECT_EQ(channel().frames(), (std::vector<Bytes>{from_hex("8f 05 00 00 00 7f 78 56 34 12")}));
     EXPECT_EQ(log_lines(), std::vector{driver_line(3, "hi3861l_api_upg_start", "upgrade start\n")});
 }
 
 TEST_F(AnUpgrade, ReportsAStartThatCannotBeSent) {
-    chip().send_result = -1;
+    channel().send_result = -1;
     EXPECT_EQ(ops->upg_start(1, 2), -1);
     EXPECT_EQ(log_lines(),
               (std::vector{driver_line(3, "hi3861l_api_upg_start", "upgrade start\n"),
@@ -231,15 +232,15 @@ TEST_F(AnUpgrade, SendsABlockWithAsMuchDataAsItSaysItHas) {
     };
     const Row rows[] = {{0, 0},     {1, 1},     {255, 255},       {256, 256},
                         {257, 256}, {384, 256}, {0xffffffff, 256}};
-    chip().answer(0x90, answer_of(0xa1));
+    channel().answer(0x90, answer_of(0xa1));
     for (const Row& row : rows) {
         SCOPED_TRACE(row.announced);
         Bytes body = block(row.announced);
-        chip().forget();
+        channel().forget();
         EXPECT_EQ(ops->upg_transmit(body.data()), 0);
         std::fill(body.begin() + 8 + static_cast<std::ptrdiff_t>(row.copied), body.begin() + 264,
                   std::uint8_t{0});
-        EXPECT_EQ(chip().frames(), (std::vector<Bytes>{chip_frame(0x90, body)}));
+        EXPECT_EQ(channel().frames(), (std::vector<Bytes>{chip_frame(0x90, body)}));
     }
     EXPECT_EQ(log_lines(), std::vector<LogLine>{});
 }
@@ -257,14 +258,14 @@ TEST_F(AnUpgrade, TakesABlockAsAcceptedOnlyByByte4OfTheAnswer) {
                         {{0, 0, 0, 0, 0xa1}, 0}};
     for (const Row& row : rows) {
         SCOPED_TRACE(to_hex(row.answer));
-        chip().answer(0x90, row.answer);
+        channel().answer(0x90, row.answer);
         EXPECT_EQ(ops->upg_transmit(block(256).data()), row.result);
     }
     EXPECT_EQ(log_lines(), std::vector<LogLine>{});  // a refusal is not logged
 }
 
 TEST_F(AnUpgrade, ReportsABlockThatCannotBeSentAndRefusesANullPointer) {
-    chip().send_result = -1;
+    channel().send_result = -1;
     EXPECT_EQ(ops->upg_transmit(block(1).data()), -1);
     EXPECT_EQ(
         log_lines(),
@@ -279,11 +280,11 @@ TEST_F(AnUpgrade, ReportsABlockThatCannotBeSentAndRefusesANullPointer) {
 
 TEST_F(AnUpgrade, FinishesWithAnEmptyMessageAndALogLine) {
     EXPECT_EQ(ops->upg_finish(), 0);
-    EXPECT_EQ(chip().frames(), (std::vector<Bytes>{from_hex("91 00 00 00 00")}));
+    EXPECT_EQ(channel().frames(), (std::vector<Bytes>{from_hex("91 00 00 00 00")}));
     EXPECT_EQ(log_lines(),
               std::vector{driver_line(3, "hi3861l_api_upg_finish", "upgrade finish\n")});
     forget_log();
-    chip().send_result = -1;
+    channel().send_result = -1;
     EXPECT_EQ(ops->upg_finish(), -1);
     std::vector<LogLine> expected = send_failure("hi3861l_api_upg_finish");
     expected.insert(expected.begin(), driver_line(3, "hi3861l_api_upg_finish", "upgrade finish\n"));

@@ -115,10 +115,10 @@ Bytes pattern(std::size_t size) {
 void AStartedDriver::SetUp() {
     make_commands_fail(false);
     record_log(4);
-    chip().reset();
-    chip().answer(0x81, first_net_record());
+    channel().reset();
+    channel().answer(0x81, first_net_record());
     ASSERT_EQ(ops->init(), 0);
-    chip().forget();
+    channel().forget();
     forget_log();
     forget_commands();
 }

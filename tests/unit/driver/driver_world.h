@@ -1,4 +1,4 @@
-// The driver under test between a fake chip and real network tools in a private world.
+// The driver under test between a fake channel and real network tools in a private world.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "fake_chip.h"
+#include "fake_channel.h"
 #include "hi3861l_dev.h"
 #include "log_recorder.h"
 

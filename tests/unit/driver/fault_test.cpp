@@ -2,7 +2,9 @@
 // a wait that ends for a reason of the test's choice (linker option --wrap).
 #include <pthread.h>
 
+#include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstdarg>
 #include <cstdlib>
 #include <functional>
@@ -14,12 +16,15 @@
 #include "printed_lines.h"
 #include "quon_queue.h"
 #include "securec.h"
+#include "waiting.h"
 
 namespace {
 
 thread_local std::size_t g_failing_malloc_size = 0;
 bool g_snprintf_fails = false;
 bool g_event_is_taken = false;
+std::function<void()> g_during_push;
+std::function<void()> g_during_destroy;
 // Stands in for the wait while it is set. The mutex is free during the call.
 std::function<int(const timespec&)> g_wait;
 
@@ -62,6 +67,23 @@ int __wrap_QN_QUEUE_GetLen(QN_QUEUE* queue) {
     return g_event_is_taken ? 1 : __real_QN_QUEUE_GetLen(queue);
 }
 
+// Pushes and the end of the queue, in the order in which they happen.
+int __real_QN_QUEUE_Push(QN_QUEUE* queue, const void* elem);
+int __wrap_QN_QUEUE_Push(QN_QUEUE* queue, const void* elem) {
+    if (g_during_push) {
+        g_during_push();
+    }
+    return __real_QN_QUEUE_Push(queue, elem);
+}
+
+void __real_QN_QUEUE_Destroy(QN_QUEUE* queue);
+void __wrap_QN_QUEUE_Destroy(QN_QUEUE* queue) {
+    if (g_during_destroy) {
+        g_during_destroy();
+    }
+    __real_QN_QUEUE_Destroy(queue);
+}
+
 int __real_pthread_cond_timedwait(pthread_cond_t* cond, pthread_mutex_t* mutex,
                                   const timespec* deadline);
 int __wrap_pthread_cond_timedwait(pthread_cond_t* cond, pthread_mutex_t* mutex,
@@ -86,11 +108,15 @@ class AFault : public AStartedDriver {
         g_failing_malloc_size = 0;
         g_snprintf_fails = false;
         g_event_is_taken = false;
+        g_during_push = nullptr;
+        g_during_destroy = nullptr;
         g_wait = nullptr;
         AStartedDriver::TearDown();
     }
     std::uint8_t area[384] = {};
 };
+
+using AnEventQueue = AFault;
 
 // --- memory
 
@@ -101,7 +127,7 @@ TEST_F(AFault, OfMemoryFailsTheSendOfACommand) {
               (std::vector{driver_line(1, "hi3861l_send_data", "malloc failed\n"),
                            driver_line(1, "hi3861l_send_msg_async", "hi3861l_send_data failed\n"),
                            failure_line("hi3861l_api_set_led", "hi3861l_send_msg_async failed")}));
-    EXPECT_TRUE(chip().frames().empty());
+    EXPECT_TRUE(channel().frames().empty());
     EXPECT_EQ(ops->set_led_state(1), 0);
 }
 
@@ -125,7 +151,7 @@ TEST_F(AFault, OfMemoryLeavesTheDriverWithoutAnEventQueue) {
     const LogLine null_push = {1, "TAG", "quon_queue", "QN_QUEUE_Push", "queueHdl is NULL!\n"};
     const LogLine null_length = {1, "TAG", "quon_queue", "QN_QUEUE_GetLen", "queueHdl is NULL!\n"};
     forget_log();
-    chip().deliver(chip_frame(0x01, {1}));
+    channel().deliver(chip_frame(0x01, {1}));
     EXPECT_EQ(ops->get_event_info(area), -1);
     EXPECT_EQ(log_lines(),
               (std::vector{null_push, failure_line("hi3861l_event_push", "QN_QUEUE_Push failed"),
@@ -149,6 +175,37 @@ TEST_F(AFault, OfThePopIsReportedWhenAnotherTookTheLastEvent) {
                                         failure_line("hi3861l_event_pop", "QN_QUEUE_Pop failed")}));
 }
 
+TEST_F(AnEventQueue, EndsBeforeTheChannel) {
+    std::vector<std::string> calls_before = {"not called"};
+    g_during_destroy = [&] { calls_before = channel().calls(); };
+    EXPECT_EQ(ops->deinit(), 0);
+    EXPECT_EQ(calls_before, std::vector<std::string>{});
+    EXPECT_EQ(channel().calls(), std::vector<std::string>{"hi_channel_deinit"});
+    g_during_destroy = nullptr;
+    ASSERT_EQ(ops->init(), 0);
+}
+
+// The push waits for the end of the queue, which must not come while it runs.
+TEST_F(AnEventQueue, DoesNotEndDuringAPush) {
+    std::atomic<bool> pushing = false;
+    std::atomic<bool> ended = false;
+    std::atomic<bool> ended_during_push = false;
+    g_during_destroy = [&] { ended = true; };
+    g_during_push = [&] {
+        pushing = true;
+        ended_during_push =
+            wait_until([&] { return ended.load(); }, std::chrono::milliseconds(300));
+    };
+    channel().deliver_later(chip_frame(0x01, {1}));
+    ASSERT_TRUE(wait_until([&] { return pushing.load(); }));
+    EXPECT_EQ(ops->deinit(), 0);
+    EXPECT_FALSE(ended_during_push);
+    EXPECT_TRUE(ended);
+    g_during_push = nullptr;
+    g_during_destroy = nullptr;
+    ASSERT_EQ(ops->init(), 0);
+}
+
 // --- the interface command
 
 TEST_F(AFault, OfTheFormatIsReportedAndStartsWithoutRaisingTheInterface) {
@@ -161,7 +218,7 @@ TEST_F(AFault, OfTheFormatIsReportedAndStartsWithoutRaisingTheInterface) {
               source + "[sample_wlan_init_up][l:N],snprintf_s fail\n\r\n" + source +
                   "[hi3861l_api_init][l:N],sample_wlan_init_up is fail\n\r\n");
     EXPECT_TRUE(commands().empty());
-    EXPECT_EQ(chip().frames().size(), 1U);
+    EXPECT_EQ(channel().frames().size(), 1U);
 }
 
 // --- the wait
@@ -184,7 +241,7 @@ TEST_F(AFault, OfTheWaitThatIsNoTimeOutCountsAsAWakeUpWithoutAReply) {
 
 TEST_F(AFault, OfTheWaitReturnsWhateverTheSlotHolds) {
     g_wait = [](const timespec& /*deadline*/) {
-        chip().deliver(chip_frame(0x84, {1, 2}));
+        channel().deliver(chip_frame(0x84, {1, 2}));
         return EINVAL;
     };
     EXPECT_EQ(ops->get_time(area), 0);
@@ -196,7 +253,7 @@ TEST_F(AFault, OfTheChipThatRepliesWithAnyOtherTypeBringsNoReply) {
     g_wait = [](const timespec& /*deadline*/) {
         for (int type = 0; type < 256; type++) {
             if (type != 0x84) {
-                chip().deliver(chip_frame(static_cast<std::uint8_t>(type), {1, 0, 3}));
+                channel().deliver(chip_frame(static_cast<std::uint8_t>(type), {1, 0, 3}));
             }
         }
         return 0;
@@ -208,8 +265,8 @@ TEST_F(AFault, OfTheChipThatRepliesWithAnyOtherTypeBringsNoReply) {
 
 TEST_F(AFault, OfTheChipThatRepliesTwiceLetsTheSecondReplyWin) {
     g_wait = [](const timespec& /*deadline*/) {
-        chip().deliver(chip_frame(0x84, {1, 2, 3}));
-        chip().deliver(chip_frame(0x84, {4, 5}));
+        channel().deliver(chip_frame(0x84, {1, 2, 3}));
+        channel().deliver(chip_frame(0x84, {4, 5}));
         return 0;
     };
     EXPECT_EQ(ops->get_time(area), 0);
@@ -218,7 +275,7 @@ TEST_F(AFault, OfTheChipThatRepliesTwiceLetsTheSecondReplyWin) {
 
 TEST_F(AFault, OfTheChipThatRepliesTooLateIsATimeOut) {
     g_wait = [](const timespec& /*deadline*/) {
-        chip().deliver(chip_frame(0x84, {1, 2, 3}));
+        channel().deliver(chip_frame(0x84, {1, 2, 3}));
         return ETIMEDOUT;
     };
     EXPECT_EQ(ops->get_time(area), -1);
@@ -297,7 +354,7 @@ TEST_F(AFault, OfAChipThatIsSilentIsNoticedAfterEachOperationsOwnTime) {
         timespec deadline{};
         timespec after{};
         // The time counts from the end of the send.
-        chip().during_send = [&] { before = next_microsecond(); };
+        channel().during_send = [&] { before = next_microsecond(); };
         g_wait = [&](const timespec& until) {
             after = monotonic_now();
             deadline = until;

@@ -4,7 +4,8 @@
 
 #include "captured_output.h"
 #include "driver_world.h"
-#include "hi3861l_driver.h"
+#include "hi3861l_context.h"
+#include "hi3861l_net_record.h"
 #include "printed_lines.h"
 
 namespace quon::test {
@@ -15,8 +16,8 @@ class AStoppedDriver : public testing::Test {
     void SetUp() override {
         make_commands_fail(false);
         record_log(4);
-        chip().reset();
-        chip().answer(0x81, first_net_record());
+        channel().reset();
+        channel().answer(0x81, first_net_record());
         forget_commands();
     }
     void TearDown() override {
@@ -40,12 +41,12 @@ class AStoppedDriver : public testing::Test {
 
 TEST_F(AStoppedDriver, StartsStepByStep) {
     std::vector<std::string> commands_before_channel;
-    chip().during_init = [&] { commands_before_channel = commands(); };
+    channel().during_init = [&] { commands_before_channel = commands(); };
     EXPECT_EQ(ops->init(), 0);
     EXPECT_EQ(commands_before_channel, std::vector<std::string>{"ifconfig wlan0 up"});
-    EXPECT_EQ(chip().calls(),
+    EXPECT_EQ(channel().calls(),
               (std::vector<std::string>{"hi_channel_init", "hi_channel_register_rx_cb"}));
-    EXPECT_EQ(chip().frames(), (std::vector<Bytes>{from_hex("81 00 00 00 00")}));
+    EXPECT_EQ(channel().frames(), (std::vector<Bytes>{from_hex("81 00 00 00 00")}));
     EXPECT_EQ(log_lines(), std::vector{driver_line(4, "hi3861l_get_ip_info", "2:0:0:0:0:1\n")});
 }
 
@@ -67,7 +68,7 @@ TEST_F(AStoppedDriver, LearnsTheNetworkRecordAndDoesNotApplyIt) {
 TEST_F(AStoppedDriver, TakesANetworkRecordOfAnyLength) {
     for (const std::size_t size : {0U, 5U, 26U, 27U, 384U}) {
         SCOPED_TRACE(size);
-        chip().answer(0x81, pattern(size));
+        channel().answer(0x81, pattern(size));
         ASSERT_EQ(ops->init(), 0);
         std::uint8_t area[384] = {};
         EXPECT_EQ(ops->get_wifi_info(area), 0);
@@ -81,7 +82,7 @@ TEST_F(AStoppedDriver, TakesANetworkRecordOfAnyLength) {
 }
 
 TEST_F(AStoppedDriver, StartsOverASilentChipWithinItsTimeOut) {
-    chip().answer_nothing();
+    channel().answer_nothing();
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(ops->init(), 0);
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(999));
@@ -101,10 +102,10 @@ TEST_F(AStoppedDriver, StartsOverASilentChipWithinItsTimeOut) {
 }
 
 TEST_F(AStoppedDriver, StartsWithoutAChannelAndRegistersItsCallbackAllTheSame) {
-    chip().init_result = -1;
-    chip().register_result = -1;
+    channel().init_result = -1;
+    channel().register_result = -1;
     EXPECT_EQ(printed_by_init(), print_of("hi3861l_api_init", "hi_channel_init is fail"));
-    EXPECT_EQ(chip().calls(),
+    EXPECT_EQ(channel().calls(),
               (std::vector<std::string>{"hi_channel_init", "hi_channel_register_rx_cb"}));
 }
 
@@ -112,7 +113,7 @@ TEST_F(AStoppedDriver, StartsAlsoWhenTheInterfaceCommandCannotBeRun) {
     std::signal(SIGCHLD, SIG_IGN);  // `system` answers -1
     EXPECT_EQ(printed_by_init(), print_of("sample_wlan_init_up", "wlan0 up error") +
                                      print_of("hi3861l_api_init", "sample_wlan_init_up is fail"));
-    EXPECT_EQ(chip().frames().size(), 1U);
+    EXPECT_EQ(channel().frames().size(), 1U);
 }
 
 TEST_F(AStoppedDriver, DoesNotCareForTheInterfaceCommandsExitStatus) {
@@ -122,7 +123,7 @@ TEST_F(AStoppedDriver, DoesNotCareForTheInterfaceCommandsExitStatus) {
 }
 
 TEST_F(AStoppedDriver, QueuesEventsBeforeItAsksForTheNetworkRecord) {
-    chip().answer_with(0x81, {chip_frame(0x01, {7}), chip_frame(0x81, first_net_record())});
+    channel().answer_with(0x81, {chip_frame(0x01, {7}), chip_frame(0x81, first_net_record())});
     ASSERT_EQ(ops->init(), 0);
     std::uint8_t event[33] = {};
     EXPECT_EQ(ops->get_event_info(event), 0);
@@ -131,19 +132,19 @@ TEST_F(AStoppedDriver, QueuesEventsBeforeItAsksForTheNetworkRecord) {
 
 TEST_F(AStoppedDriver, TakesANullPointerForTheNetworkRecordAsAnInvalidParameter) {
     ASSERT_EQ(ops->init(), 0);
-    chip().forget();
+    channel().forget();
     forget_log();
     EXPECT_EQ(hi3861l_get_ip_info(nullptr), -1);
     EXPECT_EQ(log_lines(), std::vector{failure_line("hi3861l_get_ip_info", "para invalid")});
-    EXPECT_TRUE(chip().frames().empty());
+    EXPECT_TRUE(channel().frames().empty());
 }
 
 TEST_F(AStoppedDriver, CountsAsInitialisedAfterItsStartWhateverFailedAndAlsoAfterItsStop) {
     std::uint8_t flag_during_init = 7;
-    chip().during_init = [&] { flag_during_init = g_hi3861l.initialised; };
-    chip().init_result = -1;
-    chip().register_result = -1;
-    chip().send_result = -1;
+    channel().during_init = [&] { flag_during_init = g_hi3861l.initialised; };
+    channel().init_result = -1;
+    channel().register_result = -1;
+    channel().send_result = -1;
     std::signal(SIGCHLD, SIG_IGN);
     EXPECT_EQ(ops->init(), 0);
     EXPECT_EQ(g_hi3861l.initialised, 1);
@@ -158,8 +159,8 @@ TEST_F(AStoppedDriver, ForgetsEverythingWhenItStartsAgain) {
     Bytes payload = {0, 1};
     const Bytes record = first_net_record();
     payload.insert(payload.end(), record.begin(), record.end());
-    chip().deliver(chip_frame(0x03, payload));
-    chip().answer(0x82, pattern(71));
+    channel().deliver(chip_frame(0x03, payload));
+    channel().answer(0x82, pattern(71));
     std::uint8_t area[384] = {};
     ASSERT_EQ(ops->get_wakeup_info(area), 0);
     ASSERT_EQ(ops->deinit(), 0);
@@ -172,7 +173,7 @@ TEST_F(AStoppedDriver, ForgetsEverythingWhenItStartsAgain) {
     EXPECT_STREQ(reinterpret_cast<char*>(area), "02:00:00:00:00:01");  // not the second MAC
     EXPECT_EQ(ops->get_event_info(area), -1);
     forget_commands();
-    chip().deliver(chip_frame(0x03, payload));
+    channel().deliver(chip_frame(0x03, payload));
     ASSERT_EQ(commands().size(), 5U);  // the MAC is not known to be applied
 }
 
@@ -182,18 +183,18 @@ class ARunningDriver : public AStoppedDriver {
         AStoppedDriver::SetUp();
         ASSERT_EQ(ops->init(), 0);
         forget_log();
-        chip().forget();
+        channel().forget();
     }
 };
 
 TEST_F(ARunningDriver, StopsTheQueueBeforeTheChannel) {
-    chip().during_deinit = [] { chip().deliver(chip_frame(0x01, {1})); };
+    channel().during_deinit = [] { channel().deliver(chip_frame(0x01, {1})); };
     EXPECT_EQ(ops->deinit(), 0);
-    EXPECT_EQ(chip().calls(), std::vector<std::string>{"hi_channel_deinit"});
+    EXPECT_EQ(channel().calls(), std::vector<std::string>{"hi_channel_deinit"});
     EXPECT_EQ(log_lines(),
               (std::vector{LogLine{1, "TAG", "quon_queue", "QN_QUEUE_Push", "queueHdl is NULL!\n"},
                            failure_line("hi3861l_event_push", "QN_QUEUE_Push failed")}));
-    chip().during_deinit = nullptr;
+    channel().during_deinit = nullptr;
     ASSERT_EQ(ops->init(), 0);
 }
 
@@ -215,18 +216,18 @@ TEST_F(ARunningDriver, FailsAsOnAClosedChannelAfterItsStop) {
 
 TEST_F(ARunningDriver, StopsWhileEventsArrive) {
     for (int i = 0; i < 200; i++) {
-        chip().deliver_later(chip_frame(0x01, {static_cast<std::uint8_t>(i)}));
+        channel().deliver_later(chip_frame(0x01, {static_cast<std::uint8_t>(i)}));
     }
     EXPECT_EQ(ops->deinit(), 0);
     ASSERT_EQ(ops->init(), 0);
 }
 
 TEST_F(ARunningDriver, StopsAlsoWhenTheChannelSaysNo) {
-    chip().deinit_result = -1;
+    channel().deinit_result = -1;
     forget_commands();
     EXPECT_EQ(ops->deinit(), 0);
     EXPECT_TRUE(commands().empty());  // the interface stays as it is
-    chip().deinit_result = 0;
+    channel().deinit_result = 0;
     ASSERT_EQ(ops->init(), 0);
 }
 

@@ -75,7 +75,7 @@ TEST_F(ANetworkEvent, RunsTheCommandsInOrderAndLogsThem) {
         SCOPED_TRACE(int{state});
         forget_log();
         forget_commands();
-        chip().deliver(net_event(state, record_with_mac(state == 1 ? kMac1 : kMac2)));
+        channel().deliver(net_event(state, record_with_mac(state == 1 ? kMac1 : kMac2)));
         std::vector<std::string> expected = kUpdateCommands;
         if (state == 2) {
             expected[1] = "ifconfig wlan0 hw ether 2:0:0:0:ab:c";
@@ -93,7 +93,7 @@ TEST_F(ANetworkEvent, RunsTheCommandsInOrderAndLogsThem) {
 }
 
 TEST_F(ANetworkEvent, ChangesTheRealInterface) {
-    chip().deliver(net_event(1, record_with_mac(kMac2)));
+    channel().deliver(net_event(1, record_with_mac(kMac2)));
     const std::string interface = run({"ifconfig", "wlan0"}).out;
     EXPECT_NE(interface.find("02:00:00:00:ab:0c"), std::string::npos) << interface;
     EXPECT_NE(interface.find("192.168.10.20"), std::string::npos) << interface;
@@ -104,18 +104,18 @@ TEST_F(ANetworkEvent, ChangesTheRealInterface) {
 }
 
 TEST_F(ANetworkEvent, WithTheSameMacAgainDoesNotSetIt) {
-    chip().deliver(net_event(1, record_with_mac(kMac1)));
+    channel().deliver(net_event(1, record_with_mac(kMac1)));
     forget_commands();
-    chip().deliver(net_event(1, record_with_mac(kMac1)));
+    channel().deliver(net_event(1, record_with_mac(kMac1)));
     std::vector<std::string> expected = kUpdateCommands;
     expected.erase(expected.begin() + 1);
     EXPECT_EQ(commands(), expected);
 }
 
 TEST_F(ANetworkEvent, WithAnotherMacSetsIt) {
-    chip().deliver(net_event(1, record_with_mac(kMac1)));
+    channel().deliver(net_event(1, record_with_mac(kMac1)));
     forget_commands();
-    chip().deliver(net_event(1, record_with_mac(kMac2)));
+    channel().deliver(net_event(1, record_with_mac(kMac2)));
     ASSERT_EQ(commands().size(), 5U);
     EXPECT_EQ(commands()[1], "ifconfig wlan0 hw ether 2:0:0:0:ab:c");
 }
@@ -123,13 +123,13 @@ TEST_F(ANetworkEvent, WithAnotherMacSetsIt) {
 // The first event sets the MAC although the driver knows the same one from its start.
 TEST_F(ANetworkEvent, SetsTheMacAtFirstEvenIfItIsTheKnownOne) {
     ASSERT_EQ(wifi_field(0), "02:00:00:00:00:01");
-    chip().deliver(net_event(1, record_with_mac(kMac1)));
+    channel().deliver(net_event(1, record_with_mac(kMac1)));
     EXPECT_EQ(commands(), kUpdateCommands);
 }
 
 TEST_F(ANetworkEvent, WithoutAMacEndsAfterTakingTheInterfaceDown) {
     const std::string resolver = file_content(kResolvConf);
-    chip().deliver(net_event(1, record_with_mac(kNoMac)));
+    channel().deliver(net_event(1, record_with_mac(kNoMac)));
     EXPECT_EQ(commands(), std::vector<std::string>{"ifconfig wlan0 down"});
     EXPECT_EQ(log_lines(),
               (std::vector{driver_line(3, "hi3861l_update_ip_info", "ifconfig wlan0 down\n"),
@@ -141,16 +141,16 @@ TEST_F(ANetworkEvent, WithoutAMacEndsAfterTakingTheInterfaceDown) {
 }
 
 TEST_F(ANetworkEvent, WithoutAMacIsRefusedAlsoAfterAGoodOne) {
-    chip().deliver(net_event(1, record_with_mac(kMac1)));
+    channel().deliver(net_event(1, record_with_mac(kMac1)));
     forget_commands();
-    chip().deliver(net_event(1, record_with_mac(kNoMac)));
+    channel().deliver(net_event(1, record_with_mac(kNoMac)));
     EXPECT_EQ(commands(), std::vector<std::string>{"ifconfig wlan0 down"});
     EXPECT_EQ(wifi_field(0), "02:00:00:00:00:01");
 }
 
 TEST_F(ANetworkEvent, DoesNotCareForTheCommandsExitStatus) {
     make_commands_fail(true);
-    chip().deliver(net_event(1, record_with_mac(kMac1)));
+    channel().deliver(net_event(1, record_with_mac(kMac1)));
     EXPECT_EQ(commands(), kUpdateCommands);
     EXPECT_EQ(log_lines_up_to(2), std::vector<LogLine>{});
     EXPECT_EQ(update_flag(), 1U);
@@ -169,7 +169,7 @@ TEST_F(ANetworkEvent, EndsAtTheFirstCommandThatCannotBeRun) {
                 std::signal(SIGCHLD, SIG_IGN);
             }
         });
-        chip().deliver(net_event(1, record_with_mac(kMac1)));
+        channel().deliver(net_event(1, record_with_mac(kMac1)));
         on_log_line(nullptr);
         std::signal(SIGCHLD, SIG_DFL);
 
@@ -185,7 +185,7 @@ TEST_F(ANetworkEvent, EndsAtTheFirstCommandThatCannotBeRun) {
 
         // The MAC counts as applied when its own command was run.
         forget_commands();
-        chip().deliver(net_event(1, record_with_mac(kMac1)));
+        channel().deliver(net_event(1, record_with_mac(kMac1)));
         EXPECT_EQ(commands().size(), failing >= 2 ? 4U : 5U);
     }
 }
@@ -193,20 +193,20 @@ TEST_F(ANetworkEvent, EndsAtTheFirstCommandThatCannotBeRun) {
 // Whether the MAC is the applied one is asked before whether it is one at all.
 TEST_F(ANetworkEvent, WithoutAMacIsAppliedWhenTheKnownRecordHasNoneAndAMacWasApplied) {
     ASSERT_EQ(ops->deinit(), 0);
-    chip().answer(0x81, Bytes(26));
+    channel().answer(0x81, Bytes(26));
     ASSERT_EQ(ops->init(), 0);
     on_log_line([](const LogLine& line) {
         if (line.text == kUpdateCommands[2] + "\n") {
             std::signal(SIGCHLD, SIG_IGN);
         }
     });
-    chip().deliver(net_event(1, record_with_mac(kMac1)));  // ends after the MAC
+    channel().deliver(net_event(1, record_with_mac(kMac1)));  // ends after the MAC
     on_log_line(nullptr);
     std::signal(SIGCHLD, SIG_DFL);
     ASSERT_EQ(update_flag(), 0U);
 
     forget_commands();
-    chip().deliver(net_event(1, record_with_mac(kNoMac)));
+    channel().deliver(net_event(1, record_with_mac(kNoMac)));
     std::vector<std::string> expected = kUpdateCommands;
     expected.erase(expected.begin() + 1);
     EXPECT_EQ(commands(), expected);
@@ -222,7 +222,7 @@ TEST_F(ANetworkEvent, IsQueuedWhenItIsApplied) {
             EXPECT_EQ(update_flag(), 0U) << line;
         }
     });
-    chip().deliver(net_event(1, record_with_mac(kMac1)));
+    channel().deliver(net_event(1, record_with_mac(kMac1)));
     on_log_line(nullptr);
     EXPECT_EQ(looks, 4U);
     EXPECT_TRUE(event_is_queued());
@@ -265,7 +265,7 @@ TEST_F(ANetworkEvent, WritesEachNameServerOnceAndTheGatewayLast) {
     };
     // clang-format on
     for (const Row& row : rows) {
-        chip().deliver(net_event(1, record_with_dns(row.dns1, row.dns2, row.gateway)));
+        channel().deliver(net_event(1, record_with_dns(row.dns1, row.dns2, row.gateway)));
         EXPECT_EQ(file_content(kResolvConf), row.content);
         EXPECT_TRUE(event_is_queued());
     }
@@ -282,7 +282,7 @@ TEST_F(ANetworkEvent, IsAppliedAlsoWhenTheResolverFileCannotBeOpened) {
             EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
         }
     });
-    chip().deliver(net_event(1, record_with_mac(kMac1)));
+    channel().deliver(net_event(1, record_with_mac(kMac1)));
     EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &usual), 0);
     EXPECT_EQ(log_lines_up_to(2),
               std::vector{driver_line(1, "hi3861l_update_dns", "fopen /etc/resolv.conf failed\n")});
@@ -294,7 +294,7 @@ TEST_F(ANetworkEvent, IsAppliedAlsoWhenTheResolverFileCannotBeOpened) {
 // --- what the daemon reads back
 
 TEST_F(ANetworkEvent, IsSeenInTheWifiInformation) {
-    chip().deliver(net_event(
+    channel().deliver(net_event(
         2, net_record("0a000002", "ff000000", "0a0000fe", "0a0b0c0d0e0f", "09090909", "00000000")));
     EXPECT_EQ(wifi_field(0), "0a:0b:0c:0d:0e:0f");
     EXPECT_EQ(wifi_field(1), "10.0.0.2");
@@ -306,18 +306,18 @@ TEST_F(ANetworkEvent, IsSeenInTheWifiInformation) {
 TEST_F(ANetworkEvent, DoesNotHideTheMacOfTheWakeUpInfo) {
     Bytes info(71, 0);
     info[59] = 0x01;  // one octet is enough
-    chip().answer(0x82, info);
+    channel().answer(0x82, info);
     std::uint8_t area[384];
     ASSERT_EQ(ops->get_wakeup_info(area), 0);
-    chip().deliver(net_event(1, record_with_mac(kMac1)));
+    channel().deliver(net_event(1, record_with_mac(kMac1)));
     EXPECT_EQ(wifi_field(0), "00:00:00:00:00:01");
 }
 
 TEST_F(ANetworkEvent, LeavesTheUpdateFlagSetForGood) {
     EXPECT_EQ(update_flag(), 0U);
-    chip().deliver(net_event(1, record_with_mac(kMac1)));
+    channel().deliver(net_event(1, record_with_mac(kMac1)));
     EXPECT_EQ(update_flag(), 1U);
-    chip().deliver(net_event(1, record_with_mac(kNoMac)));
+    channel().deliver(net_event(1, record_with_mac(kNoMac)));
     EXPECT_EQ(update_flag(), 1U);
     EXPECT_EQ(update_flag(), 1U);  // reading does not clear it
 }
@@ -332,7 +332,7 @@ TEST_F(ANetworkEvent, CanBeAppliedWhileOthersReadItsOutcome) {
         }
     });
     for (int i = 0; i < 3; i++) {
-        chip().deliver(net_event(1, record_with_mac(i == 1 ? kMac2 : kMac1)));
+        channel().deliver(net_event(1, record_with_mac(i == 1 ? kMac2 : kMac1)));
     }
     done = true;
 }
@@ -347,7 +347,7 @@ TEST_F(ANetworkEvent, IsNotReadBackIntoNullPointers) {
 }
 
 TEST_F(ANetworkEvent, LeavesNothingOfTheCallersBehindATextOfANameServer) {
-    chip().deliver(net_event(1, record_with_dns("09090909", "00000000", "c0a80a01")));
+    channel().deliver(net_event(1, record_with_dns("09090909", "00000000", "c0a80a01")));
     std::uint8_t area[384];
     std::memset(area, 0xee, sizeof(area));
     ASSERT_EQ(ops->get_wifi_info(area), 0);
@@ -358,7 +358,7 @@ TEST_F(ANetworkEvent, LeavesNothingOfTheCallersBehindATextOfANameServer) {
 
 // The texts are as long as they can be and stay within their fields.
 TEST_F(ANetworkEvent, FillsTheWifiInformationFieldByField) {
-    chip().deliver(net_event(
+    channel().deliver(net_event(
         1, net_record("ffffffff", "ffffffff", "fffffffe", "fefefefefefe", "fffffffd", "fffffffc")));
     std::uint8_t area[384];
     std::memset(area, 0xee, sizeof(area));

@@ -4,7 +4,7 @@
 
 #include "captured_output.h"
 #include "driver_world.h"
-#include "hi3861l_driver.h"
+#include "hi3861l_receive.h"
 #include "waiting.h"
 
 namespace quon::test {
@@ -58,7 +58,7 @@ class AReceivedMessage : public AStartedDriver {
 
 TEST_F(AReceivedMessage, IsDumpedWhole) {
     const Bytes frame = chip_frame(0x92, pattern(15));
-    EXPECT_EQ(captured_output([&] { chip().deliver(frame); }),
+    EXPECT_EQ(captured_output([&] { channel().deliver(frame); }),
               "D/HEX recv msg: 0000-000F: "
               "92 0F 00 00 00 01 02 03  04 05 06 07 08 09 0A 0B    "
               "................\n"
@@ -71,7 +71,7 @@ TEST_F(AReceivedMessage, IsDumpedUnlessItAnswersAnUpgrade) {
     for (int type = 0; type < 256; type++) {
         const bool is_upgrade = type == 0x8f || type == 0x90 || type == 0x91;
         const std::string output = captured_output(
-            [&] { chip().deliver(chip_frame(static_cast<std::uint8_t>(type), {})); });
+            [&] { channel().deliver(chip_frame(static_cast<std::uint8_t>(type), {})); });
         EXPECT_EQ(output.find("D/HEX recv msg: 0000-000F: ") == std::string::npos, is_upgrade)
             << type;
     }
@@ -80,7 +80,7 @@ TEST_F(AReceivedMessage, IsDumpedUnlessItAnswersAnUpgrade) {
 TEST_F(AReceivedMessage, IsDumpedWithItsLengthCutTo16Bits) {
     Bytes frame = chip_frame(0x92, {0x41, 0x42, 0x43});
     frame.resize(65536 + 6);
-    EXPECT_EQ(captured_output([&] { chip().deliver(frame); }),
+    EXPECT_EQ(captured_output([&] { channel().deliver(frame); }),
               "D/HEX recv msg: 0000-000F: "
               "92 03 00 00 00 41                                   "
               ".....A\n");
@@ -88,7 +88,7 @@ TEST_F(AReceivedMessage, IsDumpedWithItsLengthCutTo16Bits) {
 
 TEST_F(AReceivedMessage, OfNoBytesIsIgnored) {
     EXPECT_EQ(captured_output([&] {
-                  chip().deliver({});
+                  channel().deliver({});
                   const std::uint8_t byte = 0x01;
                   EXPECT_EQ(hi3861l_rx_callback(nullptr, 5), 0);
                   EXPECT_EQ(hi3861l_rx_callback(&byte, 0), 0);
@@ -104,7 +104,7 @@ TEST_F(AReceivedMessage, OfAnEventTypeIsQueuedAndNoOther) {
     for (int type = 0; type < 256; type++) {
         SCOPED_TRACE(type);
         // Payload byte 1 is a network state that changes nothing.
-        chip().deliver(
+        channel().deliver(
             chip_frame(static_cast<std::uint8_t>(type), {static_cast<std::uint8_t>(type), 0}));
         EXPECT_EQ(ops->get_event_info(event), type <= 5 ? 0 : -1);
         if (type <= 5) {
@@ -134,7 +134,7 @@ TEST_F(AReceivedMessage, OfAnEventTypeIsKeptAsItsFirst33PayloadBytes) {
                          }()}};
     for (const Row& row : rows) {
         SCOPED_TRACE(to_hex(row.frame));
-        chip().deliver(row.frame);
+        channel().deliver(row.frame);
         std::uint8_t area[35];
         std::memset(area, 0xee, sizeof(area));
         EXPECT_EQ(ops->get_event_info(area), 0);
@@ -151,7 +151,7 @@ TEST_F(AReceivedMessage, OfTheNetworkTypeChangesNothingUnlessItsStateIs1Or2) {
     for (int state = 0; state < 256; state++) {
         payload[1] = static_cast<std::uint8_t>(state);
         if (state != 1 && state != 2) {
-            chip().deliver(chip_frame(0x03, payload));
+            channel().deliver(chip_frame(0x03, payload));
             EXPECT_EQ(ops->get_event_info(event), 0);
             EXPECT_EQ(event[1], state);
         }
@@ -168,7 +168,7 @@ TEST_F(AReceivedMessage, OfAnotherTypeThanTheNetworksNeverChangesTheNetwork) {
     payload.insert(payload.end(), record.begin(), record.end());
     for (int type = 0; type < 256; type++) {
         if (type != 0x03) {
-            chip().deliver(chip_frame(static_cast<std::uint8_t>(type), payload));
+            channel().deliver(chip_frame(static_cast<std::uint8_t>(type), payload));
         }
     }
     EXPECT_TRUE(commands().empty());
@@ -176,10 +176,10 @@ TEST_F(AReceivedMessage, OfAnotherTypeThanTheNetworksNeverChangesTheNetwork) {
 
 TEST_F(AReceivedMessage, ThatIsTheEleventhUncollectedEventIsLostWithALogLine) {
     for (std::uint8_t i = 0; i < 10; i++) {
-        chip().deliver(chip_frame(0x01, {i}));
+        channel().deliver(chip_frame(0x01, {i}));
     }
     EXPECT_EQ(log_lines(), std::vector<LogLine>{});
-    chip().deliver(chip_frame(0x01, {10}));
+    channel().deliver(chip_frame(0x01, {10}));
     EXPECT_EQ(log_lines(),
               (std::vector{
                   LogLine{1, "TAG", "quon_queue", "QN_QUEUE_Push", "queue hi3861 event is full!\n"},
@@ -193,9 +193,9 @@ TEST_F(AReceivedMessage, ThatIsTheEleventhUncollectedEventIsLostWithALogLine) {
 
 TEST_F(AReceivedMessage, IsMatchedWithAnExchangeAlsoWhenTheEventQueueIsFull) {
     for (std::uint8_t i = 0; i < 11; i++) {
-        chip().deliver(chip_frame(0x05, {i}));
+        channel().deliver(chip_frame(0x05, {i}));
     }
-    chip().answer_with(0x84, {chip_frame(0x05, {}), chip_frame(0x84, {8})});
+    channel().answer_with(0x84, {chip_frame(0x05, {}), chip_frame(0x84, {8})});
     std::uint8_t time[384] = {};
     EXPECT_EQ(ops->get_time(time), 0);
     EXPECT_EQ(time[0], 8);
@@ -207,7 +207,7 @@ TEST_F(AReceivedMessage, IsNotThereWhenNoEventIsPendingAndNothingIsLogged) {
 }
 
 TEST_F(AReceivedMessage, CannotBeCollectedIntoANullPointer) {
-    chip().deliver(chip_frame(0x01, {1}));
+    channel().deliver(chip_frame(0x01, {1}));
     forget_log();
     EXPECT_EQ(ops->get_event_info(nullptr), -1);
     EXPECT_EQ(log_lines(),
@@ -216,7 +216,7 @@ TEST_F(AReceivedMessage, CannotBeCollectedIntoANullPointer) {
 }
 
 TEST_F(AReceivedMessage, ThatNobodyWaitsForIsDropped) {
-    chip().deliver(chip_frame(0x84, {1, 2, 3}));
+    channel().deliver(chip_frame(0x84, {1, 2, 3}));
     EXPECT_EQ(ops->get_event_info(event), -1);
     EXPECT_EQ(log_lines(), std::vector<LogLine>{});
 }
@@ -235,9 +235,9 @@ TEST_F(AReceivedMessage, MalformedInAnyWayLeavesTheDriverWorking) {
                             chip_frame_declaring(0x86, 0x80000000, pattern(363)),
                             chip_frame_declaring(0xff, 0x7fffffff, pattern(1000))};
     for (const Bytes& frame : frames) {
-        chip().deliver(frame);
+        channel().deliver(frame);
     }
-    chip().answer(0x84, {3});
+    channel().answer(0x84, {3});
     std::uint8_t time[384] = {};
     EXPECT_EQ(ops->get_time(time), 0);
     EXPECT_EQ(time[0], 3);
@@ -247,7 +247,7 @@ TEST_F(AReceivedMessage, CanBeCollectedWhileOthersArrive) {
     std::atomic<bool> done{false};
     std::jthread chip_side([&] {
         for (int i = 0; i < 300; i++) {
-            chip().deliver(chip_frame(0x01, {static_cast<std::uint8_t>(i)}));
+            channel().deliver(chip_frame(0x01, {static_cast<std::uint8_t>(i)}));
         }
         done = true;
     });

@@ -2,7 +2,8 @@
 #include <thread>
 
 #include "driver_world.h"
-#include "hi3861l_driver.h"
+#include "hi3861l_context.h"
+#include "hi3861l_transport.h"
 #include "waiting.h"
 
 namespace quon::test {
@@ -44,8 +45,8 @@ class AnExchange : public AStartedDriver {
 };
 
 TEST_F(AnExchange, IsAnsweredByTheNextMessageOfItsTypeOnly) {
-    chip().answer_with(0x84, {chip_frame(0x86, {1}), chip_frame(0x04, {2}), chip_frame(0x85, {3}),
-                              chip_frame(0x84, {4, 5})});
+    channel().answer_with(0x84, {chip_frame(0x86, {1}), chip_frame(0x04, {2}),
+                                 chip_frame(0x85, {3}), chip_frame(0x84, {4, 5})});
     EXPECT_EQ(ops->get_time(area), 0);
     EXPECT_EQ(area[0], 4);
     EXPECT_EQ(area[1], 5);
@@ -54,18 +55,18 @@ TEST_F(AnExchange, IsAnsweredByTheNextMessageOfItsTypeOnly) {
 
 TEST_F(AnExchange, DoesNotGetTheLateReplyOfTheOneBefore) {
     EXPECT_EQ(ops->get_time(area), -1);
-    chip().deliver(chip_frame(0x84, {1, 2, 3}));  // too late
-    chip().answer(0x84, {});
+    channel().deliver(chip_frame(0x84, {1, 2, 3}));  // too late
+    channel().answer(0x84, {});
     EXPECT_EQ(ops->get_time(area), 0);
     EXPECT_EQ(area[0], 0);
 }
 
 TEST_F(AnExchange, ThatFailsLetsTheNextOneThrough) {
-    chip().send_result = -1;
+    channel().send_result = -1;
     EXPECT_EQ(ops->get_time(area), -1);
     EXPECT_EQ(ops->set_led_state(1), -1);
-    chip().send_result = 0;
-    chip().answer(0x84, {9});
+    channel().send_result = 0;
+    channel().answer(0x84, {9});
     EXPECT_EQ(ops->get_time(area), 0);
     EXPECT_EQ(area[0], 9);
     EXPECT_EQ(ops->set_led_state(1), 0);
@@ -76,14 +77,14 @@ TEST_F(AnExchange, HoldsUpOtherSendersUntilItsReplyHasCome) {
         std::uint8_t time[384];
         EXPECT_EQ(ops->get_battery_status(time), 0);
     });
-    ASSERT_TRUE(wait_until([] { return chip().frames().size() == 1; }));
+    ASSERT_TRUE(wait_until([] { return channel().frames().size() == 1; }));
     std::jthread sender([&] { EXPECT_EQ(ops->set_led_state(1), 0); });
     EXPECT_FALSE(
-        wait_until([] { return chip().frames().size() > 1; }, std::chrono::milliseconds(100)));
-    chip().deliver(chip_frame(0x86, {1}));
+        wait_until([] { return channel().frames().size() > 1; }, std::chrono::milliseconds(100)));
+    channel().deliver(chip_frame(0x86, {1}));
     asker.join();
     sender.join();
-    EXPECT_EQ(chip().frames(),
+    EXPECT_EQ(channel().frames(),
               (std::vector<Bytes>{from_hex("86 00 00 00 00"), from_hex("85 01 00 00 00 01")}));
 }
 
@@ -98,14 +99,14 @@ int try_lock(pthread_mutex_t& lock) {
 
 TEST_F(AnExchange, HasAnnouncedItsTypeAndHoldsBothLocksWhileItSends) {
     std::size_t sends = 0;
-    chip().during_send = [&sends] {
+    channel().during_send = [&sends] {
         sends++;
         EXPECT_EQ(try_lock(g_hi3861l.request_lock), EBUSY);
         EXPECT_EQ(try_lock(g_hi3861l.reply_lock), EBUSY);  // no reply comes before the wait
         EXPECT_EQ(g_hi3861l.pending.type, 0x86U);
         EXPECT_EQ(g_hi3861l.pending.len, 0U);
     };
-    chip().answer(0x86, {1});
+    channel().answer(0x86, {1});
     EXPECT_EQ(ops->get_battery_status(area), 0);
     EXPECT_EQ(sends, 1U);
     EXPECT_EQ(try_lock(g_hi3861l.request_lock), 0);
@@ -114,7 +115,7 @@ TEST_F(AnExchange, HasAnnouncedItsTypeAndHoldsBothLocksWhileItSends) {
 
 TEST_F(AnExchange, LeavesTheReplyLockToTheReceiveThreadIfItIsACommand) {
     std::size_t sends = 0;
-    chip().during_send = [&sends] {
+    channel().during_send = [&sends] {
         sends++;
         EXPECT_EQ(try_lock(g_hi3861l.request_lock), EBUSY);
         EXPECT_EQ(try_lock(g_hi3861l.reply_lock), 0);
@@ -125,7 +126,7 @@ TEST_F(AnExchange, LeavesTheReplyLockToTheReceiveThreadIfItIsACommand) {
 }
 
 TEST_F(AnExchange, OfEachOfManyThreadsGetsItsOwnReply) {
-    chip().echo();
+    channel().echo();
     {
         std::vector<std::jthread> threads;
         threads.reserve(8);
@@ -141,7 +142,7 @@ TEST_F(AnExchange, OfEachOfManyThreadsGetsItsOwnReply) {
             });
         }
     }
-    EXPECT_EQ(chip().frames().size(), 400U);
+    EXPECT_EQ(channel().frames().size(), 400U);
 }
 
 }  // namespace

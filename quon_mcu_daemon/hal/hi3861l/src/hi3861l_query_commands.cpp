@@ -1,54 +1,53 @@
+#include "hi3861l_query_commands.h"
+
 #include <string.h>
 
 #include <algorithm>
 
-#include "hi3861l_commands.h"
-#include "hi3861l_driver.h"
+#include "hi3861l_api.h"
+#include "hi3861l_context.h"
+#include "hi3861l_net_record.h"
+#include "hi3861l_transport.h"
 #include "securec.h"
 
 // A chip's answer is at most one payload long, and so is the area it is copied to.
 static_assert(MCU_REPLY_AREA_SIZE == HI3861L_PAYLOAD_SIZE);
 
-namespace {
-
-constexpr int32_t kWakeupInfoTimeoutMs = 2000;
-constexpr int32_t kWifiScanfInfoTimeoutMs = 2000;
-
-// Fills `reply`. `body` has `size` bytes.
-int32_t exchange(const hi3861l_query& query, const void* body, uint32_t size, hi3861l_msg* reply) {
-    hi3861l_msg request{.type = query.type, .payload = {}, .len = size};
+int32_t hi3861l_exchange(hi3861l_msg_type type, const char* name, const void* body, uint32_t size,
+                         hi3861l_msg* reply) {
+    hi3861l_msg request{.type = type, .payload = {}, .len = size};
     if (size != 0) {
         memcpy(request.payload, body, size);
     }
-    *reply = hi3861l_msg{.type = query.type, .payload = {}, .len = 0};
-    if (hi3861l_send_msg_sync(&request, reply, query.timeout_ms) != 0) {
-        return hi3861l_failed(query.name, __LINE__, "hi3861l_send_msg_sync failed");
+    *reply = hi3861l_msg{.type = type, .payload = {}, .len = 0};
+    if (hi3861l_send_msg_sync(&request, reply, hi3861l_timeout_ms(type)) != 0) {
+        return hi3861l_failed(name, __LINE__, "hi3861l_send_msg_sync failed");
     }
     return 0;
 }
 
-void copy_record(uint8_t* record, const hi3861l_msg& reply) {
-    (void)memcpy_s(record, MCU_REPLY_AREA_SIZE, reply.payload, reply.len);
+void hi3861l_copy_answer(uint8_t* area, const hi3861l_msg& reply) {
+    if (reply.len != 0) {
+        (void)memcpy_s(area, MCU_REPLY_AREA_SIZE, reply.payload, reply.len);
+    }
 }
 
-}  // namespace
-
-int32_t hi3861l_run_query(const hi3861l_query& query, uint8_t* record) {
+int32_t hi3861l_run_query(hi3861l_msg_type type, const char* name, uint8_t* record) {
     if (record == nullptr) {
-        return hi3861l_failed(query.name, __LINE__, "param is invalid");
+        return hi3861l_failed(name, __LINE__, "param is invalid");
     }
     hi3861l_msg reply;
-    if (exchange(query, nullptr, 0, &reply) != 0) {
+    if (hi3861l_exchange(type, name, nullptr, 0, &reply) != 0) {
         return -1;
     }
-    copy_record(record, reply);
+    hi3861l_copy_answer(record, reply);
     return 0;
 }
 
 // Without a check of the pointer. Intended.
-int32_t hi3861l_run_text_query(const hi3861l_query& query, char* text) {
+int32_t hi3861l_run_text_query(hi3861l_msg_type type, const char* name, char* text) {
     hi3861l_msg reply;
-    if (exchange(query, nullptr, 0, &reply) != 0) {
+    if (hi3861l_exchange(type, name, nullptr, 0, &reply) != 0) {
         return -1;
     }
     const size_t length =
@@ -58,14 +57,14 @@ int32_t hi3861l_run_text_query(const hi3861l_query& query, char* text) {
     return 0;
 }
 
-// The count is the chip's and goes to the caller as it stands; the entries are copied as far as
-// the payload holds them.
-int32_t hi3861l_run_list_query(const hi3861l_query& query, uint32_t entry_size, uint8_t* list) {
+// The count is the chip's and goes to the caller as it stands.
+int32_t hi3861l_run_list_query(hi3861l_msg_type type, const char* name, uint32_t entry_size,
+                               uint8_t* list) {
     if (list == nullptr) {
-        return hi3861l_failed(query.name, __LINE__, "param is invalid");
+        return hi3861l_failed(name, __LINE__, "param is invalid");
     }
     hi3861l_msg reply;
-    if (exchange(query, nullptr, 0, &reply) != 0) {
+    if (hi3861l_exchange(type, name, nullptr, 0, &reply) != 0) {
         return -1;
     }
     const uint8_t count = reply.payload[0];
@@ -75,17 +74,13 @@ int32_t hi3861l_run_list_query(const hi3861l_query& query, uint32_t entry_size, 
     return 0;
 }
 
+// The MAC is read where the caller's record holds it: an answer that ends before it leaves there
+// what stood there.
 int32_t hi3861l_api_get_wakeup_info(uint8_t* record) {
-    if (record == nullptr) {
-        return hi3861l_failed(__func__, __LINE__, "param is invalid");
-    }
-    hi3861l_msg reply;
-    if (exchange({HI3861L_GET_WAKEUP_INFO, kWakeupInfoTimeoutMs, __func__}, nullptr, 0, &reply) !=
-        0) {
+    if (hi3861l_run_query(HI3861L_GET_WAKEUP_INFO, __func__, record) != 0) {
         return -1;
     }
-    copy_record(record, reply);
-    hi3861l_keep_second_mac(reply.payload + MCU_WAKEUP_MAC_OFFSET);
+    hi3861l_keep_second_mac(record + MCU_WAKEUP_MAC_OFFSET);
     return 0;
 }
 
@@ -94,10 +89,10 @@ int32_t hi3861l_api_get_wifi_scanf_info(uint8_t selector, uint8_t* record) {
         return hi3861l_failed(__func__, __LINE__, "param is invalid");
     }
     hi3861l_msg reply;
-    if (exchange({HI3861L_GET_WIFI_SCANF_INFO, kWifiScanfInfoTimeoutMs, __func__}, &selector,
-                 sizeof(selector), &reply) != 0) {
+    if (hi3861l_exchange(HI3861L_GET_WIFI_SCANF_INFO, __func__, &selector, sizeof(selector),
+                         &reply) != 0) {
         return -1;
     }
-    copy_record(record, reply);
+    hi3861l_copy_answer(record, reply);
     return 0;
 }

@@ -1,15 +1,17 @@
+#include "hi3861l_receive.h"
+
 #include <string.h>
 
 #include <algorithm>
 
-#include "hi3861l_driver.h"
+#include "hi3861l_context.h"
+#include "hi3861l_events.h"
+#include "hi3861l_net_update.h"
 #include "quon_little_endian.h"
 
 namespace {
 
 constexpr unsigned char kDumpWidth = 16;
-constexpr int kEventQueueDepth = 10;
-constexpr unsigned kEventQueueFlags = 0;  // no condition variable: nobody waits
 
 // The answers of a firmware upgrade would flood the log.
 bool is_dumped(uint8_t type) {
@@ -55,13 +57,6 @@ void hand_to_waiter(const hi3861l_msg& msg) {
     pthread_mutex_unlock(&g_hi3861l.reply_lock);
 }
 
-int32_t hi3861l_event_pop(QN_QUEUE* queue, uint8_t* event) {
-    if (QN_QUEUE_Pop(queue, event) != 0) {
-        return hi3861l_failed(__func__, __LINE__, "QN_QUEUE_Pop failed");
-    }
-    return 0;
-}
-
 }  // namespace
 
 hi3861l_msg hi3861l_decode(const uint8_t* data, int32_t len) {
@@ -93,32 +88,4 @@ int32_t hi3861l_rx_callback(const uint8_t* data, int32_t len) {
         hi3861l_msg_dispatch(data, len);
     }
     return 0;
-}
-
-void hi3861l_event_init() {
-    QN_QUEUE* const queue =
-        QN_QUEUE_Create(sizeof(hi3861l_event), kEventQueueDepth, kEventQueueFlags, "hi3861 event");
-    if (queue == nullptr) {
-        QnLogPrint(QN_LOG_ERROR, HI3861L_TAG, HI3861L_SOURCE, __func__, __LINE__,
-                   "QN_QUEUE_Create failed\n");
-    }
-    g_hi3861l.events.store(queue, std::memory_order_release);
-}
-
-int32_t hi3861l_event_push(const uint8_t* payload) {
-    if (QN_QUEUE_Push(g_hi3861l.events.load(std::memory_order_acquire), payload) != 0) {
-        return hi3861l_failed(__func__, __LINE__, "QN_QUEUE_Push failed");
-    }
-    return 0;
-}
-
-int32_t hi3861l_api_get_event_info(uint8_t* event) {
-    if (event == nullptr) {
-        return hi3861l_failed(__func__, __LINE__, "param is invalid");
-    }
-    QN_QUEUE* const queue = g_hi3861l.events.load(std::memory_order_acquire);
-    if (QN_QUEUE_GetLen(queue) <= 0) {
-        return -1;
-    }
-    return hi3861l_event_pop(queue, event);
 }

@@ -1,7 +1,9 @@
+#include "hi3861l_transport.h"
+
 #include <errno.h>
 #include <stdlib.h>
 
-#include "hi3861l_driver.h"
+#include "hi3861l_context.h"
 #include "hichannel_host.h"
 #include "quon_little_endian.h"
 #include "securec.h"
@@ -18,7 +20,9 @@ void write_frame(uint8_t* frame, size_t size, const hi3861l_msg* msg) {
     (void)memset_s(frame, size, 0, size);
     frame[0] = static_cast<uint8_t>(msg->type);
     quon_store_le32(frame + 1, msg->len);
-    (void)memcpy_s(frame + HI3861L_FRAME_HEAD_SIZE, msg->len, msg->payload, msg->len);
+    if (msg->len != 0) {
+        (void)memcpy_s(frame + HI3861L_FRAME_HEAD_SIZE, msg->len, msg->payload, msg->len);
+    }
 }
 
 // Waits once, without looking at the slot again: any wake-up before the deadline counts as the
@@ -53,15 +57,13 @@ int32_t hi3861l_send_data(const hi3861l_msg* msg) {
     const size_t size = HI3861L_FRAME_HEAD_SIZE + msg->len;
     auto* const frame = static_cast<uint8_t*>(malloc(size));
     if (frame == nullptr) {
-        QnLogPrint(QN_LOG_ERROR, HI3861L_TAG, HI3861L_SOURCE, __func__, __LINE__,
-                   "malloc failed\n");
+        HI3861L_LOG(QN_LOG_ERROR, "malloc failed\n");
         return -1;
     }
     write_frame(frame, size, msg);
     int32_t result = 0;
     if (hi_channel_send_to_dev(frame, static_cast<int32_t>(size)) != 0) {
-        QnLogPrint(QN_LOG_ERROR, HI3861L_TAG, HI3861L_SOURCE, __func__, __LINE__,
-                   "hi_channel_send_to_dev failed\n");
+        HI3861L_LOG(QN_LOG_ERROR, "hi_channel_send_to_dev failed\n");
         result = -1;
     }
     free(frame);
@@ -72,8 +74,7 @@ int32_t hi3861l_send_msg_async(const hi3861l_msg* msg) {
     pthread_mutex_lock(&g_hi3861l.request_lock);
     const int32_t result = hi3861l_send_data(msg);
     if (result != 0) {
-        QnLogPrint(QN_LOG_ERROR, HI3861L_TAG, HI3861L_SOURCE, __func__, __LINE__,
-                   "hi3861l_send_data failed\n");
+        HI3861L_LOG(QN_LOG_ERROR, "hi3861l_send_data failed\n");
     }
     pthread_mutex_unlock(&g_hi3861l.request_lock);
     return result;
@@ -86,8 +87,7 @@ int32_t hi3861l_send_msg_sync(const hi3861l_msg* request, hi3861l_msg* reply, in
     g_hi3861l.pending = *reply;
     int32_t result = -1;
     if (hi3861l_send_data(request) != 0) {
-        QnLogPrint(QN_LOG_ERROR, HI3861L_TAG, HI3861L_SOURCE, __func__, __LINE__,
-                   "hi3861l_send_data failed\n");
+        HI3861L_LOG(QN_LOG_ERROR, "hi3861l_send_data failed\n");
     } else {
         result = wait_for_reply(reply, timeout_ms);
     }

@@ -24,7 +24,7 @@ Bytes chip_frame(std::uint8_t type, const Bytes& payload);
 // The same with a length field of the test's choice.
 Bytes chip_frame_declaring(std::uint8_t type, std::uint32_t length, const Bytes& payload);
 
-class FakeChip {
+class FakeChannel {
   public:
     void reset();
 
@@ -77,6 +77,6 @@ class FakeChip {
     std::thread receiver_;
 };
 
-FakeChip& chip();
+FakeChannel& channel();
 
 }  // namespace quon::test

@@ -1,4 +1,4 @@
-#include "fake_chip.h"
+#include "fake_channel.h"
 
 namespace quon::test {
 
@@ -14,12 +14,12 @@ Bytes chip_frame(std::uint8_t type, const Bytes& payload) {
     return chip_frame_declaring(type, static_cast<std::uint32_t>(payload.size()), payload);
 }
 
-FakeChip& chip() {
-    static auto* const kChip = new FakeChip;  // the driver may use it until the process ends
-    return *kChip;
+FakeChannel& channel() {
+    static auto* const kChannel = new FakeChannel;  // the driver may use it until the process ends
+    return *kChannel;
 }
 
-void FakeChip::reset() {
+void FakeChannel::reset() {
     init_result = 0;
     register_result = 0;
     send_result = 0;
@@ -35,27 +35,27 @@ void FakeChip::reset() {
     incoming_.clear();
 }
 
-void FakeChip::answer(std::uint8_t type, const Bytes& payload) {
+void FakeChannel::answer(std::uint8_t type, const Bytes& payload) {
     answer_with(type, {chip_frame(type, payload)});
 }
 
-void FakeChip::answer_with(std::uint8_t type, const std::vector<Bytes>& frames) {
+void FakeChannel::answer_with(std::uint8_t type, const std::vector<Bytes>& frames) {
     const std::lock_guard guard(lock_);
     replies_[type] = frames;
 }
 
-void FakeChip::answer_nothing() {
+void FakeChannel::answer_nothing() {
     const std::lock_guard guard(lock_);
     replies_.clear();
     echo_ = false;
 }
 
-void FakeChip::echo() {
+void FakeChannel::echo() {
     const std::lock_guard guard(lock_);
     echo_ = true;
 }
 
-void FakeChip::deliver(const Bytes& frame) {
+void FakeChannel::deliver(const Bytes& frame) {
     hi_channel_rx_cb callback = nullptr;
     {
         const std::lock_guard guard(lock_);
@@ -64,34 +64,34 @@ void FakeChip::deliver(const Bytes& frame) {
     callback(frame.data(), static_cast<std::int32_t>(frame.size()));
 }
 
-void FakeChip::deliver_later(const Bytes& frame) {
+void FakeChannel::deliver_later(const Bytes& frame) {
     const std::lock_guard guard(lock_);
     incoming_.push_back(frame);
     changed_.notify_all();
 }
 
-std::vector<Bytes> FakeChip::frames() const {
+std::vector<Bytes> FakeChannel::frames() const {
     const std::lock_guard guard(lock_);
     return frames_;
 }
 
-std::vector<std::string> FakeChip::calls() const {
+std::vector<std::string> FakeChannel::calls() const {
     const std::lock_guard guard(lock_);
     return calls_;
 }
 
-void FakeChip::forget() {
+void FakeChannel::forget() {
     const std::lock_guard guard(lock_);
     frames_.clear();
     calls_.clear();
 }
 
-void FakeChip::note(const std::string& call) {
+void FakeChannel::note(const std::string& call) {
     const std::lock_guard guard(lock_);
     calls_.push_back(call);
 }
 
-std::int32_t FakeChip::on_init() {
+std::int32_t FakeChannel::on_init() {
     note("hi_channel_init");
     if (during_init) {
         during_init();
@@ -105,14 +105,14 @@ std::int32_t FakeChip::on_init() {
     return 0;
 }
 
-std::int32_t FakeChip::on_register(hi_channel_rx_cb callback) {
+std::int32_t FakeChannel::on_register(hi_channel_rx_cb callback) {
     note("hi_channel_register_rx_cb");
     const std::lock_guard guard(lock_);
     callback_ = callback;
     return register_result;
 }
 
-std::vector<Bytes> FakeChip::replies_to(const Bytes& request) const {
+std::vector<Bytes> FakeChannel::replies_to(const Bytes& request) const {
     if (echo_) {
         return {request};
     }
@@ -120,7 +120,7 @@ std::vector<Bytes> FakeChip::replies_to(const Bytes& request) const {
     return found != replies_.end() ? found->second : std::vector<Bytes>{};
 }
 
-std::int32_t FakeChip::on_send(const std::uint8_t* data, std::int32_t len) {
+std::int32_t FakeChannel::on_send(const std::uint8_t* data, std::int32_t len) {
     if (during_send) {
         during_send();
     }
@@ -139,7 +139,7 @@ std::int32_t FakeChip::on_send(const std::uint8_t* data, std::int32_t len) {
     return 0;
 }
 
-std::int32_t FakeChip::on_deinit() {
+std::int32_t FakeChannel::on_deinit() {
     note("hi_channel_deinit");
     if (during_deinit) {
         during_deinit();
@@ -155,7 +155,7 @@ std::int32_t FakeChip::on_deinit() {
     return deinit_result;
 }
 
-void FakeChip::receive_loop() {
+void FakeChannel::receive_loop() {
     std::unique_lock guard(lock_);
     while (true) {
         changed_.wait(guard, [this] { return !open_ || !incoming_.empty(); });
@@ -178,19 +178,19 @@ void FakeChip::receive_loop() {
 extern "C" {
 
 std::int32_t hi_channel_init(void) {
-    return quon::test::chip().on_init();
+    return quon::test::channel().on_init();
 }
 
 std::int32_t hi_channel_register_rx_cb(hi_channel_rx_cb cb) {
-    return quon::test::chip().on_register(cb);
+    return quon::test::channel().on_register(cb);
 }
 
 std::int32_t hi_channel_send_to_dev(const std::uint8_t* data, std::int32_t len) {
-    return quon::test::chip().on_send(data, len);
+    return quon::test::channel().on_send(data, len);
 }
 
 std::int32_t hi_channel_deinit(void) {
-    return quon::test::chip().on_deinit();
+    return quon::test::channel().on_deinit();
 }
 
 }  // extern "C"

@@ -1,0 +1,56 @@
+// The chip's firmware upgrade. The caller drives it: start, one block after the other, finish.
+#include <string.h>
+
+#include <algorithm>
+
+#include "hi3861l_api.h"
+#include "hi3861l_context.h"
+#include "hi3861l_query_commands.h"
+#include "hi3861l_set_commands.h"
+#include "quon_little_endian.h"
+
+namespace {
+
+struct block_body {
+    uint8_t bytes[MCU_UPG_BLOCK_SIZE];
+};
+
+// The caller's words and trailing byte, and as much data as the block says it has (at most what it
+// has room for); the rest of the data area stays zero.
+block_body body_of(const uint8_t* block) {
+    block_body body = {};
+    memcpy(body.bytes, block, MCU_UPG_BLOCK_DATA_OFFSET);
+    const uint32_t data_size = std::min<uint32_t>(
+        quon_load_le32(block + MCU_UPG_BLOCK_LENGTH_OFFSET), MCU_UPG_BLOCK_DATA_SIZE);
+    memcpy(body.bytes + MCU_UPG_BLOCK_DATA_OFFSET, block + MCU_UPG_BLOCK_DATA_OFFSET, data_size);
+    body.bytes[MCU_UPG_BLOCK_TAIL_OFFSET] = block[MCU_UPG_BLOCK_TAIL_OFFSET];
+    return body;
+}
+
+}  // namespace
+
+int32_t hi3861l_api_upg_start(uint8_t first, uint32_t second) {
+    HI3861L_LOG(QN_LOG_INFO, "upgrade start\n");
+    uint8_t body[MCU_UPG_START_SIZE] = {first};
+    quon_store_le32(body + 1, second);
+    hi3861l_msg reply;
+    return hi3861l_exchange(HI3861L_UPG_START, __func__, body, sizeof(body), &reply);
+}
+
+int32_t hi3861l_api_upg_transmit(const uint8_t* block) {
+    if (block == nullptr) {
+        return hi3861l_failed(__func__, __LINE__, "param is invalid");
+    }
+    const block_body body = body_of(block);
+    hi3861l_msg reply;
+    if (hi3861l_exchange(HI3861L_UPG_TRANSMIT, __func__, body.bytes, sizeof(body.bytes), &reply) !=
+        0) {
+        return -1;
+    }
+    return reply.payload[HI3861L_UPG_ANSWER_OFFSET] == HI3861L_UPG_ACCEPTED ? 0 : -1;
+}
+
+int32_t hi3861l_api_upg_finish() {
+    HI3861L_LOG(QN_LOG_INFO, "upgrade finish\n");
+    return hi3861l_run_command(HI3861L_UPG_FINISH, __func__, nullptr, 0);
+}
