@@ -5,7 +5,10 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
+#include <filesystem>
+#include <iterator>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -435,6 +438,42 @@ TEST_F(AnOpenChannel, LetsARunningCallbackFinishBeforeItCloses) {
     closer.join();
     EXPECT_TRUE(g_left);
     EXPECT_EQ(receive_calls().size(), 1U);  // the thread saw the stop flag
+    close(g_gate[0]);
+    close(g_gate[1]);
+}
+
+std::size_t thread_count() {
+    const std::filesystem::directory_iterator threads("/proc/self/task");
+    return static_cast<std::size_t>(std::distance(begin(threads), end(threads)));
+}
+
+TEST_F(AClosedChannel, DoesNotWaitForEverForACallbackThatDoesNotReturn) {
+    const std::size_t threads_before = thread_count();
+    g_entered = false;
+    g_left = false;
+    ASSERT_EQ(pipe(g_gate), 0);
+    ASSERT_EQ(hi_channel_init(), 0);
+    const int socket = host_socket();
+    ASSERT_EQ(hi_channel_register_rx_cb(wait_at_gate), 0);
+    send_to_host(netlink_message({1}));
+    ASSERT_TRUE(wait_until([] { return g_entered.load(); }));
+
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(hi_channel_deinit(), 0);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+    EXPECT_FALSE(g_left);
+    EXPECT_EQ(cancel_calls(), 1U);
+    const std::uint8_t byte = 1;
+    EXPECT_EQ(hi_channel_send_to_dev(&byte, 1), -1);
+
+    // What the thread uses stays; it ends when its callback has returned, and takes no more.
+    send_to_host(netlink_message({2}));
+    EXPECT_EQ(write(g_gate[1], "x", 1), 1);
+    EXPECT_TRUE(wait_until([&] { return thread_count() == threads_before; }));
+    EXPECT_TRUE(g_left);
+    EXPECT_EQ(receive_calls().size(), 1U);
+    EXPECT_TRUE(is_open(socket));
+    close(socket);
     close(g_gate[0]);
     close(g_gate[1]);
 }

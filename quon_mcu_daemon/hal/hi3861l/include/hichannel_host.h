@@ -35,7 +35,10 @@ int32_t hi_channel_register_rx_cb(hi_channel_rx_cb cb);
 // Sends `len` (1 to 1500) bytes as one message. Any thread. Returns 0 when the kernel took it.
 int32_t hi_channel_send_to_dev(const uint8_t* data, int32_t len);
 
-// Stops the receive thread and closes the socket. Returns 0, or -1 when the channel is not open.
+// Stops the receive thread, between two messages, and closes the socket. Returns 0, or -1 when the
+// channel is not open. Waits for a callback that is running, but at most 1 second: then the thread
+// ends when its callback returns, socket and memory stay as they are, and no other channel can be
+// opened by this process. Not to be called by the callback.
 int32_t hi_channel_deinit(void);
 
 // The receive thread's function.

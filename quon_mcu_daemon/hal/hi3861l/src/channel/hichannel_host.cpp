@@ -26,15 +26,21 @@ static_assert(NLMSG_HDRLEN == HI_CHANNEL_HEADER_SIZE);
 static_assert(sizeof(nlmsghdr) == HI_CHANNEL_HEADER_SIZE);
 static_assert(sizeof(sockaddr_nl) == 12);
 
+constexpr time_t kThreadEndS = 1;  // how long a stop waits for the receive thread
+
 struct channel_context {
     int32_t socket;
     pthread_t thread;
     hi_channel_rx_cb callback;
+    bool receiving;               // the thread holds nothing and can be cancelled
+    pthread_cond_t is_receiving;  // on CLOCK_MONOTONIC
+    channel_context* next;        // of those that were left to their threads
 };
 
 // Null while the channel is closed. The lock is held for single accesses only, never across a call
 // that can block.
 channel_context* g_context = nullptr;
+channel_context* g_left_behind = nullptr;
 pthread_mutex_t g_context_lock = PTHREAD_MUTEX_INITIALIZER;
 
 std::atomic<uint8_t> g_stop_flag{0};
@@ -60,11 +66,34 @@ int32_t get_socket() {
     return socket;
 }
 
-hi_channel_rx_cb get_callback() {
+hi_channel_rx_cb get_callback(const channel_context* context) {
     pthread_mutex_lock(&g_context_lock);
-    const hi_channel_rx_cb callback = g_context != nullptr ? g_context->callback : nullptr;
+    const hi_channel_rx_cb callback = context->callback;
     pthread_mutex_unlock(&g_context_lock);
     return callback;
+}
+
+channel_context* new_context() {
+    auto* const context = static_cast<channel_context*>(malloc(sizeof(channel_context)));
+    if (context != nullptr) {
+        *context = channel_context{.socket = -1,
+                                   .thread = {},
+                                   .callback = nullptr,
+                                   .receiving = false,
+                                   .is_receiving = {},
+                                   .next = nullptr};
+        pthread_condattr_t monotonic;
+        pthread_condattr_init(&monotonic);
+        pthread_condattr_setclock(&monotonic, CLOCK_MONOTONIC);
+        pthread_cond_init(&context->is_receiving, &monotonic);
+        pthread_condattr_destroy(&monotonic);
+    }
+    return context;
+}
+
+void free_context(channel_context* context) {
+    pthread_cond_destroy(&context->is_receiving);
+    free(context);
 }
 
 sockaddr_nl address_of(uint32_t port) {
@@ -102,6 +131,16 @@ int32_t open_socket(channel_context* context) {
     return 0;
 }
 
+// Returns false when the channel is to stop: what has come in is then dropped.
+bool set_receiving(channel_context* context, bool receiving) {
+    pthread_mutex_lock(&g_context_lock);
+    context->receiving = receiving;
+    pthread_cond_signal(&context->is_receiving);
+    const bool goes_on = g_stop_flag.load(std::memory_order_relaxed) == 0;
+    pthread_mutex_unlock(&g_context_lock);
+    return goes_on;
+}
+
 // The only place where the receive thread can be cancelled: everywhere else it may hold a lock or
 // be in the middle of a network update.
 ssize_t receive_message(int32_t socket, uint8_t (&message)[HI_CHANNEL_RECEIVE_SIZE],
@@ -114,12 +153,43 @@ ssize_t receive_message(int32_t socket, uint8_t (&message)[HI_CHANNEL_RECEIVE_SI
     return received;
 }
 
-void deliver(const uint8_t* message, ssize_t size) {
-    const hi_channel_rx_cb callback = get_callback();
+void deliver(const channel_context* context, const uint8_t* message, ssize_t size) {
+    const hi_channel_rx_cb callback = get_callback(context);
     if (callback != nullptr) {
         callback(message + HI_CHANNEL_HEADER_SIZE,
                  static_cast<int32_t>(size) - HI_CHANNEL_HEADER_SIZE);
     }
+}
+
+// Waits until the thread is where cancelling ends it at once. Returns false when its callback takes
+// too long.
+bool wait_until_receiving(channel_context* context) {
+    timespec deadline{};
+    clock_gettime(CLOCK_MONOTONIC, &deadline);
+    deadline.tv_sec += kThreadEndS;
+    pthread_mutex_lock(&g_context_lock);
+    int result = 0;
+    while (!context->receiving && result == 0) {
+        result = pthread_cond_timedwait(&context->is_receiving, &g_context_lock, &deadline);
+    }
+    const bool receiving = context->receiving;
+    pthread_mutex_unlock(&g_context_lock);
+    return receiving;
+}
+
+// Returns false when the thread goes on, in its callback: everything that it uses stays then.
+bool end_thread(channel_context* context) {
+    pthread_cancel(context->thread);
+    if (wait_until_receiving(context)) {
+        pthread_join(context->thread, nullptr);
+        return true;
+    }
+    pthread_detach(context->thread);
+    pthread_mutex_lock(&g_context_lock);
+    context->next = g_left_behind;
+    g_left_behind = context;
+    pthread_mutex_unlock(&g_context_lock);
+    return false;
 }
 
 // One message: header, then the caller's bytes. Null when memory is short.
@@ -144,21 +214,20 @@ int32_t hi_channel_init(void) {
         printf("[%s][%s][l:%d],hi_channel_init is fail\n\r\n", kSource, __func__, __LINE__);
         return -1;
     }
-    auto* const context = static_cast<channel_context*>(malloc(sizeof(channel_context)));
+    channel_context* const context = new_context();
     if (context == nullptr) {
         return -1;
     }
     g_stop_flag.store(0, std::memory_order_relaxed);
-    *context = channel_context{.socket = -1, .thread = {}, .callback = nullptr};
     if (open_socket(context) != 0) {
-        free(context);
+        free_context(context);
         return -1;
     }
     set_context(context);
     if (pthread_create(&context->thread, nullptr, hi_channel_host_thread, nullptr) != 0) {
         set_context(nullptr);
         close(context->socket);
-        free(context);
+        free_context(context);
         return -1;
     }
     return 0;
@@ -207,28 +276,32 @@ int32_t hi_channel_deinit(void) {
         return -1;
     }
     g_stop_flag.store(1, std::memory_order_relaxed);
-    if (context->thread != 0) {
-        pthread_cancel(context->thread);
-        pthread_join(context->thread, nullptr);
-    }
+    const bool ended = context->thread == 0 || end_thread(context);
     set_context(nullptr);
-    if (context->socket != -1) {
-        close(context->socket);
+    if (ended) {
+        if (context->socket != -1) {
+            close(context->socket);
+        }
+        free_context(context);
     }
-    free(context);
     return 0;
 }
 
 void* hi_channel_host_thread(void* /*unused*/) {
     int state = 0;
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
-    const int32_t socket = get_socket();
+    channel_context* const context = get_context();
+    const int32_t socket = context->socket;
     sockaddr_nl from{};
     socklen_t from_size = sizeof(from);
-    while (g_stop_flag.load(std::memory_order_relaxed) == 0) {
+    while (set_receiving(context, true)) {
         uint8_t message[HI_CHANNEL_RECEIVE_SIZE] = {};
         const ssize_t size = receive_message(socket, message, &from, &from_size);
-        if (size < 0 && errno != EINTR) {
+        const int error = errno;
+        if (!set_receiving(context, false)) {
+            break;
+        }
+        if (size < 0 && error != EINTR) {
             printf("[%s][%s][l:%d],recvfrom error! fd:%d\n\r\n", kSource, __func__, __LINE__,
                    socket);
             break;
@@ -237,7 +310,8 @@ void* hi_channel_host_thread(void* /*unused*/) {
             usleep(kPauseUs);
             continue;
         }
-        deliver(message, size);
+        deliver(context, message, size);
     }
+    (void)set_receiving(context, true);
     return nullptr;
 }
