@@ -65,6 +65,8 @@
     X(52, "method.quon.mcu.get.soc.time.cur.info", quon_mcu_get_soc_poweron_time_cur_info)
 // clang-format on
 
-enum { QUON_MCU_SERVICE_COUNT = 53, QUON_MCU_METHOD_COUNT = 28, QUON_MCU_SIGNAL_COUNT = 25 };
+#define QUON_MCU_COUNT_SERVICE(index, name, handler) +1
+enum { QUON_MCU_SERVICE_COUNT = 0 QUON_MCU_SERVICES(QUON_MCU_COUNT_SERVICE) };
+#undef QUON_MCU_COUNT_SERVICE
 
 #endif

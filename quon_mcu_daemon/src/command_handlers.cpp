@@ -1,10 +1,10 @@
-#include "command_handlers.h"
-
+// Handlers of the services "signal.quon.mcu.set.", and of the three firmware upgrade methods.
 #include <string.h>
 
 #include "mcu_call.h"
 #include "mcu_records.h"
 #include "quon_little_endian.h"
+#include "service_handlers.h"
 
 namespace {
 
@@ -23,6 +23,7 @@ mcu_record<Size> record_of(const uint8_t* request) {
     return record;
 }
 
+// A zero word, on success.
 int32_t upgrade_reply(int32_t result, uint8_t* reply) {
     if (result != 0) {
         return -1;

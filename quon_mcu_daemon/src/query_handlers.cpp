@@ -1,10 +1,13 @@
-#include "query_handlers.h"
-
+// Handlers of the services "method.quon.mcu.get." that ask the chip for one record, or the start-up
+// snapshot.
 #include <stdio.h>
 #include <string.h>
 
 #include "mcu_call.h"
 #include "mcu_records.h"
+#include "quon_little_endian.h"
+#include "service_handlers.h"
+#include "startup_snapshot.h"
 
 namespace {
 
@@ -20,12 +23,14 @@ int32_t copy_staged(const staging_area& area, uint8_t* reply, int32_t length) {
 
 }  // namespace
 
+// The operation writes straight into the reply, up to MCU_REPLY_AREA_SIZE bytes.
 #define DIRECT_QUERY(name, slot, check, length, failure)                         \
     int32_t name(const uint8_t*, int32_t, uint8_t* reply, int32_t) {             \
         static constexpr handler_row row = {#name, __LINE__, check, failure};    \
         return call_mcu(row, &mcu_ops::slot, reply) == 0 ? int32_t{length} : -1; \
     }
 
+// The operation writes into a local area; the reply is untouched on failure.
 #define STAGED_QUERY(name, slot, check, length, failure)                      \
     int32_t name(const uint8_t*, int32_t, uint8_t* reply, int32_t) {          \
         static constexpr handler_row row = {#name, __LINE__, check, failure}; \
@@ -109,4 +114,20 @@ int32_t quon_mcu_get_soc_min_version(const uint8_t*, int32_t, uint8_t* reply,
     }
     snprintf(reinterpret_cast<char*>(reply), static_cast<size_t>(reply_capacity), "%s", text);
     return static_cast<int32_t>(strlen(text));
+}
+
+int32_t quon_mcu_get_allwakeup_info(const uint8_t*, int32_t, uint8_t* reply, int32_t) {
+    const wakeup_context context = quon_mcu_wakeup_context();
+    memcpy(reply, context.bytes, sizeof(context.bytes));
+    return MCU_WAKEUP_CONTEXT_SIZE;
+}
+
+// Two words of the wake-up record and the milliseconds since the snapshot.
+int32_t quon_mcu_get_socup_time(const uint8_t*, int32_t, uint8_t* reply, int32_t) {
+    const wakeup_context context = quon_mcu_wakeup_context();
+    const uint32_t start_ms = quon_load_le32(context.bytes + MCU_CONTEXT_START_MS_OFFSET);
+    memcpy(reply, context.bytes + MCU_WAKEUP_TIME1_OFFSET, 4);
+    memcpy(reply + 4, context.bytes + MCU_WAKEUP_TIME2_OFFSET, 4);
+    quon_store_le32(reply + 8, quon_mcu_monotonic_ms() - start_ms);
+    return MCU_SOCUP_TIME_SIZE;
 }

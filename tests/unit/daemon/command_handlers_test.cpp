@@ -1,6 +1,6 @@
 // Every command handler against a recorded operations table.
 
-#include "command_handlers.h"
+#include "service_handlers.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "captured_output.h"
-#include "fake_chip.h"
+#include "fake_operations.h"
 #include "quon_log.h"
 #include "services.h"
 
@@ -119,13 +119,13 @@ TEST(EachCommand, PassesItsPayloadToItsOneSlot) {
     const Bytes request = request_that_shows_the_log();
     for (const CommandRow& row : kCommands) {
         SCOPED_TRACE(row.service);
-        fresh_chip();
+        fresh_operations();
         const Outcome outcome = run_signal(signal_named(row.service), request);
         EXPECT_EQ(outcome.output, "");
-        ASSERT_EQ(chip().called_slots(), std::vector<int>{row.slot});
-        EXPECT_EQ(chip().calls[0].values, passed_values(row, request));
+        ASSERT_EQ(operations().called_slots(), std::vector<int>{row.slot});
+        EXPECT_EQ(operations().calls[0].values, passed_values(row, request));
         const bool by_pointer = row.payload == kPointer || row.payload == kPointerAndLength;
-        EXPECT_EQ(chip().calls[0].input, by_pointer ? request.data() : nullptr);
+        EXPECT_EQ(operations().calls[0].input, by_pointer ? request.data() : nullptr);
     }
 }
 
@@ -134,11 +134,11 @@ TEST(EachCommand, LogsItsOwnFailureText) {
     for (const CommandRow& row : kCommands) {
         for (const std::int32_t result : {-1, 1}) {
             SCOPED_TRACE(row.service);
-            fresh_chip().result = result;
+            fresh_operations().result = result;
             const Outcome outcome = run_signal(signal_named(row.service), request);
             EXPECT_EQ(outcome.output,
                       log_line("E/", row.handler, std::string("[") + row.failure + "] failed\n"));
-            EXPECT_EQ(chip().calls.size(), 1U);
+            EXPECT_EQ(operations().calls.size(), 1U);
         }
     }
 }
@@ -148,11 +148,11 @@ TEST(EachCommand, WithANullCheckLogsAnEmptySlotAndCallsNothing) {
     for (const CommandRow& row : kCommands) {
         if (row.null_check) {
             SCOPED_TRACE(row.service);
-            fresh_chip().empty_slot(row.slot);
+            fresh_operations().empty_slot(row.slot);
             const Outcome outcome =
                 run_signal(signal_named(row.service), request_that_shows_the_log());
             EXPECT_EQ(outcome.output, log_line("E/", row.handler, "func is null\n"));
-            EXPECT_TRUE(chip().calls.empty());
+            EXPECT_TRUE(operations().calls.empty());
             checked++;
         }
     }
@@ -164,7 +164,7 @@ TEST(EachCommandDeathTest, WithoutANullCheckCallsThroughAnEmptySlot) {
     for (const CommandRow& row : kCommands) {
         if (!row.null_check) {
             SCOPED_TRACE(row.service);
-            fresh_chip().empty_slot(row.slot);
+            fresh_operations().empty_slot(row.slot);
             EXPECT_DEATH(run_signal(signal_named(row.service), request), "");
         }
     }
@@ -176,10 +176,10 @@ TEST(EachCommand, ReadsAPayloadAtAnyAddress) {
     shifted.insert(shifted.end(), request.begin(), request.end());
     for (const CommandRow& row : kCommands) {
         SCOPED_TRACE(row.service);
-        fresh_chip();
+        fresh_operations();
         signal_named(row.service)(shifted.data() + 1, DBUS_DATA_SIZE);
-        ASSERT_EQ(chip().calls.size(), 1U);
-        EXPECT_EQ(chip().calls[0].values, passed_values(row, request));
+        ASSERT_EQ(operations().calls.size(), 1U);
+        EXPECT_EQ(operations().calls[0].values, passed_values(row, request));
     }
 }
 
@@ -189,10 +189,10 @@ TEST(EachCommand, ReadsItsWholeRecordWhateverTheRequestLength) {
         for (const std::int32_t length : {0, 1, -1}) {
             if (row.payload != kPointerAndLength) {
                 SCOPED_TRACE(row.service);
-                fresh_chip();
+                fresh_operations();
                 signal_named(row.service)(request.data(), length);
-                ASSERT_EQ(chip().calls.size(), 1U);
-                EXPECT_EQ(chip().calls[0].values, passed_values(row, request));
+                ASSERT_EQ(operations().calls.size(), 1U);
+                EXPECT_EQ(operations().calls[0].values, passed_values(row, request));
             }
         }
     }
@@ -203,11 +203,11 @@ TEST(TheRawCommand, PassesItsLengthOnBitForBit) {
         {0, {0, 0, 0, 0}}, {3, {3, 0, 0, 0}}, {-1, {0xff, 0xff, 0xff, 0xff}}};
     const Bytes request = numbered_request();
     for (const auto& [length, image] : lengths) {
-        fresh_chip();
+        fresh_operations();
         quon_mcu_set_cmd(request.data(), length);
-        ASSERT_EQ(chip().calls.size(), 1U);
-        EXPECT_EQ(chip().calls[0].input, request.data());
-        EXPECT_EQ(chip().calls[0].values, image);
+        ASSERT_EQ(operations().calls.size(), 1U);
+        EXPECT_EQ(operations().calls[0].input, request.data());
+        EXPECT_EQ(operations().calls[0].values, image);
     }
 }
 
@@ -215,15 +215,15 @@ TEST(EachUpgradeMethod, RepliesWithAZeroWordOf4Bytes) {
     const Bytes request = numbered_request();
     for (const UpgradeRow& row : kUpgrades) {
         SCOPED_TRACE(row.service);
-        fresh_chip();
+        fresh_operations();
         const Outcome outcome = run_method(method_named(row.service), request);
         EXPECT_EQ(outcome.result, 4);
         EXPECT_EQ(Bytes(outcome.reply.begin(), outcome.reply.begin() + 5),
                   (Bytes{0, 0, 0, 0, kUntouched}));
         EXPECT_EQ(outcome.output, "");
-        ASSERT_EQ(chip().called_slots(), std::vector<int>{row.slot});
-        EXPECT_EQ(chip().calls[0].input, row.pointer ? request.data() : nullptr);
-        EXPECT_EQ(chip().calls[0].values,
+        ASSERT_EQ(operations().called_slots(), std::vector<int>{row.slot});
+        EXPECT_EQ(operations().calls[0].input, row.pointer ? request.data() : nullptr);
+        EXPECT_EQ(operations().calls[0].values,
                   Bytes(request.begin(), request.begin() + static_cast<std::ptrdiff_t>(row.size)));
     }
 }
@@ -232,7 +232,7 @@ TEST(EachUpgradeMethod, LogsItsFailureAndLeavesTheReplyAlone) {
     for (const UpgradeRow& row : kUpgrades) {
         for (const std::int32_t result : {-1, 4}) {
             SCOPED_TRACE(row.service);
-            fresh_chip().result = result;
+            fresh_operations().result = result;
             const Outcome outcome = run_method(method_named(row.service), numbered_request());
             EXPECT_EQ(outcome.result, -1);
             EXPECT_EQ(outcome.reply, Bytes(DBUS_DATA_SIZE, kUntouched));
@@ -245,16 +245,16 @@ TEST(EachUpgradeMethod, LogsItsFailureAndLeavesTheReplyAlone) {
 TEST(EachUpgradeMethodDeathTest, CallsThroughAnEmptySlot) {
     for (const UpgradeRow& row : kUpgrades) {
         SCOPED_TRACE(row.service);
-        fresh_chip().empty_slot(row.slot);
+        fresh_operations().empty_slot(row.slot);
         EXPECT_DEATH(run_method(method_named(row.service), numbered_request()), "");
     }
 }
 
 TEST(AnUpgradeStart, PassesByte0AndTheLittleEndianWordBehindIt) {
-    fresh_chip();
+    fresh_operations();
     run_method(quon_mcu_upg_start, {0xa5, 0x78, 0x56, 0x34, 0x12});
-    ASSERT_EQ(chip().calls.size(), 1U);
-    EXPECT_EQ(chip().calls[0].values, (Bytes{0xa5, 0x78, 0x56, 0x34, 0x12}));
+    ASSERT_EQ(operations().calls.size(), 1U);
+    EXPECT_EQ(operations().calls[0].values, (Bytes{0xa5, 0x78, 0x56, 0x34, 0x12}));
 }
 
 // ---- The daemon's own log profile -------------------------------------------------------------
@@ -275,7 +275,7 @@ Bytes profile_request(std::uint8_t first, std::uint8_t second) {
 void some_hook(QnLogRecord) {}
 
 TEST(TheLogProfileCommand, SetsTheLevelLimitFromByte1AndKeepsTheOtherMembers) {
-    fresh_chip();
+    fresh_operations();
     QnLogProfile before = profile_now();
     before.fmt_mask = 0x33;
     before.hook = some_hook;
@@ -289,27 +289,27 @@ TEST(TheLogProfileCommand, SetsTheLevelLimitFromByte1AndKeepsTheOtherMembers) {
 }
 
 TEST(TheLogProfileCommand, PutsByte0IntoTheFirstMemberAndByte1IntoTheThird) {
-    fresh_chip();
+    fresh_operations();
     quon_mcu_set_log_profile(profile_request(2, 1).data(), 2);
     EXPECT_EQ(last_profile.enable, 2);
     EXPECT_EQ(last_profile.level_limit, 1U);
 }
 
 TEST(TheLogProfileCommand, TurnsEveryLevelOnWith01And04) {
-    fresh_chip();
+    fresh_operations();
     quon_mcu_set_log_profile(profile_request(1, 4).data(), 2);
     EXPECT_EQ(profile_now().level_limit, 4U);
 }
 
 TEST(TheLogProfileCommand, ExtendsByte1WithZeros) {
-    fresh_chip();
+    fresh_operations();
     quon_mcu_set_log_profile(profile_request(0, 0xff).data(), 2);
     EXPECT_EQ(profile_now().level_limit, 255U);
     EXPECT_EQ(profile_now().enable, 1);
 }
 
 TEST(TheLogProfileCommand, ChangesTheDaemonsProfileBeforeItReportsTheEmptySlot) {
-    fresh_chip().empty_slot(44);
+    fresh_operations().empty_slot(44);
     EXPECT_EQ(run_signal(quon_mcu_set_log_profile, profile_request(2, 1)).output,
               log_line("E/", "quon_mcu_set_log_profile", "func is null\n"));
     EXPECT_EQ(profile_now().level_limit, 1U);
@@ -318,16 +318,16 @@ TEST(TheLogProfileCommand, ChangesTheDaemonsProfileBeforeItReportsTheEmptySlot) 
 }
 
 TEST(TheLogProfileCommand, AlsoPasses35BytesToAChipThatHasTheSlot) {
-    fresh_chip();
+    fresh_operations();
     Bytes request = numbered_request();
     request[1] = QN_LOG_ERROR;
     quon_mcu_set_log_profile(request.data(), 35);
-    ASSERT_EQ(chip().called_slots(), std::vector<int>{44});
-    EXPECT_EQ(chip().calls[0].values, Bytes(request.begin(), request.begin() + 35));
+    ASSERT_EQ(operations().called_slots(), std::vector<int>{44});
+    EXPECT_EQ(operations().calls[0].values, Bytes(request.begin(), request.begin() + 35));
 }
 
 TEST(TheLogProfileCommand, MayRunConcurrentlyAndTheLastOneWins) {
-    fresh_chip().empty_slot(44);
+    fresh_operations().empty_slot(44);
     const Bytes one = profile_request(0, 0);
     const Bytes other = profile_request(0, 0);
     const auto repeat = [](const Bytes& request) {

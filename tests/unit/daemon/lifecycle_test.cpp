@@ -72,7 +72,7 @@ class TheDaemon : public testing::Test {
 
     static std::unique_ptr<ChildProcess> start(const Environment& environment = {}) {
         return std::make_unique<ChildProcess>(
-            ChildProcess::Options{.command = words_of(DAEMON_WITH_SCRIPTED_CHIP),
+            ChildProcess::Options{.command = words_of(DAEMON_WITH_SCRIPTED_OPERATIONS),
                                   .environment = environment,
                                   .output = ChildProcess::Output::kTerminal,
                                   .separate_errors = false,

@@ -1,13 +1,13 @@
 // Every query handler against a recorded operations table.
 
-#include "query_handlers.h"
+#include "service_handlers.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <string>
 
-#include "fake_chip.h"
+#include "fake_operations.h"
 #include "mcu_records.h"
 #include "services.h"
 
@@ -104,30 +104,31 @@ std::string failure_line(const QueryRow& row) {
 TEST(EachQuery, AsksItsOneSlotAndRepliesWithTheRecord) {
     for (const QueryRow& row : kQueries) {
         SCOPED_TRACE(row.service);
-        fresh_chip().reply = chip_answer(row);
+        fresh_operations().reply = chip_answer(row);
         const Outcome outcome = run_method(method_named(row.service), kRequest);
         EXPECT_EQ(outcome.result, row.length);
         EXPECT_EQ(first(outcome.reply, row.length), expected_reply(row));
         EXPECT_EQ(outcome.output, "");
-        EXPECT_EQ(chip().called_slots(), std::vector<int>{row.slot});
+        EXPECT_EQ(operations().called_slots(), std::vector<int>{row.slot});
     }
 }
 
 TEST(EachQuery, GivesItsReplyAreaOrALocalOneToTheOperation) {
     for (const QueryRow& row : kQueries) {
         SCOPED_TRACE(row.service);
-        fresh_chip().reply = chip_answer(row);
+        fresh_operations().reply = chip_answer(row);
         Bytes reply(DBUS_DATA_SIZE);
         method_named(row.service)(kRequest.data(), 3, reply.data(), DBUS_DATA_SIZE);
-        ASSERT_EQ(chip().calls.size(), 1U);
-        EXPECT_EQ(chip().calls[0].output == reply.data(), writes_straight_into_reply(row.source));
+        ASSERT_EQ(operations().calls.size(), 1U);
+        EXPECT_EQ(operations().calls[0].output == reply.data(),
+                  writes_straight_into_reply(row.source));
     }
 }
 
 TEST(EachQuery, WritesNothingBehindItsRecord) {
     for (const QueryRow& row : kQueries) {
         SCOPED_TRACE(row.service);
-        fresh_chip().reply = chip_answer(row);
+        fresh_operations().reply = chip_answer(row);
         const Outcome outcome = run_method(method_named(row.service), kRequest);
         const int written = row.length + (row.source == kDirect || row.source == kStaged ? 0 : 1);
         EXPECT_TRUE(untouched({outcome.reply.begin() + written, outcome.reply.end()}));
@@ -137,11 +138,11 @@ TEST(EachQuery, WritesNothingBehindItsRecord) {
 TEST(EachQuery, LogsItsOwnFailureTextAndReturnsMinusOne) {
     for (const QueryRow& row : kQueries) {
         SCOPED_TRACE(row.service);
-        fresh_chip().result = -1;
+        fresh_operations().result = -1;
         const Outcome outcome = run_method(method_named(row.service), kRequest);
         EXPECT_EQ(outcome.result, -1);
         EXPECT_EQ(outcome.output, failure_line(row));
-        EXPECT_EQ(chip().calls.size(), 1U);  // no retry
+        EXPECT_EQ(operations().calls.size(), 1U);  // no retry
         EXPECT_TRUE(untouched(outcome.reply));
     }
 }
@@ -149,8 +150,8 @@ TEST(EachQuery, LogsItsOwnFailureTextAndReturnsMinusOne) {
 TEST(EachQuery, LeavesInItsReplyWhatAFailedOperationWroteOnlyWhenItIsDirect) {
     for (const QueryRow& row : kQueries) {
         SCOPED_TRACE(row.service);
-        fresh_chip().result = -1;
-        chip().reply = {1, 2, 3};
+        fresh_operations().result = -1;
+        operations().reply = {1, 2, 3};
         const Outcome outcome = run_method(method_named(row.service), kRequest);
         EXPECT_EQ(outcome.result, -1);
         EXPECT_EQ(untouched(outcome.reply), !writes_straight_into_reply(row.source));
@@ -161,7 +162,7 @@ TEST(EachQuery, TreatsAnyResultButZeroAsAFailure) {
     for (const QueryRow& row : kQueries) {
         if (row.failure != nullptr) {
             SCOPED_TRACE(row.service);
-            fresh_chip().result = 5;
+            fresh_operations().result = 5;
             const Outcome outcome = run_method(method_named(row.service), kRequest);
             EXPECT_EQ(outcome.result, -1);
             EXPECT_EQ(outcome.output, failure_line(row));
@@ -174,11 +175,11 @@ TEST(EachQuery, WithANullCheckLogsAnEmptySlotAndCallsNothing) {
     for (const QueryRow& row : kQueries) {
         if (row.null_check) {
             SCOPED_TRACE(row.service);
-            fresh_chip().empty_slot(row.slot);
+            fresh_operations().empty_slot(row.slot);
             const Outcome outcome = run_method(method_named(row.service), kRequest);
             EXPECT_EQ(outcome.result, -1);
             EXPECT_EQ(outcome.output, log_line("E/", row.handler, "func is null\n"));
-            EXPECT_TRUE(chip().calls.empty());
+            EXPECT_TRUE(operations().calls.empty());
             EXPECT_TRUE(untouched(outcome.reply));
             checked++;
         }
@@ -190,7 +191,7 @@ TEST(EachQueryDeathTest, WithoutANullCheckCallsThroughAnEmptySlot) {
     for (const QueryRow& row : kQueries) {
         if (!row.null_check) {
             SCOPED_TRACE(row.service);
-            fresh_chip().empty_slot(row.slot);
+            fresh_operations().empty_slot(row.slot);
             EXPECT_DEATH(run_method(method_named(row.service), kRequest), "");
         }
     }
@@ -199,9 +200,9 @@ TEST(EachQueryDeathTest, WithoutANullCheckCallsThroughAnEmptySlot) {
 TEST(EachQuery, HasRoomForAReplyAsLongAsAPayload) {
     for (const QueryRow& row : kQueries) {
         SCOPED_TRACE(row.service);
-        fresh_chip().reply.assign(MCU_REPLY_AREA_SIZE, 'x');
+        fresh_operations().reply.assign(MCU_REPLY_AREA_SIZE, 'x');
         if (row.source == kTextDirect) {
-            chip().reply.push_back('\0');
+            operations().reply.push_back('\0');
         }
         const Outcome outcome = run_method(method_named(row.service), kRequest);
         const bool whole_text = row.source == kTextDirect || row.source == kTextStaged;
@@ -216,7 +217,7 @@ TEST(EachQuery, NeedsNoCapacityForARecord) {
     for (const QueryRow& row : kQueries) {
         if (row.source == kDirect || row.source == kStaged) {
             SCOPED_TRACE(row.service);
-            fresh_chip().reply = chip_answer(row);
+            fresh_operations().reply = chip_answer(row);
             const Outcome outcome = run_method(method_named(row.service), kRequest, 0);
             EXPECT_EQ(outcome.result, row.length);
             EXPECT_EQ(first(outcome.reply, row.length), expected_reply(row));
@@ -228,7 +229,7 @@ TEST(TheStagedQueries, ClearTheirLocalRecordFirst) {
     for (const QueryRow& row : kQueries) {
         if (row.source == kStaged) {
             SCOPED_TRACE(row.service);
-            fresh_chip().reply = {9};
+            fresh_operations().reply = {9};
             const Outcome outcome = run_method(method_named(row.service), kRequest);
             Bytes expected(static_cast<std::size_t>(row.length));
             expected[0] = 9;
@@ -239,16 +240,16 @@ TEST(TheStagedQueries, ClearTheirLocalRecordFirst) {
 
 TEST(TheScanQuery, PassesRequestByte0AsItsSelector) {
     for (const std::uint8_t selector : Bytes{0, 1, 0x7f, 0xff}) {
-        fresh_chip();
+        fresh_operations();
         run_method(quon_mcu_get_wifi_scanf_info, {selector, 0x33});
-        ASSERT_EQ(chip().calls.size(), 1U);
-        EXPECT_EQ(chip().calls[0].values, Bytes{selector});
+        ASSERT_EQ(operations().calls.size(), 1U);
+        EXPECT_EQ(operations().calls[0].values, Bytes{selector});
     }
 }
 
 TEST(TheEventQuery, PassesAnyOtherResultBackUnchangedAndSilently) {
     for (const std::int32_t result : {-1, -7, 1, 34}) {
-        fresh_chip().result = result;
+        fresh_operations().result = result;
         const Outcome outcome = run_method(quon_mcu_get_event_info, {});
         EXPECT_EQ(outcome.result, result);
         EXPECT_EQ(outcome.output, "");
@@ -256,14 +257,14 @@ TEST(TheEventQuery, PassesAnyOtherResultBackUnchangedAndSilently) {
 }
 
 TEST(TheVersionQuery, RepliesWithAnEmptyTextOfLength0) {
-    fresh_chip().reply = {0};
+    fresh_operations().reply = {0};
     EXPECT_EQ(run_method(quon_mcu_get_version, {}).result, 0);
 }
 
 TEST(TheWatchdogQuery, RepliesWithOneCharacterWhateverTheState) {
     const std::pair<std::uint8_t, char> states[] = {{0, '0'}, {1, '1'}, {12, '1'}, {255, '2'}};
     for (const auto& [state, digit] : states) {
-        fresh_chip().reply = {state};
+        fresh_operations().reply = {state};
         const Outcome outcome = run_method(quon_mcu_get_wdg_state, {});
         EXPECT_EQ(outcome.result, 1);
         EXPECT_EQ(outcome.reply[0], digit);
@@ -271,24 +272,24 @@ TEST(TheWatchdogQuery, RepliesWithOneCharacterWhateverTheState) {
 }
 
 TEST(TheWatchdogQuery, Reads0WhenTheOperationFillsNothing) {
-    fresh_chip();
+    fresh_operations();
     EXPECT_EQ(first(run_method(quon_mcu_get_wdg_state, {}).reply, 2), (Bytes{'0', 0}));
 }
 
 TEST(TheWatchdogQuery, StaysWithinTheCapacity) {
-    fresh_chip().reply = {255};
+    fresh_operations().reply = {255};
     const Outcome outcome = run_method(quon_mcu_get_wdg_state, {}, 3);
     EXPECT_EQ(outcome.result, 1);
     EXPECT_EQ(first(outcome.reply, 4), (Bytes{'2', '5', 0, kUntouched}));
 }
 
 TEST(TheSocMinimumVersionQuery, RepliesWithAnEmptyTextOfLength0) {
-    fresh_chip();
+    fresh_operations();
     EXPECT_EQ(run_method(quon_mcu_get_soc_min_version, {}).result, 0);
 }
 
 TEST(TheSocMinimumVersionQuery, StaysWithinTheCapacityAndReturnsTheWholeLength) {
-    fresh_chip().reply = bytes_of("1.2.3");
+    fresh_operations().reply = bytes_of("1.2.3");
     const Outcome outcome = run_method(quon_mcu_get_soc_min_version, {}, 4);
     EXPECT_EQ(outcome.result, 5);
     EXPECT_EQ(first(outcome.reply, 5), (Bytes{'1', '.', '2', 0, kUntouched}));

@@ -10,9 +10,8 @@
 #include <vector>
 
 #include "captured_output.h"
-#include "command_handlers.h"
-#include "fake_chip.h"
-#include "query_handlers.h"
+#include "fake_operations.h"
+#include "service_handlers.h"
 #include "shell_services.h"
 #include "startup_snapshot.h"
 

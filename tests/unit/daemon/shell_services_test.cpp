@@ -20,7 +20,7 @@
 #include <vector>
 
 #include "captured_output.h"
-#include "fake_chip.h"
+#include "fake_operations.h"
 #include "waiting.h"
 
 namespace quon::test {

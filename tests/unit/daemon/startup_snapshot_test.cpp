@@ -14,8 +14,10 @@
 #include <vector>
 
 #include "captured_output.h"
-#include "fake_chip.h"
+#include "fake_operations.h"
 #include "mcu_records.h"
+#include "remote_wakeup.h"
+#include "service_handlers.h"
 
 namespace {
 
@@ -105,21 +107,21 @@ void put(Bytes& context, std::size_t offset, const Bytes& field) {
 }
 
 // A chip that answers every query of the snapshot, each after 10 ms.
-FakeChip& answering_chip() {
+FakeOperations& answering_operations() {
     set_clock_ms(5000);
-    fresh_chip().on_call = [](int slot) {
-        chip().reply = answer_of(field_of(slot));
+    fresh_operations().on_call = [](int slot) {
+        operations().reply = answer_of(field_of(slot));
         test_clock_ns += 10'000'000;
     };
-    return chip();
+    return operations();
 }
 
 // The same, but for one record.
 void answer_with(int slot, const Bytes& record) {
-    chip().on_call = [slot, record, usual = chip().on_call](int asked) {
+    operations().on_call = [slot, record, usual = operations().on_call](int asked) {
         usual(asked);
         if (asked == slot) {
-            chip().reply = record;
+            operations().reply = record;
         }
     };
 }
@@ -146,19 +148,19 @@ std::string output_of_snapshot() {
 }
 
 TEST(TheWakeUpContext, IsZeroBeforeTheSnapshot) {
-    fresh_chip();
+    fresh_operations();
     EXPECT_EQ(context(), Bytes(kContextSize));
-    EXPECT_TRUE(chip().calls.empty());
+    EXPECT_TRUE(operations().calls.empty());
 }
 
 TEST(TheSnapshot, AsksForEachFieldOnceInItsOrderAndStartsTheHandOffBeforeTheVersion) {
-    answering_chip();
+    answering_operations();
     EXPECT_EQ(output_of_snapshot(), "");
-    EXPECT_EQ(chip().called_slots(), kOrder);
+    EXPECT_EQ(operations().called_slots(), kOrder);
 }
 
 TEST(TheSnapshot, PutsEachFieldAtItsOffsetAndTheStartTimeAfterTheWakeUpQuery) {
-    answering_chip();
+    answering_operations();
     quon_mcu_startup_snapshot();
     Bytes expected(kContextSize);
     for (const Field& field : kFields) {
@@ -169,76 +171,77 @@ TEST(TheSnapshot, PutsEachFieldAtItsOffsetAndTheStartTimeAfterTheWakeUpQuery) {
 }
 
 TEST(TheSnapshot, IsTakenOnceAndNeverRefreshed) {
-    answering_chip();
+    answering_operations();
     quon_mcu_startup_snapshot();
     const Bytes taken = context();
-    const std::size_t calls = chip().calls.size();
+    const std::size_t calls = operations().calls.size();
     set_clock_ms(90000);
     EXPECT_EQ(context(), taken);
-    EXPECT_EQ(chip().calls.size(), calls);
+    EXPECT_EQ(operations().calls.size(), calls);
 }
 
 TEST(TheSnapshot, GoesOnWhenEveryQueryFails) {
-    answering_chip().result = -1;
-    chip().on_call = [](int) {};
+    answering_operations().result = -1;
+    operations().on_call = [](int) {};
     std::string lines;
     for (const Field& field : kFields) {
         lines +=
             log_line("E/", field.failure_function, std::string("[") + field.failure + "] failed\n");
     }
     EXPECT_EQ(output_of_snapshot(), lines);
-    EXPECT_EQ(chip().called_slots(), kOrder);
+    EXPECT_EQ(operations().called_slots(), kOrder);
     Bytes expected(kContextSize);
     put(expected, kStartOffset, little_endian(5000));
     EXPECT_EQ(context(), expected);
 }
 
 TEST(TheSnapshot, KeepsWhatAFailedQueryWrote) {
-    answering_chip().result = -1;
+    answering_operations().result = -1;
     quon_mcu_startup_snapshot();
     EXPECT_EQ(context()[0], answer_of(kFields[0])[0]);
     EXPECT_EQ(context()[71], answer_of(kFields[1])[0]);
 }
 
 TEST(TheSnapshot, DecidesFromTheReasonThatAFailedQueryLeft) {
-    answering_chip().result = -1;
+    answering_operations().result = -1;
     answer_with(3, {13});
     quon_mcu_startup_snapshot();
-    EXPECT_EQ(chip().hand_off.remote_wakeup, 1U);
+    EXPECT_EQ(operations().hand_off.remote_wakeup, 1U);
 }
 
-// Every reply as long as a payload: the fields that follow overwrite what ran over, and what runs
-// over the last one stays within the process-wide area.
-TEST(TheSnapshot, HasRoomForRepliesAsLongAsAPayload) {
-    answering_chip();
-    chip().on_call = [](int slot) {
-        chip().reply.assign(MCU_REPLY_AREA_SIZE, static_cast<std::uint8_t>(0x40 + slot));
+// Every answer as long as a payload: what goes beyond its field shows nowhere, not in another field
+// and not as the start time.
+TEST(TheSnapshot, KeepsOfAnOverLongAnswerWhatItsFieldHolds) {
+    answering_operations();
+    operations().on_call = [](int slot) {
+        operations().reply.assign(MCU_REPLY_AREA_SIZE, static_cast<std::uint8_t>(0x40 + slot));
         if (slot == 2) {
-            chip().reply.push_back('\0');
+            operations().reply.push_back('\0');
         }
     };
     quon_mcu_startup_snapshot();
     Bytes expected(kContextSize);
     for (const Field& field : kFields) {
-        const std::size_t length = std::min<std::size_t>(384, kContextSize - field.offset);
-        put(expected, field.offset, Bytes(length, static_cast<std::uint8_t>(0x40 + field.slot)));
-        if (field.slot == 3) {
-            put(expected, kStartOffset, little_endian(5000));
-        }
+        put(expected, field.offset,
+            Bytes(field.size, static_cast<std::uint8_t>(0x40 + field.slot)));
     }
+    put(expected, kStartOffset, little_endian(5000));
     EXPECT_EQ(context(), expected);
+    set_clock_ms(5000 + 250);
+    const Bytes socup = socup_time();
+    EXPECT_EQ(Bytes(socup.begin() + 8, socup.end()), little_endian(250));
 }
 
 // ---- The hand-off record ----------------------------------------------------------------------
 
 TEST(TheHandOffRecord, AsksForAWakeUpForTheReasons1And3And13Alone) {
     for (int reason = 0; reason < 256; reason++) {
-        answering_chip();
+        answering_operations();
         answer_with(3, Bytes(71, static_cast<std::uint8_t>(reason)));
         quon_mcu_startup_snapshot();
         const bool wanted = reason == 1 || reason == 3 || reason == 13;
-        EXPECT_EQ(chip().hand_off.remote_wakeup, wanted ? 1U : 0U) << reason;
-        EXPECT_EQ(chip().hand_off.get_ip_update_status, quon_mcu_get_ipaddr_update_status);
+        EXPECT_EQ(operations().hand_off.remote_wakeup, wanted ? 1U : 0U) << reason;
+        EXPECT_EQ(operations().hand_off.get_ip_update_status, quon_mcu_get_ipaddr_update_status);
     }
 }
 
@@ -260,27 +263,27 @@ TEST(TheHandOffRecord, TakesTheServerOnlyWhenTheQuerySucceededAndBothPartsAreThe
     };
     for (const ServerRow& row : rows) {
         SCOPED_TRACE(row.what);
-        answering_chip().result = row.result;
+        answering_operations().result = row.result;
         answer_with(25, store_params(row.address, row.port));
         quon_mcu_startup_snapshot();
         std::uint32_t address = 0;
         std::memcpy(&address, row.address.data(), 4);  // as stored, into sin_addr
         const auto port = static_cast<std::uint16_t>(row.port[0] | row.port[1] << 8);
-        EXPECT_EQ(chip().hand_off.server_ip, row.taken ? address : 0U);
-        EXPECT_EQ(chip().hand_off.server_port, row.taken ? port : 0);
+        EXPECT_EQ(operations().hand_off.server_ip, row.taken ? address : 0U);
+        EXPECT_EQ(operations().hand_off.server_port, row.taken ? port : 0);
     }
 }
 
 TEST(TheHandOffRecord, MayBeRefusedWithoutAnyEffect) {
-    answering_chip().hand_off_result = 7;
+    answering_operations().hand_off_result = 7;
     EXPECT_EQ(output_of_snapshot(), "");
-    EXPECT_EQ(chip().called_slots(), kOrder);
+    EXPECT_EQ(operations().called_slots(), kOrder);
 }
 
 // ---- "get.socup.time" -------------------------------------------------------------------------
 
 TEST(TheSocUpTime, IsTwoWordsOfTheWakeUpRecordAndTheMillisecondsSinceTheSnapshot) {
-    answering_chip();
+    answering_operations();
     Bytes wakeup(71);
     put(wakeup, 60, {0x01, 0x02, 0x03, 0x04, 0x11, 0x12, 0x13, 0x14});
     answer_with(3, wakeup);
@@ -289,11 +292,11 @@ TEST(TheSocUpTime, IsTwoWordsOfTheWakeUpRecordAndTheMillisecondsSinceTheSnapshot
     Bytes expected = {0x01, 0x02, 0x03, 0x04, 0x11, 0x12, 0x13, 0x14, 0, 0, 0, 0};
     put(expected, 8, little_endian(1500));
     EXPECT_EQ(socup_time(), expected);
-    EXPECT_EQ(chip().calls.size(), kOrder.size());
+    EXPECT_EQ(operations().calls.size(), kOrder.size());
 }
 
 TEST(TheSocUpTime, CountsAcrossTheWrapOfTheClock) {
-    answering_chip();
+    answering_operations();
     set_clock_ms((std::int64_t{1} << 32) - 100);
     quon_mcu_startup_snapshot();
     set_clock_ms((std::int64_t{1} << 32) + 400);
@@ -302,7 +305,7 @@ TEST(TheSocUpTime, CountsAcrossTheWrapOfTheClock) {
 }
 
 TEST(TheSocUpTime, CountsFromZeroBeforeTheSnapshot) {
-    fresh_chip();
+    fresh_operations();
     set_clock_ms(1234);
     const Bytes time = socup_time();
     EXPECT_EQ(Bytes(time.begin() + 8, time.end()), little_endian(1234));
@@ -327,16 +330,16 @@ TEST(TheMonotonicClock, CountsWholeMillisecondsIn32Bits) {
 // ---- The question of the hand-off thread ------------------------------------------------------
 
 TEST(TheNetworkQuestion, ReturnsTheSizeOfTheFlagThatTheDriverFills) {
-    fresh_chip().reply = {1, 0, 0, 0};
+    fresh_operations().reply = {1, 0, 0, 0};
     int value = 0;
     EXPECT_EQ(quon_mcu_get_ipaddr_update_status(&value), 4);
     EXPECT_EQ(value, 1);
-    ASSERT_EQ(chip().called_slots(), std::vector<int>{47});
-    EXPECT_EQ(chip().calls[0].output, &value);
+    ASSERT_EQ(operations().called_slots(), std::vector<int>{47});
+    EXPECT_EQ(operations().calls[0].output, &value);
 }
 
 TEST(TheNetworkQuestion, LogsAFailure) {
-    fresh_chip().result = -1;
+    fresh_operations().result = -1;
     show_whole_log();
     int value = 0;
     EXPECT_EQ(captured_output([&] { EXPECT_EQ(quon_mcu_get_ipaddr_update_status(&value), -1); }),
@@ -345,18 +348,18 @@ TEST(TheNetworkQuestion, LogsAFailure) {
 }
 
 TEST(TheNetworkQuestion, LogsAnEmptySlot) {
-    fresh_chip().empty_slot(47);
+    fresh_operations().empty_slot(47);
     show_whole_log();
     int value = 0;
     EXPECT_EQ(captured_output([&] { EXPECT_EQ(quon_mcu_get_ipaddr_update_status(&value), -1); }),
               log_line("E/", "quon_mcu_get_ipaddr_update_status", "func is null\n"));
-    EXPECT_TRUE(chip().calls.empty());
+    EXPECT_TRUE(operations().calls.empty());
 }
 
 // ---- Peers that ask too early -----------------------------------------------------------------
 
 TEST(APeerThatAsksDuringTheSnapshot, GetsAPartOfItAndNoRaceIsReported) {
-    answering_chip();
+    answering_operations();
     std::atomic<bool> done{false};
     std::vector<std::thread> peers;
     peers.reserve(3);
@@ -381,9 +384,9 @@ TEST(APeerThatAsksDuringTheSnapshot, GetsAPartOfItAndNoRaceIsReported) {
 }
 
 TEST(APeerThatAsksDuringTheSnapshot, SeesTheFieldsThatAreThere) {
-    answering_chip();
+    answering_operations();
     Bytes seen;
-    chip().on_call = [&seen, usual = chip().on_call](int slot) {
+    operations().on_call = [&seen, usual = operations().on_call](int slot) {
         if (slot == 14) {
             seen = context();
         }

@@ -24,7 +24,7 @@ struct Call {
     const void* output = nullptr;
 };
 
-struct FakeChip {
+struct FakeOperations {
     mcu_ops table;                          // every slot is filled
     std::int32_t result = 0;                // of every operation
     Bytes reply;                            // written to the output area, whatever the result
@@ -38,9 +38,9 @@ struct FakeChip {
     std::vector<int> called_slots() const;
 };
 
-// The chip behind the handlers of this process; a fresh one after fresh_chip().
-FakeChip& chip();
-FakeChip& fresh_chip();
+// The operations behind the handlers of this process; fresh ones after fresh_operations().
+FakeOperations& operations();
+FakeOperations& fresh_operations();
 
 // What a handler does: its result, its reply area and all that it prints. Log lines of every level
 // are shown without colour, time and line number.

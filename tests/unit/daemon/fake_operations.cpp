@@ -1,4 +1,4 @@
-#include "fake_chip.h"
+#include "fake_operations.h"
 
 #include <gtest/gtest.h>
 
@@ -40,17 +40,17 @@ template <int Slot, typename... Args>
 std::int32_t operation(Args... args) {
     Call call{Slot, {}, nullptr, nullptr};
     (record_argument(call, args), ...);
-    chip().calls.push_back(call);
-    if (chip().on_call) {
-        chip().on_call(Slot);
+    operations().calls.push_back(call);
+    if (operations().on_call) {
+        operations().on_call(Slot);
     }
-    (write_reply(args, chip().reply), ...);
-    return chip().result;
+    (write_reply(args, operations().reply), ...);
+    return operations().result;
 }
 
 template <int Slot, typename... Args>
 void fill(std::int32_t (*&slot)(Args...)) {
-    ASSERT_EQ(static_cast<void*>(&slot), chip().slot_address(Slot));
+    ASSERT_EQ(static_cast<void*>(&slot), operations().slot_address(Slot));
     slot = operation<Slot, Args...>;
 }
 
@@ -112,11 +112,11 @@ void fill_table(mcu_ops& ops) {
 
 }  // namespace
 
-void FakeChip::empty_slot(int slot) {
+void FakeOperations::empty_slot(int slot) {
     std::memset(slot_address(slot), 0, sizeof(void*));
 }
 
-std::vector<int> FakeChip::called_slots() const {
+std::vector<int> FakeOperations::called_slots() const {
     std::vector<int> slots;
     for (const Call& call : calls) {
         slots.push_back(call.slot);
@@ -124,15 +124,15 @@ std::vector<int> FakeChip::called_slots() const {
     return slots;
 }
 
-FakeChip& chip() {
-    static FakeChip* the_chip = new FakeChip();
+FakeOperations& operations() {
+    static FakeOperations* the_chip = new FakeOperations();
     return *the_chip;
 }
 
-FakeChip& fresh_chip() {
-    chip() = FakeChip();
-    fill_table(chip().table);
-    return chip();
+FakeOperations& fresh_operations() {
+    operations() = FakeOperations();
+    fill_table(operations().table);
+    return operations();
 }
 
 void show_whole_log() {
@@ -178,12 +178,12 @@ Bytes numbered_request() {
 }  // namespace quon::test
 
 const mcu_ops* mcu_get_ops_handle() {
-    return &quon::test::chip().table;
+    return &quon::test::operations().table;
 }
 
 int websocket_local_server_init(const ws_preinit_param* param) {
-    using quon::test::chip;
-    chip().calls.push_back({quon::test::kHandOffStart, {}, nullptr, nullptr});
-    chip().hand_off = *param;
-    return chip().hand_off_result;
+    using quon::test::operations;
+    operations().calls.push_back({quon::test::kHandOffStart, {}, nullptr, nullptr});
+    operations().hand_off = *param;
+    return operations().hand_off_result;
 }

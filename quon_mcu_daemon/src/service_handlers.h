@@ -1,0 +1,35 @@
+// The functions that serve the daemon's services, as the service table names them: a method's or a
+// signal's, by the kind in the service's name.
+#ifndef SERVICE_HANDLERS_H
+#define SERVICE_HANDLERS_H
+
+#include <string_view>
+
+#include "bus_handler.h"
+#include "quon_mcu_services.h"
+
+inline constexpr std::string_view METHOD_KIND = "method";
+inline constexpr std::string_view SIGNAL_KIND = "signal";
+
+// Only the name's first six characters tell its kind.
+constexpr bool is_of_kind(std::string_view name, std::string_view kind) {
+    return name.starts_with(kind);
+}
+
+template <bool is_method, bool is_signal>
+struct handler_of_kind;  // a name tells one kind
+template <>
+struct handler_of_kind<true, false> {
+    using type = method_handler;
+};
+template <>
+struct handler_of_kind<false, true> {
+    using type = signal_handler;
+};
+
+#define DECLARE_HANDLER(index, name, handler) \
+    handler_of_kind<is_of_kind(name, METHOD_KIND), is_of_kind(name, SIGNAL_KIND)>::type handler;
+QUON_MCU_SERVICES(DECLARE_HANDLER)
+#undef DECLARE_HANDLER
+
+#endif
