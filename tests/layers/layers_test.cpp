@@ -30,6 +30,8 @@ constexpr Folder kHouse[] = {
     {"quon_mcu_daemon/src/", 8},
     {"quon_mcu_daemon/hal/", 7},
     {"quon_mcu_daemon/hal/hi3861l/src/", 6},
+    {"quon_mcu_daemon/hal/example/", 6},
+    {"quon_mcu_daemon/hal/network/", 5},  // what drivers share
     {"quon_mcu_daemon/hal/hi3861l/src/channel/", 5},
     {"quon_mcu_daemon/hal/hi3861l/include/", 4},  // facts that several floors need
     {"quon_mcu_daemon/include/", 4},              // the same

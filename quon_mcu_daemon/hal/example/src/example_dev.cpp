@@ -1,0 +1,152 @@
+#include "example_dev.h"
+
+#include <pthread.h>
+#include <string.h>
+
+#include "mcu_resolver.h"
+#include "mcu_wifi_texts.h"
+#include "mcu_wlan.h"
+
+namespace {
+
+constexpr mcu_log_origin kUpdate = {"EXAMPLE", "example_dev", "example_update_network"};
+
+// What a chip would report once its Wi-Fi link is up; addresses for documentation.
+constexpr mcu_net_info kNetwork = {.ip = {192, 0, 2, 10},
+                                   .netmask = {255, 255, 255, 0},
+                                   .gateway = {192, 0, 2, 1},
+                                   .mac = {0x02, 0, 0, 0, 0, 0x0e},
+                                   .dns1 = {192, 0, 2, 53},
+                                   .dns2 = {0, 0, 0, 0}};
+
+// Handlers call from many threads.
+pthread_mutex_t g_lock = PTHREAD_MUTEX_INITIALIZER;
+uint8_t g_time[MCU_TIME_SIZE] = {26, 1, 1};  // 2026-01-01
+mcu_net_info g_network = {};
+uint32_t g_network_updated = 0;
+
+int32_t example_succeed() {
+    return 0;
+}
+
+int32_t example_get_version(char* text) {
+    constexpr char version[] = "example";
+    memcpy(text, version, sizeof(version));
+    return 0;
+}
+
+int32_t example_get_wakeup_info(uint8_t* record) {
+    memset(record, 0, MCU_WAKEUP_INFO_SIZE);
+    return 0;
+}
+
+int32_t example_set_time(const uint8_t* time) {
+    pthread_mutex_lock(&g_lock);
+    memcpy(g_time, time, sizeof(g_time));
+    pthread_mutex_unlock(&g_lock);
+    return 0;
+}
+
+int32_t example_get_time(uint8_t* record) {
+    pthread_mutex_lock(&g_lock);
+    memcpy(record, g_time, sizeof(g_time));
+    pthread_mutex_unlock(&g_lock);
+    return 0;
+}
+
+// The "link" comes up at once, with the same network for every request.
+int32_t example_set_wifi_connect(mcu_wifi_connect) {
+    const bool applied = mcu_wlan_down(kUpdate) && mcu_wlan_set_mac(kUpdate, kNetwork.mac) &&
+                         mcu_wlan_set_address(kUpdate, kNetwork.ip, kNetwork.netmask) &&
+                         mcu_wlan_set_gateway(kUpdate, kNetwork.gateway) && mcu_wlan_up(kUpdate);
+    if (!applied) {
+        return -1;
+    }
+    mcu_resolver_write(kUpdate, kNetwork);
+    pthread_mutex_lock(&g_lock);
+    g_network = kNetwork;
+    g_network_updated = 1;
+    pthread_mutex_unlock(&g_lock);
+    return 0;
+}
+
+int32_t example_get_wifi_info(uint8_t* info) {
+    pthread_mutex_lock(&g_lock);
+    const mcu_net_info network = g_network;
+    pthread_mutex_unlock(&g_lock);
+    mcu_write_wifi_texts(reinterpret_cast<mcu_wifi_texts*>(info), network, network.mac);
+    return 0;
+}
+
+int32_t example_get_ipaddr_update_status(uint32_t* updated) {
+    pthread_mutex_lock(&g_lock);
+    *updated = g_network_updated;
+    pthread_mutex_unlock(&g_lock);
+    return 0;
+}
+
+// For a slot that callers do not test: it must not be null.
+template <typename... Args>
+int32_t example_refuse(Args...) {
+    return -1;
+}
+
+}  // namespace
+
+const mcu_ops* example_get_ops_handle() {
+    static constexpr mcu_ops table = {
+        .init = example_succeed,
+        .deinit = example_succeed,
+        .get_version = example_get_version,
+        .get_wakeup_info = example_get_wakeup_info,
+        .set_time = example_set_time,
+        .get_time = example_get_time,
+        .set_led_state = example_refuse,
+        .get_battery_status = example_refuse,
+        .set_pir_switch = example_refuse,
+        .set_pir_sensitivity = example_refuse,
+        .get_pir_info = example_refuse,
+        .set_pir_info = example_refuse,
+        .set_wifi_connect = example_set_wifi_connect,
+        .set_wifi_disconnect = example_refuse,
+        .get_wifi_status = example_refuse,
+        .get_wifi_info = example_get_wifi_info,
+        .set_wifi_keepalive = example_refuse,
+        .set_wifi_extended_info = example_refuse,
+        .get_wifi_scanf_info = nullptr,
+        .set_system_state = example_refuse,
+        .get_event_info = example_refuse,
+        .upg_start = example_refuse,
+        .upg_transmit = example_refuse,
+        .upg_finish = example_refuse,
+        .set_store_params = example_refuse,
+        .get_store_params = example_refuse,
+        .set_wdg_state = example_refuse,
+        .get_wdg_state = example_refuse,
+        .set_wdg_period = example_refuse,
+        .set_wdg_feed = example_refuse,
+        .set_alarm = example_refuse,
+        .get_alarm = example_refuse,
+        .set_ap_start = example_refuse,
+        .set_ap_stop = example_refuse,
+        .set_crash_test = example_refuse,
+        .get_err_report = example_refuse,
+        .get_soc_min_version = example_refuse,
+        .set_uart_switch = example_refuse,
+        .set_wakeup_info = example_refuse,
+        .get_status_info = nullptr,
+        .set_charge_auto_poweron = nullptr,
+        .set_cmd = example_refuse,
+        .set_tamper_switch = nullptr,
+        .get_config_info = nullptr,
+        .set_log_profile = nullptr,
+        .get_log_profile = nullptr,
+        .get_bit_err_rate = nullptr,
+        .get_ipaddr_update_status = example_get_ipaddr_update_status,
+        .get_wifi_extended_status = nullptr,
+        .set_soc_poweron_time_info = nullptr,
+        .get_soc_poweron_time_info_list = nullptr,
+        .get_soc_poweron_time_cur_info = nullptr,
+    };
+    return &table;
+}
