@@ -1,0 +1,34 @@
+// The tools' exit statuses, and the exception that carries one.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace quon {
+
+enum class exit_status {
+    done = 0,
+    failure = 1,      // it was asked and answered with a failure, or the results could not be
+                      // written
+    usage = 2,        // unknown command, name or value; a file that cannot be read
+    unreachable = 3,  // nobody listens, or the connection was lost
+    timed_out = 4,    // no answer in time
+    malformed = 5,    // an answer that cannot be one
+};
+
+constexpr int to_int(exit_status status) {
+    return static_cast<int>(status);
+}
+
+// The text has neither the program's name nor a newline.
+class failure : public std::runtime_error {
+  public:
+    failure(exit_status status, const std::string& message)
+        : std::runtime_error(message), status_(status) {}
+    exit_status status() const { return status_; }
+
+  private:
+    exit_status status_;
+};
+
+}  // namespace quon
