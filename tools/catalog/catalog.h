@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "shared/bytes.h"
+
 namespace quon::catalog {
 
 enum class field_kind {
@@ -17,15 +19,22 @@ enum class field_kind {
     s8,
     u16,
     u32,
-    text,   // NUL-terminated within its size
-    ipv4,   // four octets, first octet first
-    mac,    // six octets
-    bytes,  // not interpreted
+    text,          // NUL-terminated within its size
+    address_text,  // the same: an IPv4 or hardware address, or nothing
+    digit_text,    // the same: one decimal digit
+    ipv4,          // four bytes, the first one first
+    mac,           // six bytes
+    bytes,         // not interpreted
 };
 
 struct known_value {
     uint32_t value;
     std::string_view meaning;
+};
+
+struct value_range {
+    int32_t least = 0;
+    int32_t most = 0;
 };
 
 struct field {
@@ -36,6 +45,8 @@ struct field {
     std::string_view unit;  // "ms", "s", "%", or empty
     std::span<const known_value> values;
     std::string_view meaning;
+    value_range range = {};   // what may be given; {0, 0}: all that its bytes can hold
+    bool is_daemons = false;  // measured by the daemon itself, no part of an answer
 };
 
 // A record; a list record has a count byte and then entries of `entry_size` bytes each, which
@@ -45,6 +56,9 @@ struct record {
     uint32_t size;        // bytes; 0: as long as its sender makes it
     uint32_t entry_size;  // 0: no list
     std::span<const field> fields;
+    std::span<const uint32_t> parts = {};  // offsets where the answers begin that make it up;
+                                           // empty: it is one
+    std::string_view zero = {};            // what a zero may mean beside the value 0, as a reason
 };
 
 enum class service_kind { method, signal };
@@ -58,6 +72,7 @@ struct service {
     std::optional<uint8_t> message;  // chip message that it causes
     int timeout_ms;                  // of the chip exchange; 0: none
     std::string_view meaning;
+    std::string_view refusal;  // why it fails when that is no matter of time; empty: not known
 };
 
 struct message {
@@ -85,24 +100,28 @@ struct decoded_field {
     std::string_view unit;
     std::string_view meaning;  // of the value, where it is a known one
     field_kind kind;
+    // How many of its bytes, from its end backwards, are zero like all that follows in its answer.
+    // A record that was filled up after a shorter answer looks the same.
+    size_t unproven = 0;
+    bool blank = false;  // there is nothing else in it
 };
 
 bool is_number(field_kind kind);
 
 // The fields of `bytes` that lie whole within it; a run of bytes that no field covers comes in hex
 // as "rest_<offset>", or as "bytes" when it is all there is. A list gives "count" and its entries.
-std::vector<decoded_field> decode(const record& what, std::span<const uint8_t> bytes);
+std::vector<decoded_field> decode(const record& what, byte_view bytes);
 
 // "name=value name=value", plain hex for a record without known fields, "empty" without bytes.
-std::string one_line(const record* what, std::span<const uint8_t> bytes);
+std::string one_line(const record* what, byte_view bytes);
 
 // "get_time", "event_net", or "unknown".
 std::string_view message_name(uint8_t type);
 
 // The payload of one chip message on one line, for journals.
-std::string describe_payload(direction way, uint8_t type, std::span<const uint8_t> payload);
+std::string describe_payload(direction way, uint8_t type, byte_view payload);
 
 // "0a1bff".
-std::string to_hex(std::span<const uint8_t> bytes);
+std::string to_hex(byte_view bytes);
 
 }  // namespace quon::catalog

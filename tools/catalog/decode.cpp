@@ -1,15 +1,12 @@
 #include <algorithm>
 
 #include "catalog/catalog.h"
-#include "quon_little_endian.h"
 
 namespace quon::catalog {
 namespace {
 
-using bytes_view = std::span<const uint8_t>;
-
-uint32_t read_le(bytes_view bytes) {
-    return quon_load_le(bytes.data(), bytes.size());
+uint32_t read_le(byte_view bytes) {
+    return get_le(bytes, 0, bytes.size());
 }
 
 std::string hex_byte(uint8_t byte) {
@@ -21,7 +18,7 @@ std::string decimal(uint8_t byte) {
     return std::to_string(byte);
 }
 
-std::string joined(bytes_view bytes, char separator, std::string (*each)(uint8_t)) {
+std::string joined(byte_view bytes, char separator, std::string (*each)(uint8_t)) {
     std::string text;
     for (const uint8_t byte : bytes) {
         if (!text.empty()) {
@@ -32,7 +29,7 @@ std::string joined(bytes_view bytes, char separator, std::string (*each)(uint8_t
     return text;
 }
 
-std::string printable(bytes_view bytes) {
+std::string printable(byte_view bytes) {
     std::string text;
     for (const uint8_t byte : bytes) {
         if (byte == 0) {
@@ -47,7 +44,7 @@ std::string printable(bytes_view bytes) {
     return text;
 }
 
-std::string shown(field_kind kind, bytes_view bytes) {
+std::string shown(field_kind kind, byte_view bytes) {
     switch (kind) {
         case field_kind::u8:
         case field_kind::u16:
@@ -56,6 +53,8 @@ std::string shown(field_kind kind, bytes_view bytes) {
         case field_kind::s8:
             return std::to_string(static_cast<int8_t>(bytes[0]));
         case field_kind::text:
+        case field_kind::address_text:
+        case field_kind::digit_text:
             return printable(bytes);
         case field_kind::ipv4:
             return joined(bytes, '.', decimal);
@@ -67,15 +66,78 @@ std::string shown(field_kind kind, bytes_view bytes) {
     return to_hex(bytes);
 }
 
-std::string_view meaning_of(const field& what, bytes_view bytes) {
+std::string_view meaning_of(const field& what, byte_view bytes) {
     const auto found = std::ranges::find(what.values, read_le(bytes), &known_value::value);
     return found == what.values.end() ? std::string_view{} : found->meaning;
 }
 
+// The end of the last byte in `bytes` that is not zero.
+size_t proven_end(byte_view bytes) {
+    size_t end = bytes.size();
+    while (end > 0 && bytes[end - 1] == 0) {
+        --end;
+    }
+    return end;
+}
+
+// How many bytes at the end of [from, to) are zero like all that follows in their part.
+class proof {
+  public:
+    proof(byte_view bytes, std::span<const uint32_t> parts) : bytes_(bytes), parts_(parts) {}
+
+    size_t unproven(size_t from, size_t to) const {
+        size_t begin = 0;
+        size_t end = bytes_.size();
+        for (const uint32_t each : parts_) {
+            if (each <= from) {
+                begin = each;
+            } else {
+                end = std::min<size_t>(end, each);
+                break;
+            }
+        }
+        const size_t proven = begin + proven_end(bytes_.subspan(begin, end - begin));
+        return proven >= to ? 0 : to - std::max(proven, from);
+    }
+
+  private:
+    byte_view bytes_;
+    std::span<const uint32_t> parts_;
+};
+
+// Texts that the daemon writes when it has nothing to write.
+bool is_blank_text(field_kind kind, std::string_view text) {
+    if (kind == field_kind::digit_text) {
+        return text.empty() || text == "0";
+    }
+    if (kind == field_kind::address_text) {
+        return text.find_first_not_of("0.:") == std::string_view::npos;
+    }
+    return kind == field_kind::text && text.empty();
+}
+
+bool is_text(field_kind kind) {
+    return kind == field_kind::text || kind == field_kind::address_text ||
+           kind == field_kind::digit_text;
+}
+
+decoded_field with_proof(decoded_field what, size_t size, size_t unproven) {
+    if (is_text(what.kind)) {
+        what.blank = is_blank_text(what.kind, what.value);
+        what.unproven = what.blank ? size : 0;
+    } else {
+        what.blank = size != 0 && unproven == size;
+        what.unproven = unproven;
+    }
+    return what;
+}
+
 class decoder {
   public:
-    decoder(std::span<const field> fields, bytes_view bytes, std::string prefix)
-        : fields_(fields), bytes_(bytes), prefix_(std::move(prefix)) {}
+    // `whole` is what `bytes` at `at` are a piece of.
+    decoder(std::span<const field> fields, byte_view bytes, std::string prefix, const proof& whole,
+            size_t at = 0)
+        : fields_(fields), bytes_(bytes), prefix_(std::move(prefix)), whole_(whole), at_(at) {}
 
     void into(std::vector<decoded_field>& out) {
         size_t done = 0;
@@ -94,9 +156,13 @@ class decoder {
     }
 
   private:
-    void known(std::vector<decoded_field>& out, const field& each, bytes_view piece) const {
+    void known(std::vector<decoded_field>& out, const field& each, byte_view piece) const {
         const std::string_view meaning = is_number(each.kind) ? meaning_of(each, piece) : "";
-        out.push_back({dotted(each.name), shown(each.kind, piece), each.unit, meaning, each.kind});
+        add(out, {dotted(each.name), shown(each.kind, piece), each.unit, meaning, each.kind},
+            each.offset, piece.size());
+        if (each.is_daemons && !out.back().blank) {
+            out.back().unproven = 0;
+        }
     }
 
     void rest(std::vector<decoded_field>& out, size_t from, size_t to) const {
@@ -105,7 +171,13 @@ class decoder {
         }
         const bool all = from == 0 && to == bytes_.size();
         const std::string name = all ? unnamed() : dotted("rest_" + std::to_string(from));
-        out.push_back({name, to_hex(bytes_.subspan(from, to - from)), "", "", field_kind::bytes});
+        add(out, {name, to_hex(bytes_.subspan(from, to - from)), "", "", field_kind::bytes}, from,
+            to - from);
+    }
+
+    void add(std::vector<decoded_field>& out, decoded_field what, size_t from, size_t size) const {
+        const size_t unproven = whole_.unproven(at_ + from, at_ + from + size);
+        out.push_back(with_proof(std::move(what), size, unproven));
     }
 
     std::string dotted(std::string_view name) const {
@@ -114,38 +186,58 @@ class decoder {
     std::string unnamed() const { return prefix_.empty() ? "bytes" : prefix_; }
 
     std::span<const field> fields_;
-    bytes_view bytes_;
+    byte_view bytes_;
     std::string prefix_;
+    const proof& whole_;
+    size_t at_;
 };
 
-std::vector<decoded_field> decode_list(const record& what, bytes_view bytes) {
+std::vector<decoded_field> decode_list(const record& what, byte_view bytes) {
     std::vector<decoded_field> out;
     if (bytes.empty()) {
         return out;
     }
+    const proof whole(bytes, {});
     const size_t count = bytes[0];
-    out.push_back({"count", std::to_string(count), "", "", field_kind::u8});
+    const auto add = [&](decoded_field one, size_t from, size_t size) {
+        out.push_back(with_proof(std::move(one), size, whole.unproven(from, from + size)));
+    };
+    add({"count", std::to_string(count), "", "", field_kind::u8}, 0, 1);
     size_t at = 1;
     for (size_t i = 0; i < count && at + what.entry_size <= bytes.size(); ++i) {
-        decoder(what.fields, bytes.subspan(at, what.entry_size), "entry[" + std::to_string(i) + "]")
+        decoder(what.fields, bytes.subspan(at, what.entry_size), "entry[" + std::to_string(i) + "]",
+                whole, at)
             .into(out);
         at += what.entry_size;
     }
     if (at < bytes.size()) {
-        out.push_back(
-            {"rest_" + std::to_string(at), to_hex(bytes.subspan(at)), "", "", field_kind::bytes});
+        add({"rest_" + std::to_string(at), to_hex(bytes.subspan(at)), "", "", field_kind::bytes},
+            at, bytes.size() - at);
     }
     return out;
 }
 
 }  // namespace
 
+std::string_view message_name(uint8_t type) {
+    const message* known = find_message(type);
+    return known == nullptr ? "unknown" : known->name;
+}
+
+std::string describe_payload(direction way, uint8_t type, byte_view payload) {
+    const message* known = find_message(type);
+    if (known == nullptr) {
+        return one_line(nullptr, payload);
+    }
+    return one_line(way == direction::to_chip ? known->request : known->reply, payload);
+}
+
 bool is_number(field_kind kind) {
     return kind == field_kind::u8 || kind == field_kind::s8 || kind == field_kind::u16 ||
            kind == field_kind::u32;
 }
 
-std::string to_hex(bytes_view bytes) {
+std::string to_hex(byte_view bytes) {
     std::string text;
     text.reserve(bytes.size() * 2);
     for (const uint8_t byte : bytes) {
@@ -154,16 +246,17 @@ std::string to_hex(bytes_view bytes) {
     return text;
 }
 
-std::vector<decoded_field> decode(const record& what, bytes_view bytes) {
+std::vector<decoded_field> decode(const record& what, byte_view bytes) {
     if (what.entry_size != 0) {
         return decode_list(what, bytes);
     }
     std::vector<decoded_field> out;
-    decoder(what.fields, bytes, "").into(out);
+    const proof whole(bytes, what.parts);
+    decoder(what.fields, bytes, "", whole).into(out);
     return out;
 }
 
-std::string one_line(const record* what, bytes_view bytes) {
+std::string one_line(const record* what, byte_view bytes) {
     if (bytes.empty()) {
         return "empty";
     }

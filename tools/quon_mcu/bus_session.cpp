@@ -2,17 +2,19 @@
 
 #include <unistd.h>
 
-#include <algorithm>
+#include <chrono>
 #include <string>
 
 #include "dbus_socket_common.h"
-#include "quon_mcu/failure.h"
+#include "quon_mcu/daemon_state.h"
 #include "quon_mcu_services.h"
+#include "shared/failure.h"
 
 namespace quon::client {
 namespace {
 
 constexpr int32_t one_attempt = 0;
+constexpr const char* bus_path = "/tmp/dbus-" QUON_MCU_BUS_NAME;
 
 [[noreturn]] void fail(exit_status status, const catalog::service& service,
                        const std::string& text) {
@@ -24,18 +26,14 @@ const char* own_name() {
     return name.c_str();
 }
 
-bool daemon_listens() {
-    DbusInfo* probe = Dbus_Client_Connect(own_name(), QUON_MCU_BUS_NAME, one_attempt);
-    Dbus_Client_Disconnect(probe);
-    return probe != nullptr;
-}
-
 // A call that was under way when the daemon ended runs into its time-out like any other.
 [[noreturn]] void fail_by_time(const catalog::service& service, int32_t timeout_ms) {
-    const bool lost = !daemon_listens();
-    fail(lost ? exit_status::no_daemon : exit_status::timed_out, service,
-         "no answer within " + std::to_string(timeout_ms) + " ms" +
-             (lost ? ", and the daemon is gone" : ""));
+    const daemon_report daemon = look_at_daemon(bus_path);
+    const std::string text = "no answer within " + std::to_string(timeout_ms) + " ms";
+    if (daemon.state == daemon_state::gone) {
+        fail(exit_status::unreachable, service, text + ", and the daemon is gone");
+    }
+    fail(exit_status::timed_out, service, daemon.text.empty() ? text : text + ": " + daemon.text);
 }
 
 [[noreturn]] void fail_call(DbusCallStatus status, const catalog::service& service,
@@ -44,7 +42,7 @@ bool daemon_listens() {
         case DBUS_CALL_TIMEOUT:
             fail_by_time(service, timeout_ms);
         case DBUS_CALL_NO_CONNECTION:
-            fail(exit_status::no_daemon, service, "the connection to the daemon was lost");
+            fail(exit_status::unreachable, service, "the connection to the daemon was lost");
         case DBUS_CALL_INVALID:
             fail(exit_status::usage, service,
                  "a payload has at most " + std::to_string(DBUS_DATA_SIZE) + " bytes");
@@ -55,9 +53,9 @@ bool daemon_listens() {
     fail(exit_status::failure, service, "out of memory");
 }
 
-answer checked(const catalog::service& service, const DbusReply& reply) {
+answer checked(const catalog::service& service, const DbusReply& reply, int32_t took_ms) {
     if (reply.result < 0) {
-        return {reply.result, {}};
+        return {reply.result, {}, took_ms};
     }
     const auto length = static_cast<uint32_t>(reply.result);
     if (length > DBUS_DATA_SIZE || reply.data_len != length) {
@@ -65,17 +63,42 @@ answer checked(const catalog::service& service, const DbusReply& reply) {
              "malformed answer: result " + std::to_string(reply.result) + ", length " +
                  std::to_string(reply.data_len));
     }
-    return {reply.result, octets(reply.data, reply.data + length)};
+    return {reply.result, byte_list(reply.data, reply.data + length), took_ms};
+}
+
+// What the daemon's log has beside it: errors at any level, the frames at the highest one.
+constexpr const char* log_hint =
+    "; the daemon's log tells more, most after 'quon-mcu log-level debug'";
+
+std::string cause_of(const catalog::service& service, int32_t took_ms) {
+    if (service.timeout_ms != 0 && took_ms >= service.timeout_ms) {
+        return "no answer of the chip within " + std::to_string(service.timeout_ms) + " ms" +
+               log_hint;
+    }
+    if (!service.refusal.empty()) {
+        return std::string(service.refusal) + (service.message ? log_hint : "");
+    }
+    if (service.message) {
+        return std::string(
+                   "the chip could not be asked: the channel to it is closed, or it failed") +
+               log_hint;
+    }
+    return "";
 }
 
 }  // namespace
+
+std::string refusal_text(const catalog::service& service, const answer& refusal) {
+    const std::string cause = cause_of(service, refusal.took_ms);
+    return std::string(service.name) + ": the service failed, result " +
+           std::to_string(refusal.result) + (cause.empty() ? "" : ": " + cause);
+}
 
 bus_session::bus_session(int32_t timeout_ms)
     : timeout_ms_(timeout_ms),
       info_(Dbus_Client_Connect(own_name(), QUON_MCU_BUS_NAME, one_attempt)) {
     if (info_ == nullptr) {
-        throw failure(exit_status::no_daemon,
-                      "no daemon: nobody answers at /tmp/dbus-" QUON_MCU_BUS_NAME);
+        throw failure(exit_status::unreachable, why_unreachable(bus_path));
     }
 }
 
@@ -83,22 +106,25 @@ bus_session::~bus_session() {
     Dbus_Client_Disconnect(info_);
 }
 
-answer bus_session::call(const catalog::service& service, std::span<const uint8_t> request) {
+answer bus_session::call(const catalog::service& service, byte_view request) {
     const auto reply = std::make_unique<DbusReply>();
+    const auto start = std::chrono::steady_clock::now();
     const DbusCallStatus status =
         Dbus_Method_Call(info_, std::string(service.name).c_str(), request.data(),
                          static_cast<uint32_t>(request.size()), timeout_ms_, reply.get());
     if (status != DBUS_CALL_OK) {
         fail_call(status, service, timeout_ms_);
     }
-    return checked(service, *reply);
+    const auto took = std::chrono::steady_clock::now() - start;
+    return checked(
+        service, *reply,
+        static_cast<int32_t>(std::chrono::duration_cast<std::chrono::milliseconds>(took).count()));
 }
 
-octets bus_session::query(const catalog::service& service, std::span<const uint8_t> request) {
+byte_list bus_session::query(const catalog::service& service, byte_view request) {
     answer got = call(service, request);
     if (got.result < 0) {
-        fail(exit_status::failure, service,
-             "the service failed, result " + std::to_string(got.result));
+        throw failure(exit_status::failure, refusal_text(service, got));
     }
     const uint32_t size = service.reply->size;
     if (size != 0 && got.payload.size() != size) {
@@ -109,7 +135,7 @@ octets bus_session::query(const catalog::service& service, std::span<const uint8
     return std::move(got.payload);
 }
 
-void bus_session::send(const catalog::service& service, std::span<const uint8_t> request) {
+void bus_session::send(const catalog::service& service, byte_view request) {
     const DbusCallStatus status =
         Dbus_Signal_Send(info_, std::string(service.name).c_str(), request.data(),
                          static_cast<uint32_t>(request.size()), timeout_ms_);

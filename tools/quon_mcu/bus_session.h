@@ -3,10 +3,10 @@
 
 #include <cstdint>
 #include <memory>
-#include <span>
+#include <string>
 
 #include "catalog/catalog.h"
-#include "quon_mcu/values.h"
+#include "shared/bytes.h"
 
 struct DbusInfo;
 
@@ -14,30 +14,35 @@ namespace quon::client {
 
 struct answer {
     int32_t result;  // length of `payload`, or the service's negative result
-    octets payload;
+    byte_list payload;
+    int32_t took_ms;
 };
+
+// "method.quon.mcu.get.time: the service failed, result -1: CAUSE", with the likely cause, as the
+// catalog and the time that it took show it.
+std::string refusal_text(const catalog::service& service, const answer& refusal);
 
 class bus_session {
   public:
-    // Connects. Throws failure (no daemon) when nobody listens.
+    // Connects. Throws failure (unreachable) that says what keeps the daemon from answering.
     explicit bus_session(int32_t timeout_ms);
     ~bus_session();
     bus_session(const bus_session&) = delete;
     bus_session& operator=(const bus_session&) = delete;
 
-    // Calls a method. Throws failure (no daemon, timed out, malformed); a negative result is an
+    // Calls a method. Throws failure (unreachable, timed out, malformed); a negative result is an
     // answer like any other.
-    answer call(const catalog::service& service, std::span<const uint8_t> request);
+    answer call(const catalog::service& service, byte_view request);
 
     // For the calls that follow.
     void set_timeout(int32_t timeout_ms) { timeout_ms_ = timeout_ms; }
 
     // As call, and throws failure (failure, malformed) for a negative result or a payload that is
     // not as long as the service's record.
-    octets query(const catalog::service& service, std::span<const uint8_t> request);
+    byte_list query(const catalog::service& service, byte_view request);
 
     // Hands a signal to the connection.
-    void send(const catalog::service& service, std::span<const uint8_t> request);
+    void send(const catalog::service& service, byte_view request);
 
   private:
     int32_t timeout_ms_;

@@ -4,8 +4,9 @@
 
 #include "quon_mcu/commands.h"
 #include "quon_mcu/describe.h"
-#include "quon_mcu/failure.h"
 #include "quon_mcu/names.h"
+#include "shared/failure.h"
+#include "shared/suggestions.h"
 
 namespace quon::client {
 namespace {
@@ -42,6 +43,18 @@ std::string bytes_text(const catalog::record* record) {
     }
     return std::string(record->name) + ", " +
            (record->size == 0 ? "any length" : std::to_string(record->size) + " bytes");
+}
+
+void describe_in_words(context& ctx, const catalog::service& service) {
+    ctx.out.line(ctx.out.coloured("1", service.name));
+    ctx.out.write(aligned({{"meaning", std::string(service.meaning)},
+                           {"kind", kind_text(service.kind)},
+                           {"request", bytes_text(service.request)},
+                           {"reply", bytes_text(service.reply)},
+                           {"chip message", message_text(service)},
+                           {"time-out", timeout_text(service.timeout_ms)}}));
+    ctx.out.write(record_text("request", service.request));
+    ctx.out.write(record_text("reply", service.reply));
 }
 
 struct page_row {
@@ -81,7 +94,7 @@ void list_services(context& ctx, const std::string& word) {
         throw failure(exit_status::usage, unknown("service", word, short_names()));
     }
     if (ctx.out.mode == output_mode::json) {
-        ctx.out.line(dump(document));
+        print(ctx.out, document);
         return;
     }
     const std::string text = aligned(rows);
@@ -91,20 +104,16 @@ void list_services(context& ctx, const std::string& word) {
 
 void describe_service(context& ctx, const std::string& name) {
     refuse_payload_modes(ctx, "describe");
-    const catalog::service& service = service_named(name);
-    if (ctx.out.mode == output_mode::json) {
-        ctx.out.line(dump(service_json(service)));
-        return;
+    const char* separator = "";
+    for (const catalog::service* each : services_named(name)) {
+        if (ctx.out.mode == output_mode::json) {
+            print(ctx.out, service_json(*each));
+            continue;
+        }
+        ctx.out.write(separator);
+        describe_in_words(ctx, *each);
+        separator = "\n";
     }
-    ctx.out.line(ctx.out.coloured("1", service.name));
-    ctx.out.write(aligned({{"meaning", std::string(service.meaning)},
-                           {"kind", kind_text(service.kind)},
-                           {"request", bytes_text(service.request)},
-                           {"reply", bytes_text(service.reply)},
-                           {"chip message", message_text(service)},
-                           {"time-out", timeout_text(service.timeout_ms)}}));
-    ctx.out.write(record_text("request", service.request));
-    ctx.out.write(record_text("reply", service.reply));
 }
 
 void print_page(context& ctx, const std::string& name) {

@@ -1,10 +1,12 @@
 #include "quon_mcu/command_line.h"
 
 #include <algorithm>
+#include <array>
 
-#include "quon_mcu/failure.h"
 #include "quon_mcu/names.h"
-#include "quon_mcu/values.h"
+#include "shared/failure.h"
+#include "shared/suggestions.h"
+#include "shared/values.h"
 
 namespace quon::client {
 namespace {
@@ -39,7 +41,44 @@ class usage_formatter : public CLI::Formatter {
 
 }  // namespace
 
-command_line::command_line(context& ctx) : ctx_(ctx), app_(purpose, "quon-mcu") {
+// Making options costs a good part of the program's start, so a line makes those that it needs.
+struct command_line::command_group {
+    std::array<std::string_view, 3> names;
+    void (command_line::*add)();
+
+    bool is_named_in(std::span<const std::string> words) const {
+        return std::ranges::any_of(words, [this](const std::string& word) {
+            return !word.empty() && std::ranges::find(names, word) != names.end();
+        });
+    }
+};
+
+const command_line::command_group command_line::groups[] = {
+    {{"list", "describe", "docs"}, &command_line::add_catalog_commands},
+    {{"get", "set", "log-level"}, &command_line::add_object_commands},
+    {{"call", "send"}, &command_line::add_request_commands},
+    {{"events", "wait"}, &command_line::add_event_commands},
+    {{"upgrade"}, &command_line::add_upgrade_command},
+    {{"exec", "popen"}, &command_line::add_shell_commands},
+    {{"wakeup", "status"}, &command_line::add_snapshot_commands},
+    {{"handoff"}, &command_line::add_handoff_command},
+    {{"watch"}, &command_line::add_watch_command},
+    {{"decode"}, &command_line::add_decode_command},
+    {{"completion", "complete", "help"}, &command_line::add_completion_commands},
+};
+
+// Whether the line has a command and asks for nothing that shows them all.
+bool command_line::names_only_commands(std::span<const std::string> words) {
+    constexpr std::string_view shows_all[] = {"help", "complete", "-h", "--help"};
+    return std::ranges::any_of(
+               groups, [&words](const command_group& each) { return each.is_named_in(words); }) &&
+           std::ranges::none_of(words, [&shows_all](const std::string& word) {
+               return std::ranges::find(shows_all, word) != std::end(shows_all);
+           });
+}
+
+command_line::command_line(context& ctx, std::span<const std::string> words)
+    : ctx_(ctx), app_(purpose, "quon-mcu") {
     app_.footer(epilogue);
     app_.formatter(std::make_shared<usage_formatter>(prefix_commands_));
     app_.get_formatter()->label("TEXT", "");
@@ -49,17 +88,12 @@ command_line::command_line(context& ctx) : ctx_(ctx), app_(purpose, "quon-mcu") 
     app_.require_subcommand(0, 1);  // further words are never commands
     app_.allow_extras();
     add_program_options();
-    add_catalog_commands();
-    add_object_commands();
-    add_request_commands();
-    add_event_commands();
-    add_upgrade_command();
-    add_shell_commands();
-    add_snapshot_commands();
-    add_handoff_command();
-    add_watch_command();
-    add_decode_command();
-    add_completion_commands();
+    const bool needs_all = !names_only_commands(words);
+    for (const command_group& each : groups) {
+        if (needs_all || each.is_named_in(words)) {
+            (this->*each.add)();
+        }
+    }
 }
 
 void command_line::add_program_options() {
@@ -102,7 +136,7 @@ void command_line::add_catalog_commands() {
     const auto name = std::make_shared<std::string>();
     add("describe", "Describe a service and its records",
         [this, name] { describe_service(ctx_, *name); })
-        ->add_option("NAME", *name, "Service, full or short (get.time)")
+        ->add_option("NAME", *name, "Service, full or short (get.time), or object (time)")
         ->required();
     const auto page = std::make_shared<std::string>();
     CLI::App* docs = add("docs", "Print a generated page of the documentation",
@@ -121,8 +155,10 @@ void command_line::add_object_commands() {
     for (const auto& [command, words] : {std::pair(get, got), std::pair(set, given)}) {
         command->add_option("OBJECT", words->object, "What, as in 'quon-mcu list': time, pir.info")
             ->required();
-        command->add_option("VALUE", words->values, "Values in the fields' order, or NAME=VALUE");
     }
+    get->add_option("FIELD", got->values,
+                    "Show these fields alone; a question's own values come first");
+    set->add_option("VALUE", given->values, "Values in the fields' order, or NAME=VALUE");
     set->add_option("--field", given->fields, "One field; may be given again for others")
         ->type_name("NAME=VALUE")
         ->expected(1)
@@ -135,7 +171,8 @@ void command_line::add_object_commands() {
     const auto level = std::make_shared<std::string>();
     add("log-level", "Set the highest level that the daemon logs",
         [this, level] { set_log_level(ctx_, *level); })
-        ->add_option("LEVEL", *level, "0 to 4, or fatal, error, warning, information, debug")
+        ->add_option("LEVEL", *level,
+                     "0 to 4, or fatal, error, warning, information (or info), debug")
         ->required();
 }
 
@@ -247,6 +284,16 @@ void command_line::add_completion_commands() {
         ->add_option("SHELL", *shell, "bash or zsh")
         ->required()
         ->check(CLI::IsMember({"bash", "zsh"}));
+    const auto topic = std::make_shared<std::string>();
+    add("help", "Show the help of a command, or this one", [this, topic] {
+        const CLI::App* command = topic->empty() ? nullptr : command_named(*topic);
+        if (command == nullptr && !topic->empty()) {
+            throw failure(exit_status::usage, unknown("command", *topic, command_names()));
+        }
+        ctx_.out.write(command == nullptr ? app_.get_formatter()->make_help(
+                                                &app_, app_.get_name(), CLI::AppFormatMode::Normal)
+                                          : command->help("quon-mcu"));
+    })->add_option("COMMAND", *topic, "The command");
     const auto complete = [this] {
         for (const std::string& each : completions(ctx_.rest)) {
             ctx_.out.line(each);
@@ -271,6 +318,7 @@ CLI::App* command_line::add_prefix(const std::string& name, const std::string& m
 
 std::function<void()> command_line::parse(std::vector<std::string> words) {
     ctx_.rest = split_rest(words);
+    ctx_.own_options = options_of(nullptr);
     std::ranges::reverse(words);  // as CLI11 wants them
     app_.parse(words);
     refuse_leftovers();
@@ -281,7 +329,7 @@ std::function<void()> command_line::parse(std::vector<std::string> words) {
 }
 
 // Takes what follows a prefix command and its options off `words`.
-std::vector<std::string> command_line::split_rest(std::vector<std::string>& words) const {
+std::vector<std::string> command_line::split_rest(std::vector<std::string>& words) {
     const CLI::App* command = nullptr;
     for (size_t i = 0; i < words.size(); ++i) {
         const bool end_of_options = command != nullptr && words[i] == "--";
@@ -297,6 +345,7 @@ std::vector<std::string> command_line::split_rest(std::vector<std::string>& word
             continue;
         }
         const auto from = words.begin() + static_cast<std::ptrdiff_t>(i);
+        ctx_.rest_is_verbatim = end_of_options;
         std::vector<std::string> rest(from + (end_of_options ? 1 : 0), words.end());
         words.resize(i);
         return rest;
@@ -329,13 +378,22 @@ void command_line::refuse_leftovers() const {
         throw failure(exit_status::usage, unknown("option", words[0], options_of(command)));
     }
     if (commands.empty()) {
-        std::vector<std::string> names;
-        for (const CLI::App* each : app_.get_subcommands([](const CLI::App*) { return true; })) {
-            names.push_back(each->get_name());
-        }
-        throw failure(exit_status::usage, unknown("command", words[0], names));
+        throw failure(exit_status::usage, unknown("command", words[0], command_names()));
     }
     throw failure(exit_status::usage, "one word too many: '" + words[0] + "'");
+}
+
+std::vector<std::string> command_line::command_names() {
+    constexpr std::string_view hidden[] = {"docs", "complete"};
+    std::vector<std::string> names;
+    for (const command_group& group : groups) {
+        for (const std::string_view each : group.names) {
+            if (!each.empty() && std::ranges::find(hidden, each) == std::end(hidden)) {
+                names.emplace_back(each);
+            }
+        }
+    }
+    return names;
 }
 
 const CLI::App* command_line::command_named(const std::string& name) const {

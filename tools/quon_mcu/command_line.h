@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -10,10 +11,12 @@
 
 namespace quon::client {
 
-// A built command line; it does nothing itself. `action` is set while a line is parsed.
+// The options and commands for one line; it does nothing itself. `action` is set while the line is
+// parsed.
 class command_line {
   public:
-    explicit command_line(context& ctx);
+    // Only the commands that `words` may name are made, or all when they name none.
+    explicit command_line(context& ctx, std::span<const std::string> words = {});
     command_line(const command_line&) = delete;
     command_line& operator=(const command_line&) = delete;
 
@@ -27,6 +30,10 @@ class command_line {
     std::vector<std::string> completions(std::vector<std::string> words) const;
 
   private:
+    struct command_group;
+    static const command_group groups[11];
+    static bool names_only_commands(std::span<const std::string> words);
+
     CLI::App* add(const std::string& name, const std::string& meaning,
                   std::function<void()> action);
     // What follows such a command and its options goes to the context's rest, unparsed.
@@ -46,9 +53,10 @@ class command_line {
     void add_decode_command();
     void add_completion_commands();
 
+    static std::vector<std::string> command_names();  // without the hidden ones
     const CLI::App* command_named(const std::string& name) const;
     bool takes_next_word(const CLI::App* command, const std::string& option) const;
-    std::vector<std::string> split_rest(std::vector<std::string>& words) const;
+    std::vector<std::string> split_rest(std::vector<std::string>& words);
     // "--name" for every option of `command` (may be null) and of the program.
     std::vector<std::string> options_of(const CLI::App* command) const;
     void refuse_leftovers() const;

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "quon_mcu/output.h"
+#include "shared/output.h"
 
 namespace quon::client {
 
@@ -13,7 +13,9 @@ struct context {
     output out;
     int32_t timeout_ms = 5000;
     std::vector<std::string> rest{};  // what a command that ends the line got, options and all
-    int status = 0;                   // exit status of a command that did not throw
+    bool rest_is_verbatim = false;    // it stood behind "--"
+    std::vector<std::string> own_options{};  // "--json" and the like
+    int status = 0;                          // exit status of a command that did not throw
 };
 
 // list, describe, docs
@@ -31,7 +33,7 @@ struct object_words {
 
     std::vector<std::string> all() const;
 };
-void get_object(context& ctx, const object_words& words);
+void get_object(context& ctx, object_words words);
 void set_object(context& ctx, const object_words& words);
 void set_log_level(context& ctx, const std::string& level);
 
@@ -52,6 +54,9 @@ struct events_words {
     std::string as;
 };
 void take_events(context& ctx, const events_words& words);
+
+// A note when so many events stood in the queue at once that it may have been full.
+void hint_at_lost_events(output& out, size_t in_a_row);
 
 struct wait_words {
     std::string object;

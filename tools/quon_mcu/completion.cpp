@@ -3,9 +3,10 @@
 
 #include "quon_mcu/command_line.h"
 #include "quon_mcu/completion_scripts.h"
+#include "quon_mcu/describe.h"
 #include "quon_mcu/encode.h"
-#include "quon_mcu/failure.h"
 #include "quon_mcu/names.h"
+#include "shared/failure.h"
 
 namespace quon::client {
 namespace {
@@ -48,12 +49,24 @@ const catalog::record* record_of(std::string_view verb, const std::string& objec
     }
 }
 
+// The fields of the answer, which get shows alone.
+word_list field_words(const std::string& object) {
+    try {
+        return answer_fields(*service_of("get", object).reply);
+    } catch (const failure&) {
+        return {};
+    }
+}
+
 word_list object_words(const std::string& verb, const word_list& before,
                        const std::string& partial) {
     if (before.empty()) {
         return objects_of(verb == "wait" ? "get" : verb);
     }
     const catalog::record* record = record_of(verb == "wait" ? "get" : verb, before[0]);
+    if (verb == "get") {
+        return field_words(before[0]);
+    }
     word_list words = assignments(record, partial);
     if (verb == "set" && record != nullptr && record->name == "time") {
         words.emplace_back("now");
@@ -83,22 +96,16 @@ word_list positional_words(const std::string& command, const word_list& before,
                                                : catalog::service_kind::signal);
     }
     if (command == "describe") {
-        return short_names();
+        word_list words = short_names();
+        for (const char* verb : {"get", "set", "upg"}) {
+            std::ranges::copy(objects_of(verb), std::back_inserter(words));
+        }
+        return words;
     }
     if (command == "log-level") {
         return log_level_words();
     }
     return command == "completion" ? word_list{"bash", "zsh"} : word_list{};
-}
-
-word_list command_words(const CLI::App& app) {
-    word_list names;
-    for (const CLI::App* each : app.get_subcommands([](const CLI::App*) { return true; })) {
-        if (!each->get_group().empty()) {
-            names.push_back(each->get_name());
-        }
-    }
-    return names;
 }
 
 word_list option_values(const std::string& option, const word_list& positionals,
@@ -142,7 +149,10 @@ std::vector<std::string> command_line::candidates(const word_list& words,
     if (partial.starts_with("-")) {
         return options_of(command);
     }
-    return expects_command() ? command_words(app_)
+    if (command != nullptr && command->get_name() == "help") {
+        return positionals.empty() ? command_names() : word_list{};
+    }
+    return expects_command() ? command_names()
                              : positional_words(command->get_name(), positionals, partial);
 }
 

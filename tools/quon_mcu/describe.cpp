@@ -18,6 +18,8 @@ std::string type_text(field_kind kind) {
         case field_kind::u32:
             return "u32";
         case field_kind::text:
+        case field_kind::address_text:
+        case field_kind::digit_text:
             return "text";
         case field_kind::ipv4:
             return "ipv4";
@@ -107,6 +109,15 @@ row_list field_rows(const record& what) {
         rows.push_back(rest_row(what, done, "to the end"));
     }
     return rows;
+}
+
+std::vector<std::string> answer_fields(const record& what) {
+    std::vector<std::string> names;
+    const row_list rows = field_rows(what);
+    for (size_t i = 1; i < rows.size(); ++i) {
+        names.push_back(rows[i][3]);
+    }
+    return names;
 }
 
 json record_json(const record* what) {

@@ -9,8 +9,6 @@
 
 namespace quon::client {
 
-using row_list = std::vector<std::vector<std::string>>;
-
 std::string kind_text(catalog::service_kind kind);
 std::string size_text(const catalog::record* record);       // "10", "any", or "-" without a record
 std::string message_text(const catalog::service& service);  // "0x84 get_time", or "-"
@@ -18,6 +16,9 @@ std::string timeout_text(int timeout_ms);                   // "1000 ms", or "-"
 
 // Header row first: offset, size, type, name, unit, meaning; bytes that no field covers as "rest".
 row_list field_rows(const catalog::record& record);
+
+// The names that an answer's fields are shown by; "entry[0]" stands for all entries of a list.
+std::vector<std::string> answer_fields(const catalog::record& what);
 
 json record_json(const catalog::record* record);
 json service_json(const catalog::service& service);

@@ -1,16 +1,14 @@
 #include "quon_mcu/encode.h"
 
-#include <arpa/inet.h>
-
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <limits>
 #include <set>
 
-#include "quon_little_endian.h"
-#include "quon_mcu/failure.h"
-#include "quon_mcu/names.h"
+#include "shared/failure.h"
+#include "shared/suggestions.h"
 
 namespace quon::client {
 namespace {
@@ -23,13 +21,17 @@ using catalog::record;
     throw failure(exit_status::usage, text);
 }
 
-octets little_endian(int64_t value, size_t size) {
-    octets bytes(size);
-    quon_store_le(bytes.data(), size, static_cast<uint32_t>(value));
+byte_list little_endian(int64_t value, size_t size) {
+    byte_list bytes(size);
+    put_le(bytes, 0, size, static_cast<uint32_t>(value));
     return bytes;
 }
 
-octets encode_number(const field& what, std::string_view text, int64_t least, int64_t most) {
+byte_list encode_number(const field& what, std::string_view text, int64_t least, int64_t most) {
+    if (what.range.most != 0) {
+        least = what.range.least;
+        most = what.range.most;
+    }
     const auto named = std::ranges::find(what.values, text, &catalog::known_value::meaning);
     if (named != what.values.end()) {
         return little_endian(named->value, what.size);
@@ -37,34 +39,18 @@ octets encode_number(const field& what, std::string_view text, int64_t least, in
     return little_endian(parse_number(what.name, text, least, most), what.size);
 }
 
-octets encode_ipv4(std::string_view text) {
-    octets bytes(4);
-    if (inet_pton(AF_INET, std::string(text).c_str(), bytes.data()) != 1) {
-        refuse("'" + std::string(text) + "' is no IPv4 address");
-    }
-    return bytes;
-}
-
-octets encode_mac(std::string_view text) {
-    octets bytes = text.find(':') == std::string_view::npos ? octets{} : parse_hex(text);
-    if (bytes.size() != 6 || text.size() != 17) {
-        refuse("'" + std::string(text) + "' is no MAC address");
-    }
-    return bytes;
-}
-
-octets encode_text(const field& what, std::string_view text) {
+byte_list encode_text(const field& what, std::string_view text) {
     if (what.size != 0 && text.size() > what.size) {
         refuse(std::string(what.name) + " has room for " + std::to_string(what.size) +
                (what.size == 1 ? " character" : " characters"));
     }
-    octets bytes(text.begin(), text.end());
+    byte_list bytes(text.begin(), text.end());
     bytes.resize(what.size != 0 ? what.size : text.size() + 1);
     return bytes;
 }
 
-octets encode_bytes(const field& what, std::string_view text) {
-    octets bytes = parse_hex(text);
+byte_list encode_bytes(const field& what, std::string_view text) {
+    byte_list bytes = parse_hex(text);
     if (what.size != 0 && bytes.size() != what.size) {
         refuse(std::string(what.name) + " has " + std::to_string(what.size) + " bytes, not " +
                std::to_string(bytes.size()));
@@ -72,7 +58,7 @@ octets encode_bytes(const field& what, std::string_view text) {
     return bytes;
 }
 
-void put(octets& bytes, size_t offset, const octets& piece) {
+void put(byte_list& bytes, size_t offset, const byte_list& piece) {
     bytes.resize(std::max(bytes.size(), offset + piece.size()));
     std::ranges::copy(piece, bytes.begin() + static_cast<std::ptrdiff_t>(offset));
 }
@@ -109,7 +95,7 @@ bool read_clock(std::span<const std::string> words, std::tm& clock) {
     return read == 6 && used == static_cast<int>(text.size());
 }
 
-octets encode_clock(const record& what, const std::tm& clock) {
+byte_list encode_clock(const record& what, const std::tm& clock) {
     const int parts[] = {clock.tm_year - 100, clock.tm_mon + 1, clock.tm_mday,
                          clock.tm_hour,       clock.tm_min,     clock.tm_sec};
     std::tm normal = clock;
@@ -120,14 +106,14 @@ octets encode_clock(const record& what, const std::tm& clock) {
         normal.tm_sec != clock.tm_sec) {
         refuse("no such time; years are 2000 to 2127");
     }
-    octets bytes(what.size);
+    byte_list bytes(what.size);
     for (size_t i = 0; i < std::size(parts); ++i) {
         bytes[i] = static_cast<uint8_t>(parts[i]);
     }
     return bytes;
 }
 
-void put_assignments(const record& what, octets& bytes, std::span<const std::string> words) {
+void put_assignments(const record& what, byte_list& bytes, std::span<const std::string> words) {
     std::set<std::string_view> given;
     for (const std::string& word : words) {
         if (!is_assignment(word)) {
@@ -150,12 +136,30 @@ std::string field_list(const record& what) {
     return names;
 }
 
-void put_values(const record& what, octets& bytes, std::span<const std::string> words) {
+void put_values(const record& what, byte_list& bytes, std::span<const std::string> words) {
     if (words.size() != what.fields.size()) {
         refuse("expected " + std::to_string(what.fields.size()) + " values:" + field_list(what));
     }
     for (size_t i = 0; i < words.size(); ++i) {
         put(bytes, what.fields[i].offset, encode_field(what.fields[i], words[i]));
+    }
+}
+
+// Days that the month does not have.
+void check_date(const record& what, byte_view bytes, std::span<const std::string> words) {
+    const auto names_date = [](const std::string& word) {
+        return !is_assignment(word) || word.starts_with("year=") || word.starts_with("month=") ||
+               word.starts_with("day=");
+    };
+    if (what.name != "time" || std::ranges::none_of(words, names_date) || bytes[1] == 0 ||
+        bytes[2] == 0) {
+        return;
+    }
+    const std::chrono::year_month_day date{std::chrono::year(2000 + bytes[0]),
+                                           std::chrono::month(bytes[1]),
+                                           std::chrono::day(bytes[2])};
+    if (!date.ok()) {
+        refuse("month " + std::to_string(bytes[1]) + " has no day " + std::to_string(bytes[2]));
     }
 }
 
@@ -166,7 +170,7 @@ bool is_clock(const record& what, std::span<const std::string> words) {
 
 }  // namespace
 
-octets encode_field(const field& what, std::string_view value) {
+byte_list encode_field(const field& what, std::string_view value) {
     using limits8 = std::numeric_limits<int8_t>;
     switch (what.kind) {
         case field_kind::u8:
@@ -178,10 +182,12 @@ octets encode_field(const field& what, std::string_view value) {
         case field_kind::u32:
             return encode_number(what, value, 0, UINT32_MAX);
         case field_kind::ipv4:
-            return encode_ipv4(value);
+            return parse_ipv4(value);
         case field_kind::mac:
-            return encode_mac(value);
+            return parse_mac(value);
         case field_kind::text:
+        case field_kind::address_text:
+        case field_kind::digit_text:
             return encode_text(what, value);
         case field_kind::bytes:
             break;
@@ -212,18 +218,19 @@ bool is_complete(const record& what, std::span<const std::string> words) {
     return what.size == 0 || named == what.size || is_clock(what, words);
 }
 
-octets encode(const record& what, octets base, std::span<const std::string> words) {
+byte_list encode(const record& what, byte_list base, std::span<const std::string> words) {
     std::tm clock{};
     if (what.name == "time" && read_clock(words, clock)) {
         return encode_clock(what, clock);
     }
-    octets bytes = std::move(base);
+    byte_list bytes = std::move(base);
     bytes.resize(std::max<size_t>(bytes.size(), what.size));
     if (std::ranges::any_of(words, is_assignment)) {
         put_assignments(what, bytes, words);
     } else {
         put_values(what, bytes, words);
     }
+    check_date(what, bytes, words);
     return bytes;
 }
 

@@ -6,15 +6,19 @@
 #include "quon_mcu/commands.h"
 #include "quon_mcu/describe.h"
 #include "quon_mcu/encode.h"
-#include "quon_mcu/failure.h"
 #include "quon_mcu/names.h"
 #include "quon_mcu/present.h"
+#include "shared/failure.h"
+#include "shared/suggestions.h"
 
 namespace quon::client {
 namespace {
 
 using steady = std::chrono::steady_clock;
 using std::chrono::milliseconds;
+
+constexpr size_t queue_depth = 10;
+constexpr std::string_view zero_in_event = "zero, or not in the event";
 
 // Ends a loop of polls: the next poll comes after the interval, but not after the deadline.
 class pace {
@@ -74,8 +78,7 @@ class event_poller {
         bus_session bus(ctx_.timeout_ms);
         const pace rhythm(ctx_.out, interval_ms_, timeout_ms_);
         for (;;) {
-            while (!enough() && take(bus)) {
-            }
+            drain(bus);
             if (enough() || !waits_) {
                 return;
             }
@@ -100,6 +103,14 @@ class event_poller {
 
     bool enough() const { return wanted_ && seen_ >= *wanted_; }
 
+    void drain(bus_session& bus) {
+        size_t in_a_row = 0;
+        while (!enough() && take(bus)) {
+            ++in_a_row;
+        }
+        hint_at_lost_events(ctx_.out, in_a_row);
+    }
+
     // False when no event is pending: the service's result is then -1.
     bool take(bus_session& bus) {
         const catalog::service& service = service_named("get.event.info");
@@ -117,19 +128,19 @@ class event_poller {
         return true;
     }
 
-    void show(const octets& event) {
+    void show(const byte_list& event) {
         const std::string hex = catalog::to_hex(event);
         switch (ctx_.out.mode) {
             case output_mode::people:
                 ctx_.out.line(std::to_string(seen_) + "  " +
-                              (as_ == nullptr ? hex : catalog::one_line(as_, event)));
+                              (as_ == nullptr ? hex : line_text(*as_, event, zero_in_event)));
                 break;
             case output_mode::json: {
                 json document = {{"event", seen_}, {"length", event.size()}, {"hex", hex}};
                 if (as_ != nullptr) {
-                    document["fields"] = fields_json(*as_, event);
+                    add_fields(document, event);
                 }
-                ctx_.out.line(dump(document));
+                print(ctx_.out, document);
                 break;
             }
             case output_mode::hex:
@@ -138,6 +149,14 @@ class event_poller {
             case output_mode::raw:
                 ctx_.out.write(event);
                 break;
+        }
+    }
+
+    void add_fields(json& document, const byte_list& event) const {
+        document["fields"] = fields_json(*as_, event, zero_in_event);
+        const json reasons = reasons_json(*as_, event, zero_in_event);
+        if (!reasons.empty()) {
+            document["reasons"] = reasons;
         }
     }
 
@@ -176,11 +195,9 @@ class waiter {
             const int32_t bound = rhythm.at_most(ctx_.timeout_ms);
             const std::optional<answer> got = ask(bus, bound);
             if (got && got->result >= 0 && holds(got->payload)) {
+                const std::string_view zero = zero_reason(service_);
                 show_record(ctx_.out, *service_.reply, got->payload,
-                            {{"service", service_.name},
-                             {"length", got->payload.size()},
-                             {"hex", catalog::to_hex(got->payload)},
-                             {"fields", fields_json(*service_.reply, got->payload)}});
+                            answer_json(service_, got->payload, zero), zero);
                 return;
             }
         } while (rhythm.rest());
@@ -234,7 +251,7 @@ class waiter {
         return catalog::decode(holder, encode_field(field, value)).at(0);
     }
 
-    bool holds(const octets& payload) const {
+    bool holds(const byte_list& payload) const {
         const auto fields = catalog::decode(*service_.reply, payload);
         return std::ranges::any_of(fields, [this](const catalog::decoded_field& each) {
             return each.name == wanted_.name && each.value == wanted_.value;
@@ -250,6 +267,13 @@ class waiter {
 };
 
 }  // namespace
+
+void hint_at_lost_events(output& out, size_t in_a_row) {
+    if (in_a_row >= queue_depth) {
+        out.note("the daemon's queue of " + std::to_string(queue_depth) +
+                 " events may have been full: further ones may be lost");
+    }
+}
 
 void take_events(context& ctx, const events_words& words) {
     event_poller(ctx, words).run();

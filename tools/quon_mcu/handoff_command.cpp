@@ -1,5 +1,6 @@
 // handoff: asks the daemon for a connected socket and relays over it.
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -11,10 +12,11 @@
 #include <cstring>
 
 #include "quon_mcu/commands.h"
-#include "quon_mcu/failure.h"
+#include "quon_mcu/daemon_state.h"
 #include "quon_mcu/present.h"
-#include "quon_mcu/values.h"
+#include "shared/failure.h"
 #include "shared/owned_descriptor.h"
+#include "shared/values.h"
 
 namespace quon::client {
 namespace {
@@ -57,10 +59,11 @@ owned_descriptor connect_locally(const std::string& path) {
         throw failure(exit_status::usage, "the socket's path is too long");
     }
     std::memcpy(address.sun_path, path.data(), path.size());
-    owned_descriptor local(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    owned_descriptor local(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     if (connect(local.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
-        fail_with_errno(exit_status::no_daemon, "no daemon: " + path);
+        throw failure(exit_status::unreachable, why_unreachable(path));
     }
+    fcntl(local.get(), F_SETFL, 0);  // what follows may wait
     return local;
 }
 
@@ -72,7 +75,7 @@ void send_request(int local, uint8_t command, const sockaddr_in& peer) {
     std::memcpy(&request[5], &port, 2);
     if (::send(local, request.data(), request.size(), MSG_NOSIGNAL) !=
         static_cast<ssize_t>(request.size())) {
-        fail_with_errno(exit_status::no_daemon, "cannot send the request");
+        fail_with_errno(exit_status::unreachable, "cannot send the request");
     }
 }
 
@@ -94,7 +97,7 @@ int milliseconds_until(steady::time_point deadline) {
     return left.count() > 0 ? static_cast<int>(left.count()) : 0;
 }
 
-void wait_readable(int fd, int32_t timeout_ms) {
+void wait_readable(int fd, int32_t timeout_ms, const std::string& path) {
     const auto deadline = steady::now() + std::chrono::milliseconds(timeout_ms);
     pollfd entry{fd, POLLIN, 0};
     int ready = 0;
@@ -102,8 +105,9 @@ void wait_readable(int fd, int32_t timeout_ms) {
         ready = poll(&entry, 1, milliseconds_until(deadline));
     } while (ready < 0 && errno == EINTR);
     if (ready <= 0) {
-        throw failure(exit_status::timed_out,
-                      "no connection within " + std::to_string(timeout_ms) + " ms");
+        const std::string text = "no connection within " + std::to_string(timeout_ms) + " ms";
+        const std::string cause = look_at_daemon(path).text;
+        throw failure(exit_status::timed_out, cause.empty() ? text : text + ": " + cause);
     }
 }
 
@@ -131,10 +135,10 @@ owned_descriptor receive_connection(int local) {
     message.msg_controllen = control.size();
     const ssize_t got = recvmsg(local, &message, MSG_CMSG_CLOEXEC);
     if (got == 0) {
-        throw failure(exit_status::no_daemon, "the daemon closed the hand-off socket");
+        throw failure(exit_status::unreachable, "the daemon closed the hand-off socket");
     }
     if (got < 0) {
-        fail_with_errno(exit_status::no_daemon, "the hand-off socket");
+        fail_with_errno(exit_status::unreachable, "the hand-off socket");
     }
     owned_descriptor remote = received_descriptor(message);
     if (got != static_cast<ssize_t>(data.size()) || data[0] != hand_over || remote.get() < 0) {
@@ -223,7 +227,7 @@ class relay {
     int remote_;
     bool open_ = true;
     bool input_ended_ = false;
-    octets unsent_;
+    byte_list unsent_;
     std::array<uint8_t, 16384> room_{};
 };
 
@@ -231,7 +235,7 @@ void show_peer(context& ctx, const handoff_words& words, const sockaddr_in& peer
     if (!words.no_relay) {
         ctx.out.note("connected to " + shown(peer));
     } else if (ctx.out.mode == output_mode::json) {
-        ctx.out.line(dump({{"peer", shown(peer)}}));
+        print(ctx.out, {{"peer", shown(peer)}});
     } else {
         ctx.out.line("connected to " + shown(peer));
     }
@@ -250,7 +254,7 @@ void hand_off(context& ctx, const handoff_words& words) {
         return;
     }
     const asked_connection asked(local.get());
-    wait_readable(local.get(), ctx.timeout_ms);
+    wait_readable(local.get(), ctx.timeout_ms, words.socket);
     const owned_descriptor remote = receive_connection(local.get());
     show_peer(ctx, words, connected_peer(remote.get(), words.peer));
     if (!words.no_relay) {

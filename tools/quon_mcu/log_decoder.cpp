@@ -1,7 +1,10 @@
 #include "quon_mcu/log_decoder.h"
 
+#include <algorithm>
+
 #include "hi3861l_protocol.h"
 #include "quon_little_endian.h"
+#include "quon_mcu/describe.h"
 
 namespace quon::client {
 namespace {
@@ -24,6 +27,27 @@ std::string without_colour(std::string_view text) {
         }
     }
     return plain;
+}
+
+std::string trimmed(std::string_view text) {
+    const size_t first = text.find_first_not_of(' ');
+    return first == std::string_view::npos
+               ? ""
+               : std::string(text.substr(first, text.find_last_not_of(' ') - first + 1));
+}
+
+// What stands before a dump, up to its time of day; empty without one. A log may be kept by a
+// program that puts a time before each line.
+std::string time_in(std::string_view before) {
+    const auto is_digit = [&before](size_t at) {
+        return at < before.size() && before[at] >= '0' && before[at] <= '9';
+    };
+    for (size_t at = 1; at < before.size(); ++at) {
+        if (before[at] == ':' && is_digit(at - 1) && is_digit(at + 1) && is_digit(at + 2)) {
+            return trimmed(before.substr(0, before.find(' ', at)));
+        }
+    }
+    return "";
 }
 
 std::optional<size_t> hex_number(std::string_view digits) {
@@ -63,7 +87,8 @@ void log_decoder::line(std::string_view text) {
         const auto start = hex_number(rest.substr(0, 4));
         const auto last = hex_number(rest.size() > 9 ? rest.substr(5, 4) : "?");
         if (rest.size() >= range_shape.size() && start && last && *last >= *start) {
-            dump_line(rest.substr(range_shape.size()), *start, *last - *start + 1);
+            dump_line(view.substr(0, dump), rest.substr(range_shape.size()), *start,
+                      *last - *start + 1);
             return;
         }
         ++strays_;
@@ -77,8 +102,7 @@ void log_decoder::line(std::string_view text) {
         const bool is_note = view.substr(0, at).find("note ") != std::string_view::npos;
         if (at != std::string_view::npos && !is_note &&
             is_frame_of_journal(view.substr(at + head.size()))) {
-            const size_t time_end = view.substr(0, at).find_last_not_of(' ');
-            found_({std::string(view.substr(0, time_end + 1)),
+            found_({trimmed(view.substr(0, at)),
                     head == to_chip ? catalog::direction::to_chip : catalog::direction::from_chip,
                     {},
                     std::string(view.substr(at + head.size()))});
@@ -88,9 +112,11 @@ void log_decoder::line(std::string_view text) {
 }
 
 // Only the places of the hex digits are read: the characters behind them may look like digits.
-void log_decoder::dump_line(std::string_view text, size_t start, size_t width) {
+void log_decoder::dump_line(std::string_view before, std::string_view text, size_t start,
+                            size_t width) {
     if (start == 0) {
         emit();
+        time_ = time_in(before);
     } else if (start != frame_.size() || frame_.empty()) {
         ++strays_;
         return;
@@ -121,9 +147,32 @@ void log_decoder::end() {
 
 void log_decoder::emit() {
     if (!frame_.empty()) {
-        found_({"", catalog::direction::from_chip, frame_, ""});
+        found_({time_, catalog::direction::from_chip, frame_, ""});
         frame_.clear();
     }
+}
+
+// A text may have blanks in it: a field ends where the next one of the record begins.
+std::vector<std::pair<std::string, std::string>> journal_fields(const catalog::record& what,
+                                                                std::string_view words) {
+    std::vector<std::pair<std::string, std::string>> fields;
+    const std::vector<std::string> names = answer_fields(what);
+    const auto is_field = [&names](std::string_view name) {
+        return name.starts_with("entry[") || name.starts_with("rest_") ||
+               std::ranges::find(names, name) != names.end();
+    };
+    while (!words.empty()) {
+        const size_t end = words.find(' ');
+        const std::string_view word = words.substr(0, end);
+        const size_t equals = word.find('=');
+        if (equals != std::string_view::npos && is_field(word.substr(0, equals))) {
+            fields.emplace_back(word.substr(0, equals), word.substr(equals + 1));
+        } else if (!fields.empty()) {
+            fields.back().second += " " + std::string(word);
+        }
+        words.remove_prefix(end == std::string_view::npos ? words.size() : end + 1);
+    }
+    return fields;
 }
 
 std::string describe_frame(catalog::direction way, std::span<const uint8_t> frame) {

@@ -6,16 +6,18 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "catalog/catalog.h"
-#include "quon_mcu/values.h"
+#include "shared/values.h"
 
 namespace quon::client {
 
 struct logged_frame {
-    std::string time;  // as the journal has it; empty in the daemon's log
+    std::string time;  // what stands before the frame: the time of a journal or of a kept log
     catalog::direction way;
-    octets bytes;      // the whole frame; empty when it comes from a journal
+    byte_list bytes;   // the whole frame; empty when it comes from a journal
     std::string text;  // the journal's own words after the direction
 };
 
@@ -34,14 +36,20 @@ class log_decoder {
     size_t strays() const { return strays_; }
 
   private:
-    void dump_line(std::string_view text, size_t start, size_t width);
+    void dump_line(std::string_view before, std::string_view text, size_t start, size_t width);
     bool is_complete() const;
     void emit();
 
     std::function<void(const logged_frame&)> found_;
-    octets frame_;
+    byte_list frame_;
+    std::string time_;  // of the frame that is being gathered
     size_t strays_ = 0;
 };
+
+// The fields in the words of a journal ("year=26 month=2"), as its record names them; empty when
+// the words have none.
+std::vector<std::pair<std::string, std::string>> journal_fields(const catalog::record& what,
+                                                                std::string_view words);
 
 // "chip->host 0x84 get_time len 10 year=26 ...", or what is wrong with the frame.
 std::string describe_frame(catalog::direction way, std::span<const uint8_t> frame);

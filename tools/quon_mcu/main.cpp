@@ -22,7 +22,7 @@ int take_standard_output() {
 }  // namespace
 
 int main(int argc, char** argv) {
-    quon::client::output out(take_standard_output(), STDERR_FILENO);
+    quon::output out("quon-mcu", take_standard_output(), STDERR_FILENO);
     try {
         return quon::client::run(std::vector<std::string>(argv + 1, argv + argc), out);
     } catch (const std::exception& error) {

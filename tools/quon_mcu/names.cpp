@@ -2,38 +2,18 @@
 
 #include <algorithm>
 
-#include "quon_mcu/failure.h"
+#include "shared/failure.h"
+#include "shared/suggestions.h"
 
 namespace quon::client {
 namespace {
 
 constexpr std::string_view name_prefix = "quon.mcu.";
-constexpr size_t most_suggestions = 3;
 
-// Letters to insert, delete, replace or swap with their neighbour.
-size_t distance(std::string_view a, std::string_view b) {
-    std::vector<std::vector<size_t>> cost(a.size() + 1, std::vector<size_t>(b.size() + 1));
-    for (size_t i = 0; i <= a.size(); ++i) {
-        for (size_t j = 0; j <= b.size(); ++j) {
-            if (i == 0 || j == 0) {
-                cost[i][j] = i + j;
-                continue;
-            }
-            cost[i][j] = std::min({cost[i - 1][j] + 1, cost[i][j - 1] + 1,
-                                   cost[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1)});
-            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
-                cost[i][j] = std::min(cost[i][j], cost[i - 2][j - 2] + 1);
-            }
-        }
-    }
-    return cost[a.size()][b.size()];
-}
-
-// A name that contains the word is near however long it is.
-size_t strangeness(std::string_view word, std::string_view known) {
-    const size_t letters = distance(word, known);
-    const bool contained = word.size() >= 3 && known.find(word) != std::string_view::npos;
-    return contained ? std::min<size_t>(letters, 1) : letters;
+// "time" for get.time.
+std::string_view object_of(const catalog::service& service) {
+    const std::string_view name = short_name(service);
+    return name.substr(name.find('.') + 1);
 }
 
 const catalog::service* find_short(std::string_view name) {
@@ -58,6 +38,28 @@ const catalog::service& service_named(std::string_view name) {
     return *found;
 }
 
+std::vector<const catalog::service*> services_named(std::string_view name) {
+    std::vector<const catalog::service*> found;
+    for (const catalog::service& each : catalog::services()) {
+        if (object_of(each) == name) {
+            found.push_back(&each);
+        }
+    }
+    if (!found.empty()) {
+        return found;
+    }
+    if (catalog::find_service(name) == nullptr && find_short(name) == nullptr) {
+        std::vector<std::string> known = short_names();
+        for (const catalog::service& each : catalog::services()) {
+            known.emplace_back(object_of(each));
+        }
+        std::ranges::sort(known);
+        known.erase(std::ranges::unique(known).begin(), known.end());
+        throw failure(exit_status::usage, unknown("service", name, known));
+    }
+    return {&service_named(name)};
+}
+
 const catalog::service& service_of(std::string_view verb, std::string_view object) {
     const std::string start = std::string(verb) + ".";
     for (const std::string& name : {start + std::string(object), std::string(object)}) {
@@ -69,36 +71,6 @@ const catalog::service& service_of(std::string_view verb, std::string_view objec
     }
     throw failure(exit_status::usage,
                   unknown("object of " + std::string(verb), object, objects_of(verb)));
-}
-
-std::vector<std::string> nearest(std::string_view word, const std::vector<std::string>& known) {
-    const size_t limit = std::max<size_t>(2, word.size() / 3);
-    std::vector<std::pair<size_t, std::string>> near;
-    for (const std::string& each : known) {
-        const size_t letters = strangeness(word, each);
-        if (letters <= limit && letters < each.size()) {
-            near.emplace_back(letters, each);
-        }
-    }
-    std::ranges::stable_sort(near, {}, &std::pair<size_t, std::string>::first);
-    near.resize(std::min(near.size(), most_suggestions));
-    std::vector<std::string> names;
-    for (const auto& [letters, name] : near) {
-        names.push_back(name);
-    }
-    return names;
-}
-
-std::string unknown(std::string_view what, std::string_view word,
-                    const std::vector<std::string>& known) {
-    std::string text = "unknown " + std::string(what) + " '" + std::string(word) + "'";
-    const char* separator = "; did you mean ";
-    const std::vector<std::string> names = nearest(word, known);
-    for (const std::string& name : names) {
-        text += separator + ("'" + name + "'");
-        separator = ", ";
-    }
-    return names.empty() ? text : text + "?";
 }
 
 std::vector<std::string> objects_of(std::string_view verb) {

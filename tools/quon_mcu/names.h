@@ -16,16 +16,13 @@ std::string_view short_name(const catalog::service& service);
 // (usage) with the nearest names.
 const catalog::service& service_named(std::string_view name);
 
+// All services of an object ("time" for get.time and set.time), or the one of a full or short name.
+// Throws failure (usage) with the nearest names.
+std::vector<const catalog::service*> services_named(std::string_view name);
+
 // The service of an object ("time") under a verb ("get"); a short or a full name with that verb
 // serves as well. Throws failure (usage) with the nearest objects.
 const catalog::service& service_of(std::string_view verb, std::string_view object);
-
-// Up to three of `known`, the nearest first; none that is far from `word`.
-std::vector<std::string> nearest(std::string_view word, const std::vector<std::string>& known);
-
-// "unknown WHAT 'WORD'", with "; did you mean 'A', 'B'?" when something is near.
-std::string unknown(std::string_view what, std::string_view word,
-                    const std::vector<std::string>& known);
 
 // The objects of all services with `verb`.
 std::vector<std::string> objects_of(std::string_view verb);

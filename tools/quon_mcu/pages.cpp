@@ -116,7 +116,7 @@ std::string bus_record_table() {
 #define PART(member, type, meaning) \
     { #member, offsetof(DbusMsg, member), sizeof(DbusMsg::member), type, meaning }
     const part parts[] = {
-        PART(head, "unsigned 32", "0x5aa55aa5 (octets a5 5a a5 5a)"),
+        PART(head, "unsigned 32", "0x5aa55aa5 (bytes a5 5a a5 5a)"),
         PART(id, "unsigned 32", "chosen by the caller, repeated in the result"),
         PART(src_name, "text", "bus name of the sender"),
         PART(dst_name, "text", "bus name of the receiver"),
@@ -145,9 +145,9 @@ std::string chip_frame_table() {
     return markdown({{"offset", "size", "field", "meaning"},
                      {"0", "1", "type", "message type"},
                      {"1", std::to_string(HI3861L_FRAME_HEAD_SIZE - 1), "length",
-                      "length of the payload, unsigned, least significant octet first"},
+                      "length of the payload, unsigned, least significant byte first"},
                      {head, "length", "payload",
-                      "at most " + std::to_string(HI3861L_PAYLOAD_SIZE) + " octets"}});
+                      "at most " + std::to_string(HI3861L_PAYLOAD_SIZE) + " bytes"}});
 }
 
 std::string channel_message_table() {
@@ -161,8 +161,8 @@ std::string channel_message_table() {
          {"6", "2", code("nlmsg_flags"), "0", "not read"},
          {"8", "4", code("nlmsg_seq"), "0", "not read"},
          {"12", "4", code("nlmsg_pid"), host, "not read"},
-         {std::to_string(HI_CHANNEL_HEADER_SIZE), "", "frame", "1 to " + longest + " octets",
-          "1 to " + taken + " octets; of a longer one the first " + taken}});
+         {std::to_string(HI_CHANNEL_HEADER_SIZE), "", "frame", "1 to " + longest + " bytes",
+          "1 to " + taken + " bytes; of a longer one the first " + taken}});
 }
 
 std::string services_page() {

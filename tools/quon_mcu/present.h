@@ -1,31 +1,60 @@
 // Records and answers, for people and as JSON.
+//
+// A record that the daemon filled up after a shorter answer, or whose query had no answer, looks
+// like one with zeros. So a zero up to the end of an answer is no fact: `zero` below is the reason
+// that is given instead, and empty for records in which zeros are facts.
 #pragma once
 
-#include <nlohmann/json.hpp>
-#include <span>
 #include <string>
+#include <vector>
 
 #include "catalog/catalog.h"
-#include "quon_mcu/output.h"
+#include "shared/json_text.h"
+#include "shared/output.h"
 
 namespace quon::client {
 
+// Keeps the order in which members were added.
 using json = nlohmann::ordered_json;
+using row_list = std::vector<std::vector<std::string>>;
 
-// One line; bytes that are no UTF-8 become U+FFFD.
-std::string dump(const json& value);
+// What a zero in the service's reply may mean; empty when it is a fact.
+std::string_view zero_reason(const catalog::service& service);
 
-// {"name": value, ...}: numbers as numbers, all else as text; the entries of a list as "entries".
-json fields_json(const catalog::record& what, std::span<const uint8_t> bytes);
+bool is_not_known(const catalog::decoded_field& field, std::string_view zero);
+
+// Why the field, or the end of it, is not known; empty when it is.
+std::string reason_text(const catalog::decoded_field& field, std::string_view zero);
+
+// "1500 ms", "13 (meaning)", "-  (reason)", "50  (4 bytes more: reason)".
+std::string value_text(const catalog::decoded_field& field, std::string_view zero);
+
+// {"name": value, ...}: numbers as numbers, all else as text, null when it is not known; the
+// entries of a list as "entries".
+json fields_json(const catalog::record& what, byte_view bytes, std::string_view zero = {});
+
+// {"name": reason, ...} for the fields that have one.
+json reasons_json(const catalog::record& what, byte_view bytes, std::string_view zero);
+
+json value_json(const catalog::decoded_field& field, std::string_view zero);
+
+// service, length, hex, fields, and reasons where there are some.
+json answer_json(const catalog::service& service, byte_view payload, std::string_view zero);
 
 // One aligned line a field; bytes in lines of 16, or in words when they are all zero.
-std::string fields_text(const catalog::record& what, std::span<const uint8_t> bytes);
+std::string fields_text(const catalog::record& what, byte_view bytes, std::string_view zero = {});
+
+// "name=value name=value" as in a journal, with "-" for what is not known.
+std::string line_text(const catalog::record& what, byte_view bytes, std::string_view zero);
+
+// A document on a line of its own; an object begins with "time" when the output is timed.
+void print(output& out, json document);
 
 // The payload in the output's mode; `document` is what --json prints.
-void show_record(output& out, const catalog::record& what, std::span<const uint8_t> bytes,
-                 const json& document);
+void show_record(output& out, const catalog::record& what, byte_view bytes, const json& document,
+                 std::string_view zero = {});
 
 // A signal has no answer: only --json says what was sent.
-void show_sent(output& out, const catalog::service& service, std::span<const uint8_t> request);
+void show_sent(output& out, const catalog::service& service, byte_view request);
 
 }  // namespace quon::client

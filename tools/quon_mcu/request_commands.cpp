@@ -1,17 +1,18 @@
 // call, send: one request with a raw payload.
 #include "quon_mcu/bus_session.h"
 #include "quon_mcu/commands.h"
-#include "quon_mcu/failure.h"
 #include "quon_mcu/names.h"
 #include "quon_mcu/present.h"
+#include "shared/failure.h"
+#include "shared/values.h"
 
 namespace quon::client {
 namespace {
 
-octets payload_of(const request_words& words) {
-    octets payload;
+byte_list payload_of(const request_words& words) {
+    byte_list payload;
     for (const std::string& each : words.hex) {
-        const octets piece = parse_hex(each);
+        const byte_list piece = parse_hex(each);
         payload.insert(payload.end(), piece.begin(), piece.end());
     }
     return payload;
@@ -43,9 +44,9 @@ void show_answer(output& out, const catalog::service& service, const answer& got
                              {"length", got.payload.size()},
                              {"hex", hex}};
             if (got.result >= 0) {
-                document["fields"] = fields_json(*service.reply, got.payload);
+                document.update(answer_json(service, got.payload, zero_reason(service)));
             }
-            out.line(dump(document));
+            print(out, document);
             break;
         }
         case output_mode::hex:
@@ -61,7 +62,7 @@ void show_answer(output& out, const catalog::service& service, const answer& got
 
 void call_method(context& ctx, const request_words& words) {
     const catalog::service& service = service_of_kind(words.name, catalog::service_kind::method);
-    const octets payload = payload_of(words);
+    const byte_list payload = payload_of(words);
     bus_session bus(ctx.timeout_ms);
     const answer got = bus.call(service, payload);
     if (got.result >= 0 || ctx.out.mode == output_mode::people ||
@@ -69,15 +70,13 @@ void call_method(context& ctx, const request_words& words) {
         show_answer(ctx.out, service, got);
     }
     if (got.result < 0) {
-        throw failure(exit_status::failure, std::string(service.name) +
-                                                ": the service failed, result " +
-                                                std::to_string(got.result));
+        throw failure(exit_status::failure, refusal_text(service, got));
     }
 }
 
 void send_signal(context& ctx, const request_words& words) {
     const catalog::service& service = service_of_kind(words.name, catalog::service_kind::signal);
-    const octets payload = payload_of(words);
+    const byte_list payload = payload_of(words);
     bus_session bus(ctx.timeout_ms);
     bus.send(service, payload);
     show_sent(ctx.out, service, payload);

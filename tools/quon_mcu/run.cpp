@@ -3,14 +3,10 @@
 #include <sstream>
 
 #include "quon_mcu/command_line.h"
-#include "quon_mcu/failure.h"
+#include "shared/failure.h"
 
 namespace quon::client {
 namespace {
-
-int to_int(exit_status status) {
-    return static_cast<int>(status);
-}
 
 int help_or_usage(CLI::App& app, output& out, const CLI::ParseError& error) {
     std::ostringstream results;
@@ -31,7 +27,7 @@ int help_or_usage(CLI::App& app, output& out, const CLI::ParseError& error) {
 
 int run(std::vector<std::string> words, output out, int32_t timeout_ms) {
     context ctx{.out = out, .timeout_ms = timeout_ms};
-    command_line line(ctx);
+    command_line line(ctx, words);
     try {
         line.parse(std::move(words))();
         return ctx.status;

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "quon_mcu/output.h"
+#include "shared/output.h"
 
 namespace quon::client {
 

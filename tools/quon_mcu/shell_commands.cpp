@@ -1,18 +1,34 @@
 // exec, popen: the two shell services.
 #include <sys/wait.h>
 
+#include <algorithm>
+
 #include "dbus_socket_common.h"
 #include "quon_mcu/bus_session.h"
 #include "quon_mcu/commands.h"
 #include "quon_mcu/encode.h"
-#include "quon_mcu/failure.h"
 #include "quon_mcu/names.h"
 #include "quon_mcu/present.h"
+#include "shared/failure.h"
 
 namespace quon::client {
 namespace {
 
-std::string command_text(const std::vector<std::string>& words) {
+// The client's own options are no words of a command; a shell has its own under other names.
+void refuse_options(const context& ctx) {
+    for (const std::string& each : ctx.rest) {
+        const std::string name = each.substr(0, each.find('='));
+        if (!ctx.rest_is_verbatim && std::ranges::count(ctx.own_options, name) != 0) {
+            throw failure(exit_status::usage, "'" + each +
+                                                  "' stands after the command's text: options come "
+                                                  "before it, and '--' before a text that has it");
+        }
+    }
+}
+
+std::string command_text(const context& ctx) {
+    refuse_options(ctx);
+    const std::vector<std::string>& words = ctx.rest;
     std::string text;
     for (const std::string& each : words) {
         text += (text.empty() ? "" : " ") + each;
@@ -23,14 +39,14 @@ std::string command_text(const std::vector<std::string>& words) {
     return text;
 }
 
-octets ask(context& ctx, const catalog::service& service, const std::string& text) {
-    const octets request = encode_field(service.request->fields[0], text);
+byte_list ask(context& ctx, const catalog::service& service, const std::string& text) {
+    const byte_list request = encode_field(service.request->fields[0], text);
     bus_session bus(ctx.timeout_ms);
     return bus.query(service, request);
 }
 
 // The wait status, which the service sends in decimal.
-int wait_status(const catalog::service& service, const octets& payload) {
+int wait_status(const catalog::service& service, const byte_list& payload) {
     try {
         const std::string_view text(reinterpret_cast<const char*>(payload.data()), payload.size());
         return static_cast<int>(parse_number(text, INT32_MIN, INT32_MAX));
@@ -64,8 +80,8 @@ json status_json(const std::string& command, int status) {
 
 void exec_on_camera(context& ctx) {
     const catalog::service& service = service_named("get.system");
-    const std::string text = command_text(ctx.rest);
-    const octets payload = ask(ctx, service, text);
+    const std::string text = command_text(ctx);
+    const byte_list payload = ask(ctx, service, text);
     const int status = wait_status(service, payload);
     if (status == -1) {
         throw failure(exit_status::failure, "the daemon could not start a shell");
@@ -80,8 +96,8 @@ void exec_on_camera(context& ctx) {
 
 void popen_on_camera(context& ctx) {
     const catalog::service& service = service_named("get.popen");
-    const std::string text = command_text(ctx.rest);
-    const octets payload = ask(ctx, service, text);
+    const std::string text = command_text(ctx);
+    const byte_list payload = ask(ctx, service, text);
     if (ctx.out.mode == output_mode::people) {
         ctx.out.write(payload);
     } else {

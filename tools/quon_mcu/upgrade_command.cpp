@@ -6,49 +6,90 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <span>
 
 #include "mcu_records.h"
-#include "quon_little_endian.h"
 #include "quon_mcu/bus_session.h"
 #include "quon_mcu/commands.h"
 #include "quon_mcu/encode.h"
-#include "quon_mcu/failure.h"
 #include "quon_mcu/names.h"
 #include "quon_mcu/present.h"
+#include "shared/failure.h"
+#include "shared/owned_descriptor.h"
+#include "shared/values.h"
 
 namespace quon::client {
 namespace {
 
 constexpr size_t block_size = MCU_UPG_BLOCK_DATA_SIZE;
 
-octets read_file(const std::string& name) {
-    const auto refuse = [&name] {
-        throw failure(exit_status::usage, "cannot read '" + name + "': " + std::strerror(errno));
-    };
-    const int fd = open(name.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        refuse();
+// A firmware image, read block by block while it is sent.
+class image_file {
+  public:
+    // Throws failure (usage) before anything is read for what can be no image: neither a device nor
+    // a pipe is opened.
+    explicit image_file(const std::string& name) : name_(name) {
+        struct stat facts {};
+        if (stat(name.c_str(), &facts) != 0) {
+            refuse_with_errno();
+        }
+        check(facts);
+        file_ = owned_descriptor(open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+        if (file_.get() < 0 || fstat(file_.get(), &facts) != 0) {
+            refuse_with_errno();
+        }
+        check(facts);
+        size_ = static_cast<size_t>(facts.st_size);
     }
-    octets bytes;
-    octets piece(65536);
-    ssize_t got = 0;
-    while ((got = read(fd, piece.data(), piece.size())) > 0 || (got < 0 && errno == EINTR)) {
-        bytes.insert(bytes.end(), piece.begin(), piece.begin() + std::max<ssize_t>(got, 0));
+
+    size_t size() const { return size_; }
+
+    // `room` lies within the image.
+    void read_at(size_t offset, std::span<uint8_t> room) const {
+        while (!room.empty()) {
+            const ssize_t got =
+                pread(file_.get(), room.data(), room.size(), static_cast<off_t>(offset));
+            if (got < 0 && errno == EINTR) {
+                continue;
+            }
+            if (got < 0) {
+                refuse_with_errno();
+            }
+            if (got == 0) {
+                throw failure(exit_status::usage, "'" + name_ + "' became shorter meanwhile");
+            }
+            offset += static_cast<size_t>(got);
+            room = room.subspan(static_cast<size_t>(got));
+        }
     }
-    const int error = errno;
-    close(fd);
-    if (got < 0) {
-        errno = error;
-        refuse();
+
+  private:
+    [[noreturn]] void refuse_with_errno() const {
+        throw failure(exit_status::usage, "cannot read '" + name_ + "': " + std::strerror(errno));
     }
-    if (bytes.empty()) {
-        throw failure(exit_status::usage, "'" + name + "' is empty");
+
+    void check(const struct stat& facts) const {
+        if (S_ISDIR(facts.st_mode)) {
+            errno = EISDIR;
+            refuse_with_errno();
+        }
+        if (!S_ISREG(facts.st_mode)) {
+            throw failure(exit_status::usage, "'" + name_ + "' is no regular file");
+        }
+        if (facts.st_size == 0) {
+            throw failure(exit_status::usage, "'" + name_ + "' is empty");
+        }
+        if (facts.st_size > UINT32_MAX) {
+            throw failure(exit_status::usage, "'" + name_ + "' has " +
+                                                  std::to_string(facts.st_size) +
+                                                  " bytes; an image has at most 4294967295");
+        }
     }
-    if (bytes.size() > UINT32_MAX) {
-        throw failure(exit_status::usage, "'" + name + "' is too long for an image");
-    }
-    return bytes;
-}
+
+    std::string name_;
+    owned_descriptor file_;
+    size_t size_ = 0;
+};
 
 // A bar on a terminal; elsewhere a line at each tenth.
 class progress {
@@ -96,7 +137,7 @@ class progress {
 class image_sender {
   public:
     image_sender(context& ctx, const upgrade_words& words)
-        : ctx_(ctx), image_(read_file(words.file)), name_(words.file) {
+        : ctx_(ctx), image_(words.file), name_(words.file) {
         const std::string size = std::to_string(image_.size());
         const std::string second = words.second == "size" ? size : words.second;
         const std::string assigned[] = {"first=" + words.first, "second=" + second};
@@ -138,27 +179,23 @@ class image_sender {
         }
     }
 
-    octets block_at(size_t offset) const {
+    byte_list block_at(size_t offset) const {
         const size_t length = std::min(block_size, image_.size() - offset);
-        octets block(MCU_UPG_BLOCK_SIZE);
-        put_word(block, 0, offset);
-        put_word(block, MCU_UPG_BLOCK_LENGTH_OFFSET, length);
-        std::copy_n(image_.begin() + static_cast<std::ptrdiff_t>(offset), length,
-                    block.begin() + MCU_UPG_BLOCK_DATA_OFFSET);
+        byte_list block(MCU_UPG_BLOCK_SIZE);
+        put_le(block, 0, 4, static_cast<uint32_t>(offset));
+        put_le(block, MCU_UPG_BLOCK_LENGTH_OFFSET, 4, static_cast<uint32_t>(length));
+        image_.read_at(offset, std::span(block).subspan(MCU_UPG_BLOCK_DATA_OFFSET, length));
         block[MCU_UPG_BLOCK_TAIL_OFFSET] = tail_;
         return block;
     }
 
-    static void put_word(octets& block, size_t at, size_t value) {
-        quon_store_le32(block.data() + at, static_cast<uint32_t>(value));
-    }
-
     void send_blocks(bus_session& bus) {
+        const catalog::service& transmit = service_named("upg.transmit");
         progress bar(ctx_.out, image_.size());
         for (size_t offset = from_; offset < image_.size(); offset += block_size) {
             bar.at(offset);
             try {
-                static_cast<void>(bus.query(service_named("upg.transmit"), block_at(offset)));
+                static_cast<void>(bus.query(transmit, block_at(offset)));
             } catch (const failure& error) {
                 bar.end_bar();
                 throw failure(error.status(), stopped_at(offset) + error.what());
@@ -167,7 +204,6 @@ class image_sender {
         bar.at(image_.size());
     }
 
-    // The daemon answers alike when the chip refuses a block and when it does not answer.
     static std::string stopped_at(size_t offset) {
         const std::string at = std::to_string(offset);
         return "upgrade stopped at block " + std::to_string(offset / block_size) + ", offset " +
@@ -178,11 +214,11 @@ class image_sender {
         const size_t sent = image_.size() - from_;
         const size_t blocks = (sent + block_size - 1) / block_size;
         if (ctx_.out.mode == output_mode::json) {
-            ctx_.out.line(dump({{"file", name_},
-                                {"size", image_.size()},
-                                {"from", from_},
-                                {"sent", sent},
-                                {"blocks", blocks}}));
+            print(ctx_.out, {{"file", name_},
+                             {"size", image_.size()},
+                             {"from", from_},
+                             {"sent", sent},
+                             {"blocks", blocks}});
         } else {
             ctx_.out.line("sent " + std::to_string(sent) + " bytes in " + std::to_string(blocks) +
                           (blocks == 1 ? " block" : " blocks"));
@@ -190,9 +226,9 @@ class image_sender {
     }
 
     context& ctx_;
-    octets image_;
+    image_file image_;
     std::string name_;
-    octets start_;
+    byte_list start_;
     uint8_t tail_ = 0;
     bool resumed_ = false;
     size_t from_ = 0;

@@ -2,9 +2,9 @@
 #include <chrono>
 
 #include "quon_mcu/commands.h"
-#include "quon_mcu/failure.h"
 #include "quon_mcu/run.h"
-#include "quon_mcu/values.h"
+#include "shared/failure.h"
+#include "shared/values.h"
 
 namespace quon::client {
 namespace {
@@ -58,8 +58,10 @@ void watch(context& ctx, watch_words options) {
             ctx.out.write(clear_screen + ("every " + options.interval + ":" + joined(words)) +
                           "\n\n");
         }
-        status = run(words, ctx.out, ctx.timeout_ms);
-        if (round == rounds || status == static_cast<int>(exit_status::usage)) {
+        output timed = ctx.out;
+        timed.is_timed = true;
+        status = run(words, timed, ctx.timeout_ms);
+        if (round == rounds || status == to_int(exit_status::usage)) {
             break;
         }
         ctx.out.rest(interval);

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 
 #include "catalog/catalog.h"
 #include "hi3861l_protocol.h"
@@ -9,9 +10,7 @@
 namespace quon::catalog {
 namespace {
 
-using octets = std::vector<uint8_t>;
-
-std::string line_of(std::string_view record_name, const octets& bytes) {
+std::string line_of(std::string_view record_name, const byte_list& bytes) {
     return one_line(find_record(record_name), bytes);
 }
 
@@ -25,7 +24,7 @@ TEST(ANumber, IsReadLittleEndian) {
 }
 
 TEST(AKnownValue, CarriesItsMeaning) {
-    const octets frame = {0, 0, 0, 0, 0xa1};
+    const byte_list frame = {0, 0, 0, 0, 0xa1};
     const auto fields = decode(*find_record("upg_transmit_answer"), frame);
     ASSERT_EQ(fields.size(), 2u);
     EXPECT_EQ(fields[0].name, "rest_0");
@@ -36,16 +35,16 @@ TEST(AKnownValue, CarriesItsMeaning) {
 }
 
 TEST(AnUnknownValue, CarriesNoMeaning) {
-    const octets frame = {0, 0, 0, 0, 0xa2};
+    const byte_list frame = {0, 0, 0, 0, 0xa2};
     EXPECT_EQ(decode(*find_record("upg_transmit_answer"), frame)[1].meaning, "");
 }
 
 TEST(ANetworkEvent, ShowsItsStateAndAddresses) {
-    octets event(33);
+    byte_list event(33);
     event[0] = 7;
     event[1] = 1;
-    const octets record = {192, 168, 1, 20, 255, 255, 255, 0, 192, 168, 1, 1, 2,
-                           0,   0,   0, 0,  1,   8,   8,   8, 8,   1,   1, 1, 1};
+    const byte_list record = {192, 168, 1, 20, 255, 255, 255, 0, 192, 168, 1, 1, 2,
+                              0,   0,   0, 0,  1,   8,   8,   8, 8,   1,   1, 1, 1};
     ASSERT_EQ(record.size(), sizeof(hi3861l_net_info));
     std::ranges::copy(record, event.begin() + HI3861L_NET_EVENT_RECORD_OFFSET);
     EXPECT_EQ(describe_payload(direction::from_chip, HI3861L_EVENT_NET, event),
@@ -59,7 +58,7 @@ TEST(AText, EndsAtItsZeroByteAndEscapesWhatIsNotPrintable) {
 }
 
 TEST(AFieldThatIsCutShort, ComesAsRest) {
-    EXPECT_EQ(line_of("store_params", octets(41, 0xab)), "bytes=" + to_hex(octets(41, 0xab)));
+    EXPECT_EQ(line_of("store_params", byte_list(41, 0xab)), "bytes=" + to_hex(byte_list(41, 0xab)));
     EXPECT_EQ(line_of("time", {26, 2}), "year=26 month=2");
     EXPECT_EQ(line_of("alarm", {1, 0, 0, 0, 9}), "word=1 byte4=9");
 }
@@ -69,26 +68,26 @@ TEST(ALongerReplyThanItsRecord, ShowsTheSurplusAsRest) {
 }
 
 TEST(AList, ShowsItsCountAndTheEntriesThatAreThere) {
-    octets report = {2};
+    byte_list report = {2};
     report.insert(report.end(), 36, 0x11);
     report.insert(report.end(), 36, 0x22);
     report.insert(report.end(), 3, 0x33);
-    EXPECT_EQ(line_of("err_report", report), "count=2 entry[0]=" + to_hex(octets(36, 0x11)) +
-                                                 " entry[1]=" + to_hex(octets(36, 0x22)) +
+    EXPECT_EQ(line_of("err_report", report), "count=2 entry[0]=" + to_hex(byte_list(36, 0x11)) +
+                                                 " entry[1]=" + to_hex(byte_list(36, 0x22)) +
                                                  " rest_73=333333");
 }
 
 TEST(AListThatClaimsMoreThanItHolds, StopsAtTheLastWholeEntry) {
-    octets report = {255};
+    byte_list report = {255};
     report.insert(report.end(), 36, 0x11);
     report.insert(report.end(), 35, 0x22);
-    EXPECT_EQ(line_of("err_report", report), "count=255 entry[0]=" + to_hex(octets(36, 0x11)) +
-                                                 " rest_37=" + to_hex(octets(35, 0x22)));
+    EXPECT_EQ(line_of("err_report", report), "count=255 entry[0]=" + to_hex(byte_list(36, 0x11)) +
+                                                 " rest_37=" + to_hex(byte_list(35, 0x22)));
 }
 
 TEST(ARecordWithoutKnownFields, IsPlainHex) {
     EXPECT_EQ(line_of("battery_status", {0x0a, 0xff}), "0aff");
-    EXPECT_EQ(one_line(nullptr, octets{0x01}), "01");
+    EXPECT_EQ(one_line(nullptr, byte_list{0x01}), "01");
 }
 
 TEST(APayloadWithoutBytes, IsCalledEmpty) {
@@ -98,17 +97,105 @@ TEST(APayloadWithoutBytes, IsCalledEmpty) {
 }
 
 TEST(APayload, IsReadByItsDirection) {
-    const octets one = {3};
+    const byte_list one = {3};
     EXPECT_EQ(describe_payload(direction::to_chip, HI3861L_GET_WIFI_SCANF_INFO, one), "selector=3");
     EXPECT_EQ(describe_payload(direction::from_chip, HI3861L_GET_WIFI_SCANF_INFO, one), "03");
     EXPECT_EQ(describe_payload(direction::to_chip, HI3861L_SET_LED, one), "value=3");
     EXPECT_EQ(describe_payload(direction::from_chip, 0xee, one), "03");
 }
 
+// --- what a record that was filled up with zeros may hide
+
+struct proof_row {
+    std::string_view record;
+    byte_list bytes;  // filled up to the record's size
+    std::vector<std::string> blank;
+    std::vector<std::pair<std::string, size_t>> open;  // unproven bytes of the others
+};
+
+TEST(ZerosUpToTheEndOfAnAnswer, AreNotProven) {
+    const proof_row rows[] = {
+        {"time", {26, 2, 3}, {"hour", "minute", "second", "rest_6"}, {}},
+        {"time", {26, 2, 3, 0, 0, 1}, {"rest_6"}, {}},
+        {"time", {26, 0, 0, 0, 0, 0, 0, 0, 0, 1}, {}, {{"rest_6", 0}}},
+        {"alarm", {0x20, 0x1c}, {"byte4", "byte5", "byte6"}, {{"word", 2}}},
+        {"battery_status", {80}, {}, {{"bytes", 4}}},
+        {"battery_status", {}, {"bytes"}, {}},
+        {"err_report", {}, {"count", "rest_1"}, {}},
+        {"err_report", {1, 0, 7}, {"rest_37"}, {{"count", 0}, {"entry[0]", 34}}},
+        {"wdg_state_text", {'0'}, {"state"}, {}},
+        {"wdg_state_text", {'1'}, {}, {{"state", 0}}},
+    };
+    for (const proof_row& row : rows) {
+        const record& what = *find_record(row.record);
+        byte_list bytes = row.bytes;
+        bytes.resize(what.size);
+        std::vector<std::string> blank;
+        std::map<std::string, size_t> open;
+        for (const decoded_field& each : decode(what, bytes)) {
+            if (each.blank) {
+                blank.push_back(each.name);
+            } else {
+                open[each.name] = each.unproven;
+            }
+        }
+        EXPECT_EQ(blank, row.blank) << row.record;
+        for (const auto& [name, count] : row.open) {
+            EXPECT_EQ(open.at(name), count) << row.record << "." << name;
+        }
+    }
+}
+
+std::vector<std::string> blank_fields(std::string_view record_name, const byte_list& bytes) {
+    std::vector<std::string> names;
+    for (const decoded_field& each : decode(*find_record(record_name), bytes)) {
+        if (each.blank) {
+            names.push_back(each.name);
+        }
+    }
+    return names;
+}
+
+TEST(TheWakeUpContext, IsJudgedAnswerByAnswer) {
+    byte_list context(400);
+    context[70] = 1;   // the end of the wake-up info
+    context[71] = 26;  // a year alone
+    context[396] = 1;
+    EXPECT_EQ(
+        blank_fields("wakeup_context", context),
+        (std::vector<std::string>{"time_month", "time_day", "time_hour", "time_minute",
+                                  "time_second", "rest_77", "battery_status", "wifi_status",
+                                  "wifi_mac", "wifi_ip", "wifi_gateway", "wifi_dns1", "wifi_dns2",
+                                  "rest_316", "server_ip", "server_port", "rest_360", "version"}));
+}
+
+TEST(AnAddressInWords, IsBlankWhenItIsZero) {
+    byte_list info(160);
+    const auto put = [&info](size_t at, std::string_view text) {
+        std::ranges::copy(text, info.begin() + static_cast<ptrdiff_t>(at));
+    };
+    put(0, "00:00:00:00:00:00");
+    put(32, "0.0.0.0");
+    put(64, "10.0.0.1");
+    EXPECT_EQ(blank_fields("wifi_info", info),
+              (std::vector<std::string>{"mac", "ip", "dns1", "dns2"}));
+}
+
+TEST(TheDaemonsOwnMeasures, AreNoPartOfAnAnswer) {
+    byte_list times(12);
+    times[0] = 5;
+    times[4] = 6;
+    times[8] = 1;
+    for (const decoded_field& each : decode(*find_record("socup_time"), times)) {
+        EXPECT_FALSE(each.blank) << each.name;
+        EXPECT_EQ(each.unproven, each.name == "socup_time2" ? 3u : 0u) << each.name;
+    }
+}
+
 TEST(EveryRecord, IsShownAtEveryLengthUpToBeyondItsOwn) {
     for (const record* each : records()) {
         for (size_t size = 1; size <= each->size + 40; ++size) {
-            const octets bytes(size, 0x41);
+            const byte_list bytes(size, 0x41);
             EXPECT_FALSE(decode(*each, bytes).empty()) << each->name << " " << size;
             EXPECT_NE(one_line(each, bytes), "") << each->name << " " << size;
         }

@@ -275,6 +275,8 @@ uint32_t size_of(field_kind kind, uint32_t stated) {
         case field_kind::mac:
             return 6;
         case field_kind::text:
+        case field_kind::address_text:
+        case field_kind::digit_text:
         case field_kind::bytes:
             break;
     }
@@ -339,15 +341,15 @@ constexpr field_row stated_fields[] = {
     {"time", "hour", 3, 1, field_kind::s8, ""},
     {"time", "minute", 4, 1, field_kind::s8, ""},
     {"time", "second", 5, 1, field_kind::s8, ""},
-    {"wifi_info", "mac", 0, 32, field_kind::text, ""},
-    {"wifi_info", "ip", 32, 32, field_kind::text, ""},
-    {"wifi_info", "gateway", 64, 32, field_kind::text, ""},
+    {"wifi_info", "mac", 0, 32, field_kind::address_text, ""},
+    {"wifi_info", "ip", 32, 32, field_kind::address_text, ""},
+    {"wifi_info", "gateway", 64, 32, field_kind::address_text, ""},
     {"wifi_info", "dns1", 96, 32, field_kind::text, ""},
     {"wifi_info", "dns2", 128, 32, field_kind::text, ""},
     {"store_params", "server_ip", 38, 4, field_kind::ipv4, ""},
     {"store_params", "server_port", 42, 2, field_kind::u16, ""},
     {"wdg_state_byte", "state", 0, 1, field_kind::u8, ""},
-    {"wdg_state_text", "state", 0, 1, field_kind::text, ""},
+    {"wdg_state_text", "state", 0, 1, field_kind::digit_text, ""},
     {"alarm", "word", 0, 4, field_kind::u32, ""},
     {"alarm", "byte4", 4, 1, field_kind::u8, ""},
     {"alarm", "byte5", 5, 1, field_kind::u8, ""},
@@ -365,9 +367,9 @@ constexpr field_row stated_fields[] = {
     {"wakeup_context", "time_second", 76, 1, field_kind::s8, ""},
     {"wakeup_context", "battery_status", 81, 5, field_kind::bytes, ""},
     {"wakeup_context", "wifi_status", 86, 70, field_kind::bytes, ""},
-    {"wakeup_context", "wifi_mac", 156, 32, field_kind::text, ""},
-    {"wakeup_context", "wifi_ip", 188, 32, field_kind::text, ""},
-    {"wakeup_context", "wifi_gateway", 220, 32, field_kind::text, ""},
+    {"wakeup_context", "wifi_mac", 156, 32, field_kind::address_text, ""},
+    {"wakeup_context", "wifi_ip", 188, 32, field_kind::address_text, ""},
+    {"wakeup_context", "wifi_gateway", 220, 32, field_kind::address_text, ""},
     {"wakeup_context", "wifi_dns1", 252, 32, field_kind::text, ""},
     {"wakeup_context", "wifi_dns2", 284, 32, field_kind::text, ""},
     {"wakeup_context", "server_ip", 354, 4, field_kind::ipv4, ""},
@@ -449,6 +451,34 @@ TEST(TheKnownValues, AreTheStatedOnesAndThereAreNoOthers) {
             EXPECT_EQ(known, stated) << each->name << "." << one.name;
         }
     }
+}
+
+struct range_row {
+    std::string_view field;
+    int32_t least;
+    int32_t most;
+};
+
+TEST(TheRanges, AreThoseOfAClockAndThereAreNoOthers) {
+    const range_row rows[] = {
+        {"year", 0, 127}, {"month", 1, 12},  {"day", 1, 31},
+        {"hour", 0, 23},  {"minute", 0, 59}, {"second", 0, 59},
+    };
+    for (const record* each : records()) {
+        for (const field& one : each->fields) {
+            const auto row = std::ranges::find(rows, one.name, &range_row::field);
+            const bool stated = each->name == "time" && row != std::end(rows);
+            EXPECT_EQ(one.range.least, stated ? row->least : 0) << each->name << "." << one.name;
+            EXPECT_EQ(one.range.most, stated ? row->most : 0) << each->name << "." << one.name;
+        }
+    }
+}
+
+TEST(TheServicesWithoutAnExchange, SayWhyTheyFail) {
+    EXPECT_EQ(find_service("method.quon.mcu.get.log.profile")->refusal, "this chip has none");
+    EXPECT_EQ(find_service("method.quon.mcu.get.bit.err.rate")->refusal, "this chip has none");
+    EXPECT_EQ(find_service("method.quon.mcu.get.event.info")->refusal, "the event queue is empty");
+    EXPECT_EQ(find_service("method.quon.mcu.get.time")->refusal, "");
 }
 
 TEST(TheLogLevels, HaveTheirNames) {

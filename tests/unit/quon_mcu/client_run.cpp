@@ -29,7 +29,7 @@ outcome run_client(const std::vector<std::string>& words) {
     if (out.get() < 0 || err.get() < 0) {
         throw std::runtime_error("no memory file");
     }
-    const int status = run(words, output(out.get(), err.get()));
+    const int status = run(words, output("quon-mcu", out.get(), err.get()));
     return {status, content(out.get()), content(err.get())};
 }
 

@@ -1,10 +1,15 @@
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "catalog/catalog.h"
 #include "client_run.h"
+#include "shared/owned_descriptor.h"
 
 namespace quon::client {
 namespace {
@@ -29,7 +34,16 @@ const refusal_row refusals[] = {
     {{"get"}, "OBJECT is required; see 'quon-mcu get --help'"},
     {{"list", "--timeout"}, "--timeout: 1 required TIME missing; see 'quon-mcu list --help'"},
     {{"get", "tiem"}, "unknown object of get 'tiem'; did you mean 'time'"},
-    {{"get", "time", "now"}, "get.time takes no value"},
+    {{"get", "time", "yaer"}, "unknown field 'yaer'; did you mean 'year'"},
+    {{"get", "time", "year", "rest_7"}, "unknown field 'rest_7'; did you mean 'rest_6'?"},
+    {{"get", "time", "year", "--hex"}, "--hex and --raw show whole answers: name no field"},
+    {{"get", "wifi.scanf.info", "1", "name"}, "unknown field 'name'"},
+    {{"set", "time", "month=13"}, "month: '13' is no number from 1 to 12"},
+    {{"exec", "true", "--json"},
+     "'--json' stands after the command's text: options come before it, and '--' before a text "
+     "that has it"},
+    {{"popen", "sleep", "1", "--timeout=3s"}, "'--timeout=3s' stands after the command's text"},
+    {{"help", "gte"}, "unknown command 'gte'; did you mean 'get'"},
     {{"get", "wifi.scanf.info"}, "get.wifi.scanf.info needs a value or --hex"},
     {{"set", "ledd", "1"}, "unknown object of set 'ledd'; did you mean 'led'?"},
     {{"set", "led"}, "set.led needs a value or --hex"},
@@ -47,6 +61,7 @@ const refusal_row refusals[] = {
      "--base: old not in {current,zero}; see 'quon-mcu set --help'"},
     {{"log-level", "loud"}, "unknown log level 'loud'"},
     {{"log-level", "5"}, "unknown log level '5'"},
+    {{"log-level", ""}, "unknown log level ''"},
     {{"call", "get.tiem"}, "unknown service 'get.tiem'; did you mean 'get.time'"},
     {{"call", "set.led", "01"}, "signal.quon.mcu.set.led is a signal: use 'quon-mcu send set.led'"},
     {{"send", "get.time"}, "method.quon.mcu.get.time is a method: use 'quon-mcu call get.time'"},
@@ -68,7 +83,9 @@ const refusal_row refusals[] = {
     {{"upgrade", "/"}, "cannot read '/': Is a directory"},
     {{"upgrade", "/proc/self/exe", "--tail", "256"}, "--tail: '256' is no number from 0 to 255"},
     {{"upgrade", "/proc/self/exe", "--resume-from", "x"}, "--resume-from: 'x' is no number from 0"},
-    {{"upgrade", "/dev/null"}, "'/dev/null' is empty"},
+    {{"upgrade", "/dev/null"}, "'/dev/null' is no regular file"},
+    {{"upgrade", "/dev/zero"}, "'/dev/zero' is no regular file"},
+    {{"upgrade", "/proc/self/maps"}, "'/proc/self/maps' is empty"},
     {{"exec"}, "a shell command is missing"},
     {{"popen", "--"}, "a shell command is missing"},
     {{"handoff"}, "handoff takes either ADDRESS:PORT or --drop"},
@@ -99,19 +116,46 @@ TEST(AWrongCommandLine, IsRefusedWithStatus2AndSaysWhy) {
     }
 }
 
+TEST(AnImage, ThatIsTooLongIsRefusedBeforeItIsRead) {
+    const owned_descriptor image(memfd_create("image", MFD_CLOEXEC));
+    ASSERT_EQ(ftruncate(image.get(), off_t{4294967296}), 0);
+    const std::string name = "/proc/self/fd/" + std::to_string(image.get());
+    const outcome got = run_client({"upgrade", name});
+    EXPECT_EQ(got.status, 2);
+    EXPECT_EQ(got.err,
+              "quon-mcu: '" + name + "' has 4294967296 bytes; an image has at most 4294967295\n");
+    // The longest one gets as far as the daemon that is not there.
+    ASSERT_EQ(ftruncate(image.get(), off_t{4294967295}), 0);
+    EXPECT_EQ(run_client({"upgrade", name}).status, 3);
+}
+
+TEST(AnImage, ThatIsAPipeIsNotOpened) {
+    char name[] = "/tmp/quon-mcu-pipe-XXXXXX";
+    const owned_descriptor placeholder(mkstemp(name));
+    ASSERT_GE(placeholder.get(), 0);
+    unlink(name);
+    ASSERT_EQ(mkfifo(name, 0600), 0);
+    const outcome got = run_client({"upgrade", name});  // nobody writes to it
+    unlink(name);
+    EXPECT_EQ(got.status, 2);
+    EXPECT_EQ(got.err, "quon-mcu: '" + std::string(name) + "' is no regular file\n");
+}
+
 TEST(Help, GoesToStandardOutput) {
     const outcome got = run_client({"--help"});
     EXPECT_EQ(got.status, 0);
     EXPECT_EQ(got.err, "");
     for (const char* command : {"list", "describe", "get", "set", "call", "send", "events", "wait",
                                 "upgrade", "log-level", "exec", "popen", "wakeup", "handoff",
-                                "status", "watch", "decode", "completion"}) {
+                                "status", "watch", "decode", "completion", "help"}) {
         EXPECT_NE(got.out.find("\n  " + std::string(command) + " "), std::string::npos) << command;
         const outcome own = run_client({command, "--help"});
         EXPECT_EQ(own.status, 0) << command;
         EXPECT_NE(own.out.find("Usage: quon-mcu " + std::string(command)), std::string::npos)
             << own.out;
+        EXPECT_EQ(run_client({"help", command}).out, own.out) << command;
     }
+    EXPECT_EQ(run_client({"help"}).out, got.out);
     EXPECT_NE(got.out.find("Exit status: 0 done, 1 the service answered with a failure, 2 usage"),
               std::string::npos);
 }
@@ -193,6 +237,16 @@ TEST(ADescription, ShowsOffsetsTypesAndKnownValues) {
     EXPECT_NE(text.find("13 starts the remote wake-up hand-off"), std::string::npos) << text;
 }
 
+TEST(ADescription, OfAnObjectShowsAllItsServices) {
+    const std::string get = run_client({"describe", "get.time"}).out;
+    const std::string set = run_client({"describe", "set.time"}).out;
+    EXPECT_EQ(run_client({"describe", "time"}).out, set + "\n" + get);
+    EXPECT_EQ(run_client({"describe", "method.quon.mcu.get.time"}).out, get);
+    EXPECT_EQ(run_client({"describe", "ver"}).out, run_client({"describe", "get.ver"}).out);
+    const std::string both = run_client({"--json", "describe", "time"}).out;
+    EXPECT_EQ(std::ranges::count(both, '\n'), 2) << both;
+}
+
 // --- completion
 
 struct completion_row {
@@ -204,6 +258,9 @@ TEST(Completion, OffersWhatMayStandThere) {
     const completion_row rows[] = {
         {{"ge"}, {"get"}},
         {{"get", "ti"}, {"time"}},
+        {{"get", "time", "m"}, {"minute", "month"}},
+        {{"help", "li"}, {"list"}},
+        {{"describe", "tim"}, {"time"}},
         {{"get", "wifi.s"}, {"wifi.scanf.info", "wifi.status"}},
         {{"set", "wdg."}, {"wdg.feed", "wdg.period", "wdg.state"}},
         {{"set", "time", "n"}, {"now"}},

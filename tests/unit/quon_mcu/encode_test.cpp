@@ -6,22 +6,23 @@
 #include <ctime>
 
 #include "client_run.h"
+#include "failure_of.h"
 #include "quon_mcu/names.h"
 
 namespace quon::client {
 namespace {
 
-using test::failure_of;
+using quon::test::failure_of;
 using words = std::vector<std::string>;
 
-octets encoded(const char* record, const words& given, octets base = {}) {
+byte_list encoded(const char* record, const words& given, byte_list base = {}) {
     return encode(*catalog::find_record(record), std::move(base), given);
 }
 
 std::string refusal(const char* record, const words& given) {
     const auto refused = failure_of([&] { encoded(record, given); });
     EXPECT_EQ(refused.status, 2);
-    return refused.err;
+    return refused.text;
 }
 
 std::string hex(const char* record, const words& given) {
@@ -40,11 +41,31 @@ TEST(Values, FillTheFieldsInTheirOrderLittleEndian) {
 TEST(Values, AreRefusedOutsideTheirRange) {
     EXPECT_EQ(refusal("value", {"256"}), "value: '256' is no number from 0 to 255");
     EXPECT_EQ(refusal("value", {"-1"}), "value: '-1' is no number from 0 to 255");
-    EXPECT_EQ(refusal("time", {"year=128"}), "year: '128' is no number from -128 to 127");
+    EXPECT_EQ(refusal("time", {"year=128"}), "year: '128' is no number from 0 to 127");
     EXPECT_EQ(refusal("wdg_period", {"4294967296"}),
               "period: '4294967296' is no number from 0 to 4294967295");
     EXPECT_EQ(refusal("store_params", {"server_port=65536"}),
               "server_port: '65536' is no number from 0 to 65535");
+}
+
+TEST(AClocksParts, AreRefusedWhenNoClockShowsThem) {
+    EXPECT_EQ(refusal("time", {"month=13"}), "month: '13' is no number from 1 to 12");
+    EXPECT_EQ(refusal("time", {"month=0"}), "month: '0' is no number from 1 to 12");
+    EXPECT_EQ(refusal("time", {"day=32"}), "day: '32' is no number from 1 to 31");
+    EXPECT_EQ(refusal("time", {"hour=24"}), "hour: '24' is no number from 0 to 23");
+    EXPECT_EQ(refusal("time", {"minute=60"}), "minute: '60' is no number from 0 to 59");
+    EXPECT_EQ(refusal("time", {"second=-1"}), "second: '-1' is no number from 0 to 59");
+    EXPECT_EQ(refusal("time", {"26", "2", "30", "0", "0", "0"}), "month 2 has no day 30");
+    EXPECT_EQ(refusal("time", {"year=25", "month=2", "day=29"}), "month 2 has no day 29");
+    EXPECT_EQ(hex("time", {"year=24", "month=2", "day=29"}), "18021d00000000000000");
+    EXPECT_EQ(hex("time", {"hour=3"}), "00000003000000000000");
+}
+
+TEST(AClocksParts, MakeADateWithThoseThatStay) {
+    const byte_list january = {26, 1, 31, 0, 0, 0, 0, 0, 0, 0};
+    EXPECT_EQ(failure_of([&] { encoded("time", {"month=2"}, january); }).text,
+              "month 2 has no day 31");
+    EXPECT_EQ(catalog::to_hex(encoded("time", {"month=3"}, january)), "1a031f00000000000000");
 }
 
 TEST(Values, AreRefusedWhenTheirNumberIsWrong) {
@@ -52,15 +73,15 @@ TEST(Values, AreRefusedWhenTheirNumberIsWrong) {
 }
 
 TEST(Assignments, LeaveTheOtherBytesOfTheBase) {
-    const octets base(48, 0xee);
-    octets expected = base;
+    const byte_list base(48, 0xee);
+    byte_list expected = base;
     expected[42] = 0x90;
     expected[43] = 0x1f;
     EXPECT_EQ(encoded("store_params", {"server_port=8080"}, base), expected);
 }
 
 TEST(Assignments, StandOverZerosWithoutABase) {
-    octets expected(48);
+    byte_list expected(48);
     expected[38] = 192;
     expected[39] = 168;
     expected[40] = 1;
@@ -92,7 +113,7 @@ TEST(AnAddress, IsRefusedWhenItIsNone) {
 }
 
 TEST(AMac, StandsAtItsOffset) {
-    const octets record = encoded("wakeup_info", {"mac=02:00:00:00:00:0A", "reason=13"});
+    const byte_list record = encoded("wakeup_info", {"mac=02:00:00:00:00:0A", "reason=13"});
     ASSERT_EQ(record.size(), 71u);
     EXPECT_EQ(record[0], 13);
     EXPECT_EQ(catalog::to_hex(std::span(record).subspan(54, 6)), "02000000000a");
@@ -106,22 +127,22 @@ TEST(AKnownValue, MayBeGivenByItsMeaning) {
 TEST(AText, EndsWithAZeroByteOrFillsItsField) {
     EXPECT_EQ(hex("shell_command", {"command=ls"}), "6c7300");
     const catalog::record& info = *catalog::find_record("wifi_info");
-    EXPECT_EQ(encode_field(info.fields[0], std::string(32, 'x')), octets(32, 'x'));
-    EXPECT_EQ(failure_of([&] { encode_field(info.fields[0], std::string(33, 'x')); }).err,
+    EXPECT_EQ(encode_field(info.fields[0], std::string(32, 'x')), byte_list(32, 'x'));
+    EXPECT_EQ(failure_of([&] { encode_field(info.fields[0], std::string(33, 'x')); }).text,
               "mac has room for 32 characters");
 }
 
 TEST(Bytes, HaveTheLengthOfTheirField) {
     const catalog::field& data = field_named(*catalog::find_record("upg_block"), "data");
-    EXPECT_EQ(failure_of([&] { encode_field(data, "0102"); }).err, "data has 256 bytes, not 2");
-    EXPECT_EQ(encode_field(data, std::string(512, '1')), octets(256, 0x11));
+    EXPECT_EQ(failure_of([&] { encode_field(data, "0102"); }).text, "data has 256 bytes, not 2");
+    EXPECT_EQ(encode_field(data, std::string(512, '1')), byte_list(256, 0x11));
 }
 
 TEST(ATime, IsADateAndATimeOfDay) {
     EXPECT_EQ(hex("time", {"2026-02-03", "04:05:06"}), "1a020304050600000000");
     EXPECT_EQ(hex("time", {"2026-02-03T04:05:06"}), "1a020304050600000000");
     EXPECT_EQ(hex("time", {"2000-01-01 00:00:00"}), "00010100000000000000");
-    EXPECT_EQ(hex("time", {"year=26", "second=-1"}), "1a00000000ff00000000");
+    EXPECT_EQ(hex("time", {"year=26", "second=7"}), "1a000000000700000000");
 }
 
 TEST(ATime, IsRefusedWhenNoCalendarHasIt) {
@@ -135,7 +156,7 @@ TEST(ATime, IsRefusedWhenNoCalendarHasIt) {
 
 TEST(ATime, CanBeTheMachinesOwn) {
     const std::time_t before = std::time(nullptr);
-    const octets now = encoded("time", {"now"});
+    const byte_list now = encoded("time", {"now"});
     const std::time_t after = std::time(nullptr);
     ASSERT_EQ(now.size(), 10u);
     std::tm parts{};

@@ -11,7 +11,7 @@ using lines = std::vector<std::string>;
 
 // A dump as the daemon's log has it: 16 bytes a line, a further blank after each eight, then two
 // blanks and the characters.
-lines dump_of(const octets& frame) {
+lines dump_of(const byte_list& frame) {
     lines text;
     for (size_t start = 0; start < frame.size(); start += 16) {
         char head[64];
@@ -35,9 +35,9 @@ lines dump_of(const octets& frame) {
     return text;
 }
 
-octets frame_of(uint8_t type, const octets& payload) {
-    octets frame = {type, static_cast<uint8_t>(payload.size()),
-                    static_cast<uint8_t>(payload.size() >> 8), 0, 0};
+byte_list frame_of(uint8_t type, const byte_list& payload) {
+    byte_list frame = {type, static_cast<uint8_t>(payload.size()),
+                       static_cast<uint8_t>(payload.size() >> 8), 0, 0};
     frame.insert(frame.end(), payload.begin(), payload.end());
     return frame;
 }
@@ -61,7 +61,7 @@ decoded decode_lines(const lines& text) {
     return result;
 }
 
-const octets time_payload = {26, 2, 3, 4, 5, 6, 0, 0, 0, 0};
+const byte_list time_payload = {26, 2, 3, 4, 5, 6, 0, 0, 0, 0};
 const std::string time_line =
     "chip->host 0x84 get_time len 10 year=26 month=2 day=3 hour=4 minute=5 second=6 "
     "rest_6=00000000";
@@ -75,7 +75,7 @@ TEST(ADump, OfOneLineIsOneFrame) {
 
 TEST(ADump, OfSeveralLinesIsOneFrame) {
     for (const size_t size : {11u, 12u, 27u, 28u, 71u, 256u, 300u}) {
-        const octets payload(size, 0x41);
+        const byte_list payload(size, 0x41);
         EXPECT_EQ(decode_lines(dump_of(frame_of(0xA7, payload))).frames,
                   lines{"chip->host 0xa7 get_config_info len " + std::to_string(size) + " " +
                         catalog::to_hex(payload)});
@@ -83,7 +83,7 @@ TEST(ADump, OfSeveralLinesIsOneFrame) {
 }
 
 TEST(ADump, FollowsAnotherAtOnce) {
-    lines text = dump_of(frame_of(0xA7, octets(11)));  // fills its line
+    lines text = dump_of(frame_of(0xA7, byte_list(11)));  // fills its line
     const lines second = dump_of(frame_of(0x84, time_payload));
     text.insert(text.end(), second.begin(), second.end());
     const decoded result = decode_lines(text);
@@ -101,12 +101,40 @@ TEST(ADump, StandsAmongOtherLinesAndColours) {
     EXPECT_EQ(decode_lines(text).frames, lines{time_line});
 }
 
+TEST(ADump, KeepsTheTimeThatItsLogPutsBeforeIt) {
+    const lines dump = dump_of(frame_of(0xA7, byte_list(20, 1)));
+    const std::pair<const char*, const char*> rows[] = {
+        {"2026-02-03T04:05:06.789 ", "2026-02-03T04:05:06.789"},
+        {"Feb  3 04:05:06 camera quon_mcu_daemon[12]: ", "Feb  3 04:05:06"},
+        {"  daemon | ", ""},
+        {"", ""},
+    };
+    for (const auto& [before, time] : rows) {
+        std::vector<std::string> times;
+        log_decoder decoder([&times](const logged_frame& frame) { times.push_back(frame.time); });
+        for (const std::string& each : dump) {
+            decoder.line(before + each);
+        }
+        decoder.end();
+        EXPECT_EQ(times, lines{time}) << before;
+    }
+}
+
+TEST(AJournalsWords, AreFieldsByTheirRecord) {
+    using pairs = std::vector<std::pair<std::string, std::string>>;
+    EXPECT_EQ(journal_fields(*catalog::find_record("time"), "year=26 month=2 rest_6=00ff"),
+              (pairs{{"year", "26"}, {"month", "2"}, {"rest_6", "00ff"}}));
+    EXPECT_EQ(journal_fields(*catalog::find_record("version"), "version=V1 x=2  beta"),
+              (pairs{{"version", "V1 x=2  beta"}}));
+    EXPECT_EQ(journal_fields(*catalog::find_record("pir_info"), "0a0b"), pairs{});
+}
+
 TEST(ADump, MayHaveALineOfAnotherThreadInIt) {
-    lines text = dump_of(frame_of(0xA7, octets(20, 1)));
+    lines text = dump_of(frame_of(0xA7, byte_list(20, 1)));
     ASSERT_EQ(text.size(), 2u);
     text.insert(text.begin() + 1, "new client connection");
     EXPECT_EQ(decode_lines(text).frames,
-              lines{"chip->host 0xa7 get_config_info len 20 " + catalog::to_hex(octets(20, 1))});
+              lines{"chip->host 0xa7 get_config_info len 20 " + catalog::to_hex(byte_list(20, 1))});
 }
 
 TEST(ADump, DoesNotTakeItsCharactersForDigits) {
@@ -117,12 +145,12 @@ TEST(ADump, DoesNotTakeItsCharactersForDigits) {
 TEST(ADump, OfAMalformedFrameSaysSo) {
     EXPECT_EQ(decode_lines(dump_of({0x84, 10, 0})).frames,
               lines{"chip->host malformed, 3 bytes 840a00"});
-    octets longer = frame_of(0x84, time_payload);
+    byte_list longer = frame_of(0x84, time_payload);
     longer[1] = 3;
     EXPECT_EQ(decode_lines(dump_of(longer)).frames,
               lines{"chip->host 0x84 get_time len 3 malformed, 10 payload bytes " +
                     catalog::to_hex(time_payload)});
-    octets endless = frame_of(0x84, time_payload);
+    byte_list endless = frame_of(0x84, time_payload);
     endless[4] = 0xff;
     EXPECT_EQ(decode_lines(dump_of(endless)).frames,
               lines{"chip->host 0x84 get_time len 4278190090 malformed, 10 payload bytes " +
@@ -130,7 +158,7 @@ TEST(ADump, OfAMalformedFrameSaysSo) {
 }
 
 TEST(ADumpLine, WithoutItsBeginningIsAStray) {
-    lines text = dump_of(frame_of(0xA7, octets(20, 1)));
+    lines text = dump_of(frame_of(0xA7, byte_list(20, 1)));
     text.erase(text.begin());
     const decoded result = decode_lines(text);
     EXPECT_EQ(result.frames, lines{});

@@ -61,26 +61,25 @@ TEST(TheTableOfTheBusRecord, HasEveryOctet) {
 }
 
 TEST(TheTableOfTheChipFrame, HasEveryOctet) {
-    EXPECT_EQ(
-        chip_frame_table(),
-        "| offset | size | field | meaning |\n"
-        "|---|---|---|---|\n"
-        "| 0 | 1 | type | message type |\n"
-        "| 1 | 4 | length | length of the payload, unsigned, least significant octet first |\n"
-        "| 5 | length | payload | at most 384 octets |\n");
+    EXPECT_EQ(chip_frame_table(),
+              "| offset | size | field | meaning |\n"
+              "|---|---|---|---|\n"
+              "| 0 | 1 | type | message type |\n"
+              "| 1 | 4 | length | length of the payload, unsigned, least significant byte first |\n"
+              "| 5 | length | payload | at most 384 bytes |\n");
 }
 
 TEST(TheTableOfTheChannelsMessage, HasEveryOctet) {
-    EXPECT_EQ(
-        channel_message_table(),
-        "| offset | size | field | to the chip | from the chip |\n"
-        "|---|---|---|---|---|\n"
-        "| 0 | 4 | `nlmsg_len` | length of the whole message | not read |\n"
-        "| 4 | 2 | `nlmsg_type` | 0 | not read |\n"
-        "| 6 | 2 | `nlmsg_flags` | 0 | not read |\n"
-        "| 8 | 4 | `nlmsg_seq` | 0 | not read |\n"
-        "| 12 | 4 | `nlmsg_pid` | 1100 | not read |\n"
-        "| 16 | | frame | 1 to 1500 octets | 1 to 368 octets; of a longer one the first 368 |\n");
+    EXPECT_EQ(channel_message_table(),
+              "| offset | size | field | to the chip | from the chip |\n"
+              "|---|---|---|---|---|\n"
+              "| 0 | 4 | `nlmsg_len` | length of the whole message | not read |\n"
+              "| 4 | 2 | `nlmsg_type` | 0 | not read |\n"
+              "| 6 | 2 | `nlmsg_flags` | 0 | not read |\n"
+              "| 8 | 4 | `nlmsg_seq` | 0 | not read |\n"
+              "| 12 | 4 | `nlmsg_pid` | 1100 | not read |\n"
+              "| 16 | | frame | 1 to 1500 bytes | 1 to 368 bytes; of a longer one the "
+              "first 368 |\n");
 }
 
 // --- the manual pages
@@ -141,7 +140,7 @@ TEST(TheClientsManualPage, TellsOfEveryCommandAndOption) {
             }
         }
     }
-    EXPECT_EQ(commands, 18);
+    EXPECT_EQ(commands, 19);
 }
 
 TEST(TheClientsManualPage, TellsOfEveryExitStatus) {
