@@ -5,15 +5,19 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <thread>
 
 #include "client_process.h"
 #include "descriptor.h"
 #include "simulated_chip.h"
+#include "stand_in_daemon.h"
 #include "system_test.h"
 
 namespace quon::test {
@@ -21,14 +25,87 @@ namespace {
 
 class TheClient : public SystemTest {};
 
-TEST_F(TheClient, RunsIntoItsTimeOutWhenTheDaemonStandsStill) {
+// One connection after the other to the bus, until no further one is taken.
+std::vector<Descriptor> connections_until_full() {
+    std::vector<Descriptor> all;
+    for (;;) {
+        Descriptor one(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+        const sockaddr_un address = bus_address();
+        if (connect(one.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+            EXPECT_EQ(errno, EAGAIN);
+            return all;
+        }
+        all.push_back(std::move(one));
+    }
+}
+
+// --- what keeps a daemon from answering
+
+// A stop reaches one thread after the other.
+bool all_threads_are_stopped(pid_t process) {
+    const std::string tasks = "/proc/" + std::to_string(process) + "/task";
+    for (const auto& each : std::filesystem::directory_iterator(tasks)) {
+        const std::string stat = content_of(each.path() / "stat");
+        const std::size_t name_end = stat.rfind(") ");
+        if (name_end == std::string::npos || stat[name_end + 2] != 'T') {
+            return false;
+        }
+    }
+    return true;
+}
+
+void stop(pid_t process) {
+    ASSERT_EQ(kill(process, SIGSTOP), 0);
+    ASSERT_TRUE(wait_until([process] { return all_threads_are_stopped(process); }));
+}
+
+std::string stopped(pid_t process) {
+    const std::string number = std::to_string(process);
+    return "the daemon (process " + number + ") is stopped; 'kill -CONT " + number +
+           "' lets it go on";
+}
+
+TEST_F(TheClient, RunsIntoItsTimeOutWhenTheDaemonIsStopped) {
     start();
-    ASSERT_EQ(kill(daemon().pid(), SIGSTOP), 0);
+    ASSERT_NO_FATAL_FAILURE(stop(daemon().pid()));
     const Result got = run_client({"--timeout", "300", "get", "time"});
     EXPECT_EQ(kill(daemon().pid(), SIGCONT), 0);
     EXPECT_EQ(got.status, exited_with(4));
     EXPECT_EQ(got.out, "");
-    EXPECT_EQ(got.err, "quon-mcu: method.quon.mcu.get.time: no answer within 300 ms\n");
+    EXPECT_EQ(got.err, "quon-mcu: method.quon.mcu.get.time: no answer within 300 ms: " +
+                           stopped(daemon().pid()) + "\n");
+}
+
+TEST_F(TheClient, SaysThatAStoppedDaemonTakesNoConnection) {
+    start();
+    ASSERT_NO_FATAL_FAILURE(stop(daemon().pid()));
+    std::vector<Descriptor> waiting = connections_until_full();
+    const Result got = run_client({"get", "time"});
+    EXPECT_EQ(kill(daemon().pid(), SIGCONT), 0);
+    EXPECT_EQ(got.status, exited_with(3));
+    EXPECT_EQ(got.err, "quon-mcu: " + stopped(daemon().pid()) + "\n");
+}
+
+TEST_F(TheClient, SaysThatTheQueueOfConnectionsIsFull) {
+    const Descriptor listener = listening_at_bus();
+    std::vector<Descriptor> waiting = connections_until_full();
+    const Result got = run_client({"get", "time"});
+    EXPECT_EQ(got.status, exited_with(3));
+    EXPECT_EQ(got.err, "quon-mcu: the daemon (process " + std::to_string(getpid()) +
+                           ") takes no connections: its queue of them at " + std::string(kBusPath) +
+                           " is full\n");
+    unlink(kBusPath);
+}
+
+TEST_F(TheClient, SaysThatTheListenerHasEnded) {
+    const Descriptor listener = listening_at_bus();
+    ASSERT_EQ(shutdown(listener.get(), SHUT_RDWR), 0);
+    const Result got = run_client({"get", "time"});
+    EXPECT_EQ(got.status, exited_with(3));
+    EXPECT_EQ(got.err, "quon-mcu: the daemon (process " + std::to_string(getpid()) +
+                           ") takes no connections any more: its listener at " +
+                           std::string(kBusPath) + " has ended\n");
+    unlink(kBusPath);
 }
 
 TEST_F(TheClient, SaysThatTheDaemonIsGoneWhenItEndsInTheMiddleOfACall) {
@@ -80,54 +157,6 @@ TEST_F(TheClient, WorksFiveTimesAtOnce) {
 }
 
 // --- answers that no daemon gives
-
-// Listens in the daemon's place and answers every request with the same fields and payload.
-class WrongDaemon {
-  public:
-    explicit WrongDaemon(const BusRecord& answer)
-        : answer_(answer), listener_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        std::strcpy(address.sun_path, kBusPath);
-        unlink(kBusPath);
-        EXPECT_EQ(bind(listener_.get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
-        EXPECT_EQ(listen(listener_.get(), 5), 0);
-        thread_ = std::thread([this] { serve(); });
-    }
-    ~WrongDaemon() {
-        shutdown(listener_.get(), SHUT_RDWR);
-        thread_.join();
-        unlink(kBusPath);
-    }
-    WrongDaemon(const WrongDaemon&) = delete;
-    WrongDaemon& operator=(const WrongDaemon&) = delete;
-
-  private:
-    void serve() {
-        for (;;) {
-            const Descriptor peer(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
-            if (peer.get() < 0) {
-                return;
-            }
-            Bytes record(kRecordSize);
-            while (recv(peer.get(), record.data(), record.size(), MSG_WAITALL) ==
-                   static_cast<ssize_t>(kRecordSize)) {
-                BusRecord answer = answer_;
-                const BusRecord request = BusRecord::decoded(record);
-                answer.id += request.id;
-                answer.type = 1;
-                answer.name = answer_.name.empty() ? request.name : answer_.name;
-                const Bytes octets = answer.encoded();
-                EXPECT_EQ(send(peer.get(), octets.data(), octets.size(), MSG_NOSIGNAL),
-                          static_cast<ssize_t>(octets.size()));
-            }
-        }
-    }
-
-    BusRecord answer_;  // its id is added to the request's
-    Descriptor listener_;
-    std::thread thread_;
-};
 
 struct WrongAnswer {
     const char* what;
@@ -193,11 +222,13 @@ const WrongAnswer kWrongAnswers[] = {
 TEST_F(TheClient, EndsWith5AtAMalformedAnswer) {
     for (const WrongAnswer& each : kWrongAnswers) {
         SCOPED_TRACE(each.what);
-        BusRecord answer;
-        answer.result = each.result;
-        answer.data_len = each.data_len;
-        answer.data = Bytes(each.text, each.text + std::strlen(each.text));
-        const WrongDaemon daemon(answer);
+        const StandInDaemon daemon([&each](const BusRecord& request) {
+            BusRecord answer =
+                answer_to(request, Bytes(each.text, each.text + std::strlen(each.text)));
+            answer.result = each.result;
+            answer.data_len = each.data_len;
+            return answer;
+        });
         const Result got = run_client(each.command);
         EXPECT_EQ(got.status, exited_with(5));
         EXPECT_EQ(got.out, "");
@@ -206,18 +237,22 @@ TEST_F(TheClient, EndsWith5AtAMalformedAnswer) {
 }
 
 TEST_F(TheClient, DoesNotTakeTheAnswerToAnotherRequest) {
-    BusRecord answer;
-    answer.result = 10;
-    answer.data_len = 10;
-    answer.id = 1;
-    {
-        const WrongDaemon daemon(answer);
+    const StandInDaemon::Answer strange_answers[] = {
+        [](const BusRecord& request) {
+            BusRecord answer = answer_to(request, Bytes(10));
+            answer.id += 1;
+            return answer;
+        },
+        [](const BusRecord& request) {
+            BusRecord answer = answer_to(request, Bytes(10));
+            answer.name = "method.quon.mcu.get.ver";
+            return answer;
+        },
+    };
+    for (const auto& each : strange_answers) {
+        const StandInDaemon daemon(each);
         EXPECT_EQ(run_client({"--timeout", "300", "get", "time"}).status, exited_with(4));
     }
-    answer.id = 0;
-    answer.name = "method.quon.mcu.get.ver";
-    const WrongDaemon daemon(answer);
-    EXPECT_EQ(run_client({"--timeout", "300", "get", "time"}).status, exited_with(4));
 }
 
 // --- a pipe without a reader
