@@ -1,4 +1,4 @@
-#include "private_world_net.h"
+#include "interfaces.h"
 
 #include <fcntl.h>
 #include <linux/if_tun.h>
@@ -12,7 +12,7 @@
 #include <cstring>
 #include <string_view>
 
-namespace quon::test {
+namespace quon::world {
 
 namespace {
 
@@ -107,10 +107,11 @@ bool bring_up(const char* name) {
 
 }  // namespace
 
-bool make_private_interfaces() {
-    if (!bring_up("lo")) {
-        return false;
-    }
+bool bring_up_loopback() {
+    return bring_up("lo");
+}
+
+bool make_wlan0() {
     if (make_link("veth")) {
         bring_up("veth0");  // the other end, named by the kernel: wlan0 then has a carrier
         return true;
@@ -118,4 +119,4 @@ bool make_private_interfaces() {
     return make_tap() || make_link("dummy");
 }
 
-}  // namespace quon::test
+}  // namespace quon::world
