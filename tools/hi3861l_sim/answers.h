@@ -1,4 +1,5 @@
-// What the simulated chip does with each message and what it answers: one table by message type.
+// What the simulated chip does with each message and what it answers: the catalog, and one table of
+// the messages that are special.
 #pragma once
 
 #include <optional>
@@ -19,5 +20,9 @@ bool has_answer(uint8_t type);
 
 outcome answer_message(chip_state& chip, uint8_t type, bytes_view payload,
                        chip_clock::time_point now);
+
+// What a message does that is not told apart from others of its kind: a query is answered with its
+// record, a set command stores its own. The state must know the record.
+outcome answer_by_catalog(chip_state& chip, const catalog::message& message, bytes_view payload);
 
 }  // namespace quon::sim

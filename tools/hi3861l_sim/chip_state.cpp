@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <cstring>
+#include <stdexcept>
+#include <utility>
 
 #include "text_values.h"
 
 namespace quon::sim {
 namespace {
 
+constexpr std::string_view set_prefix = "set_";
 constexpr std::string_view default_version = "Hi3861L-SIM 1.0.0";
 constexpr std::string_view default_soc_min_version = "1.0.0";
 constexpr std::string_view default_mac = "02:38:61:00:00:01";
@@ -27,12 +30,59 @@ void put_scan_entry(bytes& scan, size_t index, std::string_view ssid, uint8_t la
     scan[at + 39] = default_rssi;
 }
 
+// Records that the catalog knows as long as their sender makes them.
+struct record_size {
+    std::string_view name;
+    size_t size;
+};
+constexpr record_size own_sizes[] = {
+    {"version", MCU_VERSION_SIZE},
+    {"soc_min_version", MCU_SOC_MIN_VERSION_SIZE},
+};
+
+size_t size_of(const catalog::record& record) {
+    const auto own = std::ranges::find(own_sizes, record.name, &record_size::name);
+    return own == std::end(own_sizes) ? record.size : own->size;
+}
+
+bool is_set_command(const catalog::message& message) {
+    return message.name.starts_with(set_prefix) && message.request != nullptr;
+}
+
 }  // namespace
 
+record_store::record_store(std::span<const catalog::message> messages) : messages_(messages) {
+    for (const catalog::message& message : messages) {
+        if (message.timeout_ms != 0) {
+            records_.try_emplace(message.reply->name, size_of(*message.reply));
+        } else if (is_set_command(message)) {
+            records_.try_emplace(stored_as(message), size_of(*message.request));
+        }
+    }
+}
+
+bytes& record_store::at(std::string_view name) {
+    return const_cast<bytes&>(std::as_const(*this).at(name));
+}
+
+const bytes& record_store::at(std::string_view name) const {
+    const auto found = records_.find(name);
+    if (found == records_.end()) {
+        throw std::out_of_range("no record " + std::string(name));
+    }
+    return found->second;
+}
+
+std::string_view record_store::stored_as(const catalog::message& command) const {
+    const bool answered = std::ranges::any_of(messages_, [&](const catalog::message& query) {
+        return query.timeout_ms != 0 && query.reply == command.request;
+    });
+    return answered ? command.request->name : command.name.substr(set_prefix.size());
+}
+
 chip_state::chip_state() {
-    set_text(*this, {&chip_state::version, 0, version.size()}, default_version);
-    set_text(*this, {&chip_state::soc_min_version, 0, soc_min_version.size()},
-             default_soc_min_version);
+    set_text(*this, place::version, default_version);
+    set_text(*this, place::soc_min_version, default_soc_min_version);
     set_net_record(*this, parse_net(default_net, {}).record);
     for (const slice& where : {place::net_mac, place::wakeup_mac}) {
         std::ranges::copy(parse_mac(default_mac), view(*this, where).begin());
@@ -44,25 +94,29 @@ chip_state::chip_state() {
     set_text(*this, place::wifi_ssid, default_ssid);
     set_number(*this, place::wifi_rssi, default_rssi);
     set_number(*this, place::wdg_period, default_wdg_period);
-    put_scan_entry(scan_info, 0, default_ssid, 1);
-    put_scan_entry(scan_info, 1, "neighbour", 2);
+    put_scan_entry(records.at("wifi_scanf_info"), 0, default_ssid, 1);
+    put_scan_entry(records.at("wifi_scanf_info"), 1, "neighbour", 2);
     clock.set(machine_time(), std::chrono::steady_clock::now());
 }
 
 std::span<uint8_t> view(chip_state& chip, const slice& where) {
-    return std::span(chip.*where.record).subspan(where.offset, where.size);
+    bytes& record = chip.records.at(where.record);
+    if (where.offset + where.size > record.size()) {
+        throw std::out_of_range("outside the record " + std::string(where.record));
+    }
+    return std::span(record).subspan(where.offset, where.size);
 }
 
 bytes_view view(const chip_state& chip, const slice& where) {
-    return bytes_view(chip.*where.record).subspan(where.offset, where.size);
+    return view(const_cast<chip_state&>(chip), where);
 }
 
 uint32_t number(const chip_state& chip, const slice& where) {
-    return get_le(chip.*where.record, where.offset, where.size);
+    return get_le(view(chip, where), 0, where.size);
 }
 
 void set_number(chip_state& chip, const slice& where, uint32_t value) {
-    put_le(chip.*where.record, where.offset, where.size, value);
+    put_le(view(chip, where), 0, where.size, value);
 }
 
 std::string text(const chip_state& chip, const slice& where) {
@@ -82,12 +136,12 @@ void set_text(chip_state& chip, const slice& where, std::string_view value) {
 
 hi3861l_net_info net_record(const chip_state& chip) {
     hi3861l_net_info record{};
-    std::memcpy(&record, chip.net.data(), sizeof record);
+    std::memcpy(&record, chip.records.at("net_info").data(), sizeof record);
     return record;
 }
 
 void set_net_record(chip_state& chip, const hi3861l_net_info& record) {
-    std::memcpy(chip.net.data(), &record, sizeof record);
+    std::memcpy(chip.records.at("net_info").data(), &record, sizeof record);
 }
 
 void set_battery(chip_state& chip, uint32_t percent) {

@@ -90,7 +90,7 @@ void raise_net_event(const call& in) {
     bytes payload(HI3861L_NET_EVENT_RECORD_OFFSET);
     payload[0] = net_event_id;
     payload[HI3861L_NET_EVENT_STATE_OFFSET] = report.state;
-    const bytes& record = in.sim.chip().net;
+    const bytes& record = in.sim.chip().records.at("net_info");
     payload.insert(payload.end(), record.begin(), record.end());
     finish(in, in.sim.send_frame(HI3861L_EVENT_NET, payload));
 }

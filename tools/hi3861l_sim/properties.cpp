@@ -9,69 +9,63 @@
 namespace quon::sim {
 namespace {
 
-// The families of properties; each names its place at compile time.
+// The families of properties; each has its place.
 
-template <slice Where>
-std::string get_number(simulator& sim) {
-    return std::to_string(number(sim.chip(), Where));
-}
-template <slice Where>
-void set_number_text(simulator& sim, std::string_view value) {
-    const uint32_t limit = Where.size >= 4 ? ~uint32_t{0} : (1U << (8 * Where.size)) - 1;
-    set_number(sim.chip(), Where, parse_number(value, limit, "value"));
-}
-
-template <slice Where>
-std::string get_text(simulator& sim) {
-    return text(sim.chip(), Where);
-}
-template <slice Where>
-void set_text_value(simulator& sim, std::string_view value) {
-    set_text(sim.chip(), Where, value);
+property numeric(std::string_view name, const slice& where) {
+    const uint32_t limit = where.size >= 4 ? ~uint32_t{0} : (1U << (8 * where.size)) - 1;
+    return {.name = std::string(name),
+            .value_help = "NUMBER",
+            .get = [where](simulator& sim) { return std::to_string(number(sim.chip(), where)); },
+            .set =
+                [where, limit](simulator& sim, std::string_view value) {
+                    set_number(sim.chip(), where, parse_number(value, limit, "value"));
+                },
+            .number = true};
 }
 
-template <slice Where>
-std::string get_bytes(simulator& sim) {
-    return show_hex(view(sim.chip(), Where));
-}
-template <slice Where>
-void set_bytes(simulator& sim, std::string_view value) {
-    const bytes data = parse_hex(value);
-    if (data.size() != Where.size) {
-        throw bad_value(std::to_string(data.size()) + " bytes, expected " +
-                        std::to_string(Where.size));
-    }
-    std::ranges::copy(data, view(sim.chip(), Where).begin());
+property textual(std::string_view name, const slice& where) {
+    return {.name = std::string(name),
+            .value_help = "TEXT",
+            .get = [where](simulator& sim) { return text(sim.chip(), where); },
+            .set = [where](simulator& sim,
+                           std::string_view value) { set_text(sim.chip(), where, value); }};
 }
 
-template <slice Where>
-std::string get_mac(simulator& sim) {
-    return show_mac(view(sim.chip(), Where));
-}
-template <slice Where>
-void set_mac(simulator& sim, std::string_view value) {
-    std::ranges::copy(parse_mac(value), view(sim.chip(), Where).begin());
-}
-
-template <slice Where>
-constexpr property numeric(std::string_view name) {
-    return {name, "NUMBER", get_number<Where>, set_number_text<Where>};
-}
-template <slice Where>
-constexpr property textual(std::string_view name) {
-    return {name, "TEXT", get_text<Where>, set_text_value<Where>};
-}
-template <slice Where>
-constexpr property binary(std::string_view name) {
-    return {name, "HEX", get_bytes<Where>, set_bytes<Where>, Where.size};
-}
-template <slice Where>
-constexpr property hardware(std::string_view name) {
-    return {name, "MAC", get_mac<Where>, set_mac<Where>};
+property hardware(std::string_view name, const slice& where) {
+    return {.name = std::string(name),
+            .value_help = "MAC",
+            .get = [where](simulator& sim) { return show_mac(view(sim.chip(), where)); },
+            .set =
+                [where](simulator& sim, std::string_view value) {
+                    std::ranges::copy(parse_mac(value), view(sim.chip(), where).begin());
+                }};
 }
 
-template <chip_record Record, size_t Size>
-inline constexpr slice all{Record, 0, Size};
+property binary(std::string_view name, const slice& where) {
+    return {.name = std::string(name),
+            .value_help = "HEX",
+            .get = [where](simulator& sim) { return show_hex(view(sim.chip(), where)); },
+            .set =
+                [where](simulator& sim, std::string_view value) {
+                    const bytes data = parse_hex(value);
+                    if (data.size() != where.size) {
+                        throw bad_value(std::to_string(data.size()) + " bytes, expected " +
+                                        std::to_string(where.size));
+                    }
+                    std::ranges::copy(data, view(sim.chip(), where).begin());
+                },
+            .octets = where.size};
+}
+
+property read_only(std::string_view name, std::string (*get)(simulator&)) {
+    return {.name = std::string(name), .value_help = "", .get = get, .set = nullptr};
+}
+
+property counter(std::string_view name, std::string (*get)(simulator&)) {
+    property made = read_only(name, get);
+    made.number = true;
+    return made;
+}
 
 std::string get_server(simulator& sim) {
     return show_ipv4(view(sim.chip(), place::server_ip)) + ":" +
@@ -91,10 +85,18 @@ void set_net(simulator& sim, std::string_view value) {
 }
 
 void set_all_macs(simulator& sim, std::string_view value) {
-    set_mac<place::net_mac>(sim, value);
-    set_mac<place::wakeup_mac>(sim, value);
+    for (const slice& where : {place::net_mac, place::wakeup_mac}) {
+        std::ranges::copy(parse_mac(value), view(sim.chip(), where).begin());
+    }
 }
 
+std::string get_net_mac(simulator& sim) {
+    return show_mac(view(sim.chip(), place::net_mac));
+}
+
+std::string get_battery_percent(simulator& sim) {
+    return std::to_string(number(sim.chip(), place::battery_percent));
+}
 void set_battery_percent(simulator& sim, std::string_view value) {
     set_battery(sim.chip(), parse_number(value, 100, "battery"));
 }
@@ -143,79 +145,77 @@ std::string get_upgrade_checksum(simulator& sim) {
     return shown.data();
 }
 
-constexpr property read_only(std::string_view name, std::string (*get)(simulator&)) {
-    return {name, "", get, nullptr};
-}
-
 // clang-format off
-constexpr property table[] = {
-    numeric<place::wakeup_reason>                ("wakeup-reason"),
+const std::vector<property> named = {
+    numeric("wakeup-reason", place::wakeup_reason),
     {"server", "ADDRESS:PORT, or none", get_server, set_server},
-    textual<all<&chip_state::version, MCU_VERSION_SIZE>>("firmware-version"),
-    textual<all<&chip_state::soc_min_version, MCU_SOC_MIN_VERSION_SIZE>>("soc-min-version"),
-    {"battery", "PERCENT", get_number<place::battery_percent>, set_battery_percent},
+    textual("firmware-version", place::version),
+    textual("soc-min-version", place::soc_min_version),
+    {"battery", "PERCENT", get_battery_percent, set_battery_percent, 0, true},
     {"net", "ADDRESS/PREFIX [gw A] [dns A[,A]] [mac M]", get_net, set_net},
-    {"mac", "MAC (of the network record and of the wake-up info)", get_mac<place::net_mac>, set_all_macs},
-    hardware<place::wakeup_mac>                  ("wakeup-mac"),
-    numeric<place::wakeup_time1>                 ("wakeup-time1"),
-    numeric<place::wakeup_time2>                 ("wakeup-time2"),
+    {"mac", "MAC (of the network record and of the wake-up info)", get_net_mac, set_all_macs},
+    hardware("wakeup-mac", place::wakeup_mac),
+    numeric("wakeup-time1", place::wakeup_time1),
+    numeric("wakeup-time2", place::wakeup_time2),
     {"time", "YYYY-MM-DD HH:MM:SS", get_time, set_time},
-    numeric<place::led>                          ("led"),
-    numeric<place::pir_switch>                   ("pir-switch"),
-    numeric<place::pir_sensitivity>              ("pir-sensitivity"),
-    numeric<place::wifi_state>                   ("wifi-state"),
-    textual<place::wifi_ssid>                    ("wifi-ssid"),
-    numeric<place::scan_selector>                ("scan-selector"),
-    numeric<place::system_state>                 ("system-state"),
-    numeric<place::uart_switch>                  ("uart-switch"),
-    numeric<place::tamper_switch>                ("tamper-switch"),
-    numeric<place::ap_running>                   ("ap-running"),
-    numeric<all<&chip_state::wdg_state, 1>>      ("wdg-state"),
-    numeric<place::wdg_period>                   ("wdg-period"),
-    numeric<place::wdg_feeds>                    ("wdg-feeds"),
-    numeric<place::crash_tests>                  ("crash-tests"),
-    {"silent", "0 or 1", get_silent, set_silent},
+    numeric("led", place::led),
+    numeric("pir-switch", place::pir_switch),
+    numeric("pir-sensitivity", place::pir_sensitivity),
+    numeric("wifi-state", place::wifi_state),
+    textual("wifi-ssid", place::wifi_ssid),
+    numeric("scan-selector", place::scan_selector),
+    numeric("system-state", place::system_state),
+    numeric("uart-switch", place::uart_switch),
+    numeric("tamper-switch", place::tamper_switch),
+    numeric("ap-running", place::ap_running),
+    numeric("wdg-state", place::wdg_state),
+    numeric("wdg-period", place::wdg_period),
+    numeric("wdg-feeds", place::wdg_feeds),
+    numeric("crash-tests", place::crash_tests),
+    {"silent", "0 or 1", get_silent, set_silent, 0, true},
     read_only("upgrade-state",    [](simulator& sim) { return sim.chip().image.state(); }),
-    read_only("upgrade-kind",     [](simulator& sim) { return std::to_string(sim.chip().image.kind()); }),
-    read_only("upgrade-size",     [](simulator& sim) { return std::to_string(sim.chip().image.size()); }),
-    read_only("upgrade-blocks",   [](simulator& sim) { return std::to_string(sim.chip().image.blocks()); }),
-    read_only("upgrade-bytes",    [](simulator& sim) { return std::to_string(sim.chip().image.received()); }),
+    counter("upgrade-kind",       [](simulator& sim) { return std::to_string(sim.chip().image.kind()); }),
+    counter("upgrade-size",       [](simulator& sim) { return std::to_string(sim.chip().image.size()); }),
+    counter("upgrade-blocks",     [](simulator& sim) { return std::to_string(sim.chip().image.blocks()); }),
+    counter("upgrade-bytes",      [](simulator& sim) { return std::to_string(sim.chip().image.received()); }),
     read_only("upgrade-checksum", get_upgrade_checksum),
     read_only("upgrade-refusal",  [](simulator& sim) { return sim.chip().image.refusal(); }),
-    read_only("host",             [](simulator& sim) { return std::string(sim.link().host_present() ? "1" : "0"); }),
-    read_only("frames-in",        [](simulator& sim) { return std::to_string(sim.frames_in()); }),
-    read_only("frames-out",       [](simulator& sim) { return std::to_string(sim.frames_out()); }),
+    counter("host",               [](simulator& sim) { return std::string(sim.link().host_present() ? "1" : "0"); }),
+    counter("frames-in",          [](simulator& sim) { return std::to_string(sim.frames_in()); }),
+    counter("frames-out",         [](simulator& sim) { return std::to_string(sim.frames_out()); }),
     read_only("command",          get_command),
-    binary<all<&chip_state::wakeup_info, MCU_WAKEUP_INFO_SIZE>>             ("wakeup-info"),
-    binary<all<&chip_state::battery, MCU_BATTERY_STATUS_SIZE>>              ("battery-status"),
-    binary<all<&chip_state::pir_info, MCU_PIR_INFO_SIZE>>                   ("pir-info"),
-    binary<all<&chip_state::wifi_status, MCU_WIFI_STATUS_SIZE>>             ("wifi-status"),
-    binary<all<&chip_state::wifi_connect, MCU_WIFI_CONNECT_SIZE>>           ("wifi-connect"),
-    binary<place::wifi_keepalive>                                           ("wifi-keepalive"),
-    binary<place::wifi_extended_info>                                       ("wifi-extended-info"),
-    binary<all<&chip_state::extended_status, MCU_WIFI_EXTENDED_STATUS_SIZE>>("wifi-extended-status"),
-    binary<all<&chip_state::scan_info, MCU_WIFI_SCANF_INFO_SIZE>>           ("wifi-scan-info"),
-    binary<all<&chip_state::store_params, MCU_STORE_PARAMS_SIZE>>           ("store-params"),
-    binary<all<&chip_state::alarm, MCU_ALARM_SIZE>>                         ("alarm"),
-    binary<place::ap_start>                                                 ("ap-start"),
-    binary<place::charge_auto_poweron>                                      ("charge-auto-poweron"),
-    binary<all<&chip_state::err_report, MCU_ERR_REPORT_SIZE>>               ("err-report"),
-    binary<all<&chip_state::status_info, MCU_STATUS_INFO_SIZE>>             ("status-info"),
-    binary<all<&chip_state::config_info, MCU_CONFIG_INFO_SIZE>>             ("config-info"),
-    binary<all<&chip_state::soc_time_list, MCU_SOC_TIME_LIST_SIZE>>         ("soc-time-list"),
-    binary<all<&chip_state::soc_time_cur, MCU_SOC_TIME_CUR_SIZE>>           ("soc-time-cur"),
+    binary("wifi-keepalive", place::wifi_keepalive),
+    binary("wifi-extended-info", place::wifi_extended_info),
+    binary("ap-start", place::ap_start),
+    binary("charge-auto-poweron", place::charge_auto_poweron),
 };
 // clang-format on
+
+// The table's, and each record of the chip that none of them has the name of, in hex.
+std::vector<property> all_properties() {
+    std::vector<property> all = named;
+    const record_store records;
+    for (const auto& [record, content] : records.all()) {
+        std::string name(record);
+        std::ranges::replace(name, '_', '-');
+        const bool taken = std::ranges::find(all, name, &property::name) != all.end();
+        if (!taken && !content.empty()) {
+            all.push_back(binary(name, {record, 0, content.size()}));
+        }
+    }
+    return all;
+}
 
 }  // namespace
 
 std::span<const property> properties() {
-    return table;
+    static const std::vector<property> all = all_properties();
+    return all;
 }
 
 const property& find_property(std::string_view name) {
-    const auto found = std::ranges::find(table, name, &property::name);
-    if (found == std::end(table)) {
+    const auto found = std::ranges::find(properties(), name, &property::name);
+    if (found == properties().end()) {
         throw bad_value("name \"" + std::string(name) + "\" is not known; \"state\" lists all");
     }
     return *found;

@@ -2,6 +2,7 @@
 // options change.
 #pragma once
 
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -11,11 +12,12 @@
 namespace quon::sim {
 
 struct property {
-    std::string_view name;
+    std::string name;
     std::string_view value_help;  // form of the value; empty: cannot be set
-    std::string (*get)(simulator& sim);
-    void (*set)(simulator& sim, std::string_view value);  // throws bad_value
-    size_t octets = 0;                                    // of a HEX value
+    std::function<std::string(simulator& sim)> get;
+    std::function<void(simulator& sim, std::string_view value)> set;  // throws bad_value
+    size_t octets = 0;                                                // of a HEX value
+    bool number = false;                                              // a decimal one
 };
 
 std::span<const property> properties();

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "answers.h"
 #include "chip_fixture.h"
 #include "hi3861l_protocol.h"
 
@@ -120,6 +121,60 @@ TEST(AnUnknownMessage, IsJournaledAndNotAnswered) {
         EXPECT_TRUE(chip.ask(static_cast<uint8_t>(type), "0102").empty());
         EXPECT_NE(chip.log.lines().back().find("no such message"), std::string::npos) << type;
     }
+}
+
+// --- a message that the catalog alone knows
+
+constexpr catalog::record weather = {"weather", 6, 0, {}};
+constexpr catalog::record mood = {"mood", 2, 0, {}};
+constexpr catalog::record letter = {"letter", 0, 0, {}};
+constexpr catalog::message new_messages[] = {
+    {0xE0, "get_weather", nullptr, &weather, 1000}, {0xE1, "set_weather", &weather, nullptr, 0},
+    {0xE2, "set_mood", &mood, nullptr, 0},          {0xE3, "set_letter", &letter, nullptr, 0},
+    {0xE4, "set_nothing", nullptr, nullptr, 0},
+};
+
+class AMessageOfTheCatalogAlone : public testing::Test {
+  protected:
+    AMessageOfTheCatalogAlone() { chip_.records = record_store(new_messages); }
+    outcome send(size_t index, const std::string& payload) {
+        return answer_by_catalog(chip_, new_messages[index], from_hex(payload));
+    }
+    chip_state chip_;
+};
+
+TEST_F(AMessageOfTheCatalogAlone, IsAnsweredWithItsRecord) {
+    EXPECT_EQ(hex(send(0, "").answer.value()), "000000000000");
+    EXPECT_FALSE(send(1, "01 02 03 04 05 06").answer);
+    EXPECT_EQ(hex(send(0, "").answer.value()), "010203040506");
+}
+
+TEST_F(AMessageOfTheCatalogAlone, KeepsWhatNoQueryAnswersWithUnderItsOwnName) {
+    EXPECT_EQ(send(2, "07 08").remark, "");
+    EXPECT_EQ(hex(chip_.records.at("mood")), "0708");
+    EXPECT_EQ(send(3, "01 02 03").remark, "");
+    EXPECT_EQ(hex(chip_.records.at("letter")), "010203");
+    EXPECT_EQ(send(4, "").remark, "");
+}
+
+TEST_F(AMessageOfTheCatalogAlone, IsIgnoredInAnotherSize) {
+    EXPECT_EQ(send(1, "01").remark, "ignored: 1 bytes, expected 6");
+    EXPECT_EQ(send(2, "").remark, "ignored: 0 bytes, expected 2");
+    EXPECT_EQ(send(4, "00").remark, "ignored: 1 bytes, expected 0");
+    EXPECT_EQ(hex(send(0, "").answer.value()), "000000000000");
+}
+
+TEST(AProperty, StandsForEachRecordOfTheChip) {
+    test_chip chip;
+    for (const auto& [name, record] : chip.sim.chip().records.all()) {
+        std::string property(name);
+        std::ranges::replace(property, '_', '-');
+        if (!record.empty()) {
+            EXPECT_TRUE(chip.get(property).starts_with(property + "=")) << property;
+        }
+    }
+    EXPECT_EQ(chip.control("set alarm 01020304050607")->ending(), "ok");
+    EXPECT_EQ(hex(chip.answer_to(0x99)), "01020304050607");
 }
 
 TEST(TheWatchdog, CountsItsFeeds) {
