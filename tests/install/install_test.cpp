@@ -97,8 +97,22 @@ TEST(AnInstallation, HoldsTheChipLinkAndTheCompletions) {
     const Installation installation;
     EXPECT_TRUE(fs::is_regular_file(installation.libraries() / "libhi3861l_chip_link.so"));
     const fs::path data = installation.prefix() / QUON_DATADIR;
-    EXPECT_TRUE(fs::is_regular_file(data / "bash-completion/completions/quon-mcu"));
-    EXPECT_TRUE(fs::is_regular_file(data / "zsh/site-functions/_quon-mcu"));
+    for (const std::string program : {"quon-mcu", "hi3861l-sim"}) {
+        EXPECT_TRUE(fs::is_regular_file(data / "bash-completion/completions" / program));
+        EXPECT_TRUE(fs::is_regular_file(data / "zsh/site-functions" / ("_" + program)));
+    }
+}
+
+TEST(AnInstallation, RunsACommandWithChipAndDaemon) {
+    const Installation installation;
+    // For a daemon that carries a sanitizer, in front of which the chip link is loaded.
+    const Words settings = {"env", "ASAN_OPTIONS=verify_asan_link_order=0",
+                            "TSAN_OPTIONS=report_signal_unsafe=0:atexit_sleep_ms=0"};
+    const Result result =
+        run(settings + Words{(installation.programs() / "hi3861l-sim").string(), "run", "--battery",
+                             "42", "--", "quon-mcu", "call", "get.battery.status", "--hex"});
+    EXPECT_EQ(result.status.code, 0) << result.err;
+    EXPECT_EQ(result.out.substr(0, 2), "2a") << result.out;
 }
 
 TEST(AnInstallation, HoldsThePublicHeadersAndNoOther) {

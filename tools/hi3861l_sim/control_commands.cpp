@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "catalog/catalog.h"
 #include "hichannel_host.h"
 #include "properties.h"
 #include "text_values.h"
@@ -34,7 +35,7 @@ void finish(const call& in, delivery result) {
 }
 
 void help(const call& in) {
-    const std::string text = control_help();
+    const std::string text = in.words.size() > 1 ? control_help(in.words[1]) : control_help();
     for (size_t at = 0; at < text.size();) {
         const size_t end = std::min(text.find('\n', at), text.size());
         in.answer->line(text.substr(at, end - at));
@@ -53,10 +54,14 @@ void state(const call& in) {
 }
 
 void get(const call& in) {
-    if (in.words.size() != 2) {
-        misused(in, "NAME");
+    if (in.words.size() < 2) {
+        misused(in, "NAME...");
     }
-    show_one(in, find_property(in.words[1]));
+    std::vector<const property*> wanted;
+    for (size_t i = 1; i < in.words.size(); i++) {
+        wanted.push_back(&find_property(in.words[i]));
+    }
+    std::ranges::for_each(wanted, [&](const property* each) { show_one(in, *each); });
     in.answer->ok();
 }
 
@@ -147,7 +152,7 @@ void come_back(const call& in) {
     in.answer->ok();
 }
 
-// "count N" and "timeout MS" in any order.
+// "count N" and "timeout TIME" in any order.
 struct wait_options {
     uint32_t count = 1;
     uint32_t timeout_ms = default_wait_ms;
@@ -158,7 +163,7 @@ wait_options parse_wait(const call& in, size_t from, std::string_view usage) {
     for (size_t i = from; i < in.words.size(); i += 2) {
         const bool last = i + 1 == in.words.size();
         if (!last && in.words[i] == "timeout") {
-            options.timeout_ms = parse_number(in.words[i + 1], longest_wait_ms, "timeout");
+            options.timeout_ms = parse_time_span(in.words[i + 1], longest_wait_ms, "timeout");
         } else if (!last && in.words[i] == "count" && from == 2) {
             options.count = parse_number(in.words[i + 1], 1000000000, "count");
         } else {
@@ -199,7 +204,7 @@ struct pending_wait : std::enable_shared_from_this<pending_wait> {
 };
 
 void wait_frame(const call& in) {
-    constexpr std::string_view usage = "TYPE [count N] [timeout MS]";
+    constexpr std::string_view usage = "TYPE [count N] [timeout TIME]";
     if (in.words.size() < 2) {
         misused(in, usage);
     }
@@ -223,7 +228,7 @@ void wait_frame(const call& in) {
 }
 
 void wait_host(const call& in) {
-    const wait_options options = parse_wait(in, 1, "[timeout MS]");
+    const wait_options options = parse_wait(in, 1, "[timeout TIME]");
     const auto wait = std::make_shared<pending_wait>(in);
     wait->done = [&sim = in.sim, answer = in.answer] {
         const bool here = sim.link().host_present();
@@ -241,39 +246,119 @@ void quit(const call& in) {
     in.sim.loop().stop();
 }
 
+// What may follow a command's name, for completion.
+enum class operand { none, command, name, settable_name, event, type, fault };
+
 struct command_row {
     std::string_view name;
     size_t most_words;  // with the command itself; 0: any number
     void (*run)(const call& in);
+    answer_kind answer;
+    operand operands;
     std::string_view usage;
     std::string_view help;
 };
 
+using enum answer_kind;
+
 // clang-format off
 constexpr command_row table[] = {
-    {"help",         1, help,         "",                        "this text"},
-    {"state",        1, state,        "",                        "the chip's state, one name=value a line"},
-    {"get",          2, get,          "NAME",                    "one value of the state"},
-    {"set",          0, set,          "NAME VALUE",              "change a value (forms below)"},
-    {"event",        0, event,        "net ADDRESS/PREFIX [gw A] [dns A[,A]] [mac M] [state N]",
-                                                                 "raise the network event; what is not named stays, state is 1"},
-    {"event",        0, event,        "raw TYPE [HEX...]",       "send a frame of any type with this payload"},
-    {"raw",          0, raw,          "[HEX...]",                "send these bytes as one message, past faults and silence"},
-    {"frames",       2, frames,       "[N]",                     "the journal's last lines (at most 2000 are kept)"},
-    {"wait-frame",   0, wait_frame,   "TYPE [count N] [timeout MS]",
-                                                                 "wait until N frames of the type (1) have come from the host since\n"
-                                                                 "the start or \"forget\"; answers received=N and last=FRAME"},
-    {"wait-host",    0, wait_host,    "[timeout MS]",            "wait until a host holds port 1100"},
-    {"forget",       1, forget,       "",                        "forget the journal's lines and the counts of frames"},
-    {"fault",        0, fault,        "TYPE|any ACTION [ARG] [count N|forever]",
-                                                                 "misbehave at the next N messages of the type (1)"},
-    {"faults",       1, faults,       "",                        "the rules in force"},
-    {"clear-faults", 1, clear_faults, "",                        "drop all rules (a silent chip stays silent)"},
-    {"silent",       1, go_silent,    "",                        "send nothing from now on; what comes in is still obeyed"},
-    {"back",         1, come_back,    "",                        "send again"},
-    {"quit",         1, quit,         "",                        "end the simulator"},
+    {"help",         2, help,         texts,   operand::command,       "[COMMAND]",       "this text, or of one command"},
+    {"state",        1, state,        values,  operand::none,          "",                "the chip's state, one name=value a line"},
+    {"get",          0, get,          values,  operand::name,          "NAME...",         "values of the state"},
+    {"set",          0, set,          nothing, operand::settable_name, "NAME VALUE",      "change a value (forms below)"},
+    {"event",        0, event,        nothing, operand::event,         "net ADDRESS/PREFIX [gw A] [dns A[,A]] [mac M] [state N]",
+                                                                       "raise the network event; what is not named stays, state is 1"},
+    {"event",        0, event,        nothing, operand::event,         "raw TYPE [HEX...]",
+                                                                       "send a frame of any type with this payload"},
+    {"raw",          0, raw,          nothing, operand::none,          "[HEX...]",        "send these bytes as one message, past faults and silence"},
+    {"frames",       2, frames,       texts,   operand::none,          "[N]",             "the journal's last lines (at most 2000 are kept)"},
+    {"wait-frame",   0, wait_frame,   values,  operand::type,          "TYPE [count N] [timeout TIME]",
+                                                                       "wait until N frames of the type (1) have come from the host since\n"
+                                                                       "the start or \"forget\"; answers received=N and last=FRAME"},
+    {"wait-host",    0, wait_host,    nothing, operand::none,          "[timeout TIME]",  "wait until a host holds port 1100"},
+    {"forget",       1, forget,       nothing, operand::none,          "",                "forget the journal's lines and the counts of frames"},
+    {"fault",        0, fault,        nothing, operand::fault,         "TYPE|any ACTION [ARG] [count N|forever]",
+                                                                       "misbehave at the next N messages of the type (1)"},
+    {"faults",       1, faults,       texts,   operand::none,          "",                "the rules in force"},
+    {"clear-faults", 1, clear_faults, nothing, operand::none,          "",                "drop all rules (a silent chip stays silent)"},
+    {"silent",       1, go_silent,    nothing, operand::none,          "",                "send nothing from now on; what comes in is still obeyed"},
+    {"back",         1, come_back,    nothing, operand::none,          "",                "send again"},
+    {"quit",         1, quit,         nothing, operand::none,          "",                "end the simulator"},
 };
 // clang-format on
+
+const command_row& find_command(std::string_view name) {
+    const auto found = std::ranges::find(table, name, &command_row::name);
+    if (found == std::end(table)) {
+        throw bad_value("command \"" + std::string(name) +
+                        "\" is not known; \"help\" lists the commands");
+    }
+    return *found;
+}
+
+using word_list = std::vector<std::string>;
+
+word_list property_names(bool settable) {
+    word_list names;
+    for (const property& each : properties()) {
+        if (!settable || each.set != nullptr) {
+            names.emplace_back(each.name);
+        }
+    }
+    return names;
+}
+
+word_list type_names() {
+    word_list names;
+    for (const catalog::message& each : catalog::messages()) {
+        names.emplace_back(each.name);
+    }
+    return names;
+}
+
+word_list command_names() {
+    word_list names;
+    for (const command_row& row : table) {
+        names.emplace_back(row.name);
+    }
+    return names;
+}
+
+// `before` are the words behind the command's name.
+word_list fault_words(const word_list& before) {
+    if (before.size() == 1) {
+        return fault_actions();
+    }
+    word_list words = before.empty() ? type_names() : word_list{"count", "forever"};
+    if (before.empty()) {
+        words.emplace_back("any");
+    }
+    return words;
+}
+
+word_list operand_words(operand kind, const word_list& before) {
+    const bool first = before.empty();
+    switch (kind) {
+        case operand::none:
+            return {};
+        case operand::command:
+            return first ? command_names() : word_list{};
+        case operand::name:
+            return property_names(false);
+        case operand::settable_name:
+            return first ? property_names(true) : word_list{};
+        case operand::event:
+            return first                ? word_list{"net", "raw"}
+                   : before[0] == "raw" ? type_names()
+                                        : word_list{};
+        case operand::type:
+            return first ? type_names() : word_list{"count", "timeout"};
+        case operand::fault:
+            return fault_words(before);
+    }
+    return {};
+}
 
 std::string indented(std::string_view text) {
     std::string shown = "      ";
@@ -284,20 +369,22 @@ std::string indented(std::string_view text) {
     return shown + "\n";
 }
 
+std::string usage_of(const command_row& row) {
+    return "  " + std::string(row.name) + (row.usage.empty() ? "" : " ") + std::string(row.usage) +
+           "\n" + indented(row.help);
+}
+
 void run_words(simulator& sim, const std::vector<std::string>& words,
                const std::shared_ptr<responder>& answer) {
     if (words.empty()) {
         throw bad_value("empty command; \"help\" lists the commands");
     }
-    const auto found = std::ranges::find(table, words[0], &command_row::name);
-    if (found == std::end(table)) {
-        throw bad_value("command \"" + words[0] + "\" is not known; \"help\" lists the commands");
-    }
+    const command_row& row = find_command(words[0]);
     const call in{sim, words, answer};
-    if (found->most_words != 0 && words.size() > found->most_words) {
-        misused(in, found->usage);
+    if (row.most_words != 0 && words.size() > row.most_words) {
+        misused(in, row.usage);
     }
-    found->run(in);
+    row.run(in);
 }
 
 }  // namespace
@@ -310,13 +397,36 @@ void run_command(simulator& sim, std::string_view line, const std::shared_ptr<re
     }
 }
 
+answer_kind answer_of(std::string_view command) {
+    const auto found = std::ranges::find(table, command, &command_row::name);
+    return found == std::end(table) ? nothing : found->answer;
+}
+
+std::vector<std::string> control_words(const std::vector<std::string>& before) {
+    if (before.empty()) {
+        return command_names();
+    }
+    const auto found = std::ranges::find(table, before[0], &command_row::name);
+    return found == std::end(table)
+               ? word_list{}
+               : operand_words(found->operands, {before.begin() + 1, before.end()});
+}
+
+std::string control_help(std::string_view command) {
+    std::string text;
+    for (const command_row& row : table) {
+        text += row.name == find_command(command).name ? usage_of(row) : "";
+    }
+    return text;
+}
+
 std::string control_help() {
     std::string text = "Commands:\n";
     for (const command_row& row : table) {
-        text += "  " + std::string(row.name) + (row.usage.empty() ? "" : " ") +
-                std::string(row.usage) + "\n" + indented(row.help);
+        text += usage_of(row);
     }
-    text += "TYPE is a message type in hexadecimal (84, 0x84) or its name (get_time).\n";
+    text += "TYPE is a message type in hexadecimal (84, 0x84) or its name (get_time); TIME is a\n";
+    text += "number of milliseconds, or one with its unit (300ms, 1.5s).\n";
     text += "Fault actions:\n" + fault_help();
     text += "Values that can be set:\n";
     for (const property& each : properties()) {

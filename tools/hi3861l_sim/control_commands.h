@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "simulator.h"
 
@@ -22,7 +23,15 @@ class responder {
 
 void run_command(simulator& sim, std::string_view line, const std::shared_ptr<responder>& answer);
 
-// The text of "help".
+// The text of "help", and of "help COMMAND". Throws bad_value for an unknown command.
 std::string control_help();
+std::string control_help(std::string_view command);
+
+// What the lines of a command's answer are.
+enum class answer_kind { nothing, values, texts };  // values: NAME=VALUE each
+answer_kind answer_of(std::string_view command);
+
+// All that may stand behind these words of a command.
+std::vector<std::string> control_words(const std::vector<std::string>& before);
 
 }  // namespace quon::sim

@@ -2,13 +2,21 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <iostream>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <string_view>
+#include <utility>
+#include <vector>
 
+#include "control_commands.h"
 #include "listening_socket.h"
+#include "properties.h"
+#include "text_values.h"
 
 namespace quon::sim {
 namespace {
@@ -45,6 +53,57 @@ bool read_line(int fd, std::string& pending, std::string& line) {
     return true;
 }
 
+constexpr std::string_view error_head = "error: ";
+
+// What the simulator could not do; every other error is of the command's words.
+constexpr std::pair<std::string_view, exit_status> failures[] = {
+    {"timeout: ", exit_timed_out},
+    {"not sent: ", exit_error},
+};
+
+exit_status status_of(std::string_view error) {
+    for (const auto& [beginning, status] : failures) {
+        if (error.starts_with(beginning)) {
+            return status;
+        }
+    }
+    return exit_usage;
+}
+
+using ordered_json = nlohmann::ordered_json;
+
+bool is_number(const std::string& name) {
+    const auto known = std::ranges::find(properties(), name, &property::name);
+    return name == "received" || (known != properties().end() && known->number);
+}
+
+ordered_json document(answer_kind kind, const std::vector<std::string>& lines) {
+    if (kind == answer_kind::texts) {
+        return lines;
+    }
+    ordered_json object = ordered_json::object();
+    for (const std::string& line : lines) {
+        const std::string name = line.substr(0, line.find('='));
+        const std::string value = line.substr(name.size() + 1);
+        object[name] = is_number(name) ? ordered_json(std::stoull(value)) : ordered_json(value);
+    }
+    return object;
+}
+
+void print(const std::string& command, const std::vector<std::string>& lines, bool json) {
+    const std::vector<std::string> words = split_words(command);
+    const std::string name = words.empty() ? "" : words[0];
+    if (json) {
+        std::cout << document(answer_of(name), lines)
+                         .dump(-1, ' ', false, ordered_json::error_handler_t::replace)
+                  << '\n';
+        return;
+    }
+    for (const std::string& line : lines) {
+        std::cout << (name == "get" ? line.substr(line.find('=') + 1) : line) << '\n';
+    }
+}
+
 }  // namespace
 
 bool flush_output() {
@@ -55,7 +114,7 @@ bool flush_output() {
     return false;
 }
 
-int send_control_command(const std::string& path, const std::string& command) {
+int send_control_command(const std::string& path, const std::string& command, bool json) {
     if (command.find('\n') != std::string::npos) {
         return fail(exit_usage, "a command is one line");
     }
@@ -70,18 +129,18 @@ int send_control_command(const std::string& path, const std::string& command) {
     }
     std::string pending;
     std::string line;
-    if (!send_all(fd.get(), command + "\n")) {
-        return fail(exit_no_simulator, "the simulator at " + path + " went away");
-    }
-    while (read_line(fd.get(), pending, line)) {
-        if (line.starts_with("error: ")) {
-            std::cerr << line << '\n';
-            return exit_error;
+    std::vector<std::string> lines;
+    const bool sent = send_all(fd.get(), command + "\n");
+    while (sent && read_line(fd.get(), pending, line)) {
+        if (line.starts_with(error_head)) {
+            const std::string text = line.substr(error_head.size());
+            return fail(status_of(text), text);
         }
-        std::cout << line << '\n';
         if (line == "ok") {
+            print(command, lines, json);
             return flush_output() ? exit_done : exit_error;
         }
+        lines.push_back(line);
     }
     return fail(exit_no_simulator, "the simulator at " + path + " went away");
 }

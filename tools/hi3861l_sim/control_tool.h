@@ -5,12 +5,19 @@
 
 namespace quon::sim {
 
-enum exit_status { exit_done = 0, exit_error = 1, exit_usage = 2, exit_no_simulator = 3 };
+enum exit_status {
+    exit_done = 0,
+    exit_error = 1,
+    exit_usage = 2,
+    exit_no_simulator = 3,
+    exit_timed_out = 4,
+};
 
 // Whether everything printed so far has reached standard output; says so on standard error if not.
 bool flush_output();
 
-// Prints the answer on standard output, an error or a failure on standard error.
-int send_control_command(const std::string& path, const std::string& command);
+// Prints the result alone on standard output: the lines of the answer, and of "get" the values
+// alone, or with `json` one document of them. Prints what went wrong on standard error.
+int send_control_command(const std::string& path, const std::string& command, bool json);
 
 }  // namespace quon::sim

@@ -14,6 +14,18 @@
 
 namespace quon::sim {
 
+int become(const std::vector<std::string>& command) {
+    std::vector<char*> arguments;
+    for (const std::string& word : command) {
+        arguments.push_back(const_cast<char*>(word.c_str()));
+    }
+    arguments.push_back(nullptr);
+    execvp(arguments[0], arguments.data());
+    const int error = errno;
+    std::cerr << "hi3861l-sim: " << command[0] << ": " << std::strerror(error) << '\n';
+    return error == ENOENT ? exec_not_found : exec_not_startable;
+}
+
 int exec_program(const exec_words& words) {
     if (words.command.empty()) {
         throw std::invalid_argument("COMMAND is missing; see 'hi3861l-sim exec --help'");
@@ -23,15 +35,7 @@ int exec_program(const exec_words& words) {
     if (!words.socket.empty()) {
         setenv(CHIP_LINK_SOCKET_VARIABLE, words.socket.c_str(), 1);
     }
-    std::vector<char*> arguments;
-    for (const std::string& word : words.command) {
-        arguments.push_back(const_cast<char*>(word.c_str()));
-    }
-    arguments.push_back(nullptr);
-    execvp(arguments[0], arguments.data());
-    const int error = errno;
-    std::cerr << "hi3861l-sim: " << words.command[0] << ": " << std::strerror(error) << '\n';
-    return error == ENOENT ? exec_not_found : exec_not_startable;
+    return become(words.command);
 }
 
 }  // namespace quon::sim

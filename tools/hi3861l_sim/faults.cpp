@@ -9,7 +9,7 @@
 namespace quon::sim {
 namespace {
 
-enum class argument_kind { none, number, type };
+enum class argument_kind { none, number, time, type };
 
 struct action_row {
     fault_action action;
@@ -29,7 +29,7 @@ using enum argument_kind;
 // clang-format off
 constexpr action_row actions[] = {
     {fault_action::drop,        "drop",        none,   0,           "",       "lose the message: the chip neither acts nor answers"},
-    {fault_action::delay,       "delay",       number, 3600000,     "MS",     "send the answer or event MS milliseconds later"},
+    {fault_action::delay,       "delay",       time,   3600000,     "TIME",   "send the answer or event so much later"},
     {fault_action::twice,       "twice",       none,   0,           "",       "send it twice"},
     {fault_action::answer_type, "answer-type", type,   0,           "T",      "send it with message type T"},
     {fault_action::length,      "length",      number, word_limit,  "N",      "send it with N in its length field"},
@@ -51,6 +51,17 @@ const action_row& find_action(const std::string& name) {
         throw bad_value("fault action \"" + name + "\" is not known");
     }
     return *found;
+}
+
+uint32_t parse_argument(const action_row& row, const std::string& text) {
+    switch (row.kind) {
+        case type:
+            return parse_type(text);
+        case time:
+            return parse_time_span(text, row.limit, row.name);
+        default:
+            return parse_number(text, row.limit, row.argument);
+    }
 }
 
 std::optional<uint32_t> parse_count(const std::vector<std::string>& words, size_t at) {
@@ -88,8 +99,7 @@ fault_rule parse_fault(std::string_view text) {
         if (at == words.size()) {
             throw bad_value(std::string(row.name) + " needs " + std::string(row.argument));
         }
-        rule.argument = row.kind == type ? parse_type(words[at])
-                                         : parse_number(words[at], row.limit, row.argument);
+        rule.argument = parse_argument(row, words[at]);
         at++;
     }
     rule.left = parse_count(words, at);
@@ -102,8 +112,8 @@ std::string show_fault(const fault_rule& rule) {
     text += " " + std::string(row.name);
     if (row.kind == type) {
         text += " " + show_type(static_cast<uint8_t>(rule.argument)).substr(0, 4);
-    } else if (row.kind == number) {
-        text += " " + std::to_string(rule.argument);
+    } else if (row.kind != none) {
+        text += " " + std::to_string(rule.argument) + (row.kind == time ? "ms" : "");
     }
     return text + (rule.left ? " count " + std::to_string(*rule.left) : " forever");
 }
@@ -160,6 +170,14 @@ shaped_frame fault_table::shape(uint8_t type, bytes frame) {
     shaped.copies = applies(fault_action::twice) ? 2 : 1;
     shaped.delay_ms = applies(fault_action::delay).value_or(0);
     return shaped;
+}
+
+std::vector<std::string> fault_actions() {
+    std::vector<std::string> names;
+    for (const action_row& row : actions) {
+        names.emplace_back(row.name);
+    }
+    return names;
 }
 
 std::string fault_help() {

@@ -69,4 +69,7 @@ class fault_table {
 // One line an action, for the help.
 std::string fault_help();
 
+// Their names.
+std::vector<std::string> fault_actions();
+
 }  // namespace quon::sim

@@ -3,14 +3,20 @@
 #include <algorithm>
 
 namespace quon::sim {
-namespace {
 
 bool takes_next_word(const CLI::App& command, const std::string& word) {
     const CLI::Option* option = command.get_option_no_throw(word);
     return option != nullptr && option->get_items_expected_max() > 0;
 }
 
-}  // namespace
+const CLI::App* command_named(const CLI::App& app, const std::string& name) {
+    for (const CLI::App* each : app.get_subcommands([](const CLI::App*) { return true; })) {
+        if (each->get_name() == name) {
+            return each;
+        }
+    }
+    return nullptr;
+}
 
 std::vector<std::string> cut_command(const CLI::App& command, std::vector<std::string>& words) {
     if (words.empty() || words[0] != command.get_name()) {

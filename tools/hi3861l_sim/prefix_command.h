@@ -12,4 +12,10 @@ namespace quon::sim {
 // first of the words.
 std::vector<std::string> cut_command(const CLI::App& command, std::vector<std::string>& words);
 
+// Whether the word is an option of the command that has its value in the next word.
+bool takes_next_word(const CLI::App& command, const std::string& word);
+
+// The program's command of this name, or null.
+const CLI::App* command_named(const CLI::App& app, const std::string& name);
+
 }  // namespace quon::sim

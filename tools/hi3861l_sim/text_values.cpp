@@ -7,6 +7,7 @@
 #include <bit>
 #include <cctype>
 #include <charconv>
+#include <cmath>
 #include <cstring>
 
 #include "catalog/catalog.h"
@@ -92,6 +93,23 @@ uint32_t parse_number(std::string_view text, uint32_t limit, std::string_view wh
         refuse(what, text, "a number from 0 to " + std::to_string(limit));
     }
     return *value;
+}
+
+uint32_t parse_time_span(std::string_view text, uint32_t limit_ms, std::string_view what) {
+    const bool seconds = text.ends_with("s") && !text.ends_with("ms");
+    const std::string_view digits = text.substr(0, text.size() - (seconds                ? 1
+                                                                  : text.ends_with("ms") ? 2
+                                                                                         : 0));
+    double value = -1;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value,
+                                              std::chars_format::fixed);
+    const double ms = std::round(seconds ? value * 1000 : value);
+    const bool whole = error == std::errc() && end == digits.data() + digits.size();
+    if (!whole || !(ms >= 0 && ms <= limit_ms)) {
+        refuse(what, text,
+               "a time from 0 to " + std::to_string(limit_ms) + "ms, as in 300, 300ms or 1.5s");
+    }
+    return static_cast<uint32_t>(ms);
 }
 
 uint8_t parse_type(std::string_view text) {

@@ -24,6 +24,9 @@ std::string join_words(const std::vector<std::string>& words, size_t from);
 // Decimal, or hexadecimal behind 0x. `what` names the value in the error.
 uint32_t parse_number(std::string_view text, uint32_t limit, std::string_view what);
 
+// "1500", "1500ms" or "1.5s", in milliseconds.
+uint32_t parse_time_span(std::string_view text, uint32_t limit_ms, std::string_view what);
+
 // "84", "0x84" or a message's name.
 uint8_t parse_type(std::string_view text);
 std::string show_type(uint8_t type);  // "0x84 get_time"

@@ -4,7 +4,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include "link_probe.h"
 
@@ -12,15 +11,10 @@ namespace quon::sim {
 namespace {
 
 namespace fs = std::filesystem;
-using test::ExitStatus;
-
-constexpr ExitStatus exited(int code) {
-    return {.exited = true, .code = code};
-}
 
 test::Result run_exec(std::vector<std::string> words) {
     words.insert(words.begin(), "exec");
-    return test::run(sim_command(words));
+    return run_sim(words);
 }
 
 TEST(Exec, BecomesTheCommand) {

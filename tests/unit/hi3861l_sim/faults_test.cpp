@@ -175,7 +175,10 @@ TEST(ASilentChip, StillSendsRawMessages) {
 TEST(AFaultRule, IsShownAsItIsWritten) {
     constexpr fault_case shown[] = {
         {"84 drop", "0x84 drop count 1"},
-        {"get_time delay 500 count 3", "0x84 delay 500 count 3"},
+        {"get_time delay 500 count 3", "0x84 delay 500ms count 3"},
+        {"84 delay 1.5s forever", "0x84 delay 1500ms forever"},
+        {"84 delay 0.25s", "0x84 delay 250ms count 1"},
+        {"84 delay 300ms", "0x84 delay 300ms count 1"},
         {"any answer-type 85 forever", "any answer-type 0x85 forever"},
         {"0x03 length 4294967295", "0x03 length 4294967295 count 1"},
     };
@@ -186,11 +189,29 @@ TEST(AFaultRule, IsShownAsItIsWritten) {
 }
 
 TEST(AFaultRule, IsRefusedWhenItMakesNoSense) {
-    for (const char* text :
-         {"", "0x84", "0x184 drop", "zz drop", "0x84 explode", "0x84 delay", "0x84 delay soon",
-          "0x84 delay -1", "0x84 delay 3600001", "0x84 drop 3", "0x84 drop count",
-          "0x84 drop count 0", "0x84 drop count x", "0x84 drop forever 2", "0x84 drop count 2 more",
-          "0x84 cut 65536", "0x84 length 4294967296", "0x84 answer-type 100", "0x84 corrupt"}) {
+    for (const char* text : {"",
+                             "0x84",
+                             "0x184 drop",
+                             "zz drop",
+                             "0x84 explode",
+                             "0x84 delay",
+                             "0x84 delay soon",
+                             "0x84 delay -1",
+                             "0x84 delay 3600001",
+                             "0x84 delay 3601s",
+                             "0x84 delay 1m",
+                             "0x84 delay ms",
+                             "0x84 delay 1e3",
+                             "0x84 drop 3",
+                             "0x84 drop count",
+                             "0x84 drop count 0",
+                             "0x84 drop count x",
+                             "0x84 drop forever 2",
+                             "0x84 drop count 2 more",
+                             "0x84 cut 65536",
+                             "0x84 length 4294967296",
+                             "0x84 answer-type 100",
+                             "0x84 corrupt"}) {
         EXPECT_THROW(parse_fault(text), bad_value) << text;
     }
 }

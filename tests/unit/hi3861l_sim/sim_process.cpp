@@ -49,6 +49,10 @@ std::vector<std::string> sim_command(const std::vector<std::string>& arguments) 
     return command;
 }
 
+test::Result run_sim(const std::vector<std::string>& arguments) {
+    return test::run(sim_command(arguments));
+}
+
 control_connection::control_connection(const std::string& path)
     : fd_(connect_unix(path, SOCK_STREAM)) {
     if (fd_.get() < 0) {

@@ -32,6 +32,13 @@ std::vector<std::string> program_command(const std::string& program,
 
 std::vector<std::string> sim_command(const std::vector<std::string>& arguments);
 
+// The simulator's program, to its end.
+test::Result run_sim(const std::vector<std::string>& arguments);
+
+constexpr test::ExitStatus exited(int code) {
+    return {.exited = true, .code = code};
+}
+
 // One connection to a control socket.
 class control_connection {
   public:

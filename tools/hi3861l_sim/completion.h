@@ -1,0 +1,17 @@
+// What may stand where on the command line, for the shells' completion.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+namespace quon::sim {
+
+// All that may stand at the last of `words` (the program's, without its name) and begins as it
+// does.
+std::vector<std::string> completions(const CLI::App& app, std::vector<std::string> words);
+
+// The completion script of a shell, "bash" or "zsh".
+std::string completion_script(const std::string& shell);
+
+}  // namespace quon::sim
