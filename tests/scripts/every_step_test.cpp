@@ -28,8 +28,9 @@ const std::regex harmless(
 struct Row {
     const char* name;
     const char* line;
-    int calls;    // at least so many that can fail
-    bool cached;  // without what it downloads and keeps, which other rows have
+    int calls;               // at least so many that can fail
+    bool cached;             // without what it downloads and keeps, which other rows have
+    const char* own = ".*";  // the calls that no other row has
 };
 
 void PrintTo(const Row& row, std::ostream* out) {
@@ -48,7 +49,8 @@ TEST_P(EveryStep, ThatFailsFailsTheScript) {
     ASSERT_EQ(well.status, (ExitStatus{true, 0})) << well.out << well.err;
     int tried = 0;
     for (const std::string& call : tree.calls()) {
-        if (std::regex_match(call, harmless)) {
+        if (std::regex_match(call, harmless) ||
+            !std::regex_match(call, std::regex(GetParam().own))) {
             continue;
         }
         tried++;
@@ -74,7 +76,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Row{"Board", "scripts/board", 25, true},
                     Row{"BoardPackages", "scripts/lib/board-packages", 10, false},
                     Row{"Toolchain", "scripts/lib/toolchain-uclibc", 15, false},
-                    Row{"Footprint", "bench/footprint", 20, true}),
+                    Row{"Footprint", "bench/footprint", 8, true,
+                        "(mipsel-linux-gnu-(strip -o|size)|stat|awk|mkdir -p .*footprint).*"}),
     [](const auto& row) { return std::string(row.param.name); });
 
 }  // namespace
