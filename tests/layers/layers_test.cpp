@@ -27,6 +27,7 @@ constexpr Folder kHouse[] = {
     {"tools/hi3861l_sim/", 10},
     {"tools/catalog/", 9},
     {"tools/shared/", 8},
+    {"tools/world/", 8},
     {"quon_mcu_daemon/src/", 8},
     {"quon_mcu_daemon/hal/", 7},
     {"quon_mcu_daemon/hal/hi3861l/src/", 6},

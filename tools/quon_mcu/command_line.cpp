@@ -251,7 +251,7 @@ void command_line::add_handoff_command() {
     CLI::App* handoff =
         add("handoff", "Take over a connected socket, relay standard input and output over it",
             [this, words] { hand_off(ctx_, *words); });
-    handoff->add_option("ADDRESS:PORT", words->peer, "The server, as 192.168.1.2:80");
+    handoff->add_option("SERVER", words->peer, "ADDRESS:PORT of the server, as 192.168.1.2:80");
     handoff->add_flag("--no-relay", words->no_relay, "Only show the peer, then close");
     handoff->add_flag("--drop", words->drop, "Have the daemon drop its connection instead");
     handoff->add_option("--socket", words->socket, "The daemon's hand-off socket")

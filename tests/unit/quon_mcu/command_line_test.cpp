@@ -1,3 +1,5 @@
+#include "quon_mcu/command_line.h"
+
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -139,6 +141,22 @@ TEST(AnImage, ThatIsAPipeIsNotOpened) {
     unlink(name);
     EXPECT_EQ(got.status, 2);
     EXPECT_EQ(got.err, "quon-mcu: '" + std::string(name) + "' is no regular file\n");
+}
+
+// Newer parsers end the program at the first argument whose name has such a sign, whatever the
+// command; older ones take it.
+TEST(ACommandLine, NamesItsArgumentsAsEveryParserTakesThem) {
+    context ctx{output(STDOUT_FILENO, STDERR_FILENO)};
+    command_line line(ctx);
+    int named = 0;
+    for (CLI::App* command : line.app().get_subcommands({})) {
+        for (const CLI::Option* each : command->get_options()) {
+            EXPECT_EQ(each->get_name(true, true).find_first_of(":={}"), std::string::npos)
+                << command->get_name() << " " << each->get_name(true, true);
+            named += each->get_positional() ? 1 : 0;
+        }
+    }
+    EXPECT_GT(named, 10);
 }
 
 TEST(Help, GoesToStandardOutput) {
