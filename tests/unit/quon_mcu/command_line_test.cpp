@@ -146,7 +146,7 @@ TEST(AnImage, ThatIsAPipeIsNotOpened) {
 // Newer parsers end the program at the first argument whose name has such a sign, whatever the
 // command; older ones take it.
 TEST(ACommandLine, NamesItsArgumentsAsEveryParserTakesThem) {
-    context ctx{output(STDOUT_FILENO, STDERR_FILENO)};
+    context ctx{.out = output("quon-mcu", STDOUT_FILENO, STDERR_FILENO), .timeout_ms = 0};
     command_line line(ctx);
     int named = 0;
     for (CLI::App* command : line.app().get_subcommands({})) {
