@@ -44,6 +44,20 @@ static_assert(offsetof(DbusInfo, listen_thread) ==
               offsetof(DbusInfo, spare_thread) + sizeof(pthread_t));
 static_assert(offsetof(DbusInfo, mutex) == offsetof(DbusInfo, listen_thread) + sizeof(pthread_t));
 
+// No field more: other programs make these records too.
+struct LastFields {
+    pthread_t listen_thread;
+    pthread_mutex_t mutex;
+};
+static_assert(sizeof(DbusInfo) == offsetof(DbusInfo, listen_thread) + sizeof(LastFields));
+static_assert(offsetof(ListenArgs, info) == 0);
+static_assert(offsetof(ListenArgs, fd) == sizeof(void*));
+static_assert(sizeof(ListenArgs) == 2 * sizeof(void*));
+static_assert(offsetof(DbusProcessArgs, info) == 0);
+static_assert(offsetof(DbusProcessArgs, msg) == sizeof(void*));
+static_assert(offsetof(DbusProcessArgs, fd) == sizeof(void*) + 4568);
+static_assert(sizeof(DbusProcessArgs) == 2 * sizeof(void*) + 4568);
+
 static_assert(offsetof(DbusMethodNode, request_msg) == 0);
 static_assert(offsetof(DbusMethodNode, result_msg) == sizeof(void*));
 static_assert(offsetof(DbusMethodNode, lock) == 2 * sizeof(void*));

@@ -142,10 +142,14 @@ TEST_F(AServerOfADeafPeer, SendsWhatWaitsBeforeWhatComesLater) {
     for (std::uint32_t more = 0; more < 5; more++) {
         call_without_reading(id++);
     }
+    const std::size_t full = results_in_socket(*deaf_);
     for (std::uint32_t read = 0; read < 3; read++) {  // too few for the waiting thread to wake
         EXPECT_EQ(deaf_->receive().value().id, read);
     }
+    EXPECT_EQ(results_in_socket(*deaf_), full - 3);
     deaf_->send(make_request("method.one", id++));
+    // It makes use of the room for those that wait.
+    EXPECT_TRUE(wait_until([&] { return results_in_socket(*deaf_) == full; }));
     for (std::uint32_t read = 3; read < id; read++) {
         const std::optional<DbusMsg> result = deaf_->receive();
         ASSERT_TRUE(result) << read;
