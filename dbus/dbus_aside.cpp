@@ -43,13 +43,6 @@ void put_aside(Aside* aside, const void* record) {
     pthread_mutex_unlock(&table_lock);
 }
 
-Aside* find_aside(const void* record) {
-    pthread_mutex_lock(&table_lock);
-    Aside* aside = find_locked(record);
-    pthread_mutex_unlock(&table_lock);
-    return aside;
-}
-
 Aside* join_aside(const void* record) {
     pthread_mutex_lock(&table_lock);
     Aside* aside = find_locked(record);

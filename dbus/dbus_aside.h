@@ -19,13 +19,10 @@ struct Aside {
 // With its first user.
 void put_aside(Aside* aside, const void* record);
 
-// Null when nothing stands aside for the record.
-Aside* find_aside(const void* record);
-
-// The same, with one user more.
+// With one user more; null when nothing stands aside for the record.
 Aside* join_aside(const void* record);
 
-// The same for what has one user, who takes it: it stands aside no more.
+// For what has one user, who takes it: it stands aside no more.
 Aside* take_aside(const void* record);
 
 // True for the last user: it stands aside no more.

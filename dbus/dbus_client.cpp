@@ -251,6 +251,18 @@ DbusCallStatus wait_for_result(State* state, DbusMethodNode* node, int64_t deadl
     return status;
 }
 
+// Frees the call, or leaves it to be freed.
+DbusCallStatus run_call(State* state, DbusMethodNode* call, int64_t deadline, DbusReply* reply) {
+    DbusCallStatus status = send_until(state, call->request_msg, call, deadline);
+    if (status != DBUS_CALL_OK) {
+        free_call(call);
+        return status;
+    }
+    status = wait_for_result(state, call, deadline, reply);
+    end_call(state, call);
+    return status;
+}
+
 bool is_name(const char* text) {
     return text != nullptr && strnlen(text, DBUS_NAME_SIZE) < DBUS_NAME_SIZE;
 }
@@ -344,7 +356,9 @@ DbusInfo* Dbus_Client_Connect(const char* name, const char* server_name, int32_t
         DbusInfo_Free(info);
         return nullptr;
     }
-    find_state(info)->heals = true;
+    State* state = use_state(info);
+    state->heals = true;
+    leave_state(state);
     return info;
 }
 
@@ -353,10 +367,6 @@ DbusCallStatus Dbus_Method_Call(DbusInfo* info, const char* member, const uint8_
     if (!is_valid(info, member, data, len, timeout_ms)) {
         return DBUS_CALL_INVALID;
     }
-    State* state = find_state(info);
-    if (state == nullptr) {
-        return DBUS_CALL_NO_CONNECTION;
-    }
     const NoCancellation guard;
     const int64_t deadline = deadline_in(timeout_ms);
     DbusMethodNode* call = make_call();
@@ -364,13 +374,13 @@ DbusCallStatus Dbus_Method_Call(DbusInfo* info, const char* member, const uint8_
         return DBUS_CALL_NO_MEMORY;
     }
     fill_request(info, DBUS_TYPE_METHOD, member, data, len, call->request_msg);
-    DbusCallStatus status = send_until(state, call->request_msg, call, deadline);
-    if (status != DBUS_CALL_OK) {
+    State* state = use_state(info);
+    if (state == nullptr) {
         free_call(call);
-        return status;
+        return DBUS_CALL_NO_CONNECTION;
     }
-    status = wait_for_result(state, call, deadline, reply);
-    end_call(state, call);
+    const DbusCallStatus status = run_call(state, call, deadline, reply);
+    leave_state(state);
     return status;
 }
 
@@ -379,16 +389,18 @@ DbusCallStatus Dbus_Signal_Send(DbusInfo* info, const char* member, const uint8_
     if (!is_valid(info, member, data, len, timeout_ms)) {
         return DBUS_CALL_INVALID;
     }
-    State* state = find_state(info);
-    if (state == nullptr) {
-        return DBUS_CALL_NO_CONNECTION;
-    }
     const NoCancellation guard;
     const int64_t deadline = deadline_in(timeout_ms);
     DbusMsg request;
     memset_s(&request, sizeof(request), 0, sizeof(request));
     fill_request(info, DBUS_TYPE_SIGNAL, member, data, len, &request);
-    return send_until(state, &request, nullptr, deadline);
+    State* state = use_state(info);
+    if (state == nullptr) {
+        return DBUS_CALL_NO_CONNECTION;
+    }
+    const DbusCallStatus status = send_until(state, &request, nullptr, deadline);
+    leave_state(state);
+    return status;
 }
 
 void Dbus_Client_Disconnect(DbusInfo* info) {
@@ -396,10 +408,7 @@ void Dbus_Client_Disconnect(DbusInfo* info) {
         return;
     }
     const pthread_t method_thread = info->method_thread;
-    State* state = find_state(info);
-    if (state != nullptr) {
-        join_state(state);
-    }
+    State* state = use_state(info);
     Dbus_UnRegister(info);
     const bool gone = state == nullptr || client_phase(state) == kClientGone;
     if (method_thread != 0 && gone) {

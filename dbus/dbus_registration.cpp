@@ -174,7 +174,7 @@ int32_t Dbus_UnRegister(DbusInfo* info) {
     if (info->count != 0 && info->spare_thread != 0) {
         pthread_cancel(info->spare_thread);
     }
-    State* state = find_state(info);
+    State* state = use_state(info);
     if (state != nullptr) {
         end_server_role(state);
     }
@@ -190,8 +190,11 @@ int32_t Dbus_UnRegister(DbusInfo* info) {
     }
     if (state == nullptr) {
         pthread_mutex_destroy(&info->mutex);
-    } else if (swap_flag(&state->registered, false)) {
-        leave_state(state);  // the last user destroys the mutex
+        return 0;
     }
+    if (swap_flag(&state->registered, false)) {
+        leave_state(state);
+    }
+    leave_state(state);  // the last user destroys the mutex
     return 0;
 }

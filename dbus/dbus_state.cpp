@@ -45,10 +45,11 @@ void dispose_state(State* state) {
 }
 
 State* enter_state(DbusInfo* info) {
-    if (Aside* aside = join_aside(info)) {
-        return state_of(aside);
+    State* state = use_state(info);
+    if (state != nullptr) {
+        return state;
     }
-    auto* state = static_cast<State*>(malloc(sizeof(State)));
+    state = static_cast<State*>(malloc(sizeof(State)));
     if (state == nullptr) {
         return nullptr;
     }
@@ -62,11 +63,11 @@ State* enter_state(DbusInfo* info) {
 }
 
 State* adopt_state(DbusInfo* info, bool State::*started) {
-    State* state = find_state(info);
+    State* state = enter_state(info);
     if (state != nullptr && swap_flag(&(state->*started), false)) {
-        return state;
+        leave_state(state);  // one of the two uses will do
     }
-    return enter_state(info);
+    return state;
 }
 
 void join_state(State* state) {
@@ -79,17 +80,16 @@ void leave_state(State* state) {
     }
 }
 
-State* find_state(const DbusInfo* info) {
-    return state_of(find_aside(info));
+State* use_state(const DbusInfo* info) {
+    return state_of(join_aside(info));
 }
 
 void release_record(DbusInfo* info) {
-    Aside* aside = join_aside(info);
-    if (aside == nullptr) {
+    State* state = use_state(info);
+    if (state == nullptr) {
         free_record(info);
         return;
     }
-    State* state = state_of(aside);
     set_flag(&state->released, true);
     if (swap_flag(&state->registered, false)) {
         leave_state(state);

@@ -61,8 +61,8 @@ void join_state(State* state);
 void leave_state(State* state);
 void dispose_state(State* state);  // by whom leave_aside names the last user
 
-// Null when nobody uses one.
-State* find_state(const DbusInfo* info);
+// With one user more; null when nobody uses one.
+State* use_state(const DbusInfo* info);
 
 // Frees the record and its entries, at once or by the last user of its state.
 void release_record(DbusInfo* info);
