@@ -176,7 +176,7 @@ struct record_set {
     std::array<const record*, 2 * (message_table.size() + service_rows.size())> all{};
     size_t count = 0;
 
-    constexpr void add(const record* one) {
+    void add(const record* one) {
         const auto end = all.begin() + static_cast<std::ptrdiff_t>(count);
         if (one != nullptr && std::find(all.begin(), end, one) == end) {
             all[count++] = one;
@@ -184,7 +184,7 @@ struct record_set {
     }
 };
 
-constexpr record_set record_table = [] {
+record_set all_records() {
     record_set found;
     for (const service& each : service_table) {
         found.add(each.request);
@@ -195,7 +195,7 @@ constexpr record_set record_table = [] {
         found.add(each.reply);
     }
     return found;
-}();
+}
 
 }  // namespace
 
@@ -208,7 +208,8 @@ std::span<const message> messages() {
 }
 
 std::span<const record* const> records() {
-    return std::span(record_table.all).first(record_table.count);
+    static const record_set table = all_records();
+    return std::span(table.all).first(table.count);
 }
 
 const service* find_service(std::string_view full_name) {
