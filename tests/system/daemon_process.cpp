@@ -50,8 +50,12 @@ std::multiset<std::string> DaemonProcess::thread_names() const {
     for (fs::directory_iterator entry(tasks, gone), end; !gone && entry != end;
          entry.increment(gone)) {
         std::string name;
-        if (std::getline(std::ifstream(entry->path() / "comm"), name)) {
-            names.insert(name);
+        try {
+            if (std::getline(std::ifstream(entry->path() / "comm"), name)) {
+                names.insert(name);
+            }
+        } catch (const std::ios_base::failure&) {
+            continue;  // the thread has ended between the two
         }
     }
     return names;

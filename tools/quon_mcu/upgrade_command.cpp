@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <span>
+#include <utility>
 
 #include "mcu_records.h"
 #include "quon_mcu/bus_session.h"
@@ -79,7 +80,7 @@ class image_file {
         if (facts.st_size == 0) {
             throw failure(exit_status::usage, "'" + name_ + "' is empty");
         }
-        if (facts.st_size > UINT32_MAX) {
+        if (std::cmp_greater(facts.st_size, UINT32_MAX)) {
             throw failure(exit_status::usage, "'" + name_ + "' has " +
                                                   std::to_string(facts.st_size) +
                                                   " bytes; an image has at most 4294967295");

@@ -302,6 +302,7 @@ TEST_F(TheDaemon, EndsThroughTheHandlerWhenAHandlerOfAServiceFaults) {
     EXPECT_FALSE(fs::exists(kRunFlag));
 }
 
+#ifndef __SANITIZE_THREAD__  // it holds a signal back that strikes in its handler
 TEST_F(TheDaemon, EndsThroughTheHandlerWhenTheHandlerItselfFaults) {
     const auto daemon = start_whole({{"CHIP_FAULTY_HOOK", "1"}});
     // What is no whole line yet is left out.
@@ -309,6 +310,7 @@ TEST_F(TheDaemon, EndsThroughTheHandlerWhenTheHandlerItselfFaults) {
               kFarewell.substr(0, kFarewell.find('\n') + 1));
     EXPECT_FALSE(fs::exists(kRunFlag));
 }
+#endif
 
 TEST_F(TheDaemon, EndsOnASignalWhileACommandOfAPeerRuns) {
     const auto daemon = start_whole();
