@@ -1,12 +1,15 @@
 #include "private_world.h"
 
 #include <net/if.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,25 +29,41 @@ constexpr char kResolverFile[] = "/etc/resolv.conf";
     std::_Exit(kRefused);
 }
 
-// Files that a daemon or a simulated chip of an earlier test may have left behind.
-bool is_left_behind(const std::string& name) {
-    return name == "quon_mcu_daemon_run" || name.starts_with("dbus-") ||
-           name.starts_with("hi3861l-sim");
+// The names of /tmp that the tests found there.
+std::set<std::string> names_before(const char* list) {
+    std::ifstream file(list);
+    if (!file) {
+        refuse("the list that QUON_WORLD_BEFORE names cannot be read");
+    }
+    std::set<std::string> names;
+    for (std::string name; std::getline(file, name);) {
+        names.insert(name);
+    }
+    return names;
 }
 
-// The container's own world, made as fresh as can be. A wlan0 is never the container's: the daemon
-// would configure it.
+void remove_what_tests_left(const std::set<std::string>& before) {
+    std::error_code ignored;
+    for (const fs::directory_entry& entry : fs::directory_iterator("/tmp", ignored)) {
+        struct stat status {};
+        if (!before.contains(entry.path().filename().string()) &&
+            lstat(entry.path().c_str(), &status) == 0 && status.st_uid == geteuid()) {
+            fs::remove_all(entry.path(), ignored);
+        }
+    }
+}
+
+// The container's own world, made as fresh as can be. A wlan0 is refused: the daemon would configure
+// it.
 void enter_container_world() {
     if (if_nametoindex("wlan0") != 0) {
         refuse("QUON_WORLD=here and wlan0: File exists");
     }
-    std::error_code ignored;
-    for (const fs::directory_entry& entry : fs::directory_iterator("/tmp", ignored)) {
-        if (is_left_behind(entry.path().filename().string())) {
-            fs::remove_all(entry.path(), ignored);
-        }
+    if (const char* list = std::getenv("QUON_WORLD_BEFORE")) {
+        remove_what_tests_left(names_before(list));
     }
     if (access(kResolverFile, W_OK) == 0) {
+        std::error_code ignored;
         fs::resize_file(kResolverFile, 0, ignored);
     }
 }

@@ -10,9 +10,9 @@ namespace quon::test {
 // refuses, so that a test never touches the machine's own network or files.
 //
 // With QUON_WORLD=here in the environment, for a container that may not make namespaces: stays
-// where it is, removes what daemons left in /tmp and empties /etc/resolv.conf where that can be
-// written (the script that chose this keeps its content). Refuses, with status 77, where there is a
-// wlan0.
+// where it is, empties /etc/resolv.conf where that can be written (the script that chose this keeps
+// its content) and, where QUON_WORLD_BEFORE names a list of /tmp, removes this user's files that
+// are not on it. Refuses, with status 77, where there is a wlan0.
 void enter_private_world();
 
 }  // namespace quon::test

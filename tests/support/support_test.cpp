@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -107,6 +108,47 @@ TEST(APrivateWorld, StillHasTheOtherFilesOfEtc) {
     enter_private_world();
     EXPECT_EQ(content_of("/etc/passwd"), users);
     EXPECT_EQ(fs::exists("/etc/other"), other);
+}
+
+Result run_here(const std::string& test) {
+    return run({"env", "QUON_WORLD=here", "QUON_WORLD_BEFORE=/tmp/list",
+                fs::read_symlink("/proc/self/exe").string(),
+                "--gtest_filter=AContainersWorld." + test});
+}
+
+TEST(AContainersWorld, KeepsWhatTheTestsFoundAndRemovesWhatTheyLeft) {
+    enter_private_world();
+    ASSERT_EQ(shell("ip link del wlan0"), "");
+    std::ofstream("/tmp/found") << "x";
+    fs::create_directory("/tmp/left");
+    std::ofstream("/tmp/left/file") << "x";
+    std::ofstream("/tmp/list").close();
+    std::ofstream("/etc/resolv.conf") << "nameserver 192.0.2.1\n";
+    for (const fs::directory_entry& kept : fs::directory_iterator("/tmp")) {
+        std::ofstream("/tmp/list", std::ios::app) << kept.path().filename().string() << "\n";
+    }
+    const std::string all = content_of("/tmp/list");
+    std::ofstream("/tmp/list") << std::regex_replace(all, std::regex("left\n"), "");
+    const Result result = run_here("IsEntered");
+    EXPECT_EQ(result.status, (ExitStatus{true, 0})) << result.out << result.err;
+    EXPECT_TRUE(fs::exists("/tmp/found"));
+    EXPECT_FALSE(fs::exists("/tmp/left"));
+    EXPECT_EQ(content_of("/etc/resolv.conf"), "");
+}
+
+TEST(AContainersWorld, IsRefusedWhereThereIsAWlan0) {
+    enter_private_world();
+    std::ofstream("/tmp/list").close();
+    const Result result = run_here("IsEntered");
+    EXPECT_EQ(result.status, (ExitStatus{true, 77}));
+    EXPECT_EQ(result.err, "private world: QUON_WORLD=here and wlan0: File exists\n");
+    EXPECT_TRUE(fs::exists("/tmp/list"));
+}
+
+// The two above run it as a process of its own.
+TEST(AContainersWorld, IsEntered) {
+    enter_private_world();
+    EXPECT_EQ(access("/tmp", W_OK), 0);
 }
 
 TEST(Waiting, EndsWithTheConditionOrWithTheBound) {
