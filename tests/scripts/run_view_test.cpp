@@ -6,11 +6,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -67,11 +69,15 @@ class TheView : public testing::Test {
             words.push_back(const_cast<char*>(word.c_str()));
         }
         words.push_back(nullptr);
-        process = forkpty(&terminal, nullptr, nullptr, nullptr);
-        if (process == 0) {
+        const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+        if (child == 0) {
             execvp(words[0], words.data());
             _exit(127);
         }
+        if (child < 0) {
+            throw std::runtime_error("no terminal");
+        }
+        process = child;
         EXPECT_TRUE(shows("Ctrl-C ends everything.")) << shown;
         started = descendants(process);
     }
@@ -133,14 +139,11 @@ class TheView : public testing::Test {
         }));
     }
 
-    pid_t started_program(const std::string& name) {
-        for (const pid_t one : started) {
-            if (name_of(one) == name) {
-                return one;
-            }
-        }
-        ADD_FAILURE() << name << " does not run";
-        return -1;
+    void send_to(const std::string& name, int signal_number) {
+        const auto program = std::find_if(started.begin(), started.end(),
+                                          [&](pid_t one) { return name_of(one) == name; });
+        ASSERT_NE(program, started.end()) << name << " does not run";
+        kill(*program, signal_number);
     }
 
     ScriptTree tree{fs::current_path().string()};
@@ -170,13 +173,13 @@ TEST_F(TheView, LeavesNoProcessBehindWhenItIsKilled) {
 }
 
 TEST_F(TheView, EndsAStoppedDaemonToo) {
-    kill(started_program("quon_mcu_daemon"), SIGSTOP);
+    ASSERT_NO_FATAL_FAILURE(send_to("quon_mcu_daemon", SIGSTOP));
     ASSERT_EQ(write(terminal, "\x03", 1), 1);
     expect_end(true, 0);
 }
 
 TEST_F(TheView, GoesOnShowingTheChipWhileTheDaemonIsStopped) {
-    kill(started_program("quon_mcu_daemon"), SIGSTOP);
+    ASSERT_NO_FATAL_FAILURE(send_to("quon_mcu_daemon", SIGSTOP));
     shown.clear();
     const Result result =
         run(command_of("scripts/run --shell hi3861l-sim control event raw 01 0a"));
@@ -185,7 +188,7 @@ TEST_F(TheView, GoesOnShowingTheChipWhileTheDaemonIsStopped) {
 }
 
 TEST_F(TheView, SaysThatTheDaemonHasEnded) {
-    kill(started_program("quon_mcu_daemon"), SIGKILL);
+    ASSERT_NO_FATAL_FAILURE(send_to("quon_mcu_daemon", SIGKILL));
     EXPECT_TRUE(shows("run: the daemon has ended"));
     expect_end(true, 1);
 }
