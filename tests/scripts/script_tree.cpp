@@ -105,6 +105,9 @@ ScriptTree::ScriptTree(const std::string& parent) {
 
 ScriptTree::~ScriptTree() {
     std::error_code ignored;
+    for (const char* part : {"", "build"}) {
+        fs::permissions(path(part), fs::perms::owner_all, fs::perm_options::add, ignored);
+    }
     fs::remove_all(folder_, ignored);
 }
 
