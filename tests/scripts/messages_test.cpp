@@ -54,6 +54,7 @@ TEST_P(TheScripts, RefuseABuildFolderOfRoot) {
     tree.keep_results();
     fs::permissions(tree.path(""), fs::perms(0777));
     fs::create_directory(tree.path("build"));
+    fs::permissions(tree.path("build"), fs::perms(0555));
     expect_refusal({.as_user = true}, "/build cannot be written by " + user_name() +
                                           " (it belongs to " + name_of(geteuid()) +
                                           ", as after a run with sudo): "
