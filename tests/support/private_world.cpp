@@ -53,8 +53,8 @@ void remove_what_tests_left(const std::set<std::string>& before) {
     }
 }
 
-// The container's own world, made as fresh as can be. A wlan0 is refused: the daemon would configure
-// it.
+// The container's own world, made as fresh as can be. A wlan0 is refused: the daemon would
+// configure it.
 void enter_container_world() {
     if (if_nametoindex("wlan0") != 0) {
         refuse("QUON_WORLD=here and wlan0: File exists");
