@@ -169,7 +169,9 @@ class FullOutput {
         dup2(ends[1], STDOUT_FILENO);
         close(ends[1]);
         read_end_ = ends[0];
-        setvbuf(stdout, nullptr, _IOLBF, 0);
+        // With room of its own: newer C libraries go on filling the old one whole.
+        static char room[4096];
+        setvbuf(stdout, room, _IOLBF, sizeof(room));
     }
     ~FullOutput() { drain(); }
     FullOutput(const FullOutput&) = delete;
