@@ -141,7 +141,8 @@ mount_kept() { # ROOT
     mkdir -p "$packages/ccache" "$1/ccache"
     chmod 1777 "$packages/ccache"
     mount --bind "$packages/ccache" "$1/ccache"
-    printf 'cache_dir = /ccache\numask = 000\n' >"$1/etc/ccache.conf"
+    printf '%s\n' 'cache_dir = /ccache' 'umask = 000' \
+        'sloppiness = pch_defines,time_macros,include_file_mtime,include_file_ctime' >"$1/etc/ccache.conf"
 }
 
 leave_the_machine() { # ROOT
