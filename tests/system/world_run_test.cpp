@@ -129,13 +129,17 @@ TEST(Run, EndsAsTheCommandDoes) {
     }
 }
 
+// A call that the daemon logs before it answers, and its line.
+constexpr char kLoggedCall[] = "quon-mcu call get.log.profile 2>/dev/null";
+constexpr char kLogged[] = "(quon_mcu_get_log_profile:";
+
 TEST(Run, ShowsBothLogsWhenTheCommandFails) {
-    const Result failed = run_world(shell("quon-mcu set led 3; echo words >&2; exit 1"));
+    const Result failed = run_world(shell(std::string(kLoggedCall) + "; echo words >&2; exit 1"));
     EXPECT_NE(failed.err.find("words\n---- the log of the chip\n"), std::string::npos)
         << failed.err;
     EXPECT_NE(failed.err.find("host->chip 0x82 get_wakeup_info len 0"), std::string::npos);
     EXPECT_NE(failed.err.find("---- the log of the daemon\n"), std::string::npos);
-    EXPECT_NE(failed.err.find("ws init ip: 0-0"), std::string::npos);
+    EXPECT_NE(failed.err.find(kLogged), std::string::npos);
     EXPECT_EQ(run_world(shell("exit 0")).err, kOwnWorld);
 }
 
@@ -152,10 +156,11 @@ TEST(Run, ShowsTheEndOfALongLog) {
 
 TEST(Run, KeepsBothLogsInAFolder) {
     const SharedFolder folder;
-    const Result good = run_world(joined({"--logs", folder.path()}, shell("exit 0")));
+    const Result good =
+        run_world(joined({"--logs", folder.path()}, shell(std::string(kLoggedCall) + "; exit 0")));
     EXPECT_EQ(good.err, kOwnWorld);
     EXPECT_NE(content_of(folder.file("chip.log")).find("get_wakeup_info"), std::string::npos);
-    EXPECT_NE(content_of(folder.file("daemon.log")).find("ws init ip: 0-0"), std::string::npos);
+    EXPECT_NE(content_of(folder.file("daemon.log")).find(kLogged), std::string::npos);
     const Result bad = run_world(joined({"--logs", folder.path()}, shell("exit 1")));
     EXPECT_EQ(bad.err,
               kOwnWorld + ("hi3861l-sim: the log of the chip: " + folder.file("chip.log")) +
@@ -208,9 +213,8 @@ TEST(Run, HandsSignalsToTheCommandAndEndsEverything) {
 
 TEST(Run, TellsOfADaemonThatEndedBeforeTheCommand) {
     const Result result =
-        run_world(shell("quon-mcu exec 'kill -KILL $PPID'; tries=200;"
-                        "while quon-mcu get ver && [ $tries -gt 0 ]; do"
-                        " tries=$((tries - 1)); sleep 0.05; done; exit 0"));
+        run_world(shell("pid=$(quon-mcu popen 'echo $PPID'); kill -KILL $pid;"
+                        "while kill -0 $pid; do sleep 0.02; done 2>/dev/null; exit 0"));
     EXPECT_EQ(result.status, exited(0));
     EXPECT_NE(result.err.find("hi3861l-sim: the daemon ended by signal 9 before the command did\n"),
               std::string::npos)
