@@ -69,6 +69,7 @@ class AnInstallationInAFolder : public testing::TestWithParam<const char*> {
     AnInstallationInAFolder() {
         fs::create_directories(place() + "/bin");
         fs::create_directories(place() + "/lib");
+        fs::create_directories(folder_.file("runtime"));
         fs::copy(HI3861L_SIM_PROGRAM, place() + "/bin/hi3861l-sim");
         fs::copy(CHIP_LINK_LIBRARY, place() + "/lib/libhi3861l_chip_link.so");
         fs::copy(CHIP_LINK_PROBE, place() + "/bin/probe");
@@ -86,7 +87,9 @@ TEST_P(AnInstallationInAFolder, LinksItsProgramsAndNotTheirCommands) {
     const sim_process sim(folder_);
     for (const std::vector<std::string>& wrapper :
          {std::vector<std::string>{}, std::vector<std::string>{"timeout", "600", "env"}}) {
-        std::vector<std::string> words = {place() + "/bin/hi3861l-sim", "exec"};
+        // Where the link to the library goes: nothing stays behind in /tmp.
+        std::vector<std::string> words = {"env", "XDG_RUNTIME_DIR=" + folder_.file("runtime"),
+                                          place() + "/bin/hi3861l-sim", "exec"};
         words.insert(words.end(), wrapper.begin(), wrapper.end());
         probe program(folder_, wrapper.empty() ? "fifo1" : "fifo2", place() + "/bin/probe", "",
                       "chip", words);
