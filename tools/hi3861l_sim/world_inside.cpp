@@ -226,7 +226,8 @@ class world {
     // Waits for a signal, and for `fd` to have something, which it returns.
     bool wait_for_signal(int fd, milliseconds limit) {
         std::array<pollfd, 2> both{{{signals_.get(), POLLIN, 0}, {fd, POLLIN, 0}}};
-        (void)poll(both.data(), both.size(), static_cast<int>(std::max<long>(limit.count(), -1)));
+        (void)poll(both.data(), both.size(),
+                   static_cast<int>(std::max<std::chrono::milliseconds::rep>(limit.count(), -1)));
         take_signals();
         return both[1].revents != 0;
     }
