@@ -3,6 +3,8 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "dbus_clock.h"
 #include "dbus_method_thread.h"
 #include "dbus_pending_calls.h"
@@ -92,9 +94,14 @@ Sent try_to_send(State* state, const DbusMsg* request, DbusMethodNode* node) {
 
 // ---- Room
 
+// In milliseconds. Never negative, which would be for ever.
+int slice_until(int64_t deadline) {
+    const int64_t left_ms = (deadline - now_ns() + kNsPerMs - 1) / kNsPerMs;
+    return static_cast<int>(std::clamp(left_ms, int64_t{0}, kRoomSliceMs));
+}
+
 // One caller of a registration looks for room; the others wait until it has found some.
 void wait_for_turn(State* state, int fd, int64_t deadline) {
-    const int64_t left_ms = (deadline - now_ns() + kNsPerMs - 1) / kNsPerMs;
     pthread_mutex_lock(&state->lock);
     if (state->looking_for_room) {
         __atomic_add_fetch(&state->room_waiters, 1, __ATOMIC_RELAXED);
@@ -103,7 +110,7 @@ void wait_for_turn(State* state, int fd, int64_t deadline) {
     } else {
         state->looking_for_room = true;
         pthread_mutex_unlock(&state->lock);
-        wait_for_room(fd, static_cast<int>(left_ms < kRoomSliceMs ? left_ms : kRoomSliceMs));
+        wait_for_room(fd, slice_until(deadline));
         pthread_mutex_lock(&state->lock);
         state->looking_for_room = false;
     }
