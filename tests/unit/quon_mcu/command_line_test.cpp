@@ -118,6 +118,7 @@ TEST(AWrongCommandLine, IsRefusedWithStatus2AndSaysWhy) {
     }
 }
 
+#if __SIZEOF_POINTER__ == 8  // elsewhere a file's size does not reach that far
 TEST(AnImage, ThatIsTooLongIsRefusedBeforeItIsRead) {
     const owned_descriptor image(memfd_create("image", MFD_CLOEXEC));
     ASSERT_EQ(ftruncate(image.get(), off_t{4294967296}), 0);
@@ -130,6 +131,7 @@ TEST(AnImage, ThatIsTooLongIsRefusedBeforeItIsRead) {
     ASSERT_EQ(ftruncate(image.get(), off_t{4294967295}), 0);
     EXPECT_EQ(run_client({"upgrade", name}).status, 3);
 }
+#endif
 
 TEST(AnImage, ThatIsAPipeIsNotOpened) {
     char name[] = "/tmp/quon-mcu-pipe-XXXXXX";
