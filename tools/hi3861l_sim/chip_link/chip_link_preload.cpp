@@ -6,10 +6,13 @@
 // first socket of the chip's protocol on.
 #include <dlfcn.h>
 #include <errno.h>
+#include <fcntl.h>
+#include <limits.h>
 #include <linux/netlink.h>
 #include <pthread.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 #include "chip_link.h"
 #include "hichannel_host.h"
@@ -85,11 +88,27 @@ void leave_preload_list() {
     }
 }
 
+// Some C libraries know the program's name only in main.
+bool is_the_daemon() {
+    if (*program_invocation_short_name != '\0') {
+        return strcmp(program_invocation_short_name, daemon_name) == 0;
+    }
+    char words[PATH_MAX + 1] = {};
+    const int fd = open("/proc/self/cmdline", O_RDONLY | O_CLOEXEC);
+    if (fd < 0 || read(fd, words, sizeof words - 1) < 0) {
+        words[0] = '\0';
+    }
+    if (fd >= 0) {
+        chip_link_next()->close(fd);
+    }
+    const char* slash = strrchr(words, '/');
+    return strcmp(slash != nullptr ? slash + 1 : words, daemon_name) == 0;
+}
+
 // Before main, so that no command can come first: the daemon serves its peers before it opens the
 // channel.
 __attribute__((constructor)) void leave_the_daemons_preload_list() {
-    const char* name = program_invocation_short_name;
-    if (name != nullptr && strcmp(name, daemon_name) == 0) {
+    if (is_the_daemon()) {
         leave_preload_list();
     }
 }
