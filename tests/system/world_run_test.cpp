@@ -144,9 +144,9 @@ TEST(Run, ShowsBothLogsWhenTheCommandFails) {
 }
 
 TEST(Run, ShowsTheEndOfALongLog) {
-    const Result failed = run_world(
-        shell("for i in $(seq 80); do hi3861l-sim control event raw 01 $(printf %02x $i);"
-              "done; exit 1"));
+    const Result failed =
+        run_world(shell("for i in $(seq 80); do hi3861l-sim control event raw 01 $(printf %02x $i);"
+                        "done; exit 1"));
     EXPECT_NE(failed.err.find("---- the log of the chip, its last lines (--logs keeps all)\n20"),
               std::string::npos)
         << failed.err;
