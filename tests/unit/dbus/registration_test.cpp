@@ -301,6 +301,7 @@ TEST(AServerThatIsFreedWithAnOpenConnection, ServesItAllTheSame) {
     std::strcpy(info->interfaces[0]->method_type, "Method");
     info->interfaces[0]->method_handler = answer_one;
     ASSERT_EQ(Dbus_Register(info), 0);
+    pthread_detach(info->listen_thread);  // it may end here, and nobody joins it
     RawPeer peer = RawPeer::connect_to(name);
     RawPeer late = RawPeer::connect_to(name);
     peer.send(make_request("method.one"));
