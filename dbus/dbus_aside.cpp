@@ -63,10 +63,11 @@ Aside* take_aside(const void* record) {
     return aside;
 }
 
-bool leave_aside(Aside* aside) {
+bool leave_aside(Aside* aside, void (*let_go)(Aside*)) {
     pthread_mutex_lock(&table_lock);
     const bool last = --aside->users == 0;
     if (last) {
+        let_go(aside);
         remove_locked(aside);
     }
     pthread_mutex_unlock(&table_lock);

@@ -25,8 +25,9 @@ Aside* join_aside(const void* record);
 // For what has one user, who takes it: it stands aside no more.
 Aside* take_aside(const void* record);
 
-// True for the last user: it stands aside no more.
-bool leave_aside(Aside* aside);
+// True for the last user: it stands aside no more. Before that, `let_go` is called, which takes no
+// lock: whoever does not find it any more may free the record at once.
+bool leave_aside(Aside* aside, void (*let_go)(Aside*));
 
 }  // namespace quon::dbus
 

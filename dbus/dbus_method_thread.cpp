@@ -91,7 +91,7 @@ void leave(void* state_pointer) {
         close(state->info->client_fd);
     }
     set_phase_locked(state, kClientGone);
-    const bool last = leave_aside(&state->aside);
+    const bool last = is_last_to_leave(state);
     pthread_mutex_unlock(&state->lock);
     if (last) {
         dispose_state(state);

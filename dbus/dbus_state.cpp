@@ -17,6 +17,14 @@ State* state_of(Aside* aside) {
     return reinterpret_cast<State*>(aside);
 }
 
+void let_go_of_record(Aside* aside) {
+    State* state = state_of(aside);
+    release_abandoned(state->info, &state->abandoned);
+    if (get_flag(&state->unregistered)) {
+        pthread_mutex_destroy(&state->info->mutex);
+    }
+}
+
 void free_record(DbusInfo* info) {
     for (int32_t i = 0; i < info->count; i++) {
         free(info->interfaces[i]);
@@ -30,13 +38,8 @@ void dispose_state(State* state) {
     // Whoever left before may still be unlocking it.
     pthread_mutex_lock(&state->lock);
     pthread_mutex_unlock(&state->lock);
-    DbusInfo* info = state->info;
-    release_abandoned(info, &state->abandoned);
-    if (get_flag(&state->unregistered)) {
-        pthread_mutex_destroy(&info->mutex);
-    }
     if (get_flag(&state->released)) {
-        free_record(info);
+        free_record(state->info);
     }
     pthread_cond_destroy(&state->room);
     pthread_cond_destroy(&state->changed);
@@ -74,8 +77,12 @@ void join_state(State* state) {
     join_aside(state->info);
 }
 
+bool is_last_to_leave(State* state) {
+    return leave_aside(&state->aside, let_go_of_record);
+}
+
 void leave_state(State* state) {
-    if (leave_aside(&state->aside)) {
+    if (is_last_to_leave(state)) {
         dispose_state(state);
     }
 }

@@ -59,7 +59,11 @@ State* adopt_state(DbusInfo* info, bool State::*started);
 // One user more of a state that the caller uses.
 void join_state(State* state);
 void leave_state(State* state);
-void dispose_state(State* state);  // by whom leave_aside names the last user
+
+// The two halves of leave_state, for who leaves under the state's lock. After true the record is
+// not to be touched, and the caller is to dispose of the state.
+bool is_last_to_leave(State* state);
+void dispose_state(State* state);
 
 // With one user more; null when nobody uses one.
 State* use_state(const DbusInfo* info);
