@@ -46,6 +46,7 @@ constexpr Library kLibraries[] = {
     {"quon_queue", "length 1\nvalue 7\n"},
     {"dbus_socket_common", "entries 2\nfirst method.quon.mcu.get.ver of 53 at quon.mcu.daemon\n"},
     {"hichannel_host", "["},
+    {"quon_mcu_client", "no daemon, no answer in time, 10\n"},
     {"websocket", "/tmp/ws_socket 1\n"},
 };
 
@@ -123,6 +124,7 @@ TEST(AnInstallation, HoldsThePublicHeadersAndNoOther) {
     }
     std::ranges::sort(headers);
     EXPECT_EQ(headers, (Words{"dbus_socket_common.h", "hichannel_host.h", "quon_log.h",
+                              "quon_mcu_client.h", "quon_mcu_client_services.h",
                               "quon_mcu_services.h", "quon_queue.h", "websocket.h"}));
 }
 

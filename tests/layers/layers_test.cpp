@@ -32,6 +32,7 @@ constexpr Folder kHouse[] = {
     {"quon_mcu_daemon/hal/", 7},
     {"quon_mcu_daemon/hal/hi3861l/src/", 6},
     {"quon_mcu_daemon/hal/example/", 6},
+    {"client/", 5},
     {"quon_mcu_daemon/hal/network/", 5},  // what drivers share
     {"quon_mcu_daemon/hal/hi3861l/src/channel/", 5},
     {"quon_mcu_daemon/hal/hi3861l/include/", 4},  // facts that several floors need
@@ -59,7 +60,8 @@ constexpr std::string_view kHeaderOnly[] = {
     "ranges",    "span",    "string_view", "tuple",  "type_traits", "utility",
 };
 
-const std::vector<std::string> kAllFolders = {"common", "dbus", "src", "quon_mcu_daemon", "tools"};
+const std::vector<std::string> kAllFolders = {"common",          "dbus",   "src",
+                                              "quon_mcu_daemon", "client", "tools"};
 
 using Findings = std::vector<std::string>;
 

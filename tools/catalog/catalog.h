@@ -89,6 +89,9 @@ std::span<const service> services();
 std::span<const message> messages();
 std::span<const record* const> records();  // every record that a service or a message names
 
+// What a zero in the service's reply may mean; empty when it is a fact.
+std::string_view zero_reason(const service& what);
+
 const service* find_service(std::string_view full_name);
 const message* find_message(uint8_t type);
 const record* find_record(std::string_view name);

@@ -9,6 +9,7 @@ namespace {
 using namespace layout;
 
 constexpr const record* none = nullptr;
+constexpr std::string_view zero_in_answer = "zero, or not in the chip's answer";
 
 // clang-format off
 constexpr auto message_table = std::to_array<message>({
@@ -210,6 +211,15 @@ std::span<const message> messages() {
 std::span<const record* const> records() {
     static const record_set table = all_records();
     return std::span(table.all).first(table.count);
+}
+
+std::string_view zero_reason(const service& what) {
+    if (what.reply == nullptr || !what.reply->zero.empty()) {
+        return what.reply == nullptr ? std::string_view() : what.reply->zero;
+    }
+    const message* cause = what.message ? find_message(*what.message) : nullptr;
+    const bool brings_answer = cause != nullptr && cause->reply == what.reply;
+    return brings_answer ? zero_in_answer : std::string_view();
 }
 
 const service* find_service(std::string_view full_name) {

@@ -6,7 +6,6 @@ namespace quon::client {
 namespace {
 
 constexpr size_t hex_line = 32;  // digits: 16 bytes
-constexpr std::string_view zero_in_answer = "zero, or not in the chip's answer";
 
 std::string with_unit(const catalog::decoded_field& field) {
     std::string text = field.value;
@@ -49,16 +48,6 @@ void add_rows(row_list& rows, const catalog::decoded_field& field, std::string_v
 }
 
 }  // namespace
-
-std::string_view zero_reason(const catalog::service& service) {
-    if (service.reply == nullptr || !service.reply->zero.empty()) {
-        return service.reply == nullptr ? std::string_view() : service.reply->zero;
-    }
-    const catalog::message* message =
-        service.message ? catalog::find_message(*service.message) : nullptr;
-    const bool brings_answer = message != nullptr && message->reply == service.reply;
-    return brings_answer ? zero_in_answer : std::string_view();
-}
 
 bool is_not_known(const catalog::decoded_field& field, std::string_view zero) {
     return field.blank && !zero.empty();

@@ -18,9 +18,6 @@ namespace quon::client {
 using json = nlohmann::ordered_json;
 using row_list = std::vector<std::vector<std::string>>;
 
-// What a zero in the service's reply may mean; empty when it is a fact.
-std::string_view zero_reason(const catalog::service& service);
-
 bool is_not_known(const catalog::decoded_field& field, std::string_view zero);
 
 // Why the field, or the end of it, is not known; empty when it is.

@@ -1,0 +1,13 @@
+// The generated sources of the client libraries, each as one text.
+#pragma once
+
+#include <string>
+
+namespace quon::generate {
+
+std::string c_header();     // structures and functions of the C client library
+std::string c_records();    // what its structures hold, for its one encoder and decoder
+std::string c_functions();  // one function a service
+std::string python_module();
+
+}  // namespace quon::generate
