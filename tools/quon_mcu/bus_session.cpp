@@ -5,8 +5,8 @@
 #include <chrono>
 #include <string>
 
-#include "dbus_socket_common.h"
 #include "quon_mcu/daemon_state.h"
+#include "quon_mcu_client.h"
 #include "quon_mcu_services.h"
 #include "shared/failure.h"
 
@@ -36,34 +36,35 @@ const char* own_name() {
     fail(exit_status::timed_out, service, daemon.text.empty() ? text : text + ": " + daemon.text);
 }
 
-[[noreturn]] void fail_call(DbusCallStatus status, const catalog::service& service,
+[[noreturn]] void fail_call(quon_mcu_status status, const catalog::service& service,
                             int32_t timeout_ms) {
     switch (status) {
-        case DBUS_CALL_TIMEOUT:
+        case QUON_MCU_TIMEOUT:
             fail_by_time(service, timeout_ms);
-        case DBUS_CALL_NO_CONNECTION:
+        case QUON_MCU_NO_CONNECTION:
             fail(exit_status::unreachable, service, "the connection to the daemon was lost");
-        case DBUS_CALL_INVALID:
+        case QUON_MCU_INVALID:
             fail(exit_status::usage, service,
                  "a payload has at most " + std::to_string(DBUS_DATA_SIZE) + " bytes");
-        case DBUS_CALL_OK:
-        case DBUS_CALL_NO_MEMORY:
+        default:
             break;
     }
     fail(exit_status::failure, service, "out of memory");
 }
 
-answer checked(const catalog::service& service, const DbusReply& reply, int32_t took_ms) {
-    if (reply.result < 0) {
-        return {reply.result, {}, took_ms};
-    }
-    const auto length = static_cast<uint32_t>(reply.result);
-    if (length > DBUS_DATA_SIZE || reply.data_len != length) {
+answer answer_of(quon_mcu_status status, const catalog::service& service, const DbusReply& reply,
+                 int32_t took_ms) {
+    if (status == QUON_MCU_MALFORMED) {
         fail(exit_status::malformed, service,
              "malformed answer: result " + std::to_string(reply.result) + ", length " +
                  std::to_string(reply.data_len));
     }
+    const uint32_t length = status == QUON_MCU_OK ? reply.data_len : 0;
     return {reply.result, byte_list(reply.data, reply.data + length), took_ms};
+}
+
+bool is_answered(quon_mcu_status status) {
+    return status == QUON_MCU_OK || status == QUON_MCU_FAILED || status == QUON_MCU_MALFORMED;
 }
 
 // What the daemon's log has beside it: errors at any level, the frames at the highest one.
@@ -95,29 +96,28 @@ std::string refusal_text(const catalog::service& service, const answer& refusal)
 }
 
 bus_session::bus_session(int32_t timeout_ms)
-    : timeout_ms_(timeout_ms),
-      info_(Dbus_Client_Connect(own_name(), QUON_MCU_BUS_NAME, one_attempt)) {
-    if (info_ == nullptr) {
+    : timeout_ms_(timeout_ms), client_(quon_mcu_client_connect(own_name(), one_attempt)) {
+    if (client_ == nullptr) {
         throw failure(exit_status::unreachable, why_unreachable(bus_path));
     }
 }
 
 bus_session::~bus_session() {
-    Dbus_Client_Disconnect(info_);
+    quon_mcu_client_disconnect(client_);
 }
 
 answer bus_session::call(const catalog::service& service, byte_view request) {
     const auto reply = std::make_unique<DbusReply>();
     const auto start = std::chrono::steady_clock::now();
-    const DbusCallStatus status =
-        Dbus_Method_Call(info_, std::string(service.name).c_str(), request.data(),
-                         static_cast<uint32_t>(request.size()), timeout_ms_, reply.get());
-    if (status != DBUS_CALL_OK) {
+    const quon_mcu_status status =
+        quon_mcu_client_call(client_, std::string(service.name).c_str(), request.data(),
+                             static_cast<uint32_t>(request.size()), timeout_ms_, reply.get());
+    if (!is_answered(status)) {
         fail_call(status, service, timeout_ms_);
     }
     const auto took = std::chrono::steady_clock::now() - start;
-    return checked(
-        service, *reply,
+    return answer_of(
+        status, service, *reply,
         static_cast<int32_t>(std::chrono::duration_cast<std::chrono::milliseconds>(took).count()));
 }
 
@@ -136,10 +136,10 @@ byte_list bus_session::query(const catalog::service& service, byte_view request)
 }
 
 void bus_session::send(const catalog::service& service, byte_view request) {
-    const DbusCallStatus status =
-        Dbus_Signal_Send(info_, std::string(service.name).c_str(), request.data(),
-                         static_cast<uint32_t>(request.size()), timeout_ms_);
-    if (status != DBUS_CALL_OK) {
+    const quon_mcu_status status =
+        quon_mcu_client_send(client_, std::string(service.name).c_str(), request.data(),
+                             static_cast<uint32_t>(request.size()), timeout_ms_);
+    if (status != QUON_MCU_OK) {
         fail_call(status, service, timeout_ms_);
     }
 }

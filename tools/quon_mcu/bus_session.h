@@ -8,7 +8,7 @@
 #include "catalog/catalog.h"
 #include "shared/bytes.h"
 
-struct DbusInfo;
+struct quon_mcu_client;
 
 namespace quon::client {
 
@@ -46,7 +46,7 @@ class bus_session {
 
   private:
     int32_t timeout_ms_;
-    DbusInfo* info_;
+    quon_mcu_client* client_;
 };
 
 }  // namespace quon::client

@@ -8,12 +8,12 @@
 
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <cstring>
 
 #include "quon_mcu/commands.h"
 #include "quon_mcu/daemon_state.h"
 #include "quon_mcu/present.h"
+#include "quon_mcu_client.h"
 #include "shared/failure.h"
 #include "shared/owned_descriptor.h"
 #include "shared/values.h"
@@ -21,12 +21,7 @@
 namespace quon::client {
 namespace {
 
-using steady = std::chrono::steady_clock;
-
-constexpr uint8_t give_connection = 0;
 constexpr uint8_t drop_connection = 1;
-constexpr uint8_t hand_over = 1;
-constexpr size_t hand_over_size = 8;
 
 [[noreturn]] void fail_with_errno(exit_status status, const std::string& what) {
     throw failure(status, what + ": " + std::strerror(errno));
@@ -67,92 +62,54 @@ owned_descriptor connect_locally(const std::string& path) {
     return local;
 }
 
-// Command, address in network order, port in the host's own order.
-void send_request(int local, uint8_t command, const sockaddr_in& peer) {
-    std::array<uint8_t, 7> request{command};
-    const uint16_t port = ntohs(peer.sin_port);
-    std::memcpy(&request[1], &peer.sin_addr.s_addr, 4);
-    std::memcpy(&request[5], &port, 2);
-    if (::send(local, request.data(), request.size(), MSG_NOSIGNAL) !=
+void send_drop(const std::string& path) {
+    const owned_descriptor local = connect_locally(path);
+    const std::array<uint8_t, 7> request{drop_connection};
+    if (::send(local.get(), request.data(), request.size(), MSG_NOSIGNAL) !=
         static_cast<ssize_t>(request.size())) {
         fail_with_errno(exit_status::unreachable, "cannot send the request");
     }
 }
 
-// The daemon acts on the last request once more when its peer closes. A request to drop keeps it
-// from connecting again for nobody.
-class asked_connection {
-  public:
-    explicit asked_connection(int local) : local_(local) {}
-    ~asked_connection() { static_cast<void>(::send(local_, &drop_connection, 1, MSG_NOSIGNAL)); }
-    asked_connection(const asked_connection&) = delete;
-    asked_connection& operator=(const asked_connection&) = delete;
-
-  private:
-    int local_;
-};
-
-int milliseconds_until(steady::time_point deadline) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - steady::now());
-    return left.count() > 0 ? static_cast<int>(left.count()) : 0;
-}
-
-void wait_readable(int fd, int32_t timeout_ms, const std::string& path) {
-    const auto deadline = steady::now() + std::chrono::milliseconds(timeout_ms);
-    pollfd entry{fd, POLLIN, 0};
-    int ready = 0;
-    do {
-        ready = poll(&entry, 1, milliseconds_until(deadline));
-    } while (ready < 0 && errno == EINTR);
-    if (ready <= 0) {
-        const std::string text = "no connection within " + std::to_string(timeout_ms) + " ms";
-        const std::string cause = look_at_daemon(path).text;
-        throw failure(exit_status::timed_out, cause.empty() ? text : text + ": " + cause);
+[[noreturn]] void fail_to_take(int status, const handoff_words& words, int32_t timeout_ms) {
+    const daemon_report daemon = look_at_daemon(words.socket);
+    const std::string in_time = "no connection within " + std::to_string(timeout_ms) + " ms";
+    switch (status) {
+        case QUON_MCU_TIMEOUT:
+            throw failure(exit_status::timed_out,
+                          daemon.text.empty() ? in_time : in_time + ": " + daemon.text);
+        case QUON_MCU_NO_CONNECTION:
+            throw failure(exit_status::unreachable, daemon.state == daemon_state::running
+                                                        ? "the daemon closed the hand-off socket"
+                                                        : why_unreachable(words.socket));
+        case QUON_MCU_MALFORMED:
+            throw failure(exit_status::malformed, "malformed hand-over message");
+        case QUON_MCU_FAILED:
+            throw failure(exit_status::failure, "no connection to " + words.peer +
+                                                    ": the socket handed over is not connected");
+        case QUON_MCU_INVALID:
+            throw failure(exit_status::usage, "the socket's path is too long");
+        default:
+            fail_with_errno(exit_status::failure, "no socket");
     }
 }
 
-owned_descriptor received_descriptor(const msghdr& message) {
-    for (cmsghdr* each = CMSG_FIRSTHDR(&message); each != nullptr;
-         each = CMSG_NXTHDR(const_cast<msghdr*>(&message), each)) {
-        if (each->cmsg_level == SOL_SOCKET && each->cmsg_type == SCM_RIGHTS &&
-            each->cmsg_len == CMSG_LEN(sizeof(int))) {
-            int fd = -1;
-            std::memcpy(&fd, CMSG_DATA(each), sizeof(fd));
-            return owned_descriptor(fd);
-        }
+owned_descriptor take_connection(const handoff_words& words, int32_t timeout_ms) {
+    const uint16_t port = ntohs(parse_peer(words.peer).sin_port);
+    const std::string address = words.peer.substr(0, words.peer.rfind(':'));
+    const int taken =
+        quon_mcu_client_take_socket_at(words.socket.c_str(), address.c_str(), port, timeout_ms);
+    if (taken < 0) {
+        fail_to_take(taken, words, timeout_ms);
     }
-    return owned_descriptor(-1);
+    return owned_descriptor(taken);
 }
 
-owned_descriptor receive_connection(int local) {
-    std::array<uint8_t, hand_over_size> data{};
-    alignas(cmsghdr) std::array<uint8_t, CMSG_SPACE(sizeof(int))> control{};
-    iovec block{data.data(), data.size()};
-    msghdr message{};
-    message.msg_iov = &block;
-    message.msg_iovlen = 1;
-    message.msg_control = control.data();
-    message.msg_controllen = control.size();
-    const ssize_t got = recvmsg(local, &message, MSG_CMSG_CLOEXEC);
-    if (got == 0) {
-        throw failure(exit_status::unreachable, "the daemon closed the hand-off socket");
-    }
-    if (got < 0) {
-        fail_with_errno(exit_status::unreachable, "the hand-off socket");
-    }
-    owned_descriptor remote = received_descriptor(message);
-    if (got != static_cast<ssize_t>(data.size()) || data[0] != hand_over || remote.get() < 0) {
-        throw failure(exit_status::malformed, "malformed hand-over message");
-    }
-    return remote;
-}
-
-sockaddr_in connected_peer(int remote, const std::string& wanted) {
+sockaddr_in connected_peer(int remote, const handoff_words& words) {
     sockaddr_in peer{};
     socklen_t length = sizeof(peer);
     if (getpeername(remote, reinterpret_cast<sockaddr*>(&peer), &length) != 0) {
-        throw failure(exit_status::failure,
-                      "no connection to " + wanted + ": the socket handed over is not connected");
+        fail_to_take(QUON_MCU_FAILED, words, 0);
     }
     return peer;
 }
@@ -247,16 +204,12 @@ void hand_off(context& ctx, const handoff_words& words) {
     if (words.peer.empty() != words.drop) {
         throw failure(exit_status::usage, "handoff takes either ADDRESS:PORT or --drop");
     }
-    const sockaddr_in wanted = words.drop ? sockaddr_in{} : parse_peer(words.peer);
-    const owned_descriptor local = connect_locally(words.socket);
-    send_request(local.get(), words.drop ? drop_connection : give_connection, wanted);
     if (words.drop) {
+        send_drop(words.socket);
         return;
     }
-    const asked_connection asked(local.get());
-    wait_readable(local.get(), ctx.timeout_ms, words.socket);
-    const owned_descriptor remote = receive_connection(local.get());
-    show_peer(ctx, words, connected_peer(remote.get(), words.peer));
+    const owned_descriptor remote = take_connection(words, ctx.timeout_ms);
+    show_peer(ctx, words, connected_peer(remote.get(), words));
     if (!words.no_relay) {
         relay(ctx.out, remote.get()).run();
     }
