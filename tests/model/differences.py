@@ -20,7 +20,9 @@ from hypothesis.stateful import RuleBasedStateMachine, initialize, rule, run_sta
 import model
 from world import Daemon, Difference, RECORD, HEAD, record
 
-STEPS_OF_ONE_RUN = 50
+STEPS_OF_ONE_RUN = 50  # at most
+RUNS_OF_ONE_SEARCH = 20
+SEARCHES_OF_ONE_SEED = 1000000
 START_TIME = 212 + 396  # in the result with the wake-up context: the machine's own
 PLANTS = ("length", "order", "text", "stale", "lost")
 
@@ -335,10 +337,11 @@ class Comparison(RuleBasedStateMachine):
         self.compare_log(lines)
 
 
-def run(steps, seed, shrink):
+def search(seed, shrink):
+    """Some runs of random steps. Raises the shortest difference that it finds."""
     phases = [hypothesis.Phase.generate] + ([hypothesis.Phase.shrink] if shrink else [])
     settings = hypothesis.settings(
-        max_examples=max(1, steps // STEPS_OF_ONE_RUN), stateful_step_count=STEPS_OF_ONE_RUN,
+        max_examples=RUNS_OF_ONE_SEARCH, stateful_step_count=STEPS_OF_ONE_RUN,
         deadline=None, database=None, phases=phases, print_blob=False,
         suppress_health_check=list(hypothesis.HealthCheck))
     run_state_machine_as_test(hypothesis.seed(seed)(Comparison), settings=settings)
@@ -353,11 +356,15 @@ def main():
     parser.add_argument("--plant", choices=PLANTS)
     parser.parse_args(namespace=OPTIONS)
     start = time.monotonic()
+    searches = 0
     try:
-        run(OPTIONS.steps, OPTIONS.seed, shrink=OPTIONS.plant is None)
+        while Comparison.steps < OPTIONS.steps:
+            search(OPTIONS.seed * SEARCHES_OF_ONE_SEED + searches, OPTIONS.plant is None)
+            searches += 1
     except Difference as difference:
         print(f"{Comparison.steps} steps, then a difference: {difference}")
         print("\n".join(getattr(difference, "__notes__", [])))
+        print(f"seed {OPTIONS.seed}, search {searches}")
         return 0 if OPTIONS.plant else 1
     seconds = time.monotonic() - start
     print(f"{Comparison.steps} steps in {seconds:.0f} s, no difference")
