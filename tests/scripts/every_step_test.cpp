@@ -69,6 +69,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Row{"Asan", "scripts/test asan -R One", 6, false},
                     Row{"Clang", "scripts/test clang", 6, false},
                     Row{"Mipsel", "scripts/test mipsel", 10, false},
+                    Row{"Model", "scripts/test model --worlds 2", 6, false},
+                    Row{"Planted", "scripts/test model --planted", 6, false},
                     Row{"Uclibc", "scripts/test uclibc", 15, true},
                     Row{"Format", "scripts/lint format", 6, false},
                     Row{"Shell", "scripts/lint shell", 6, false},

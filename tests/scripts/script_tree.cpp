@@ -98,7 +98,10 @@ ScriptTree::ScriptTree(const std::string& parent) {
         copy_into(checkout_, part);
     }
     fs::remove(path("scripts/lib/demo-tour"));
-    fs::create_symlink(top / "tests/scripts/stub", path("scripts/lib/demo-tour"));
+    fs::create_directories(path("tests/model"));
+    for (const char* program : {"scripts/lib/demo-tour", "tests/model/differences.py"}) {
+        fs::create_symlink(top / "tests/scripts/stub", path(program));
+    }
     std::ofstream(path("one.cpp")) << "\n";
     std::ofstream(path("one")) << "#!/bin/sh\n";
 }
