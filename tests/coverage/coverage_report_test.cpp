@@ -69,6 +69,12 @@ TEST_F(ACoverageReport, IsContentWithALineThatIsInTheList) {
     EXPECT_EQ(result.out, kTable);
 }
 
+TEST_F(ACoverageReport, TakesALineWithABarForWhatItIs) {
+    write("src/some.cpp", "// a comment\n  if (a) b();\n  c(d | e);\n");
+    EXPECT_EQ(report_with("src/some.cpp | c(d | e); | why\n").status, kPassed);
+    EXPECT_EQ(report_with("src/some.cpp | c(d | f); | why\n").status, kFailed);
+}
+
 TEST_F(ACoverageReport, NamesALineThatIsNotInTheList) {
     const Result result = report_with("");
     EXPECT_EQ(result.status, kFailed);
