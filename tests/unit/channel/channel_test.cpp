@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "captured_output.h"
+#include "expected_texts.h"
 #include "fake_netlink.h"
 #include "hex.h"
 #include "hichannel_host.h"
@@ -150,7 +151,7 @@ TEST_F(AClosedChannel, CannotOpenWithoutASocket) {
     fail_next_socket(EPROTONOSUPPORT);
     EXPECT_EQ(printed_by([] { EXPECT_EQ(hi_channel_init(), -1); }),
               line_of("hi_channel_init",
-                      std::string("create is fail:") + std::strerror(EPROTONOSUPPORT)));
+                      std::string(expected::kSocketFailed) + std::strerror(EPROTONOSUPPORT)));
     EXPECT_EQ(hi_channel_init(), 0);  // everything was released
     EXPECT_EQ(hi_channel_deinit(), 0);
 }
@@ -184,12 +185,12 @@ TEST_F(AClosedChannel, FailsToOpenSilentlyWhenMemoryIsShort) {
 
 TEST_F(AClosedChannel, TakesNoCallback) {
     EXPECT_EQ(printed_by([] { EXPECT_EQ(hi_channel_register_rx_cb(keep_payload), -1); }),
-              line_of("hi_channel_register_rx_cb", "hi_channel_register_rx_cb is fail"));
+              line_of("hi_channel_register_rx_cb", expected::kRegistrationFailed));
 }
 
 TEST_F(AnOpenChannel, RefusesANullCallback) {
     EXPECT_EQ(printed_by([] { EXPECT_EQ(hi_channel_register_rx_cb(nullptr), -1); }),
-              line_of("hi_channel_register_rx_cb", "hi_channel_register_rx_cb is fail"));
+              line_of("hi_channel_register_rx_cb", expected::kRegistrationFailed));
 }
 
 TEST_F(AnOpenChannel, DropsMessagesUntilACallbackIsRegistered) {
@@ -330,7 +331,7 @@ TEST_F(AnOpenChannel, ReportsAFailedSendWithItsReason) {
     fail_next_send(ECONNREFUSED);
     EXPECT_EQ(printed_by([&] { EXPECT_EQ(hi_channel_send_to_dev(&byte, 1), -1); }),
               line_of("hi_channel_send_to_dev",
-                      std::string("sendto error:") + std::strerror(ECONNREFUSED)));
+                      std::string(expected::kSendFailed) + std::strerror(ECONNREFUSED)));
     EXPECT_EQ(hi_channel_send_to_dev(&byte, 1), 0);
 }
 
@@ -346,9 +347,9 @@ TEST_F(AnOpenChannel, ReportsThatASendFoundNoMemory) {
 
 TEST_F(AClosedChannel, FailsToSendAsOnABadDescriptor) {
     const std::uint8_t byte = 1;
-    EXPECT_EQ(
-        printed_by([&] { EXPECT_EQ(hi_channel_send_to_dev(&byte, 1), -1); }),
-        line_of("hi_channel_send_to_dev", std::string("sendto error:") + std::strerror(EBADF)));
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(hi_channel_send_to_dev(&byte, 1), -1); }),
+              line_of("hi_channel_send_to_dev",
+                      std::string(expected::kSendFailed) + std::strerror(EBADF)));
 }
 
 TEST_F(AReceivingChannel, SendsWholeMessagesFromManyThreadsWhileReceiving) {

@@ -9,6 +9,8 @@
 #include <thread>
 
 #include "captured_output.h"
+#include "expected_table.h"
+#include "expected_texts.h"
 #include "fake_operations.h"
 #include "quon_log.h"
 #include "services.h"
@@ -37,68 +39,17 @@ int __wrap_QnLogSetProfile(QnLogProfile profile) {
 namespace quon::test {
 namespace {
 
-enum class Payload { kByte, kWord, kRecord, kPointer, kPointerAndLength, kNone };
-using enum Payload;
-constexpr bool kNo = false;
-constexpr bool kYes = true;
+signal_handler* handler_of(const ExpectedService& row) {
+    return service_named(row.name).handler.signal;
+}
 
-struct CommandRow {
-    const char* service;  // after "signal.quon.mcu."
-    const char* handler;
-    int slot;
-    bool null_check;
-    Payload payload;
-    std::size_t size;  // bytes that are passed by value
-    const char* failure;
-};
+method_handler* method_of(const ExpectedService& row) {
+    return service_named(row.name).handler.method;
+}
 
-// clang-format off
-const CommandRow kCommands[] = {
-    {"set.time",                "quon_mcu_set_time",                  4,  kNo,  kPointer,          0,   "mcu_set_time failed"},
-    {"set.led",                 "quon_mcu_set_led_state",             6,  kNo,  kByte,             1,   "mcu_set_led_state failed"},
-    {"set.pir.switch",          "quon_mcu_set_pir_switch",            8,  kNo,  kByte,             1,   "mcu_set_pir_switch failed"},
-    {"set.pir.sensitivity",     "quon_mcu_set_pir_sensivity",         9,  kNo,  kByte,             1,   "mcu_set_pir_sensitivity failed"},
-    {"set.pir.info",            "quon_mcu_set_pir_info",              11, kNo,  kRecord,           36,  "mcu_set_pir_info failed"},
-    {"set.wifi.connect",        "quon_mcu_set_wifi_connect",          12, kNo,  kRecord,           134, "mcu_set_wifi_connect failed"},
-    {"set.wifi.disconnect",     "quon_mcu_set_wifi_disconnect",       13, kNo,  kNone,             0,   "mcu_set_wifi_disconnect failed"},
-    {"set.wifi.keepalive",      "quon_mcu_set_wifi_keepalive",        16, kNo,  kRecord,           164, "mcu_set_wifi_keepalive failed"},
-    {"set.wifi.extended.info",  "quon_mcu_set_wifi_extended_info",    17, kNo,  kRecord,           66,  "mcu_set_wifi_extended_info failed"},
-    {"set.system.state",        "quon_mcu_set_system_state",          19, kNo,  kByte,             1,   "mcu_set_system_state failed"},
-    {"set.store.params",        "quon_mcu_set_store_params",          24, kNo,  kRecord,           48,  "mcu_set_store_params failed"},
-    {"set.wdg.state",           "quon_mcu_set_wdg_state",             26, kNo,  kByte,             1,   "mcu_set_wdg_state failed"},
-    {"set.wdg.period",          "quon_mcu_set_wdg_period",            28, kNo,  kWord,             4,   "mcu_set_wdg_period failed"},
-    {"set.wdg.feed",            "quon_mcu_set_wdg_feed",              29, kNo,  kNone,             0,   "mcu_set_wdg_feed failed"},
-    {"set.alarm",               "quon_mcu_set_alarm",                 30, kNo,  kRecord,           7,   "mcu_set_alarm failed"},
-    {"set.ap.start",            "quon_mcu_set_ap_start",              32, kNo,  kRecord,           166, "mcu_set_ap_start failed"},
-    {"set.ap.stop",             "quon_mcu_set_ap_stop",               33, kNo,  kNone,             0,   "mcu_set_ap_stop failed"},
-    {"set.crash.test",          "quon_mcu_set_crash_test",            34, kNo,  kNone,             0,   "mcu_set_crash_test failed"},
-    {"set.uart.switch",         "quon_mcu_set_uart_switch",           37, kNo,  kByte,             1,   "mcu_set_uart_switch failed"},
-    {"set.wakeup.info",         "quon_mcu_set_wakeup_info",           38, kNo,  kRecord,           71,  "mcu_set_wakeup_info failed"},
-    {"set.charge.auto.poweron", "quon_mcu_set_charge_auto_poweron",   40, kYes, kRecord,           67,  "mcu_set_charge_auto_poweron failed"},
-    {"set.cmd",                 "quon_mcu_set_cmd",                   41, kNo,  kPointerAndLength, 4,   "mcu_set_cmd failed"},
-    {"set.tamper.info",         "quon_mcu_set_tamper_switch",         42, kYes, kByte,             1,   "mcu_set_tamper_switch failed"},
-    {"set.log.profile",         "quon_mcu_set_log_profile",           44, kYes, kRecord,           35,  "mcu_set_log_profile failed"},
-    {"set.soc.time.info",       "quon_mcu_set_soc_poweron_time_info", 49, kYes, kRecord,           44,  "mcu_set_soc_poweron_time_info failed"},
-};
-// clang-format on
-static_assert(std::size(kCommands) == 25);
-
-struct UpgradeRow {
-    const char* service;  // after "method.quon.mcu."
-    const char* handler;
-    int slot;
-    std::size_t size;  // bytes that are passed by value
-    bool pointer;
-    const char* failure;
-};
-
-// clang-format off
-const UpgradeRow kUpgrades[] = {
-    {"upg.start",    "quon_mcu_upg_start",    21, 5, false, "mcu_upg_start failed"},
-    {"upg.transmit", "quon_mcu_upg_transmit", 22, 0, true,  "mcu_upg_transmit failed"},
-    {"upg.finish",   "quon_mcu_upg_finish",   23, 0, false, "mcu_upg_finish failed"},
-};
-// clang-format on
+std::string failure_line(const ExpectedService& row) {
+    return log_line("E/", row.handler, expected::failed(row.failure));
+}
 
 // Byte 1 is the level limit of "set.log.profile": everything stays visible.
 Bytes request_that_shows_the_log() {
@@ -108,64 +59,65 @@ Bytes request_that_shows_the_log() {
 }
 
 // What the row's operation gets by value out of the request.
-Bytes passed_values(const CommandRow& row, const Bytes& request) {
-    if (row.payload == kPointerAndLength) {
+Bytes passed_values(const ExpectedService& row, const Bytes& request) {
+    if (row.passed == Passed::kPointerAndLength) {
         return {0x04, 0x11, 0, 0};  // 4356, the whole payload area
     }
-    return {request.begin(), request.begin() + static_cast<std::ptrdiff_t>(row.size)};
+    return {request.begin(),
+            request.begin() + (row.passed == Passed::kPointer ? 0 : row.request_size)};
+}
+
+const void* passed_pointer(const ExpectedService& row, const Bytes& request) {
+    const bool by_pointer =
+        row.passed == Passed::kPointer || row.passed == Passed::kPointerAndLength;
+    return by_pointer ? request.data() : nullptr;
 }
 
 TEST(EachCommand, PassesItsPayloadToItsOneSlot) {
     const Bytes request = request_that_shows_the_log();
-    for (const CommandRow& row : kCommands) {
-        SCOPED_TRACE(row.service);
+    for (const ExpectedService& row : expected::commands()) {
+        SCOPED_TRACE(row.name);
         fresh_operations();
-        const Outcome outcome = run_signal(signal_named(row.service), request);
+        const Outcome outcome = run_signal(handler_of(row), request);
         EXPECT_EQ(outcome.output, "");
         ASSERT_EQ(operations().called_slots(), std::vector<int>{row.slot});
         EXPECT_EQ(operations().calls[0].values, passed_values(row, request));
-        const bool by_pointer = row.payload == kPointer || row.payload == kPointerAndLength;
-        EXPECT_EQ(operations().calls[0].input, by_pointer ? request.data() : nullptr);
+        EXPECT_EQ(operations().calls[0].input, passed_pointer(row, request));
     }
 }
 
 TEST(EachCommand, LogsItsOwnFailureText) {
     const Bytes request = request_that_shows_the_log();
-    for (const CommandRow& row : kCommands) {
+    for (const ExpectedService& row : expected::commands()) {
         for (const std::int32_t result : {-1, 1}) {
-            SCOPED_TRACE(row.service);
+            SCOPED_TRACE(row.name);
             fresh_operations().result = result;
-            const Outcome outcome = run_signal(signal_named(row.service), request);
-            EXPECT_EQ(outcome.output,
-                      log_line("E/", row.handler, std::string("[") + row.failure + "] failed\n"));
+            const Outcome outcome = run_signal(handler_of(row), request);
+            EXPECT_EQ(outcome.output, failure_line(row));
             EXPECT_EQ(operations().calls.size(), 1U);
         }
     }
 }
 
 TEST(EachCommand, WithANullCheckLogsAnEmptySlotAndCallsNothing) {
-    int checked = 0;
-    for (const CommandRow& row : kCommands) {
-        if (row.null_check) {
-            SCOPED_TRACE(row.service);
+    for (const ExpectedService& row : expected::commands()) {
+        if (row.null_check == NullCheck::kYes) {
+            SCOPED_TRACE(row.name);
             fresh_operations().empty_slot(row.slot);
-            const Outcome outcome =
-                run_signal(signal_named(row.service), request_that_shows_the_log());
-            EXPECT_EQ(outcome.output, log_line("E/", row.handler, "func is null\n"));
+            const Outcome outcome = run_signal(handler_of(row), request_that_shows_the_log());
+            EXPECT_EQ(outcome.output, log_line("E/", row.handler, expected::kEmptySlot));
             EXPECT_TRUE(operations().calls.empty());
-            checked++;
         }
     }
-    EXPECT_EQ(checked, 4);
 }
 
 TEST(EachCommandDeathTest, WithoutANullCheckCallsThroughAnEmptySlot) {
     const Bytes request = request_that_shows_the_log();
-    for (const CommandRow& row : kCommands) {
-        if (!row.null_check) {
-            SCOPED_TRACE(row.service);
+    for (const ExpectedService& row : expected::commands()) {
+        if (row.null_check == NullCheck::kNo) {
+            SCOPED_TRACE(row.name);
             fresh_operations().empty_slot(row.slot);
-            EXPECT_DEATH(run_signal(signal_named(row.service), request), "");
+            EXPECT_DEATH(run_signal(handler_of(row), request), "");
         }
     }
 }
@@ -174,10 +126,10 @@ TEST(EachCommand, ReadsAPayloadAtAnyAddress) {
     const Bytes request = request_that_shows_the_log();
     Bytes shifted(1);
     shifted.insert(shifted.end(), request.begin(), request.end());
-    for (const CommandRow& row : kCommands) {
-        SCOPED_TRACE(row.service);
+    for (const ExpectedService& row : expected::commands()) {
+        SCOPED_TRACE(row.name);
         fresh_operations();
-        signal_named(row.service)(shifted.data() + 1, DBUS_DATA_SIZE);
+        handler_of(row)(shifted.data() + 1, DBUS_DATA_SIZE);
         ASSERT_EQ(operations().calls.size(), 1U);
         EXPECT_EQ(operations().calls[0].values, passed_values(row, request));
     }
@@ -185,12 +137,12 @@ TEST(EachCommand, ReadsAPayloadAtAnyAddress) {
 
 TEST(EachCommand, ReadsItsWholeRecordWhateverTheRequestLength) {
     const Bytes request = request_that_shows_the_log();
-    for (const CommandRow& row : kCommands) {
+    for (const ExpectedService& row : expected::commands()) {
         for (const std::int32_t length : {0, 1, -1}) {
-            if (row.payload != kPointerAndLength) {
-                SCOPED_TRACE(row.service);
+            if (row.passed != Passed::kPointerAndLength) {
+                SCOPED_TRACE(row.name);
                 fresh_operations();
-                signal_named(row.service)(request.data(), length);
+                handler_of(row)(request.data(), length);
                 ASSERT_EQ(operations().calls.size(), 1U);
                 EXPECT_EQ(operations().calls[0].values, passed_values(row, request));
             }
@@ -213,40 +165,38 @@ TEST(TheRawCommand, PassesItsLengthOnBitForBit) {
 
 TEST(EachUpgradeMethod, RepliesWithAZeroWordOf4Bytes) {
     const Bytes request = numbered_request();
-    for (const UpgradeRow& row : kUpgrades) {
-        SCOPED_TRACE(row.service);
+    for (const ExpectedService& row : expected::upgrades()) {
+        SCOPED_TRACE(row.name);
         fresh_operations();
-        const Outcome outcome = run_method(method_named(row.service), request);
+        const Outcome outcome = run_method(method_of(row), request);
         EXPECT_EQ(outcome.result, 4);
         EXPECT_EQ(Bytes(outcome.reply.begin(), outcome.reply.begin() + 5),
                   (Bytes{0, 0, 0, 0, kUntouched}));
         EXPECT_EQ(outcome.output, "");
         ASSERT_EQ(operations().called_slots(), std::vector<int>{row.slot});
-        EXPECT_EQ(operations().calls[0].input, row.pointer ? request.data() : nullptr);
-        EXPECT_EQ(operations().calls[0].values,
-                  Bytes(request.begin(), request.begin() + static_cast<std::ptrdiff_t>(row.size)));
+        EXPECT_EQ(operations().calls[0].input, passed_pointer(row, request));
+        EXPECT_EQ(operations().calls[0].values, passed_values(row, request));
     }
 }
 
 TEST(EachUpgradeMethod, LogsItsFailureAndLeavesTheReplyAlone) {
-    for (const UpgradeRow& row : kUpgrades) {
+    for (const ExpectedService& row : expected::upgrades()) {
         for (const std::int32_t result : {-1, 4}) {
-            SCOPED_TRACE(row.service);
+            SCOPED_TRACE(row.name);
             fresh_operations().result = result;
-            const Outcome outcome = run_method(method_named(row.service), numbered_request());
+            const Outcome outcome = run_method(method_of(row), numbered_request());
             EXPECT_EQ(outcome.result, -1);
             EXPECT_EQ(outcome.reply, Bytes(DBUS_DATA_SIZE, kUntouched));
-            EXPECT_EQ(outcome.output,
-                      log_line("E/", row.handler, std::string("[") + row.failure + "] failed\n"));
+            EXPECT_EQ(outcome.output, failure_line(row));
         }
     }
 }
 
 TEST(EachUpgradeMethodDeathTest, CallsThroughAnEmptySlot) {
-    for (const UpgradeRow& row : kUpgrades) {
-        SCOPED_TRACE(row.service);
+    for (const ExpectedService& row : expected::upgrades()) {
+        SCOPED_TRACE(row.name);
         fresh_operations().empty_slot(row.slot);
-        EXPECT_DEATH(run_method(method_named(row.service), numbered_request()), "");
+        EXPECT_DEATH(run_method(method_of(row), numbered_request()), "");
     }
 }
 
@@ -311,7 +261,7 @@ TEST(TheLogProfileCommand, ExtendsByte1WithZeros) {
 TEST(TheLogProfileCommand, ChangesTheDaemonsProfileBeforeItReportsTheEmptySlot) {
     fresh_operations().empty_slot(44);
     EXPECT_EQ(run_signal(quon_mcu_set_log_profile, profile_request(2, 1)).output,
-              log_line("E/", "quon_mcu_set_log_profile", "func is null\n"));
+              log_line("E/", "quon_mcu_set_log_profile", expected::kEmptySlot));
     EXPECT_EQ(profile_now().level_limit, 1U);
     EXPECT_EQ(run_signal(quon_mcu_set_log_profile, profile_request(2, 0)).output, "");
     EXPECT_EQ(profile_now().level_limit, 0U);

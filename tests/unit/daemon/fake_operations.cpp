@@ -1,11 +1,10 @@
 #include "fake_operations.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstring>
 #include <numeric>
 #include <type_traits>
+#include <utility>
 
 #include "captured_output.h"
 #include "quon_log.h"
@@ -48,66 +47,21 @@ std::int32_t operation(Args... args) {
     return operations().result;
 }
 
-template <int Slot, typename... Args>
-void fill(std::int32_t (*&slot)(Args...)) {
-    ASSERT_EQ(static_cast<void*>(&slot), operations().slot_address(Slot));
-    slot = operation<Slot, Args...>;
-}
+// Becomes the operation of a slot, whatever arguments that has.
+template <int Slot>
+struct AnyOperation {
+    template <typename... Args>
+    using function = std::int32_t (*)(Args...);
 
-// The operations in the order of their slots.
-void fill_table(mcu_ops& ops) {
-    fill<0>(ops.init);
-    fill<1>(ops.deinit);
-    fill<2>(ops.get_version);
-    fill<3>(ops.get_wakeup_info);
-    fill<4>(ops.set_time);
-    fill<5>(ops.get_time);
-    fill<6>(ops.set_led_state);
-    fill<7>(ops.get_battery_status);
-    fill<8>(ops.set_pir_switch);
-    fill<9>(ops.set_pir_sensitivity);
-    fill<10>(ops.get_pir_info);
-    fill<11>(ops.set_pir_info);
-    fill<12>(ops.set_wifi_connect);
-    fill<13>(ops.set_wifi_disconnect);
-    fill<14>(ops.get_wifi_status);
-    fill<15>(ops.get_wifi_info);
-    fill<16>(ops.set_wifi_keepalive);
-    fill<17>(ops.set_wifi_extended_info);
-    fill<18>(ops.get_wifi_scanf_info);
-    fill<19>(ops.set_system_state);
-    fill<20>(ops.get_event_info);
-    fill<21>(ops.upg_start);
-    fill<22>(ops.upg_transmit);
-    fill<23>(ops.upg_finish);
-    fill<24>(ops.set_store_params);
-    fill<25>(ops.get_store_params);
-    fill<26>(ops.set_wdg_state);
-    fill<27>(ops.get_wdg_state);
-    fill<28>(ops.set_wdg_period);
-    fill<29>(ops.set_wdg_feed);
-    fill<30>(ops.set_alarm);
-    fill<31>(ops.get_alarm);
-    fill<32>(ops.set_ap_start);
-    fill<33>(ops.set_ap_stop);
-    fill<34>(ops.set_crash_test);
-    fill<35>(ops.get_err_report);
-    fill<36>(ops.get_soc_min_version);
-    fill<37>(ops.set_uart_switch);
-    fill<38>(ops.set_wakeup_info);
-    fill<39>(ops.get_status_info);
-    fill<40>(ops.set_charge_auto_poweron);
-    fill<41>(ops.set_cmd);
-    fill<42>(ops.set_tamper_switch);
-    fill<43>(ops.get_config_info);
-    fill<44>(ops.set_log_profile);
-    fill<45>(ops.get_log_profile);
-    fill<46>(ops.get_bit_err_rate);
-    fill<47>(ops.get_ipaddr_update_status);
-    fill<48>(ops.get_wifi_extended_status);
-    fill<49>(ops.set_soc_poweron_time_info);
-    fill<50>(ops.get_soc_poweron_time_info_list);
-    fill<51>(ops.get_soc_poweron_time_cur_info);
+    template <typename... Args>
+    operator function<Args...>() const {  // NOLINT(google-explicit-constructor)
+        return operation<Slot, Args...>;
+    }
+};
+
+template <int... Slot>
+mcu_ops filled_table(std::integer_sequence<int, Slot...>) {
+    return {AnyOperation<Slot>{}...};
 }
 
 }  // namespace
@@ -131,7 +85,8 @@ FakeOperations& operations() {
 
 FakeOperations& fresh_operations() {
     operations() = FakeOperations();
-    fill_table(operations().table);
+    operations().table =
+        filled_table(std::make_integer_sequence<int, sizeof(mcu_ops) / sizeof(void*)>{});
     return operations();
 }
 

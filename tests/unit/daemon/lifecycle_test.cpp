@@ -21,6 +21,7 @@
 
 #include "child_process.h"
 #include "dbus_socket_common.h"
+#include "expected_texts.h"
 #include "private_world.h"
 #include "waiting.h"
 
@@ -173,8 +174,7 @@ TEST_F(TheDaemon, MakesAnEmptyRunFlagOverWhateverWasLeft) {
 TEST_F(TheDaemon, ServesWithoutARunFlagThatCannotBeMade) {
     ASSERT_EQ(mkdir(kRunFlag, 0700), 0);
     const auto daemon = start_whole();
-    EXPECT_NE(daemon->output().find(
-                  line("E/", "quon_mcu_set_run_flag", "fopen /tmp/quon_mcu_daemon_run failed\n")),
+    EXPECT_NE(daemon->output().find(line("E/", "quon_mcu_set_run_flag", expected::kNoFlag)),
               std::string::npos);
     EXPECT_EQ(call("get.popen", "printf served"), "served");
 }
@@ -195,8 +195,8 @@ TEST_F(TheDaemon, EndsWithMinusOneWhenTheBusCannotBeReached) {
     const std::string output = daemon->output();
     EXPECT_EQ(output.substr(output.find('\n') + 1),
               "Cannot bind server socket (/tmp/dbus-quon.mcu.daemon)\n" +
-                  line("E/", "quon_mcu_dbus_server_init", "Dbus_Register error\n") +
-                  line("E/", "main", "quon_mcu_dbus_server_init failed\n"));
+                  line("E/", "quon_mcu_dbus_server_init", expected::kRegisterFailed) +
+                  line("E/", "main", expected::kServerFailed));
     EXPECT_FALSE(fs::exists(kRunFlag));
 }
 
@@ -274,8 +274,7 @@ TEST_F(TheDaemon, PrintsTheNumberOfASignalThatItDoesNotKnow) {
 }
 
 TEST_F(TheDaemon, ReportsARunFlagThatIsGone) {
-    const std::string report =
-        line("E/", "quon_mcu_clear_run_flag", "remove /tmp/quon_mcu_daemon_run failed\n");
+    const std::string report = line("E/", "quon_mcu_clear_run_flag", expected::kFlagStays);
     const auto quiet = start_whole({{"CHIP_LOG_LEVEL", "1"}});
     ASSERT_TRUE(fs::remove(kRunFlag));
     EXPECT_EQ(last_words(*quiet, SIGTERM, kEndedBySignalHandler), report);

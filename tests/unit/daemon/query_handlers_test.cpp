@@ -6,7 +6,10 @@
 
 #include <algorithm>
 #include <string>
+#include <string_view>
 
+#include "expected_table.h"
+#include "expected_texts.h"
 #include "fake_operations.h"
 #include "mcu_records.h"
 #include "services.h"
@@ -14,72 +17,48 @@
 namespace quon::test {
 namespace {
 
-enum class Source { kDirect, kStaged, kTextDirect, kTextOfNumber, kTextStaged };
-using enum Source;
-constexpr bool kNo = false;
-constexpr bool kYes = true;
+constexpr std::string_view kText = "V2.0.0.9";  // of the chip, where it answers with one
 
-struct QueryRow {
-    const char* service;  // after "method.quon.mcu."
-    const char* handler;
-    int slot;
-    bool null_check;
-    Source source;
-    int length;           // of the reply; texts: that of the text which the chip gives here
-    const char* failure;  // null: no log line
-};
+bool is_text(const ExpectedService& row) {
+    return row.reply == Reply::kTextDirect || row.reply == Reply::kTextStaged;
+}
 
-// clang-format off
-const QueryRow kQueries[] = {
-    {"get.ver",                  "quon_mcu_get_version",                   2,  kNo,  kTextDirect,   8,   "mcu_get_version failed"},
-    {"get.wakeup.info",          "quon_mcu_get_wakeup_info",               3,  kNo,  kDirect,       71,  "mcu_get_wakeup_info failed"},
-    {"get.time",                 "quon_mcu_get_time",                      5,  kNo,  kDirect,       10,  "mcu_get_time failed"},
-    {"get.battery.status",       "quon_mcu_get_battery_status",            7,  kNo,  kDirect,       5,   "mcu_get_battery_status failed"},
-    {"get.pir.info",             "quon_mcu_get_pir_info",                  10, kNo,  kDirect,       36,  "mcu_get_pir_info failed"},
-    {"get.wifi.status",          "quon_mcu_get_wifi_status",               14, kNo,  kDirect,       70,  "mcu_get_wifi_status failed"},
-    {"get.wifi.info",            "quon_mcu_get_wifi_info",                 15, kNo,  kDirect,       160, "mcu_get_wifi_info failed"},
-    {"get.wifi.scanf.info",      "quon_mcu_get_wifi_scanf_info",           18, kYes, kStaged,       241, "quon_mcu_get_wifi_scanf_info failed"},
-    {"get.event.info",           "quon_mcu_get_event_info",                20, kNo,  kDirect,       33,  nullptr},
-    {"get.store.params",         "quon_mcu_get_store_params",              25, kNo,  kDirect,       48,  "mcu_get_store_params failed"},
-    {"get.wdg.state",            "quon_mcu_get_wdg_state",                 27, kNo,  kTextOfNumber, 1,   "mcu_get_wdg_state failed"},
-    {"get.alarm",                "quon_mcu_get_alarm",                     31, kNo,  kDirect,       7,   "mcu_get_alarm failed"},
-    {"get.err.report",           "quon_mcu_get_err_report",                35, kNo,  kDirect,       181, "mcu_get_err_report failed"},
-    {"get.soc.min.ver",          "quon_mcu_get_soc_min_version",           36, kNo,  kTextStaged,   8,   "mcu_get_soc_min_version failed"},
-    {"get.status.info",          "quon_mcu_get_status_info",               39, kYes, kDirect,       136, "mcu_get_status_info failed"},
-    {"get.config.info",          "quon_mcu_get_config_info",               43, kYes, kDirect,       256, "mcu_get_config_info failed"},
-    {"get.log.profile",          "quon_mcu_get_log_profile",               45, kYes, kStaged,       35,  "mcu_get_log_profile failed"},
-    {"get.bit.err.rate",         "quon_mcu_get_bit_err_rate",              46, kYes, kStaged,       259, "mcu_get_bit_err_rate failed"},
-    {"get.wifi.extended.status", "quon_mcu_get_wifi_extended_status",      48, kYes, kDirect,       264, "mcu_get_wifi_extended_status failed"},
-    {"get.soc.time.list",        "quon_mcu_get_soc_poweron_time_list",     50, kYes, kDirect,       221, "mcu_get_soc_poweron_time_info_list failed"},
-    {"get.soc.time.cur.info",    "quon_mcu_get_soc_poweron_time_cur_info", 51, kYes, kDirect,       212, "mcu_get_soc_poweron_time_cur_info failed"},
-};
-// clang-format on
-static_assert(std::size(kQueries) == 21);
+bool is_record(const ExpectedService& row) {
+    return row.reply == Reply::kDirect || row.reply == Reply::kStaged;
+}
+
+int length_of(const ExpectedService& row) {
+    return is_text(row) ? static_cast<int>(kText.size()) : row.reply_size;
+}
 
 const Bytes kRequest = {0x5a, 0x01, 0x02};
 
 // What the chip answers to the row's query, and what of it becomes the reply.
-Bytes chip_answer(const QueryRow& row) {
-    if (row.source == kTextOfNumber) {
+Bytes chip_answer(const ExpectedService& row) {
+    if (row.reply == Reply::kTextOfNumber) {
         return {7};
     }
-    if (row.source == kTextDirect || row.source == kTextStaged) {
-        return bytes_of(std::string("V2.0.0.9") + '\0');
+    if (is_text(row)) {
+        return bytes_of(std::string(kText) + '\0');
     }
-    Bytes record(static_cast<std::size_t>(row.length));
+    Bytes record(static_cast<std::size_t>(length_of(row)));
     for (std::size_t i = 0; i < record.size(); i++) {
         record[i] = static_cast<std::uint8_t>(1 + i % 251);
     }
     return record;
 }
 
-Bytes expected_reply(const QueryRow& row) {
-    if (row.source == kTextOfNumber) {
+Bytes expected_reply(const ExpectedService& row) {
+    if (row.reply == Reply::kTextOfNumber) {
         return bytes_of("7");
     }
     Bytes answer = chip_answer(row);
-    answer.resize(static_cast<std::size_t>(row.length));
+    answer.resize(static_cast<std::size_t>(length_of(row)));
     return answer;
+}
+
+method_handler* handler_of(const ExpectedService& row) {
+    return service_named(row.name).handler.method;
 }
 
 Bytes first(const Bytes& bytes, std::int32_t count) {
@@ -91,55 +70,53 @@ bool untouched(const Bytes& reply) {
            static_cast<std::ptrdiff_t>(reply.size());
 }
 
-bool writes_straight_into_reply(Source source) {
-    return source == kDirect || source == kTextDirect;
+bool writes_straight_into_reply(const ExpectedService& row) {
+    return row.reply == Reply::kDirect || row.reply == Reply::kTextDirect;
 }
 
-std::string failure_line(const QueryRow& row) {
-    return row.failure == nullptr
-               ? std::string()
-               : log_line("E/", row.handler, std::string("[") + row.failure + "] failed\n");
+std::string failure_line(const ExpectedService& row) {
+    return row.failure == nullptr ? std::string()
+                                  : log_line("E/", row.handler, expected::failed(row.failure));
 }
 
 TEST(EachQuery, AsksItsOneSlotAndRepliesWithTheRecord) {
-    for (const QueryRow& row : kQueries) {
-        SCOPED_TRACE(row.service);
+    for (const ExpectedService& row : expected::queries()) {
+        SCOPED_TRACE(row.name);
         fresh_operations().reply = chip_answer(row);
-        const Outcome outcome = run_method(method_named(row.service), kRequest);
-        EXPECT_EQ(outcome.result, row.length);
-        EXPECT_EQ(first(outcome.reply, row.length), expected_reply(row));
+        const Outcome outcome = run_method(handler_of(row), kRequest);
+        EXPECT_EQ(outcome.result, length_of(row));
+        EXPECT_EQ(first(outcome.reply, length_of(row)), expected_reply(row));
         EXPECT_EQ(outcome.output, "");
         EXPECT_EQ(operations().called_slots(), std::vector<int>{row.slot});
     }
 }
 
 TEST(EachQuery, GivesItsReplyAreaOrALocalOneToTheOperation) {
-    for (const QueryRow& row : kQueries) {
-        SCOPED_TRACE(row.service);
+    for (const ExpectedService& row : expected::queries()) {
+        SCOPED_TRACE(row.name);
         fresh_operations().reply = chip_answer(row);
         Bytes reply(DBUS_DATA_SIZE);
-        method_named(row.service)(kRequest.data(), 3, reply.data(), DBUS_DATA_SIZE);
+        handler_of(row)(kRequest.data(), 3, reply.data(), DBUS_DATA_SIZE);
         ASSERT_EQ(operations().calls.size(), 1U);
-        EXPECT_EQ(operations().calls[0].output == reply.data(),
-                  writes_straight_into_reply(row.source));
+        EXPECT_EQ(operations().calls[0].output == reply.data(), writes_straight_into_reply(row));
     }
 }
 
 TEST(EachQuery, WritesNothingBehindItsRecord) {
-    for (const QueryRow& row : kQueries) {
-        SCOPED_TRACE(row.service);
+    for (const ExpectedService& row : expected::queries()) {
+        SCOPED_TRACE(row.name);
         fresh_operations().reply = chip_answer(row);
-        const Outcome outcome = run_method(method_named(row.service), kRequest);
-        const int written = row.length + (row.source == kDirect || row.source == kStaged ? 0 : 1);
+        const Outcome outcome = run_method(handler_of(row), kRequest);
+        const int written = length_of(row) + (is_record(row) ? 0 : 1);
         EXPECT_TRUE(untouched({outcome.reply.begin() + written, outcome.reply.end()}));
     }
 }
 
 TEST(EachQuery, LogsItsOwnFailureTextAndReturnsMinusOne) {
-    for (const QueryRow& row : kQueries) {
-        SCOPED_TRACE(row.service);
+    for (const ExpectedService& row : expected::queries()) {
+        SCOPED_TRACE(row.name);
         fresh_operations().result = -1;
-        const Outcome outcome = run_method(method_named(row.service), kRequest);
+        const Outcome outcome = run_method(handler_of(row), kRequest);
         EXPECT_EQ(outcome.result, -1);
         EXPECT_EQ(outcome.output, failure_line(row));
         EXPECT_EQ(operations().calls.size(), 1U);  // no retry
@@ -148,22 +125,22 @@ TEST(EachQuery, LogsItsOwnFailureTextAndReturnsMinusOne) {
 }
 
 TEST(EachQuery, LeavesInItsReplyWhatAFailedOperationWroteOnlyWhenItIsDirect) {
-    for (const QueryRow& row : kQueries) {
-        SCOPED_TRACE(row.service);
+    for (const ExpectedService& row : expected::queries()) {
+        SCOPED_TRACE(row.name);
         fresh_operations().result = -1;
         operations().reply = {1, 2, 3};
-        const Outcome outcome = run_method(method_named(row.service), kRequest);
+        const Outcome outcome = run_method(handler_of(row), kRequest);
         EXPECT_EQ(outcome.result, -1);
-        EXPECT_EQ(untouched(outcome.reply), !writes_straight_into_reply(row.source));
+        EXPECT_EQ(untouched(outcome.reply), !writes_straight_into_reply(row));
     }
 }
 
 TEST(EachQuery, TreatsAnyResultButZeroAsAFailure) {
-    for (const QueryRow& row : kQueries) {
+    for (const ExpectedService& row : expected::queries()) {
         if (row.failure != nullptr) {
-            SCOPED_TRACE(row.service);
+            SCOPED_TRACE(row.name);
             fresh_operations().result = 5;
-            const Outcome outcome = run_method(method_named(row.service), kRequest);
+            const Outcome outcome = run_method(handler_of(row), kRequest);
             EXPECT_EQ(outcome.result, -1);
             EXPECT_EQ(outcome.output, failure_line(row));
         }
@@ -171,69 +148,65 @@ TEST(EachQuery, TreatsAnyResultButZeroAsAFailure) {
 }
 
 TEST(EachQuery, WithANullCheckLogsAnEmptySlotAndCallsNothing) {
-    int checked = 0;
-    for (const QueryRow& row : kQueries) {
-        if (row.null_check) {
-            SCOPED_TRACE(row.service);
+    for (const ExpectedService& row : expected::queries()) {
+        if (row.null_check == NullCheck::kYes) {
+            SCOPED_TRACE(row.name);
             fresh_operations().empty_slot(row.slot);
-            const Outcome outcome = run_method(method_named(row.service), kRequest);
+            const Outcome outcome = run_method(handler_of(row), kRequest);
             EXPECT_EQ(outcome.result, -1);
-            EXPECT_EQ(outcome.output, log_line("E/", row.handler, "func is null\n"));
+            EXPECT_EQ(outcome.output, log_line("E/", row.handler, expected::kEmptySlot));
             EXPECT_TRUE(operations().calls.empty());
             EXPECT_TRUE(untouched(outcome.reply));
-            checked++;
         }
     }
-    EXPECT_EQ(checked, 8);
 }
 
 TEST(EachQueryDeathTest, WithoutANullCheckCallsThroughAnEmptySlot) {
-    for (const QueryRow& row : kQueries) {
-        if (!row.null_check) {
-            SCOPED_TRACE(row.service);
+    for (const ExpectedService& row : expected::queries()) {
+        if (row.null_check == NullCheck::kNo) {
+            SCOPED_TRACE(row.name);
             fresh_operations().empty_slot(row.slot);
-            EXPECT_DEATH(run_method(method_named(row.service), kRequest), "");
+            EXPECT_DEATH(run_method(handler_of(row), kRequest), "");
         }
     }
 }
 
 TEST(EachQuery, HasRoomForAReplyAsLongAsAPayload) {
-    for (const QueryRow& row : kQueries) {
-        SCOPED_TRACE(row.service);
+    for (const ExpectedService& row : expected::queries()) {
+        SCOPED_TRACE(row.name);
         fresh_operations().reply.assign(MCU_REPLY_AREA_SIZE, 'x');
-        if (row.source == kTextDirect) {
+        if (row.reply == Reply::kTextDirect) {
             operations().reply.push_back('\0');
         }
-        const Outcome outcome = run_method(method_named(row.service), kRequest);
-        const bool whole_text = row.source == kTextDirect || row.source == kTextStaged;
-        EXPECT_EQ(outcome.result, whole_text ? MCU_REPLY_AREA_SIZE : row.length);
-        if (row.source == kStaged) {
-            EXPECT_EQ(outcome.reply[static_cast<std::size_t>(row.length)], kUntouched);
+        const Outcome outcome = run_method(handler_of(row), kRequest);
+        EXPECT_EQ(outcome.result, is_text(row) ? MCU_REPLY_AREA_SIZE : length_of(row));
+        if (row.reply == Reply::kStaged) {
+            EXPECT_EQ(outcome.reply[static_cast<std::size_t>(length_of(row))], kUntouched);
         }
     }
 }
 
 TEST(EachQuery, NeedsNoCapacityForARecord) {
-    for (const QueryRow& row : kQueries) {
-        if (row.source == kDirect || row.source == kStaged) {
-            SCOPED_TRACE(row.service);
+    for (const ExpectedService& row : expected::queries()) {
+        if (is_record(row)) {
+            SCOPED_TRACE(row.name);
             fresh_operations().reply = chip_answer(row);
-            const Outcome outcome = run_method(method_named(row.service), kRequest, 0);
-            EXPECT_EQ(outcome.result, row.length);
-            EXPECT_EQ(first(outcome.reply, row.length), expected_reply(row));
+            const Outcome outcome = run_method(handler_of(row), kRequest, 0);
+            EXPECT_EQ(outcome.result, length_of(row));
+            EXPECT_EQ(first(outcome.reply, length_of(row)), expected_reply(row));
         }
     }
 }
 
 TEST(TheStagedQueries, ClearTheirLocalRecordFirst) {
-    for (const QueryRow& row : kQueries) {
-        if (row.source == kStaged) {
-            SCOPED_TRACE(row.service);
+    for (const ExpectedService& row : expected::queries()) {
+        if (row.reply == Reply::kStaged) {
+            SCOPED_TRACE(row.name);
             fresh_operations().reply = {9};
-            const Outcome outcome = run_method(method_named(row.service), kRequest);
-            Bytes expected(static_cast<std::size_t>(row.length));
+            const Outcome outcome = run_method(handler_of(row), kRequest);
+            Bytes expected(static_cast<std::size_t>(length_of(row)));
             expected[0] = 9;
-            EXPECT_EQ(first(outcome.reply, row.length), expected);
+            EXPECT_EQ(first(outcome.reply, length_of(row)), expected);
         }
     }
 }

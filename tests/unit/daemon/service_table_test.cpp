@@ -10,8 +10,11 @@
 #include <vector>
 
 #include "captured_output.h"
+#include "expected_table.h"
+#include "expected_texts.h"
 #include "fake_operations.h"
 #include "service_handlers.h"
+#include "services.h"
 #include "shell_services.h"
 #include "startup_snapshot.h"
 
@@ -74,96 +77,42 @@ namespace {
 
 using Calls = std::vector<std::string>;
 
+constexpr int kCount = static_cast<int>(std::size(expected::kServices));
+const std::string kAllocation = "alloc " + std::to_string(kCount);
+
 // ---- The table --------------------------------------------------------------------------------
 
-struct MethodRow {
-    int index;
-    const char* name;
+// Each row's handler is told from the others by what it asks of the chip and by the name under
+// which it logs. These ask and log nothing.
+struct SilentRow {
+    const char* service;
     method_handler* handler;
 };
 
-struct SignalRow {
-    int index;
-    const char* name;
-    signal_handler* handler;
+const SilentRow kSilent[] = {
+    {"get.allwakeup.info", quon_mcu_get_allwakeup_info},
+    {"get.socup.time", quon_mcu_get_socup_time},
+    {"get.system", system_call},
+    {"get.popen", popen_call},
+    {"get.event.info", quon_mcu_get_event_info},
 };
 
-const MethodRow kMethods[] = {
-    {0, "method.quon.mcu.get.ver", quon_mcu_get_version},
-    {1, "method.quon.mcu.get.wakeup.info", quon_mcu_get_wakeup_info},
-    {2, "method.quon.mcu.get.allwakeup.info", quon_mcu_get_allwakeup_info},
-    {4, "method.quon.mcu.get.time", quon_mcu_get_time},
-    {6, "method.quon.mcu.get.battery.status", quon_mcu_get_battery_status},
-    {9, "method.quon.mcu.get.pir.info", quon_mcu_get_pir_info},
-    {13, "method.quon.mcu.get.wifi.status", quon_mcu_get_wifi_status},
-    {14, "method.quon.mcu.get.wifi.info", quon_mcu_get_wifi_info},
-    {17, "method.quon.mcu.get.wifi.scanf.info", quon_mcu_get_wifi_scanf_info},
-    {19, "method.quon.mcu.get.event.info", quon_mcu_get_event_info},
-    {20, "method.quon.mcu.upg.start", quon_mcu_upg_start},
-    {21, "method.quon.mcu.upg.transmit", quon_mcu_upg_transmit},
-    {22, "method.quon.mcu.upg.finish", quon_mcu_upg_finish},
-    {24, "method.quon.mcu.get.store.params", quon_mcu_get_store_params},
-    {26, "method.quon.mcu.get.wdg.state", quon_mcu_get_wdg_state},
-    {30, "method.quon.mcu.get.alarm", quon_mcu_get_alarm},
-    {34, "method.quon.mcu.get.err.report", quon_mcu_get_err_report},
-    {35, "method.quon.mcu.get.system", system_call},
-    {36, "method.quon.mcu.get.popen", popen_call},
-    {38, "method.quon.mcu.get.log.profile", quon_mcu_get_log_profile},
-    {39, "method.quon.mcu.get.soc.min.ver", quon_mcu_get_soc_min_version},
-    {42, "method.quon.mcu.get.status.info", quon_mcu_get_status_info},
-    {46, "method.quon.mcu.get.config.info", quon_mcu_get_config_info},
-    {47, "method.quon.mcu.get.bit.err.rate", quon_mcu_get_bit_err_rate},
-    {48, "method.quon.mcu.get.socup.time", quon_mcu_get_socup_time},
-    {49, "method.quon.mcu.get.wifi.extended.status", quon_mcu_get_wifi_extended_status},
-    {51, "method.quon.mcu.get.soc.time.list", quon_mcu_get_soc_poweron_time_list},
-    {52, "method.quon.mcu.get.soc.time.cur.info", quon_mcu_get_soc_poweron_time_cur_info},
-};
-static_assert(std::size(kMethods) == 28);
-
-const SignalRow kSignals[] = {
-    {3, "signal.quon.mcu.set.time", quon_mcu_set_time},
-    {5, "signal.quon.mcu.set.led", quon_mcu_set_led_state},
-    {7, "signal.quon.mcu.set.pir.switch", quon_mcu_set_pir_switch},
-    {8, "signal.quon.mcu.set.pir.sensitivity", quon_mcu_set_pir_sensivity},
-    {10, "signal.quon.mcu.set.pir.info", quon_mcu_set_pir_info},
-    {11, "signal.quon.mcu.set.wifi.connect", quon_mcu_set_wifi_connect},
-    {12, "signal.quon.mcu.set.wifi.disconnect", quon_mcu_set_wifi_disconnect},
-    {15, "signal.quon.mcu.set.wifi.keepalive", quon_mcu_set_wifi_keepalive},
-    {16, "signal.quon.mcu.set.wifi.extended.info", quon_mcu_set_wifi_extended_info},
-    {18, "signal.quon.mcu.set.system.state", quon_mcu_set_system_state},
-    {23, "signal.quon.mcu.set.store.params", quon_mcu_set_store_params},
-    {25, "signal.quon.mcu.set.wdg.state", quon_mcu_set_wdg_state},
-    {27, "signal.quon.mcu.set.wdg.period", quon_mcu_set_wdg_period},
-    {28, "signal.quon.mcu.set.wdg.feed", quon_mcu_set_wdg_feed},
-    {29, "signal.quon.mcu.set.alarm", quon_mcu_set_alarm},
-    {31, "signal.quon.mcu.set.crash.test", quon_mcu_set_crash_test},
-    {32, "signal.quon.mcu.set.ap.start", quon_mcu_set_ap_start},
-    {33, "signal.quon.mcu.set.ap.stop", quon_mcu_set_ap_stop},
-    {37, "signal.quon.mcu.set.log.profile", quon_mcu_set_log_profile},
-    {40, "signal.quon.mcu.set.uart.switch", quon_mcu_set_uart_switch},
-    {41, "signal.quon.mcu.set.wakeup.info", quon_mcu_set_wakeup_info},
-    {43, "signal.quon.mcu.set.charge.auto.poweron", quon_mcu_set_charge_auto_poweron},
-    {44, "signal.quon.mcu.set.cmd", quon_mcu_set_cmd},
-    {45, "signal.quon.mcu.set.tamper.info", quon_mcu_set_tamper_switch},
-    {50, "signal.quon.mcu.set.soc.time.info", quon_mcu_set_soc_poweron_time_info},
-};
-static_assert(std::size(kSignals) == 25);
-
-TEST(TheServiceTable, Holds28MethodsAnd25SignalsAtTheirPlaces) {
-    for (const MethodRow& row : kMethods) {
+TEST(TheServiceTable, HoldsEachServiceAtItsPlace) {
+    for (const ExpectedService& row : expected::kServices) {
         EXPECT_STREQ(quon_mcu_bus_services[row.index].name, row.name);
-        EXPECT_EQ(quon_mcu_bus_services[row.index].handler.method, row.handler) << row.name;
     }
-    for (const SignalRow& row : kSignals) {
-        EXPECT_STREQ(quon_mcu_bus_services[row.index].name, row.name);
-        EXPECT_EQ(quon_mcu_bus_services[row.index].handler.signal, row.handler) << row.name;
+}
+
+TEST(TheServiceTable, HoldsTheHandlersThatAskAndLogNothing) {
+    for (const SilentRow& row : kSilent) {
+        EXPECT_EQ(method_named(row.service), row.handler) << row.service;
     }
 }
 
 TEST(TheServiceTable, EndsWithAnEmptyEntry) {
-    ASSERT_EQ(std::size(quon_mcu_bus_services), 54U);
-    EXPECT_EQ(quon_mcu_bus_services[53].name, nullptr);
-    EXPECT_EQ(quon_mcu_bus_services[53].handler.method, nullptr);
+    ASSERT_EQ(std::size(quon_mcu_bus_services), std::size(expected::kServices) + 1);
+    EXPECT_EQ(quon_mcu_bus_services[kCount].name, nullptr);
+    EXPECT_EQ(quon_mcu_bus_services[kCount].handler.method, nullptr);
 }
 
 // ---- Registration -----------------------------------------------------------------------------
@@ -195,6 +144,15 @@ std::string error(const std::string& function, const std::string& message) {
 const std::string kInit = "quon_mcu_dbus_server_init";
 const std::string kDeinit = "quon_mcu_dbus_server_deinit";
 
+void expect_entry(const DbusInterface& entry, const ExpectedService& row) {
+    const bus_service& service = quon_mcu_bus_services[row.index];
+    EXPECT_STREQ(entry.name, row.name);
+    EXPECT_STREQ(entry.method_type, row.is_signal() ? "" : "Method") << row.name;
+    EXPECT_STREQ(entry.signal_type, row.is_signal() ? "signal" : "") << row.name;
+    EXPECT_EQ(entry.method_handler, row.is_signal() ? nullptr : service.handler.method) << row.name;
+    EXPECT_EQ(entry.signal_handler, row.is_signal() ? service.handler.signal : nullptr) << row.name;
+}
+
 class ARegistration : public testing::Test {
   protected:
     void SetUp() override { bus = FakeBus(); }
@@ -207,29 +165,16 @@ class ARegistration : public testing::Test {
 };
 
 TEST_F(ARegistration, OfTheWholeTableCarriesEachNameKindAndHandler) {
-    const Attempt attempt = init(&handle_, quon_mcu_bus_services, 53);
+    const Attempt attempt = init(&handle_, quon_mcu_bus_services, kCount);
     EXPECT_EQ(attempt.result, 0);
     EXPECT_EQ(attempt.output, "");
     EXPECT_EQ(handle_, bus.record);
-    EXPECT_EQ(bus.calls, (Calls{"alloc 53", "register"}));
+    EXPECT_EQ(bus.calls, (Calls{kAllocation, "register"}));
     EXPECT_STREQ(bus.registered.name, "quon.mcu.daemon");
     EXPECT_STREQ(bus.registered.server_name, "");
-    ASSERT_EQ(bus.interfaces.size(), 53U);
-    for (const MethodRow& row : kMethods) {
-        const DbusInterface& entry = bus.interfaces[static_cast<std::size_t>(row.index)];
-        EXPECT_STREQ(entry.name, row.name);
-        EXPECT_STREQ(entry.method_type, "Method");
-        EXPECT_EQ(entry.method_handler, row.handler);
-        EXPECT_STREQ(entry.signal_type, "");
-        EXPECT_EQ(entry.signal_handler, nullptr);
-    }
-    for (const SignalRow& row : kSignals) {
-        const DbusInterface& entry = bus.interfaces[static_cast<std::size_t>(row.index)];
-        EXPECT_STREQ(entry.name, row.name);
-        EXPECT_STREQ(entry.signal_type, "signal");
-        EXPECT_EQ(entry.signal_handler, row.handler);
-        EXPECT_STREQ(entry.method_type, "");
-        EXPECT_EQ(entry.method_handler, nullptr);
+    ASSERT_EQ(bus.interfaces.size(), std::size(expected::kServices));
+    for (const ExpectedService& row : expected::kServices) {
+        expect_entry(bus.interfaces[static_cast<std::size_t>(row.index)], row);
     }
 }
 
@@ -247,7 +192,7 @@ TEST_F(ARegistration, ComparesSixCharactersOfTheKindOnly) {
 }
 
 TEST_F(ARegistration, WithoutAHandleIsRefused) {
-    const Attempt attempt = init(nullptr, quon_mcu_bus_services, 53);
+    const Attempt attempt = init(nullptr, quon_mcu_bus_services, kCount);
     EXPECT_EQ(attempt.result, -1);
     EXPECT_EQ(attempt.output, error(kInit, "params invalid\n"));
     EXPECT_TRUE(bus.calls.empty());
@@ -255,11 +200,11 @@ TEST_F(ARegistration, WithoutAHandleIsRefused) {
 
 TEST_F(ARegistration, WithoutMemoryIsRefused) {
     bus.out_of_memory = true;
-    const Attempt attempt = init(&handle_, quon_mcu_bus_services, 53);
+    const Attempt attempt = init(&handle_, quon_mcu_bus_services, kCount);
     EXPECT_EQ(attempt.result, -1);
     EXPECT_EQ(attempt.output, error(kInit, "DbusInfo_Alloc error\n"));
     EXPECT_EQ(handle_, nullptr);
-    EXPECT_EQ(bus.calls, (Calls{"alloc 53"}));
+    EXPECT_EQ(bus.calls, (Calls{kAllocation}));
 }
 
 TEST_F(ARegistration, WithANameOfNoKindRegistersNothing) {
@@ -277,20 +222,20 @@ TEST_F(ARegistration, WithANameOfNoKindRegistersNothing) {
 
 TEST_F(ARegistration, ThatTheBusRefusesIsReleasedAndTheHandleLeftAsItIs) {
     bus.register_result = -1;
-    const Attempt attempt = init(&handle_, quon_mcu_bus_services, 53);
+    const Attempt attempt = init(&handle_, quon_mcu_bus_services, kCount);
     EXPECT_EQ(attempt.result, -1);
-    EXPECT_EQ(attempt.output, error(kInit, "Dbus_Register error\n"));
-    EXPECT_EQ(bus.calls, (Calls{"alloc 53", "register", "free"}));
+    EXPECT_EQ(attempt.output, error(kInit, expected::kRegisterFailed));
+    EXPECT_EQ(bus.calls, (Calls{kAllocation, "register", "free"}));
     EXPECT_NE(handle_, nullptr);  // not reset: the caller must not use it
 }
 
 TEST_F(ARegistration, IsTakenDownOnce) {
-    ASSERT_EQ(init(&handle_, quon_mcu_bus_services, 53).result, 0);
+    ASSERT_EQ(init(&handle_, quon_mcu_bus_services, kCount).result, 0);
     const Attempt first = deinit(&handle_);
     EXPECT_EQ(first.result, 0);
     EXPECT_EQ(first.output, "");
     EXPECT_EQ(handle_, nullptr);
-    EXPECT_EQ(bus.calls, (Calls{"alloc 53", "register", "unregister", "free"}));
+    EXPECT_EQ(bus.calls, (Calls{kAllocation, "register", "unregister", "free"}));
 
     const Attempt second = deinit(&handle_);
     EXPECT_EQ(second.result, -1);
@@ -306,14 +251,14 @@ TEST_F(ARegistration, IsNotTakenDownWithoutAHandle) {
 }
 
 TEST_F(ARegistration, IsKeptWhenTheBusDoesNotLetGo) {
-    ASSERT_EQ(init(&handle_, quon_mcu_bus_services, 53).result, 0);
+    ASSERT_EQ(init(&handle_, quon_mcu_bus_services, kCount).result, 0);
     bus.unregister_result = -1;
     DbusInfo* before = handle_;
     const Attempt attempt = deinit(&handle_);
     EXPECT_EQ(attempt.result, -1);
     EXPECT_EQ(attempt.output, error(kDeinit, "Dbus_UnRegister error\n"));
     EXPECT_EQ(handle_, before);
-    EXPECT_EQ(bus.calls, (Calls{"alloc 53", "register", "unregister"}));
+    EXPECT_EQ(bus.calls, (Calls{kAllocation, "register", "unregister"}));
 }
 
 }  // namespace

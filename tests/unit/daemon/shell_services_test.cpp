@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "captured_output.h"
+#include "expected_texts.h"
 #include "fake_operations.h"
 #include "waiting.h"
 
@@ -153,7 +154,8 @@ TEST(ThePopenService, LogsACommandThatCannotBeStarted) {
     });
     EXPECT_EQ(result, -1);
     EXPECT_EQ(output, log_line("I/", "popen_call", "exec: printf never\n") +
-                          log_line("E/", "popen_call", "popen error:printf never\n"));
+                          log_line("E/", "popen_call",
+                                   std::string(expected::kPopenFailed) + "printf never\n"));
     EXPECT_EQ(reply[0], kUntouched);
 }
 

@@ -14,6 +14,8 @@
 #include <vector>
 
 #include "captured_output.h"
+#include "expected_table.h"
+#include "expected_texts.h"
 #include "fake_operations.h"
 #include "mcu_records.h"
 #include "remote_wakeup.h"
@@ -53,21 +55,12 @@ struct Field {
     int slot;
     std::size_t offset;
     std::size_t size;
-    const char* failure_function;
-    const char* failure;
 };
 
-// clang-format off
-const Field kFields[] = {  // in the order of the snapshot
-    {3,  0,   71,  "quon_mcu_get_wakeup_info",    "mcu_get_wakeup_info failed"},
-    {5,  71,  10,  "quon_mcu_get_time",           "mcu_get_time failed"},
-    {7,  81,  5,   "quon_mcu_get_battery_status", "mcu_get_battery_status failed"},
-    {14, 86,  70,  "quon_mcu_get_wifi_status",    "mcu_get_wifi_status failed"},
-    {15, 156, 160, "quon_mcu_get_wifi_info",      "mcu_get_wifi_info failed"},
-    {25, 316, 48,  "quon_mcu_get_store_params",   "mcu_get_store_params failed"},
-    {2,  364, 32,  "quon_mcu_get_version",        "mcu_get_version failed"},
+const Field kFields[] = {
+    // in the order of the snapshot
+    {3, 0, 71}, {5, 71, 10}, {7, 81, 5}, {14, 86, 70}, {15, 156, 160}, {25, 316, 48}, {2, 364, 32},
 };
-// clang-format on
 const std::vector<int> kOrder = {3, 5, 7, 14, 15, 25, kHandOffStart, 2};
 
 constexpr std::size_t kContextSize = 400;
@@ -185,8 +178,8 @@ TEST(TheSnapshot, GoesOnWhenEveryQueryFails) {
     operations().on_call = [](int) {};
     std::string lines;
     for (const Field& field : kFields) {
-        lines +=
-            log_line("E/", field.failure_function, std::string("[") + field.failure + "] failed\n");
+        const ExpectedService& query = expected::service_of(expected::operation_in(field.slot));
+        lines += log_line("E/", query.handler, expected::failed(query.failure));
     }
     EXPECT_EQ(output_of_snapshot(), lines);
     EXPECT_EQ(operations().called_slots(), kOrder);
@@ -344,7 +337,7 @@ TEST(TheNetworkQuestion, LogsAFailure) {
     int value = 0;
     EXPECT_EQ(captured_output([&] { EXPECT_EQ(quon_mcu_get_ipaddr_update_status(&value), -1); }),
               log_line("E/", "quon_mcu_get_ipaddr_update_status",
-                       "[mcu_get_ipaddr_update_status failed] failed\n"));
+                       expected::failed("mcu_get_ipaddr_update_status failed")));
 }
 
 TEST(TheNetworkQuestion, LogsAnEmptySlot) {
@@ -352,7 +345,7 @@ TEST(TheNetworkQuestion, LogsAnEmptySlot) {
     show_whole_log();
     int value = 0;
     EXPECT_EQ(captured_output([&] { EXPECT_EQ(quon_mcu_get_ipaddr_update_status(&value), -1); }),
-              log_line("E/", "quon_mcu_get_ipaddr_update_status", "func is null\n"));
+              log_line("E/", "quon_mcu_get_ipaddr_update_status", expected::kEmptySlot));
     EXPECT_TRUE(operations().calls.empty());
 }
 

@@ -2,103 +2,53 @@
 #include <string>
 
 #include "driver_world.h"
+#include "expected_texts.h"
+#include "operation_calls.h"
 
 namespace quon::test {
 namespace {
 
 // What a command logs when the channel refuses it.
 std::vector<LogLine> send_failure(const char* operation) {
-    return {driver_line(1, "hi3861l_send_data", "hi_channel_send_to_dev failed\n"),
-            driver_line(1, "hi3861l_send_msg_async", "hi3861l_send_data failed\n"),
-            failure_line(operation, "hi3861l_send_msg_async failed")};
+    return {driver_line(1, "hi3861l_send_data", expected::kChannelFailedLine),
+            driver_line(1, "hi3861l_send_msg_async", expected::kSendDataFailedLine),
+            failure_line(operation, expected::kAsyncSendFailed)};
 }
 
-// Calls the slot with the first bytes of `body` and returns its result.
-using Call = std::int32_t (*)(std::size_t number, const Bytes& body);
-
-std::int32_t nothing(std::size_t number, const Bytes& /*body*/) {
-    return slot<Command>(number)();
+// What a synchronous one logs then.
+std::vector<LogLine> exchange_failure(const char* operation) {
+    return {driver_line(1, "hi3861l_send_data", expected::kChannelFailedLine),
+            driver_line(1, "hi3861l_send_msg_sync", expected::kSendDataFailedLine),
+            failure_line(operation, expected::kSyncSendFailed)};
 }
 
-std::int32_t byte(std::size_t number, const Bytes& body) {
-    return slot<ByteCommand>(number)(body[0]);
+// The bytes of `body` that the operation sends.
+Bytes sent_of(const ExpectedOperation& row, const Bytes& body) {
+    return row.request_size == kAnySize ? body
+                                        : Bytes(body.begin(), body.begin() + row.request_size);
 }
-
-template <std::int32_t Size>
-std::int32_t record(std::size_t number, const Bytes& body) {
-    mcu_record<Size> argument;
-    std::memcpy(argument.bytes, body.data(), Size);
-    return slot<std::int32_t (*)(mcu_record<Size>)>(number)(argument);
-}
-
-std::int32_t pointer(std::size_t number, const Bytes& body) {
-    return slot<std::int32_t (*)(const std::uint8_t*)>(number)(body.data());
-}
-
-std::int32_t word(std::size_t number, const Bytes& body) {
-    const std::uint32_t value =
-        body[0] | body[1] << 8 | body[2] << 16 | static_cast<std::uint32_t>(body[3]) << 24;
-    return slot<std::int32_t (*)(std::uint32_t)>(number)(value);
-}
-
-struct CommandRow {
-    std::size_t slot;
-    const char* operation;
-    std::uint8_t type;
-    std::uint32_t size;
-    Call call;
-};
-
-// clang-format off
-const CommandRow kCommands[] = {
-    {4, "hi3861l_api_set_time", 0x83, 10, pointer},
-    {6, "hi3861l_api_set_led", 0x85, 1, byte},
-    {8, "hi3861l_api_set_pir_switch", 0x87, 1, byte},
-    {9, "hi3861l_api_set_pir_sensitivity", 0x88, 1, byte},
-    {11, "hi3861l_api_set_pir_info", 0xa2, 36, record<36>},
-    {12, "hi3861l_api_set_wifi_connect", 0x8a, 134, record<134>},
-    {13, "hi3861l_api_set_wifi_disconnect", 0x8b, 0, nothing},
-    {16, "hi3861l_api_set_wifi_keepalive", 0x8d, 164, record<164>},
-    {17, "hi3861l_api_set_wifi_extended_info", 0x9d, 66, record<66>},
-    {19, "hi3861l_api_set_system_state", 0x8e, 1, byte},
-    {23, "hi3861l_api_upg_finish", 0x91, 0, nothing},
-    {24, "hi3861l_api_set_store_params", 0x92, 48, record<48>},
-    {26, "hi3861l_api_set_wdg_state", 0x94, 1, byte},
-    {28, "hi3861l_api_set_wdg_period", 0x96, 4, word},
-    {29, "hi3861l_api_set_wdg_feed", 0x97, 0, nothing},
-    {30, "hi3861l_api_set_alarm", 0x98, 7, record<7>},
-    {32, "hi3861l_api_set_ap_start", 0x9a, 166, record<166>},
-    {33, "hi3861l_api_set_ap_stop", 0x9b, 0, nothing},
-    {34, "hi3861l_api_set_crash_test", 0x9c, 0, nothing},
-    {37, "hi3861l_api_set_uart_switch", 0xa0, 1, byte},
-    {38, "hi3861l_api_set_wakeup_info", 0xa1, 71, record<71>},
-    {40, "hi3861l_api_set_charge_auto_poweron", 0xa4, 67, record<67>},
-    {42, "hi3861l_api_set_tamper_switch", 0xa6, 1, byte},
-    {49, "hi3861l_api_set_soc_poweron_time_info", 0xab, 44, record<44>},
-};
-// clang-format on
 
 class ACommand : public AStartedDriver {};
 
 TEST_F(ACommand, SendsItsTypeItsLengthAndItsArgumentWithoutWaiting) {
-    for (const CommandRow& row : kCommands) {
-        SCOPED_TRACE(row.operation);
+    for (const ExpectedOperation& row : expected::sending_operations()) {
+        SCOPED_TRACE(row.name);
         channel().forget();
         forget_log();
-        EXPECT_EQ(row.call(row.slot, pattern(200)), 0);
+        EXPECT_EQ(call_operation(row, pattern(200)), 0);
         EXPECT_EQ(channel().frames(),
-                  (std::vector<Bytes>{chip_frame(row.type, pattern(row.size))}));
+                  (std::vector<Bytes>{chip_frame(row.message(), sent_of(row, pattern(200)))}));
         EXPECT_EQ(log_lines_up_to(2), std::vector<LogLine>{});
     }
 }
 
 TEST_F(ACommand, ReportsAFailedSendUnderItsOwnName) {
     channel().send_result = -1;
-    for (const CommandRow& row : kCommands) {
-        SCOPED_TRACE(row.operation);
+    for (const ExpectedOperation& row : expected::sending_operations()) {
+        SCOPED_TRACE(row.name);
         forget_log();
-        EXPECT_EQ(row.call(row.slot, pattern(200)), -1);
-        EXPECT_EQ(log_lines_up_to(2), send_failure(row.operation));
+        EXPECT_EQ(call_operation(row, pattern(200)), -1);
+        EXPECT_EQ(log_lines_up_to(2), send_failure(row.name));
     }
 }
 
@@ -114,7 +64,8 @@ TEST_F(ACommand, ForTheWatchdogPeriodIsLittleEndian) {
 
 TEST_F(ACommand, ForTheTimeRefusesANullPointer) {
     EXPECT_EQ(ops->set_time(nullptr), -1);
-    EXPECT_EQ(log_lines(), std::vector{failure_line("hi3861l_api_set_time", "param is invalid")});
+    EXPECT_EQ(log_lines(),
+              std::vector{failure_line("hi3861l_api_set_time", expected::kInvalidParam)});
     EXPECT_TRUE(channel().frames().empty());
 }
 
@@ -142,10 +93,10 @@ TEST_F(ACommand, ForTheTimeLogsItAfterSending) {
 TEST_F(ACommand, ForTheSystemStateLogsItBeforeSending) {
     channel().send_result = -1;
     EXPECT_EQ(ops->set_system_state(200), -1);
-    std::vector<LogLine> expected = send_failure("hi3861l_api_set_system_state");
-    expected.insert(expected.begin(),
-                    driver_line(3, "hi3861l_api_set_system_state", "enSysState: 200\n"));
-    EXPECT_EQ(log_lines(), expected);
+    std::vector<LogLine> lines = send_failure("hi3861l_api_set_system_state");
+    lines.insert(lines.begin(),
+                 driver_line(3, "hi3861l_api_set_system_state", "enSysState: 200\n"));
+    EXPECT_EQ(log_lines(), lines);
 }
 
 // --- the raw command
@@ -173,7 +124,7 @@ TEST_F(ACommand, ThatIsRawMustFitAPayload) {
         forget_log();
         EXPECT_EQ(ops->set_cmd(row.null ? nullptr : bytes.data(), row.len), -1);
         EXPECT_EQ(log_lines(),
-                  std::vector{failure_line("hi3861l_api_set_cmd", "param is invalid")});
+                  std::vector{failure_line("hi3861l_api_set_cmd", expected::kInvalidParam)});
     }
     EXPECT_TRUE(channel().frames().empty());
 }
@@ -210,11 +161,9 @@ TEST_F(AnUpgrade, StartsWithAByteAndALittleEndianWord) {
 TEST_F(AnUpgrade, ReportsAStartThatCannotBeSent) {
     channel().send_result = -1;
     EXPECT_EQ(ops->upg_start(1, 2), -1);
-    EXPECT_EQ(log_lines(),
-              (std::vector{driver_line(3, "hi3861l_api_upg_start", "upgrade start\n"),
-                           driver_line(1, "hi3861l_send_data", "hi_channel_send_to_dev failed\n"),
-                           driver_line(1, "hi3861l_send_msg_sync", "hi3861l_send_data failed\n"),
-                           failure_line("hi3861l_api_upg_start", "hi3861l_send_msg_sync failed")}));
+    std::vector<LogLine> lines = exchange_failure("hi3861l_api_upg_start");
+    lines.insert(lines.begin(), driver_line(3, "hi3861l_api_upg_start", "upgrade start\n"));
+    EXPECT_EQ(log_lines(), lines);
 }
 
 TEST_F(AnUpgrade, WaitsThreeSecondsForTheAnswerToItsStart) {
@@ -222,7 +171,7 @@ TEST_F(AnUpgrade, WaitsThreeSecondsForTheAnswerToItsStart) {
     EXPECT_EQ(ops->upg_start(1, 2), -1);
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(2999));
     EXPECT_EQ(log_lines_up_to(1),
-              std::vector{failure_line("hi3861l_api_upg_start", "hi3861l_send_msg_sync failed")});
+              std::vector{failure_line("hi3861l_api_upg_start", expected::kSyncSendFailed)});
 }
 
 TEST_F(AnUpgrade, SendsABlockWithAsMuchDataAsItSaysItHas) {
@@ -267,15 +216,11 @@ TEST_F(AnUpgrade, TakesABlockAsAcceptedOnlyByByte4OfTheAnswer) {
 TEST_F(AnUpgrade, ReportsABlockThatCannotBeSentAndRefusesANullPointer) {
     channel().send_result = -1;
     EXPECT_EQ(ops->upg_transmit(block(1).data()), -1);
-    EXPECT_EQ(
-        log_lines(),
-        (std::vector{driver_line(1, "hi3861l_send_data", "hi_channel_send_to_dev failed\n"),
-                     driver_line(1, "hi3861l_send_msg_sync", "hi3861l_send_data failed\n"),
-                     failure_line("hi3861l_api_upg_transmit", "hi3861l_send_msg_sync failed")}));
+    EXPECT_EQ(log_lines(), exchange_failure("hi3861l_api_upg_transmit"));
     forget_log();
     EXPECT_EQ(ops->upg_transmit(nullptr), -1);
     EXPECT_EQ(log_lines(),
-              std::vector{failure_line("hi3861l_api_upg_transmit", "param is invalid")});
+              std::vector{failure_line("hi3861l_api_upg_transmit", expected::kInvalidParam)});
 }
 
 TEST_F(AnUpgrade, FinishesWithAnEmptyMessageAndALogLine) {
@@ -286,9 +231,9 @@ TEST_F(AnUpgrade, FinishesWithAnEmptyMessageAndALogLine) {
     forget_log();
     channel().send_result = -1;
     EXPECT_EQ(ops->upg_finish(), -1);
-    std::vector<LogLine> expected = send_failure("hi3861l_api_upg_finish");
-    expected.insert(expected.begin(), driver_line(3, "hi3861l_api_upg_finish", "upgrade finish\n"));
-    EXPECT_EQ(log_lines(), expected);
+    std::vector<LogLine> lines = send_failure("hi3861l_api_upg_finish");
+    lines.insert(lines.begin(), driver_line(3, "hi3861l_api_upg_finish", "upgrade finish\n"));
+    EXPECT_EQ(log_lines(), lines);
 }
 
 }  // namespace

@@ -13,6 +13,8 @@
 
 #include "captured_output.h"
 #include "driver_world.h"
+#include "expected_texts.h"
+#include "operation_calls.h"
 #include "printed_lines.h"
 #include "quon_queue.h"
 #include "securec.h"
@@ -124,9 +126,9 @@ TEST_F(AFault, OfMemoryFailsTheSendOfACommand) {
     g_failing_malloc_size = 6;  // five bytes of head and one of payload
     EXPECT_EQ(ops->set_led_state(1), -1);
     EXPECT_EQ(log_lines(),
-              (std::vector{driver_line(1, "hi3861l_send_data", "malloc failed\n"),
-                           driver_line(1, "hi3861l_send_msg_async", "hi3861l_send_data failed\n"),
-                           failure_line("hi3861l_api_set_led", "hi3861l_send_msg_async failed")}));
+              (std::vector{driver_line(1, "hi3861l_send_data", expected::kMallocFailedLine),
+                           driver_line(1, "hi3861l_send_msg_async", expected::kSendDataFailedLine),
+                           failure_line("hi3861l_api_set_led", expected::kAsyncSendFailed)}));
     EXPECT_TRUE(channel().frames().empty());
     EXPECT_EQ(ops->set_led_state(1), 0);
 }
@@ -135,9 +137,9 @@ TEST_F(AFault, OfMemoryFailsTheSendOfAQuery) {
     g_failing_malloc_size = 5;
     EXPECT_EQ(ops->get_time(area), -1);
     EXPECT_EQ(log_lines(),
-              (std::vector{driver_line(1, "hi3861l_send_data", "malloc failed\n"),
-                           driver_line(1, "hi3861l_send_msg_sync", "hi3861l_send_data failed\n"),
-                           failure_line("hi3861l_api_get_time", "hi3861l_send_msg_sync failed")}));
+              (std::vector{driver_line(1, "hi3861l_send_data", expected::kMallocFailedLine),
+                           driver_line(1, "hi3861l_send_msg_sync", expected::kSendDataFailedLine),
+                           failure_line("hi3861l_api_get_time", expected::kSyncSendFailed)}));
 }
 
 TEST_F(AFault, OfMemoryLeavesTheDriverWithoutAnEventQueue) {
@@ -146,22 +148,23 @@ TEST_F(AFault, OfMemoryLeavesTheDriverWithoutAnEventQueue) {
     g_failing_malloc_size = sizeof(QN_QUEUE);
     EXPECT_EQ(ops->init(), 0);
     EXPECT_EQ(log_lines_up_to(1),
-              std::vector{driver_line(1, "hi3861l_event_init", "QN_QUEUE_Create failed\n")});
+              std::vector{driver_line(1, "hi3861l_event_init", expected::kQueueFailedLine)});
 
-    const LogLine null_push = {1, "TAG", "quon_queue", "QN_QUEUE_Push", "queueHdl is NULL!\n"};
-    const LogLine null_length = {1, "TAG", "quon_queue", "QN_QUEUE_GetLen", "queueHdl is NULL!\n"};
+    const LogLine null_push = {1, "TAG", "quon_queue", "QN_QUEUE_Push",
+                               std::string(expected::kNoQueue) + "\n"};
+    const LogLine null_length = {1, "TAG", "quon_queue", "QN_QUEUE_GetLen",
+                                 std::string(expected::kNoQueue) + "\n"};
     forget_log();
     channel().deliver(chip_frame(0x01, {1}));
     EXPECT_EQ(ops->get_event_info(area), -1);
     EXPECT_EQ(log_lines(),
-              (std::vector{null_push, failure_line("hi3861l_event_push", "QN_QUEUE_Push failed"),
+              (std::vector{null_push, failure_line("hi3861l_event_push", expected::kPushFailed),
                            null_length}));
 
     forget_log();
     EXPECT_EQ(ops->deinit(), 0);
-    EXPECT_EQ(
-        log_lines(),
-        (std::vector{LogLine{1, "TAG", "quon_queue", "QN_QUEUE_Destroy", "queueHdl is NULL!\n"}}));
+    EXPECT_EQ(log_lines(), (std::vector{LogLine{1, "TAG", "quon_queue", "QN_QUEUE_Destroy",
+                                                std::string(expected::kNoQueue) + "\n"}}));
     ASSERT_EQ(ops->init(), 0);
 }
 
@@ -171,8 +174,8 @@ TEST_F(AFault, OfThePopIsReportedWhenAnotherTookTheLastEvent) {
     g_event_is_taken = true;
     EXPECT_EQ(ops->get_event_info(area), -1);
     EXPECT_EQ(log_lines(), (std::vector{LogLine{1, "TAG", "quon_queue", "QN_QUEUE_Pop",
-                                                "queue hi3861 event is empty!\n"},
-                                        failure_line("hi3861l_event_pop", "QN_QUEUE_Pop failed")}));
+                                                std::string(expected::kEventQueueEmpty) + "\n"},
+                                        failure_line("hi3861l_event_pop", expected::kPopFailed)}));
 }
 
 TEST_F(AnEventQueue, EndsBeforeTheChannel) {
@@ -284,22 +287,6 @@ TEST_F(AFault, OfTheChipThatRepliesTooLateIsATimeOut) {
 
 // --- time-outs
 
-struct TimeoutRow {
-    const char* operation;
-    int timeout_ms;
-    std::function<std::int32_t(std::uint8_t* area)> call;
-};
-
-std::function<std::int32_t(std::uint8_t*)> query_of(std::size_t number) {
-    return [number](std::uint8_t* area) { return slot<Query>(number)(area); };
-}
-
-std::function<std::int32_t(std::uint8_t*)> text_query_of(std::size_t number) {
-    return [number](std::uint8_t* area) {
-        return slot<TextQuery>(number)(reinterpret_cast<char*>(area));
-    };
-}
-
 timespec monotonic_now() {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
@@ -322,34 +309,8 @@ timespec next_microsecond() {
 
 // The moment at which the wait was to end, seen from the moments before and after.
 TEST_F(AFault, OfAChipThatIsSilentIsNoticedAfterEachOperationsOwnTime) {
-    const mcu_ops* const table = ops;
-    // clang-format off
-    const TimeoutRow rows[] = {
-        {"hi3861l_api_get_version", 1000, text_query_of(2)},
-        {"hi3861l_api_get_wakeup_info", 2000, query_of(3)},
-        {"hi3861l_api_get_time", 1000, query_of(5)},
-        {"hi3861l_api_get_battery_status", 2000, query_of(7)},
-        {"hi3861l_api_get_pir_info", 1000, query_of(10)},
-        {"hi3861l_api_get_wifi_status", 1000, query_of(14)},
-        {"hi3861l_api_get_wifi_scanf_info", 2000,
-         [=](std::uint8_t* out) { return table->get_wifi_scanf_info(1, out); }},
-        {"hi3861l_api_upg_start", 3000, [=](std::uint8_t*) { return table->upg_start(1, 2); }},
-        {"hi3861l_api_upg_transmit", 3000,
-         [=](std::uint8_t* block) { return table->upg_transmit(block); }},
-        {"hi3861l_api_get_store_params", 1000, query_of(25)},
-        {"hi3861l_api_get_wdg_state", 1000, query_of(27)},
-        {"hi3861l_api_get_alarm", 1000, query_of(31)},
-        {"hi3861l_api_get_err_report", 1000, query_of(35)},
-        {"hi3861l_api_get_soc_min_version", 1000, text_query_of(36)},
-        {"hi3861l_api_get_status_info", 1000, query_of(39)},
-        {"hi3861l_api_get_config_info", 1000, query_of(43)},
-        {"hi3861l_api_get_wifi_extended_status", 1000, query_of(48)},
-        {"hi3861l_api_get_soc_poweron_time_info_list", 1000, query_of(50)},
-        {"hi3861l_api_get_soc_poweron_time_cur_info", 1000, query_of(51)},
-    };
-    // clang-format on
-    for (const TimeoutRow& row : rows) {
-        SCOPED_TRACE(row.operation);
+    for (const ExpectedOperation& row : expected::waiting_operations()) {
+        SCOPED_TRACE(row.name);
         timespec before{};
         timespec deadline{};
         timespec after{};
@@ -361,9 +322,9 @@ TEST_F(AFault, OfAChipThatIsSilentIsNoticedAfterEachOperationsOwnTime) {
             return ETIMEDOUT;
         };
         forget_log();
-        EXPECT_EQ(row.call(area), -1);
+        EXPECT_EQ(call_operation(row, Bytes(265), area), -1);
         EXPECT_EQ(log_lines_up_to(1),
-                  std::vector{failure_line(row.operation, "hi3861l_send_msg_sync failed")});
+                  std::vector{failure_line(row.name, expected::kSyncSendFailed)});
         const std::int64_t timeout_us = std::int64_t{row.timeout_ms} * 1000;
         EXPECT_GE(microseconds(deadline), microseconds(before) + timeout_us);
         EXPECT_LE(microseconds(deadline), microseconds(after) + timeout_us);

@@ -4,6 +4,7 @@
 
 #include "captured_output.h"
 #include "driver_world.h"
+#include "expected_texts.h"
 #include "hi3861l_context.h"
 #include "hi3861l_net_record.h"
 #include "printed_lines.h"
@@ -87,9 +88,9 @@ TEST_F(AStoppedDriver, StartsOverASilentChipWithinItsTimeOut) {
     EXPECT_EQ(ops->init(), 0);
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(999));
     EXPECT_EQ(log_lines(),
-              (std::vector{failure_line("hi3861l_get_ip_info", "hi3861l_send_msg_sync failed"),
-                           failure_line("hi3861l_wlan_init_mac", "hi3861l_get_ip_info failed"),
-                           failure_line("hi3861l_api_init", "hi3861l_wlan_init_mac failed")}));
+              (std::vector{failure_line("hi3861l_get_ip_info", expected::kSyncSendFailed),
+                           failure_line("hi3861l_wlan_init_mac", expected::kNetQueryFailed),
+                           failure_line("hi3861l_api_init", expected::kInitMacFailed)}));
     // No network data and no wake-up info yet.
     std::uint8_t area[384];
     std::memset(area, 0xee, sizeof(area));
@@ -104,7 +105,7 @@ TEST_F(AStoppedDriver, StartsOverASilentChipWithinItsTimeOut) {
 TEST_F(AStoppedDriver, StartsWithoutAChannelAndRegistersItsCallbackAllTheSame) {
     channel().init_result = -1;
     channel().register_result = -1;
-    EXPECT_EQ(printed_by_init(), print_of("hi3861l_api_init", "hi_channel_init is fail"));
+    EXPECT_EQ(printed_by_init(), print_of("hi3861l_api_init", expected::kChannelInitFailed));
     EXPECT_EQ(channel().calls(),
               (std::vector<std::string>{"hi_channel_init", "hi_channel_register_rx_cb"}));
 }
@@ -135,7 +136,8 @@ TEST_F(AStoppedDriver, TakesANullPointerForTheNetworkRecordAsAnInvalidParameter)
     channel().forget();
     forget_log();
     EXPECT_EQ(hi3861l_get_ip_info(nullptr), -1);
-    EXPECT_EQ(log_lines(), std::vector{failure_line("hi3861l_get_ip_info", "para invalid")});
+    EXPECT_EQ(log_lines(),
+              std::vector{failure_line("hi3861l_get_ip_info", expected::kInvalidPara)});
     EXPECT_TRUE(channel().frames().empty());
 }
 
@@ -192,8 +194,9 @@ TEST_F(ARunningDriver, StopsTheQueueBeforeTheChannel) {
     EXPECT_EQ(ops->deinit(), 0);
     EXPECT_EQ(channel().calls(), std::vector<std::string>{"hi_channel_deinit"});
     EXPECT_EQ(log_lines(),
-              (std::vector{LogLine{1, "TAG", "quon_queue", "QN_QUEUE_Push", "queueHdl is NULL!\n"},
-                           failure_line("hi3861l_event_push", "QN_QUEUE_Push failed")}));
+              (std::vector{LogLine{1, "TAG", "quon_queue", "QN_QUEUE_Push",
+                                   std::string(expected::kNoQueue) + "\n"},
+                           failure_line("hi3861l_event_push", expected::kPushFailed)}));
     channel().during_deinit = nullptr;
     ASSERT_EQ(ops->init(), 0);
 }
@@ -204,9 +207,9 @@ TEST_F(ARunningDriver, FailsAsOnAClosedChannelAfterItsStop) {
     std::uint8_t area[384] = {};
     EXPECT_EQ(ops->get_time(area), -1);
     EXPECT_EQ(log_lines(),
-              (std::vector{driver_line(1, "hi3861l_send_data", "hi_channel_send_to_dev failed\n"),
-                           driver_line(1, "hi3861l_send_msg_sync", "hi3861l_send_data failed\n"),
-                           failure_line("hi3861l_api_get_time", "hi3861l_send_msg_sync failed")}));
+              (std::vector{driver_line(1, "hi3861l_send_data", expected::kChannelFailedLine),
+                           driver_line(1, "hi3861l_send_msg_sync", expected::kSendDataFailedLine),
+                           failure_line("hi3861l_api_get_time", expected::kSyncSendFailed)}));
     for (pthread_mutex_t* const lock : {&g_hi3861l.request_lock, &g_hi3861l.reply_lock}) {
         EXPECT_EQ(pthread_mutex_trylock(lock), 0);
         EXPECT_EQ(pthread_mutex_unlock(lock), 0);

@@ -7,6 +7,7 @@
 
 #include "child_process.h"
 #include "driver_world.h"
+#include "expected_texts.h"
 #include "waiting.h"
 
 namespace quon::test {
@@ -133,7 +134,7 @@ TEST_F(ANetworkEvent, WithoutAMacEndsAfterTakingTheInterfaceDown) {
     EXPECT_EQ(commands(), std::vector<std::string>{"ifconfig wlan0 down"});
     EXPECT_EQ(log_lines(),
               (std::vector{driver_line(3, "hi3861l_update_ip_info", "ifconfig wlan0 down\n"),
-                           driver_line(1, "hi3861l_update_ip_info", "mac is invalid\n")}));
+                           driver_line(1, "hi3861l_update_ip_info", expected::kInvalidMacLine)}));
     EXPECT_EQ(update_flag(), 0U);
     EXPECT_EQ(wifi_field(1), "192.168.1.10");  // still the record of the start
     EXPECT_EQ(file_content(kResolvConf), resolver);
@@ -285,7 +286,7 @@ TEST_F(ANetworkEvent, IsAppliedAlsoWhenTheResolverFileCannotBeOpened) {
     channel().deliver(net_event(1, record_with_mac(kMac1)));
     EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &usual), 0);
     EXPECT_EQ(log_lines_up_to(2),
-              std::vector{driver_line(1, "hi3861l_update_dns", "fopen /etc/resolv.conf failed\n")});
+              std::vector{driver_line(1, "hi3861l_update_dns", expected::kNoResolverFileLine)});
     EXPECT_EQ(update_flag(), 1U);
     EXPECT_EQ(wifi_field(1), "192.168.10.20");
     EXPECT_EQ(file_content(kResolvConf), resolver);
@@ -340,10 +341,10 @@ TEST_F(ANetworkEvent, CanBeAppliedWhileOthersReadItsOutcome) {
 TEST_F(ANetworkEvent, IsNotReadBackIntoNullPointers) {
     EXPECT_EQ(ops->get_wifi_info(nullptr), -1);
     EXPECT_EQ(ops->get_ipaddr_update_status(nullptr), -1);
-    EXPECT_EQ(
-        log_lines(),
-        (std::vector{failure_line("hi3861l_api_get_wifi_info", "param is invalid"),
-                     failure_line("hi3861l_api_get_ipaddr_update_status", "param is invalid")}));
+    EXPECT_EQ(log_lines(),
+              (std::vector{
+                  failure_line("hi3861l_api_get_wifi_info", expected::kInvalidParam),
+                  failure_line("hi3861l_api_get_ipaddr_update_status", expected::kInvalidParam)}));
 }
 
 TEST_F(ANetworkEvent, LeavesNothingOfTheCallersBehindATextOfANameServer) {

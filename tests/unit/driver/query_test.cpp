@@ -2,6 +2,8 @@
 #include <string>
 
 #include "driver_world.h"
+#include "expected_texts.h"
+#include "operation_calls.h"
 
 namespace quon::test {
 namespace {
@@ -9,42 +11,26 @@ namespace {
 constexpr std::size_t kAreaSize = 384;  // what a caller hands to a query
 constexpr std::uint8_t kUntouched = 0xee;
 
-struct QueryRow {
-    std::size_t slot;
-    const char* operation;
-    std::uint8_t type;
-};
+std::vector<ExpectedOperation> queries_that(Answer answer) {
+    std::vector<ExpectedOperation> rows;
+    for (const ExpectedOperation& row : expected::waiting_operations()) {
+        if (row.answer == answer) {
+            rows.push_back(row);
+        }
+    }
+    return rows;
+}
 
-// clang-format off
-const QueryRow kRecordQueries[] = {
-    {3, "hi3861l_api_get_wakeup_info", 0x82},
-    {5, "hi3861l_api_get_time", 0x84},
-    {7, "hi3861l_api_get_battery_status", 0x86},
-    {10, "hi3861l_api_get_pir_info", 0x89},
-    {14, "hi3861l_api_get_wifi_status", 0x8c},
-    {25, "hi3861l_api_get_store_params", 0x93},
-    {27, "hi3861l_api_get_wdg_state", 0x95},
-    {31, "hi3861l_api_get_alarm", 0x99},
-    {39, "hi3861l_api_get_status_info", 0xa3},
-    {43, "hi3861l_api_get_config_info", 0xa7},
-    {48, "hi3861l_api_get_wifi_extended_status", 0xaa},
-    {51, "hi3861l_api_get_soc_poweron_time_cur_info", 0xad},
-};
+std::vector<ExpectedOperation> all_queries() {
+    std::vector<ExpectedOperation> rows = expected::waiting_operations();
+    std::erase_if(rows, [](const ExpectedOperation& row) { return !row.fills_area(); });
+    return rows;
+}
 
-const QueryRow kTextQueries[] = {
-    {2, "hi3861l_api_get_version", 0x80},
-    {36, "hi3861l_api_get_soc_min_version", 0x9f},
-};
-
-struct ListRow {
-    QueryRow query;
-    std::size_t entry_size;
-};
-const ListRow kListQueries[] = {
-    {{35, "hi3861l_api_get_err_report", 0x9e}, 36},
-    {{50, "hi3861l_api_get_soc_poweron_time_info_list", 0xac}, 44},
-};
-// clang-format on
+// What goes out for the row's query, with this selector if it has one.
+Bytes request_of(const ExpectedOperation& row, std::uint8_t selector) {
+    return chip_frame(row.message(), Bytes(static_cast<std::size_t>(row.request_size), selector));
+}
 
 // The caller's area with guard bytes behind it.
 struct Area {
@@ -65,21 +51,21 @@ class AQuery : public AStartedDriver {
   protected:
     // What a query logs when the channel refuses its request.
     static std::vector<LogLine> send_failure(const char* operation) {
-        return {driver_line(1, "hi3861l_send_data", "hi_channel_send_to_dev failed\n"),
-                driver_line(1, "hi3861l_send_msg_sync", "hi3861l_send_data failed\n"),
-                failure_line(operation, "hi3861l_send_msg_sync failed")};
+        return {driver_line(1, "hi3861l_send_data", expected::kChannelFailedLine),
+                driver_line(1, "hi3861l_send_msg_sync", expected::kSendDataFailedLine),
+                failure_line(operation, expected::kSyncSendFailed)};
     }
 };
 
 TEST_F(AQuery, SendsAnEmptyRequestAndCopiesTheReplyByItsLength) {
-    for (const QueryRow& row : kRecordQueries) {
+    for (const ExpectedOperation& row : queries_that(Answer::kByLength)) {
         for (const std::size_t size : {1U, 10U, 71U, 383U, 384U}) {
-            SCOPED_TRACE(std::string(row.operation) + " " + std::to_string(size));
+            SCOPED_TRACE(std::string(row.name) + " " + std::to_string(size));
             Area area;
             channel().forget();
-            channel().answer(row.type, pattern(size));
-            EXPECT_EQ(slot<Query>(row.slot)(area.bytes.data()), 0);
-            EXPECT_EQ(channel().frames(), (std::vector<Bytes>{{row.type, 0, 0, 0, 0}}));
+            channel().answer(row.message(), pattern(size));
+            EXPECT_EQ(call_operation(row, {0x5a}, area.bytes.data()), 0);
+            EXPECT_EQ(channel().frames(), std::vector<Bytes>{request_of(row, 0x5a)});
             EXPECT_TRUE(area.holds_only(pattern(size)));
         }
     }
@@ -87,40 +73,38 @@ TEST_F(AQuery, SendsAnEmptyRequestAndCopiesTheReplyByItsLength) {
 }
 
 TEST_F(AQuery, LeavesTheRecordUntouchedWhenTheReplyIsEmpty) {
-    for (const QueryRow& row : kRecordQueries) {
-        SCOPED_TRACE(row.operation);
+    for (const ExpectedOperation& row : queries_that(Answer::kByLength)) {
+        SCOPED_TRACE(row.name);
         Area area;
-        channel().answer(row.type, {});
-        EXPECT_EQ(slot<Query>(row.slot)(area.bytes.data()), 0);
+        channel().answer(row.message(), {});
+        EXPECT_EQ(call_operation(row, {0x5a}, area.bytes.data()), 0);
         EXPECT_TRUE(area.holds_only({}));
     }
 }
 
 TEST_F(AQuery, NeverWritesMoreThanAPayloadWhateverTheChipDeclares) {
-    for (const QueryRow& row : kRecordQueries) {
-        SCOPED_TRACE(row.operation);
+    for (const ExpectedOperation& row : queries_that(Answer::kByLength)) {
+        SCOPED_TRACE(row.name);
         for (const std::uint32_t declared : {385U, 65536U, 0xffffffffU}) {
             Area area;
             Bytes expected(kAreaSize, 0);
             expected[0] = 0x11;
             expected[1] = 0x22;
-            channel().answer_with(row.type,
-                                  {chip_frame_declaring(row.type, declared, {0x11, 0x22})});
-            EXPECT_EQ(slot<Query>(row.slot)(area.bytes.data()), 0);
+            channel().answer_with(row.message(),
+                                  {chip_frame_declaring(row.message(), declared, {0x11, 0x22})});
+            EXPECT_EQ(call_operation(row, {0x5a}, area.bytes.data()), 0);
             EXPECT_TRUE(area.holds_only(expected));
         }
     }
 }
 
 TEST_F(AQuery, RefusesANullPointerWithoutAsking) {
-    std::vector<QueryRow> rows(std::begin(kRecordQueries), std::end(kRecordQueries));
-    for (const ListRow& row : kListQueries) {
-        rows.push_back(row.query);
-    }
-    for (const QueryRow& row : rows) {
-        forget_log();
-        EXPECT_EQ(slot<Query>(row.slot)(nullptr), -1);
-        EXPECT_EQ(log_lines(), std::vector{failure_line(row.operation, "param is invalid")});
+    for (const ExpectedOperation& row : all_queries()) {
+        if (row.answer != Answer::kText) {
+            forget_log();
+            EXPECT_EQ(call_operation(row, {1}), -1);
+            EXPECT_EQ(log_lines(), std::vector{failure_line(row.name, expected::kInvalidParam)});
+        }
     }
     EXPECT_TRUE(channel().frames().empty());
 }
@@ -128,19 +112,10 @@ TEST_F(AQuery, RefusesANullPointerWithoutAsking) {
 TEST_F(AQuery, ReportsAFailedSendUnderItsOwnName) {
     channel().send_result = -1;
     Area area;
-    std::vector<QueryRow> rows(std::begin(kRecordQueries), std::end(kRecordQueries));
-    for (const ListRow& row : kListQueries) {
-        rows.push_back(row.query);
-    }
-    for (const QueryRow& row : rows) {
+    for (const ExpectedOperation& row : all_queries()) {
         forget_log();
-        EXPECT_EQ(slot<Query>(row.slot)(area.bytes.data()), -1);
-        EXPECT_EQ(log_lines(), send_failure(row.operation));
-    }
-    for (const QueryRow& row : kTextQueries) {
-        forget_log();
-        EXPECT_EQ(slot<TextQuery>(row.slot)(reinterpret_cast<char*>(area.bytes.data())), -1);
-        EXPECT_EQ(log_lines(), send_failure(row.operation));
+        EXPECT_EQ(call_operation(row, {1}, area.bytes.data()), -1);
+        EXPECT_EQ(log_lines(), send_failure(row.name));
     }
     EXPECT_TRUE(area.holds_only({}));
 }
@@ -148,10 +123,10 @@ TEST_F(AQuery, ReportsAFailedSendUnderItsOwnName) {
 // Intended: the pointer of a text is not looked at before the chip has answered.
 TEST_F(AQuery, ForATextAsksTheChipAlsoWithANullPointer) {
     channel().send_result = -1;
-    for (const QueryRow& row : kTextQueries) {
+    for (const ExpectedOperation& row : queries_that(Answer::kText)) {
         forget_log();
-        EXPECT_EQ(slot<TextQuery>(row.slot)(nullptr), -1);
-        EXPECT_EQ(log_lines(), send_failure(row.operation));
+        EXPECT_EQ(call_operation(row, {}), -1);
+        EXPECT_EQ(log_lines(), send_failure(row.name));
     }
 }
 
@@ -173,7 +148,7 @@ TEST_F(AQuery, OfTheTimeGivesUpAfterOneSecondAndSaysSoOnce) {
     EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(999));
     EXPECT_TRUE(area.holds_only({}));
     EXPECT_EQ(log_lines(),
-              std::vector{failure_line("hi3861l_api_get_time", "hi3861l_send_msg_sync failed")});
+              std::vector{failure_line("hi3861l_api_get_time", expected::kSyncSendFailed)});
     EXPECT_EQ(channel().frames().size(), 1U);  // no retry
 }
 
@@ -183,7 +158,7 @@ TEST_F(AQuery, OfTheBatteryGivesUpAfterTwoSeconds) {
     EXPECT_EQ(ops->get_battery_status(area.bytes.data()), -1);
     EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(1999));
     EXPECT_EQ(log_lines(), std::vector{failure_line("hi3861l_api_get_battery_status",
-                                                    "hi3861l_send_msg_sync failed")});
+                                                    expected::kSyncSendFailed)});
 }
 
 // --- texts
@@ -203,14 +178,14 @@ TEST_F(AQuery, ForATextCopiesUpToTheFirstZeroByte) {
         {pattern(383), longest},
         {pattern(384), longest},  // the terminator needs the area's last byte
     };
-    for (const QueryRow& query : kTextQueries) {
+    for (const ExpectedOperation& query : queries_that(Answer::kText)) {
         for (const Row& row : rows) {
-            SCOPED_TRACE(std::string(query.operation) + " " + to_hex(row.reply));
+            SCOPED_TRACE(std::string(query.name) + " " + to_hex(row.reply));
             Area area;
             channel().forget();
-            channel().answer(query.type, row.reply);
-            EXPECT_EQ(slot<TextQuery>(query.slot)(reinterpret_cast<char*>(area.bytes.data())), 0);
-            EXPECT_EQ(channel().frames(), (std::vector<Bytes>{{query.type, 0, 0, 0, 0}}));
+            channel().answer(query.message(), row.reply);
+            EXPECT_EQ(call_operation(query, {}, area.bytes.data()), 0);
+            EXPECT_EQ(channel().frames(), std::vector<Bytes>{request_of(query, 0)});
             EXPECT_TRUE(area.holds_only(row.written));
         }
     }
@@ -219,43 +194,43 @@ TEST_F(AQuery, ForATextCopiesUpToTheFirstZeroByte) {
 // --- lists
 
 TEST_F(AQuery, ForAListCopiesTheCountAndAsManyEntries) {
-    for (const ListRow& row : kListQueries) {
+    for (const ExpectedOperation& row : queries_that(Answer::kList)) {
         for (const int count : {0, 1, 3, 5, 8}) {
-            SCOPED_TRACE(std::string(row.query.operation) + " " + std::to_string(count));
+            SCOPED_TRACE(std::string(row.name) + " " + std::to_string(count));
             Bytes reply = pattern(384);
             reply[0] = static_cast<std::uint8_t>(count);
             Area area;
             channel().forget();
-            channel().answer(row.query.type, reply);
-            EXPECT_EQ(slot<Query>(row.query.slot)(area.bytes.data()), 0);
-            EXPECT_EQ(channel().frames(), (std::vector<Bytes>{{row.query.type, 0, 0, 0, 0}}));
-            reply.resize(1 + static_cast<std::size_t>(count) * row.entry_size);
+            channel().answer(row.message(), reply);
+            EXPECT_EQ(call_operation(row, {}, area.bytes.data()), 0);
+            EXPECT_EQ(channel().frames(), std::vector<Bytes>{request_of(row, 0x5a)});
+            reply.resize(1 + static_cast<std::size_t>(count * row.entry_size));
             EXPECT_TRUE(area.holds_only(reply));
         }
     }
 }
 
 TEST_F(AQuery, ForAListCopiesTheCountAsItStandsAndTheEntriesThatThePayloadHolds) {
-    for (const ListRow& row : kListQueries) {
+    for (const ExpectedOperation& row : queries_that(Answer::kList)) {
         for (const int count : {11, 100, 255}) {
-            SCOPED_TRACE(std::string(row.query.operation) + " " + std::to_string(count));
+            SCOPED_TRACE(std::string(row.name) + " " + std::to_string(count));
             Bytes reply = pattern(384);
             reply[0] = static_cast<std::uint8_t>(count);
             Area area;
-            channel().answer(row.query.type, reply);
-            EXPECT_EQ(slot<Query>(row.query.slot)(area.bytes.data()), 0);
+            channel().answer(row.message(), reply);
+            EXPECT_EQ(call_operation(row, {}, area.bytes.data()), 0);
             EXPECT_TRUE(area.holds_only(reply));
         }
     }
 }
 
 TEST_F(AQuery, ForAListDoesNotCopyByTheReplysLength) {
-    for (const ListRow& row : kListQueries) {
-        SCOPED_TRACE(row.query.operation);
+    for (const ExpectedOperation& row : queries_that(Answer::kList)) {
+        SCOPED_TRACE(row.name);
         Area area;
-        channel().answer(row.query.type, {2, 0x77});  // two entries announced, one byte sent
-        EXPECT_EQ(slot<Query>(row.query.slot)(area.bytes.data()), 0);
-        Bytes expected(1 + 2 * row.entry_size, 0);
+        channel().answer(row.message(), {2, 0x77});  // two entries announced, one byte sent
+        EXPECT_EQ(call_operation(row, {}, area.bytes.data()), 0);
+        Bytes expected(static_cast<std::size_t>(1 + 2 * row.entry_size), 0);
         expected[0] = 2;
         expected[1] = 0x77;
         EXPECT_TRUE(area.holds_only(expected));
@@ -263,8 +238,8 @@ TEST_F(AQuery, ForAListDoesNotCopyByTheReplysLength) {
         Area rest;
         Bytes reply = pattern(384);  // more bytes sent than announced
         reply[0] = 0;
-        channel().answer(row.query.type, reply);
-        EXPECT_EQ(slot<Query>(row.query.slot)(rest.bytes.data()), 0);
+        channel().answer(row.message(), reply);
+        EXPECT_EQ(call_operation(row, {}, rest.bytes.data()), 0);
         EXPECT_TRUE(rest.holds_only({0}));
     }
 }
@@ -277,18 +252,6 @@ TEST_F(AQuery, ForTheScanSendsTheSelector) {
     EXPECT_EQ(ops->get_wifi_scanf_info(0x5a, area.bytes.data()), 0);
     EXPECT_EQ(channel().frames(), (std::vector<Bytes>{{0xa9, 1, 0, 0, 0, 0x5a}}));
     EXPECT_TRUE(area.holds_only(pattern(241)));
-}
-
-TEST_F(AQuery, ForTheScanFailsAsTheOthersDo) {
-    Area area;
-    EXPECT_EQ(ops->get_wifi_scanf_info(1, nullptr), -1);
-    EXPECT_EQ(log_lines(),
-              std::vector{failure_line("hi3861l_api_get_wifi_scanf_info", "param is invalid")});
-    EXPECT_TRUE(channel().frames().empty());
-    forget_log();
-    channel().send_result = -1;
-    EXPECT_EQ(ops->get_wifi_scanf_info(1, area.bytes.data()), -1);
-    EXPECT_EQ(log_lines(), send_failure("hi3861l_api_get_wifi_scanf_info"));
 }
 
 // --- the second MAC

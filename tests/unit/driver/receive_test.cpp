@@ -4,6 +4,7 @@
 
 #include "captured_output.h"
 #include "driver_world.h"
+#include "expected_texts.h"
 #include "hi3861l_receive.h"
 #include "waiting.h"
 
@@ -181,9 +182,9 @@ TEST_F(AReceivedMessage, ThatIsTheEleventhUncollectedEventIsLostWithALogLine) {
     EXPECT_EQ(log_lines(), std::vector<LogLine>{});
     channel().deliver(chip_frame(0x01, {10}));
     EXPECT_EQ(log_lines(),
-              (std::vector{
-                  LogLine{1, "TAG", "quon_queue", "QN_QUEUE_Push", "queue hi3861 event is full!\n"},
-                  failure_line("hi3861l_event_push", "QN_QUEUE_Push failed")}));
+              (std::vector{LogLine{1, "TAG", "quon_queue", "QN_QUEUE_Push",
+                                   std::string(expected::kEventQueueFull) + "\n"},
+                           failure_line("hi3861l_event_push", expected::kPushFailed)}));
     for (std::uint8_t i = 0; i < 10; i++) {
         EXPECT_EQ(ops->get_event_info(event), 0);
         EXPECT_EQ(event[0], i);
@@ -211,7 +212,7 @@ TEST_F(AReceivedMessage, CannotBeCollectedIntoANullPointer) {
     forget_log();
     EXPECT_EQ(ops->get_event_info(nullptr), -1);
     EXPECT_EQ(log_lines(),
-              std::vector{failure_line("hi3861l_api_get_event_info", "param is invalid")});
+              std::vector{failure_line("hi3861l_api_get_event_info", expected::kInvalidParam)});
     EXPECT_EQ(ops->get_event_info(event), 0);
 }
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "captured_output.h"
+#include "expected_texts.h"
 #include "fake_netlink.h"
 #include "hi3861l_dev.h"
 #include "printed_lines.h"
@@ -62,20 +63,18 @@ TEST_F(TheOperations, AreThoseOfTheChipsDriver) {
 
 TEST_F(TheOperations, FailAsOnAClosedChannelBeforeTheProbe) {
     const std::string closed =
-        "[quon_mcu_daemon/hal/hi3861l/src/channel/hichannel_host][hi_channel_send_to_dev][l:N],"
-        "sendto error:" +
-        std::string(std::strerror(EBADF)) +
-        "\n\r\n"
-        "E/HI3861L  (hi3861l_send_data) hi_channel_send_to_dev failed\n";
+        std::string("[quon_mcu_daemon/hal/hi3861l/src/channel/hichannel_host]") +
+        "[hi_channel_send_to_dev][l:N]," + expected::kSendFailed + std::strerror(EBADF) +
+        "\n\r\nE/HI3861L  (hi3861l_send_data) " + expected::kChannelFailedLine;
     std::uint8_t area[384] = {};
     EXPECT_EQ(without_line_numbers(captured_output([&] { EXPECT_EQ(ops->get_time(area), -1); })),
-              closed +
-                  "E/HI3861L  (hi3861l_send_msg_sync) hi3861l_send_data failed\n"
-                  "E/HI3861L  (hi3861l_api_get_time) [hi3861l_send_msg_sync failed] failed\n");
+              closed + "E/HI3861L  (hi3861l_send_msg_sync) " + expected::kSendDataFailedLine +
+                  "E/HI3861L  (hi3861l_api_get_time) " +
+                  expected::failed(expected::kSyncSendFailed));
     EXPECT_EQ(without_line_numbers(captured_output([&] { EXPECT_EQ(ops->set_wdg_feed(), -1); })),
-              closed +
-                  "E/HI3861L  (hi3861l_send_msg_async) hi3861l_send_data failed\n"
-                  "E/HI3861L  (hi3861l_api_set_wdg_feed) [hi3861l_send_msg_async failed] failed\n");
+              closed + "E/HI3861L  (hi3861l_send_msg_async) " + expected::kSendDataFailedLine +
+                  "E/HI3861L  (hi3861l_api_set_wdg_feed) " +
+                  expected::failed(expected::kAsyncSendFailed));
 }
 
 TEST_F(TheOperations, ThatAskNoChipAnswerBeforeTheProbe) {
@@ -112,13 +111,13 @@ TEST_F(TheOperations, AreProbedWithSuccessEvenWithoutAChannel) {
     const std::string output =
         without_line_numbers(captured_output([] { EXPECT_EQ(mcu_probe_init(), 0); }));
     const std::string channel = "[quon_mcu_daemon/hal/hi3861l/src/channel/hichannel_host]";
-    EXPECT_EQ(output.find(channel + "[hi_channel_init][l:N],create is fail:" +
-                          std::strerror(EPROTONOSUPPORT) + "\n\r\n" +
-                          "[quon_mcu_daemon/hal/hi3861l/src/hi3861l_dev][hi3861l_api_init][l:N],"
-                          "hi_channel_init is fail\n\r\n" +
-                          channel + "[hi_channel_register_rx_cb][l:N]," +
-                          "hi_channel_register_rx_cb is fail\n\r\n"),
-              0U)
+    EXPECT_EQ(
+        output.find(channel + "[hi_channel_init][l:N]," + expected::kSocketFailed +
+                    std::strerror(EPROTONOSUPPORT) + "\n\r\n" +
+                    "[quon_mcu_daemon/hal/hi3861l/src/hi3861l_dev][hi3861l_api_init][l:N]," +
+                    expected::kChannelInitFailed + "\n\r\n" + channel +
+                    "[hi_channel_register_rx_cb][l:N]," + expected::kRegistrationFailed + "\n\r\n"),
+        0U)
         << output;
     EXPECT_EQ(ops->deinit(), 0);
 }

@@ -15,12 +15,14 @@
 #include <vector>
 
 #include "captured_output.h"
+#include "expected_texts.h"
 #include "profile_for_test.h"
 #include "quon_log.h"
 #include "quon_queue.h"
 
 namespace {
 
+namespace expected = quon::test::expected;
 using quon::test::captured_output;
 using quon::test::set_profile;
 
@@ -67,7 +69,7 @@ TEST_F(AQueueOfDepthTen, RefusesTheEleventhPushAndLogsItsName) {
         EXPECT_EQ(push(queue, value), 0);
     }
     EXPECT_EQ(captured_output([&] { EXPECT_EQ(push(queue, 10), -1); }),
-              message("QN_QUEUE_Push", "queue hi3861 event is full!"));
+              message("QN_QUEUE_Push", expected::kEventQueueFull));
     EXPECT_EQ(QN_QUEUE_GetLen(queue.get()), 10);
 }
 
@@ -80,7 +82,7 @@ TEST_F(AQueueOfDepthTen, TakesOneMoreAfterAPopAndLosesNothing) {
     EXPECT_EQ(pop(queue), 0);
     EXPECT_EQ(push(queue, 10), 0);
     EXPECT_EQ(captured_output([&] { EXPECT_EQ(push(queue, 11), -1); }),
-              message("QN_QUEUE_Push", "queue hi3861 event is full!"));
+              message("QN_QUEUE_Push", expected::kEventQueueFull));
     for (int value = 1; value <= 10; value++) {
         EXPECT_EQ(pop(queue), value);
     }
@@ -149,7 +151,7 @@ TEST_F(AQueue, ThatIsNewLogsThatItIsEmptyOnAPop) {
     const Queue queue = make_queue(sizeof(int), 10);
     int out = 5;
     EXPECT_EQ(captured_output([&] { EXPECT_EQ(QN_QUEUE_Pop(queue.get(), &out), -1); }),
-              message("QN_QUEUE_Pop", "queue hi3861 event is empty!"));
+              message("QN_QUEUE_Pop", expected::kEventQueueEmpty));
     EXPECT_EQ(out, 5);
 }
 
@@ -169,9 +171,9 @@ TEST_F(AQueue, OfDepthZeroOrBelowIsAlwaysFullAndAlwaysEmpty) {
         ASSERT_NE(queue, nullptr);
         for (int round = 0; round < 2; round++) {
             EXPECT_EQ(captured_output([&] { EXPECT_EQ(push(queue, 1), -1); }),
-                      message("QN_QUEUE_Push", "queue hi3861 event is full!"));
+                      message("QN_QUEUE_Push", expected::kEventQueueFull));
             EXPECT_EQ(captured_output([&] { EXPECT_EQ(QN_QUEUE_Pop(queue.get(), nullptr), -1); }),
-                      message("QN_QUEUE_Pop", "queue hi3861 event is empty!"));
+                      message("QN_QUEUE_Pop", expected::kEventQueueEmpty));
         }
         EXPECT_EQ(QN_QUEUE_GetLen(queue.get()), 0);
     }
@@ -252,7 +254,7 @@ TEST_F(AQueue, ThatIsNullIsLoggedByEveryCall) {
     };
     for (const NullRow& row : rows) {
         EXPECT_EQ(captured_output([&] { EXPECT_EQ(row.call(), row.result); }),
-                  message(row.function, "queueHdl is NULL!"));
+                  message(row.function, expected::kNoQueue));
     }
 }
 

@@ -1,0 +1,88 @@
+#include "operation_calls.h"
+
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <utility>
+
+#include "driver_world.h"
+
+namespace quon::test {
+
+namespace {
+
+using Call = std::int32_t (*)(const Bytes& body, std::uint8_t* area);
+
+template <typename Value>
+Value leading(const Bytes& body, std::size_t offset = 0) {
+    Value value;
+    std::memcpy(&value, body.data() + offset, sizeof(value));
+    return value;
+}
+
+template <typename... Args>
+std::int32_t call_with(std::size_t number, Args... args) {
+    return slot<std::int32_t (*)(Args...)>(number)(args...);
+}
+
+template <std::size_t Slot>
+std::int32_t query(const Bytes& body, std::uint8_t* area) {
+    constexpr const ExpectedOperation& row = expected::kOperations[Slot];
+    if constexpr (row.answer == Answer::kText) {
+        return call_with(Slot, reinterpret_cast<char*>(area));
+    } else if constexpr (row.request_size == 1) {
+        return call_with(Slot, body[0], area);
+    } else {
+        return call_with(Slot, area);
+    }
+}
+
+template <std::size_t Slot>
+std::int32_t command(const Bytes& body, std::uint8_t* /*area*/) {
+    constexpr const ExpectedOperation& row = expected::kOperations[Slot];
+    constexpr Passed passed = expected::service_of(row).passed;
+    if constexpr (passed == Passed::kByte) {
+        return call_with(Slot, body[0]);
+    } else if constexpr (passed == Passed::kWord) {
+        return call_with(Slot, leading<std::uint32_t>(body));
+    } else if constexpr (passed == Passed::kRecord) {
+        return call_with(Slot, leading<mcu_record<row.request_size>>(body));
+    } else if constexpr (passed == Passed::kByteAndWord) {
+        return call_with(Slot, body[0], leading<std::uint32_t>(body, 1));
+    } else if constexpr (passed == Passed::kPointer) {
+        return call_with(Slot, body.data());
+    } else if constexpr (passed == Passed::kPointerAndLength) {
+        return call_with(Slot, body.data(), static_cast<std::int32_t>(body.size()));
+    } else {
+        return call_with(Slot);
+    }
+}
+
+template <std::size_t Slot>
+constexpr Call call_of_slot() {
+    constexpr const ExpectedOperation& row = expected::kOperations[Slot];
+    if constexpr (!row.sends()) {
+        return nullptr;
+    } else if constexpr (row.fills_area()) {
+        return query<Slot>;
+    } else {
+        return command<Slot>;
+    }
+}
+
+template <std::size_t... Slot>
+constexpr std::array<Call, sizeof...(Slot)> calls_of_slots(std::index_sequence<Slot...>) {
+    return {call_of_slot<Slot>()...};
+}
+
+constexpr auto kCalls =
+    calls_of_slots(std::make_index_sequence<std::size(expected::kOperations)>{});
+
+}  // namespace
+
+std::int32_t call_operation(const ExpectedOperation& operation, const Bytes& body,
+                            std::uint8_t* area) {
+    return kCalls[static_cast<std::size_t>(operation.slot)](body, area);
+}
+
+}  // namespace quon::test
