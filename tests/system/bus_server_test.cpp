@@ -151,7 +151,8 @@ TEST_F(TheBusServer, ListensNoMoreAfterAFailedAcceptButServesItsConnections) {
     const BusRecord failed = peer().call(kPopen, bytes_of("echo x"));
     EXPECT_EQ(failed.result, -1);
     EXPECT_EQ(failed.data_len, 0U);
-    EXPECT_TRUE(wait_for_log({'E', kDaemonTag, "popen_call", "popen error:echo x\n"}));
+    EXPECT_TRUE(wait_for_log(
+        {'E', kDaemonTag, "popen_call", expected::kPopenFailed + std::string("echo x\n")}));
     EXPECT_EQ(peer().call("method.quon.mcu.get.system", bytes_of("exit 1")).payload(),
               bytes_of("256"));
     ASSERT_EQ(prlimit(daemon().pid(), RLIMIT_NOFILE, &limit, nullptr), 0);
@@ -193,7 +194,7 @@ TEST_F(TheBusServer, ReportsAResultWhosePeerHasGone) {
         ASSERT_TRUE(daemon().wait_for_thread("n.mcu.get.popen"));
     }
     ASSERT_TRUE(wait_until([] { return feed_fifo("/tmp/hold", "late"); }));
-    EXPECT_TRUE(daemon().process().wait_for_text("Dbus_ReadWrite_Process Write result failed\n"));
+    EXPECT_TRUE(daemon().process().wait_for_text(expected::kResultNotWritten));
     expect_still_serving();
 }
 
@@ -210,7 +211,7 @@ TEST_F(TheBusServer, NeverSendsALateResultToAnotherPeer) {
         EXPECT_EQ(newcomer->call(kContext).result, 400);
     }
     ASSERT_TRUE(wait_until([] { return feed_fifo("/tmp/hold", "late"); }));
-    EXPECT_TRUE(daemon().process().wait_for_text("Dbus_ReadWrite_Process Write result failed\n"));
+    EXPECT_TRUE(daemon().process().wait_for_text(expected::kResultNotWritten));
     for (const auto& newcomer : newcomers) {
         EXPECT_FALSE(newcomer->receive(0ms));
     }

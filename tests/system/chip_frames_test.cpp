@@ -85,10 +85,9 @@ TEST_F(AnEvent, BeyondTheTenthIsLostWithAMessage) {
     for (std::uint8_t number = 1; number <= 11; ++number) {
         chip().send(0x05, Bytes{number});
     }
-    EXPECT_TRUE(
-        wait_for_log({'E', kDriverTag, "hi3861l_event_push", "[QN_QUEUE_Push failed] failed\n"}));
-    EXPECT_TRUE(
-        daemon().has_logged({'E', "TAG", "QN_QUEUE_Push", "queue hi3861 event is full!\n"}));
+    EXPECT_TRUE(wait_for_log(driver_failed("hi3861l_event_push", expected::kPushFailed)));
+    EXPECT_TRUE(daemon().has_logged(
+        {'E', "TAG", "QN_QUEUE_Push", std::string(expected::kEventQueueFull) + "\n"}));
     const std::vector<Bytes> events = collect(10);
     ASSERT_EQ(events.size(), 10U);
     for (std::uint8_t number = 1; number <= 10; ++number) {
@@ -343,82 +342,50 @@ TEST_F(AnAnswer, ThatIsAwaitedHoldsUpOnlyTheChip) {
     EXPECT_TRUE(chip().wait_for(0x85));
 }
 
-struct TimeOut {
-    const char* service;
-    std::uint8_t type;
-    int milliseconds;
-    const char* operation;
-    const char* handler;
-    const char* failure;
-};
-
-void PrintTo(const TimeOut& row, std::ostream* stream) {
-    *stream << row.service << " " << row.milliseconds << " ms";
-}
-
-// clang-format off
-constexpr TimeOut kTimeOuts[] = {
-    // service, type, ms, operation, handler, failure text
-    {"get.ver", 0x80, 1000, "hi3861l_api_get_version", "quon_mcu_get_version", "mcu_get_version failed"},
-    {"get.wakeup.info", 0x82, 2000, "hi3861l_api_get_wakeup_info", "quon_mcu_get_wakeup_info", "mcu_get_wakeup_info failed"},
-    {"get.time", 0x84, 1000, "hi3861l_api_get_time", "quon_mcu_get_time", "mcu_get_time failed"},
-    {"get.battery.status", 0x86, 2000, "hi3861l_api_get_battery_status", "quon_mcu_get_battery_status", "mcu_get_battery_status failed"},
-    {"get.pir.info", 0x89, 1000, "hi3861l_api_get_pir_info", "quon_mcu_get_pir_info", "mcu_get_pir_info failed"},
-    {"get.wifi.status", 0x8C, 1000, "hi3861l_api_get_wifi_status", "quon_mcu_get_wifi_status", "mcu_get_wifi_status failed"},
-    {"get.store.params", 0x93, 1000, "hi3861l_api_get_store_params", "quon_mcu_get_store_params", "mcu_get_store_params failed"},
-    {"get.wdg.state", 0x95, 1000, "hi3861l_api_get_wdg_state", "quon_mcu_get_wdg_state", "mcu_get_wdg_state failed"},
-    {"get.alarm", 0x99, 1000, "hi3861l_api_get_alarm", "quon_mcu_get_alarm", "mcu_get_alarm failed"},
-    {"get.err.report", 0x9E, 1000, "hi3861l_api_get_err_report", "quon_mcu_get_err_report", "mcu_get_err_report failed"},
-    {"get.soc.min.ver", 0x9F, 1000, "hi3861l_api_get_soc_min_version", "quon_mcu_get_soc_min_version", "mcu_get_soc_min_version failed"},
-    {"get.status.info", 0xA3, 1000, "hi3861l_api_get_status_info", "quon_mcu_get_status_info", "mcu_get_status_info failed"},
-    {"get.config.info", 0xA7, 1000, "hi3861l_api_get_config_info", "quon_mcu_get_config_info", "mcu_get_config_info failed"},
-    {"get.wifi.scanf.info", 0xA9, 2000, "hi3861l_api_get_wifi_scanf_info", "quon_mcu_get_wifi_scanf_info", "quon_mcu_get_wifi_scanf_info failed"},
-    {"get.wifi.extended.status", 0xAA, 1000, "hi3861l_api_get_wifi_extended_status", "quon_mcu_get_wifi_extended_status", "mcu_get_wifi_extended_status failed"},
-    {"get.soc.time.list", 0xAC, 1000, "hi3861l_api_get_soc_poweron_time_info_list", "quon_mcu_get_soc_poweron_time_list", "mcu_get_soc_poweron_time_info_list failed"},
-    {"get.soc.time.cur.info", 0xAD, 1000, "hi3861l_api_get_soc_poweron_time_cur_info", "quon_mcu_get_soc_poweron_time_cur_info", "mcu_get_soc_poweron_time_cur_info failed"},
-    {"upg.start", 0x8F, 3000, "hi3861l_api_upg_start", "quon_mcu_upg_start", "mcu_upg_start failed"},
-    {"upg.transmit", 0x90, 3000, "hi3861l_api_upg_transmit", "quon_mcu_upg_transmit", "mcu_upg_transmit failed"},
-};
-// clang-format on
-
-class ATimeOut : public SystemTest, public ::testing::WithParamInterface<TimeOut> {
+class ATimeOut : public SystemTest, public ::testing::WithParamInterface<const char*> {
   protected:
     std::chrono::milliseconds failing_call() {
         const auto begin = std::chrono::steady_clock::now();
-        const BusRecord result = peer().call("method.quon.mcu." + std::string(GetParam().service));
+        const BusRecord result = peer().call(service_.name);
         EXPECT_EQ(result.result, -1);
         EXPECT_EQ(result.data_len, 0U);
         return std::chrono::duration_cast<std::chrono::milliseconds>(
             std::chrono::steady_clock::now() - begin);
     }
-    // The log carries at most 31 characters of a function's name.
-    static std::string shown(const char* function) { return std::string(function).substr(0, 31); }
+    const ExpectedService& service_ = expected::service(GetParam());
+    const ExpectedOperation& operation_ = expected::operation_of(service_);
 };
 
 TEST_P(ATimeOut, EndsTheExchangeWithItsMessages) {
-    const TimeOut& row = GetParam();
-    const std::chrono::milliseconds expected(row.milliseconds);
+    const std::chrono::milliseconds expected(operation_.timeout_ms);
     start();
-    chip().ignore(row.type);
+    chip().ignore(operation_.message());
     std::chrono::milliseconds taken = failing_call();
     EXPECT_GE(taken, expected - 1ms);
     for (int more = 0; more < 3 && taken >= expected + 900ms; ++more) {
         taken = failing_call();  // a busy machine may hold up a call, but hardly four of them
     }
     EXPECT_LT(taken, expected + 900ms);
-    EXPECT_TRUE(wait_for_log(
-        {'E', kDriverTag, shown(row.operation), "[hi3861l_send_msg_sync failed] failed\n"}));
-    EXPECT_TRUE(wait_for_log(
-        {'E', kDaemonTag, shown(row.handler), "[" + std::string(row.failure) + "] failed\n"}));
-    chip().answer_as_usual(row.type);
-    EXPECT_GE(peer().call("method.quon.mcu." + std::string(row.service)).result, 0);
+    EXPECT_TRUE(wait_for_log(exchange_failed(operation_)));
+    EXPECT_TRUE(wait_for_log(handler_failed(service_)));
+    chip().answer_as_usual(operation_.message());
+    EXPECT_GE(peer().call(service_.name).result, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(OfEach, ATimeOut, ::testing::ValuesIn(kTimeOuts), [](const auto& row) {
-    std::string name = row.param.service;
-    std::replace(name.begin(), name.end(), '.', '_');
-    return name;
-});
+std::vector<const char*> services_that_wait() {
+    std::vector<const char*> names;
+    for (const ExpectedOperation& operation : expected::waiting_operations()) {
+        names.push_back(expected::service_of(operation).short_name());
+    }
+    return names;
+}
+
+INSTANTIATE_TEST_SUITE_P(OfEach, ATimeOut, ::testing::ValuesIn(services_that_wait()),
+                         [](const auto& row) {
+                             std::string name = row.param;
+                             std::replace(name.begin(), name.end(), '.', '_');
+                             return name;
+                         });
 
 }  // namespace
 }  // namespace quon::test

@@ -5,15 +5,16 @@ namespace quon::test {
 namespace {
 
 struct Command {
-    const char* service;  // after "signal.quon.mcu."
+    const char* service;  // by its short name
     Bytes request;
-    std::uint8_t type;
     Bytes body;  // towards the chip
 };
 
-// A request longer than the record, so that only the record's octets may arrive.
-Command record_row(const char* service, std::uint8_t type, std::size_t size) {
-    return {service, pattern(size + 20), type, pattern(size)};
+// The commands that the chip has an operation for.
+std::vector<ExpectedService> sending_services() {
+    std::vector<ExpectedService> rows = expected::commands();
+    std::erase_if(rows, [](const auto& row) { return !expected::operation_of(row).sends(); });
+    return rows;
 }
 
 class TheCommands : public SystemTest {
@@ -22,12 +23,12 @@ class TheCommands : public SystemTest {
         start();
         for (const Command& row : rows) {
             SCOPED_TRACE(row.service);
+            const std::uint8_t type = expected::message_of(row.service);
             const std::size_t before = chip().received().size();
-            const std::size_t of_type = chip().received(row.type).size();
-            peer().notify("signal.quon.mcu." + std::string(row.service), row.request);
-            ASSERT_TRUE(chip().wait_for(row.type, of_type + 1));
-            EXPECT_EQ(to_hex(chip().received(row.type).back()),
-                      to_hex(chip_frame(row.type, row.body)));
+            const std::size_t of_type = chip().received(type).size();
+            peer().notify(expected::service(row.service).name, row.request);
+            ASSERT_TRUE(chip().wait_for(type, of_type + 1));
+            EXPECT_EQ(to_hex(chip().received(type).back()), to_hex(chip_frame(type, row.body)));
             EXPECT_EQ(chip().received().size(), before + 1);
         }
         // Nothing came back for any of them: the first record is this call's.
@@ -35,51 +36,32 @@ class TheCommands : public SystemTest {
     }
 };
 
-TEST_F(TheCommands, OfOneByteSendIt) {
-    run_rows({
-        {"set.led", {2}, 0x85, {2}},
-        {"set.pir.switch", {1, 9, 9}, 0x87, {1}},
-        {"set.pir.sensitivity", {7}, 0x88, {7}},
-        {"set.system.state", {3}, 0x8E, {3}},
-        {"set.wdg.state", {1}, 0x94, {1}},
-        {"set.uart.switch", {1}, 0xA0, {1}},
-        {"set.tamper.info", {255}, 0xA6, {255}},
-    });
+// The request is longer than the record, so that only the record's octets may arrive.
+TEST_F(TheCommands, SendTheirRecordWholeAndNoMore) {
+    std::vector<Command> rows;
+    for (const ExpectedService& service : sending_services()) {
+        if (service.request_size != kAnySize) {
+            const auto size = static_cast<std::size_t>(service.request_size);
+            rows.push_back({service.short_name(), pattern(size + 20), pattern(size)});
+        }
+    }
+    run_rows(rows);
 }
 
-TEST_F(TheCommands, OfARecordSendItWhole) {
-    run_rows({
-        record_row("set.time", 0x83, 10),
-        record_row("set.pir.info", 0xA2, 36),
-        record_row("set.wifi.connect", 0x8A, 134),
-        record_row("set.wifi.keepalive", 0x8D, 164),
-        record_row("set.wifi.extended.info", 0x9D, 66),
-        record_row("set.store.params", 0x92, 48),
-        record_row("set.wdg.period", 0x96, 4),
-        record_row("set.alarm", 0x98, 7),
-        record_row("set.ap.start", 0x9A, 166),
-        record_row("set.wakeup.info", 0xA1, 71),
-        record_row("set.charge.auto.poweron", 0xA4, 67),
-        record_row("set.soc.time.info", 0xAB, 44),
-    });
+TEST_F(TheCommands, OfOneByteSendEveryValueOfIt) {
+    run_rows({{"set.led", {0}, {0}}, {"set.tamper.info", {255}, {255}}});
 }
 
-TEST_F(TheCommands, WithoutAPayloadIgnoreTheirRequest) {
-    run_rows({
-        {"set.wifi.disconnect", pattern(9), 0x8B, {}},
-        {"set.wdg.feed", pattern(9), 0x97, {}},
-        {"set.wdg.feed", {}, 0x97, {}},
-        {"set.ap.stop", pattern(9), 0x9B, {}},
-        {"set.crash.test", pattern(9), 0x9C, {}},
-    });
+TEST_F(TheCommands, WithoutAPayloadNeedNone) {
+    run_rows({{"set.wdg.feed", {}, {}}});
 }
 
 TEST_F(TheCommands, PassARawCommandOnByItsLength) {
     run_rows({
-        {"set.cmd", {0x42}, 0xA5, {0x42}},
-        {"set.cmd", pattern(200), 0xA5, pattern(200)},
-        {"set.cmd", pattern(384), 0xA5, pattern(384)},
-        {"set.cmd", {}, 0xA5, {}},
+        {"set.cmd", {0x42}, {0x42}},
+        {"set.cmd", pattern(200), pattern(200)},
+        {"set.cmd", pattern(384), pattern(384)},
+        {"set.cmd", {}, {}},
     });
 }
 
@@ -91,10 +73,9 @@ TEST_F(TheCommands, RefuseARawCommandThatFitsNoFrame) {
         BusRecord record = signal_record("signal.quon.mcu.set.cmd", pattern(kDataSize));
         record.data_len = length;
         peer().send(record);
-        EXPECT_TRUE(wait_for_log(
-            {'E', kDriverTag, "hi3861l_api_set_cmd", "[param is invalid] failed\n"}, mark));
-        EXPECT_TRUE(wait_for_log(
-            {'E', kDaemonTag, "quon_mcu_set_cmd", "[mcu_set_cmd failed] failed\n"}, mark));
+        EXPECT_TRUE(
+            wait_for_log(driver_failed("hi3861l_api_set_cmd", expected::kInvalidParam), mark));
+        EXPECT_TRUE(wait_for_log(handler_failed(expected::service("set.cmd")), mark));
     }
     EXPECT_TRUE(chip().received(0xA5).empty());
     expect_still_serving();
@@ -133,8 +114,7 @@ TEST_F(TheCommands, OfTheLogChangeTheDaemonsOwnLevelAndSendNothing) {
     const std::size_t mark = daemon().mark();
     peer().call("method.quon.mcu.get.system", bytes_of("true"));
     peer().call("method.quon.mcu.get.log.profile");  // one that logs at level 1
-    EXPECT_TRUE(
-        wait_for_log({'E', kDaemonTag, "quon_mcu_get_log_profile", "func is null\n"}, mark));
+    EXPECT_TRUE(wait_for_log(handler_finds_no_slot(expected::service("get.log.profile")), mark));
     EXPECT_FALSE(daemon().has_logged({'I', kDaemonTag, "system_call", ""}, mark));
     EXPECT_EQ(chip().received().size(), frames);
 }
@@ -145,68 +125,28 @@ TEST_F(TheCommands, OfTheLogCannotSwitchItOff) {
         const std::size_t mark = daemon().mark();
         peer().notify("signal.quon.mcu.set.log.profile", {enable, 1});
         EXPECT_TRUE(
-            wait_for_log({'E', kDaemonTag, "quon_mcu_set_log_profile", "func is null\n"}, mark));
+            wait_for_log(handler_finds_no_slot(expected::service("set.log.profile")), mark));
     }
 }
 
 TEST_F(TheCommands, WithoutAChipReportTheirFailure) {
-    struct Row {
-        const char* service;
-        const char* operation;
-        const char* handler;
-        const char* failure;
-    };
-    // clang-format off
-    const std::vector<Row> rows = {
-        {"set.time", "hi3861l_api_set_time", "quon_mcu_set_time", "mcu_set_time failed"},
-        {"set.led", "hi3861l_api_set_led", "quon_mcu_set_led_state", "mcu_set_led_state failed"},
-        {"set.pir.switch", "hi3861l_api_set_pir_switch", "quon_mcu_set_pir_switch", "mcu_set_pir_switch failed"},
-        {"set.pir.sensitivity", "hi3861l_api_set_pir_sensitivity", "quon_mcu_set_pir_sensivity", "mcu_set_pir_sensitivity failed"},
-        {"set.pir.info", "hi3861l_api_set_pir_info", "quon_mcu_set_pir_info", "mcu_set_pir_info failed"},
-        {"set.wifi.connect", "hi3861l_api_set_wifi_connect", "quon_mcu_set_wifi_connect", "mcu_set_wifi_connect failed"},
-        {"set.wifi.disconnect", "hi3861l_api_set_wifi_disconnect", "quon_mcu_set_wifi_disconnect", "mcu_set_wifi_disconnect failed"},
-        {"set.wifi.keepalive", "hi3861l_api_set_wifi_keepalive", "quon_mcu_set_wifi_keepalive", "mcu_set_wifi_keepalive failed"},
-        {"set.wifi.extended.info", "hi3861l_api_set_wifi_extended_info", "quon_mcu_set_wifi_extended_info", "mcu_set_wifi_extended_info failed"},
-        {"set.system.state", "hi3861l_api_set_system_state", "quon_mcu_set_system_state", "mcu_set_system_state failed"},
-        {"set.store.params", "hi3861l_api_set_store_params", "quon_mcu_set_store_params", "mcu_set_store_params failed"},
-        {"set.wdg.state", "hi3861l_api_set_wdg_state", "quon_mcu_set_wdg_state", "mcu_set_wdg_state failed"},
-        {"set.wdg.period", "hi3861l_api_set_wdg_period", "quon_mcu_set_wdg_period", "mcu_set_wdg_period failed"},
-        {"set.wdg.feed", "hi3861l_api_set_wdg_feed", "quon_mcu_set_wdg_feed", "mcu_set_wdg_feed failed"},
-        {"set.alarm", "hi3861l_api_set_alarm", "quon_mcu_set_alarm", "mcu_set_alarm failed"},
-        {"set.ap.start", "hi3861l_api_set_ap_start", "quon_mcu_set_ap_start", "mcu_set_ap_start failed"},
-        {"set.ap.stop", "hi3861l_api_set_ap_stop", "quon_mcu_set_ap_stop", "mcu_set_ap_stop failed"},
-        {"set.crash.test", "hi3861l_api_set_crash_test", "quon_mcu_set_crash_test", "mcu_set_crash_test failed"},
-        {"set.uart.switch", "hi3861l_api_set_uart_switch", "quon_mcu_set_uart_switch", "mcu_set_uart_switch failed"},
-        {"set.wakeup.info", "hi3861l_api_set_wakeup_info", "quon_mcu_set_wakeup_info", "mcu_set_wakeup_info failed"},
-        {"set.charge.auto.poweron", "hi3861l_api_set_charge_auto_poweron", "quon_mcu_set_charge_auto_poweron", "mcu_set_charge_auto_poweron failed"},
-        {"set.cmd", "hi3861l_api_set_cmd", "quon_mcu_set_cmd", "mcu_set_cmd failed"},
-        {"set.tamper.info", "hi3861l_api_set_tamper_switch", "quon_mcu_set_tamper_switch", "mcu_set_tamper_switch failed"},
-        {"set.soc.time.info", "hi3861l_api_set_soc_poweron_time_info", "quon_mcu_set_soc_poweron_time_info", "mcu_set_soc_poweron_time_info failed"},
-    };
-    // clang-format on
     start_daemon();  // nobody behind the channel
-    ASSERT_TRUE(wait_for_log(
-        {'E', kDaemonTag, "quon_mcu_get_version", "[mcu_get_version failed] failed\n"}));
-    const auto shown = [](const char* function) { return std::string(function).substr(0, 31); };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.service);
+    ASSERT_TRUE(wait_for_log(handler_failed(expected::service("get.ver"))));
+    for (const ExpectedService& row : sending_services()) {
+        SCOPED_TRACE(row.name);
         const std::size_t mark = daemon().mark();
-        peer().notify("signal.quon.mcu." + std::string(row.service), pattern(200));
-        ASSERT_TRUE(wait_for_log(
-            {'E', kDaemonTag, shown(row.handler), "[" + std::string(row.failure) + "] failed\n"},
-            mark));
+        peer().notify(row.name, pattern(200));
+        ASSERT_TRUE(wait_for_log(handler_failed(row), mark));
         const std::vector<LogLine> log = daemon().log(mark);
         ASSERT_EQ(log.size(), 4U);
-        EXPECT_EQ(log[0], (Expected{'E', kDriverTag, "hi3861l_send_data",
-                                    "hi_channel_send_to_dev failed\n"}));
-        EXPECT_EQ(log[1], (Expected{'E', kDriverTag, "hi3861l_send_msg_async",
-                                    "hi3861l_send_data failed\n"}));
-        EXPECT_EQ(log[2], (Expected{'E', kDriverTag, shown(row.operation),
-                                    "[hi3861l_send_msg_async failed] failed\n"}));
+        EXPECT_EQ(log[0],
+                  error_line(kDriverTag, "hi3861l_send_data", expected::kChannelFailedLine));
+        EXPECT_EQ(log[1],
+                  error_line(kDriverTag, "hi3861l_send_msg_async", expected::kSendDataFailedLine));
+        EXPECT_EQ(log[2], send_failed(expected::operation_of(row)));
     }
     EXPECT_EQ(peer().call("method.quon.mcu.upg.finish").result, -1);
-    EXPECT_TRUE(
-        wait_for_log({'E', kDaemonTag, "quon_mcu_upg_finish", "[mcu_upg_finish failed] failed\n"}));
+    EXPECT_TRUE(wait_for_log(handler_failed(expected::service("upg.finish"))));
 }
 
 class AnUpgrade : public SystemTest {
@@ -286,8 +226,7 @@ TEST_F(AnUpgrade, FailsWhenTheChipRefusesABlock) {
         expect_failure(
             call_answered(kTransmit, block(1, 4, pattern(4), 0), kTransmitType, refusal));
     }
-    EXPECT_TRUE(wait_for_log(
-        {'E', kDaemonTag, "quon_mcu_upg_transmit", "[mcu_upg_transmit failed] failed\n"}, mark));
+    EXPECT_TRUE(wait_for_log(handler_failed(expected::service("upg.transmit")), mark));
     // The exchange itself succeeded: the driver says nothing.
     for (const LogLine& line : daemon().log(mark)) {
         EXPECT_FALSE(line.tag == kDriverTag && line.level == 'E') << line;

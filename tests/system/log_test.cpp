@@ -47,8 +47,9 @@ TEST_F(TheLog, ColoursEachLevelInItsOwnWay) {
     peer().call("method.quon.mcu.upg.finish");
     peer().call("method.quon.mcu.get.log.profile");
     EXPECT_EQ(daemon().process().terminate(), (ExitStatus{.exited = true, .code = 1}));
-    EXPECT_EQ(form("func is null\n"),
-              "\x1b[31;1mE/QUON_MCU_DAEMON [] (quon_mcu_set_log_profile:) func is null\n\x1b[0m");
+    EXPECT_EQ(form(expected::kEmptySlot),
+              std::string("\x1b[31;1mE/QUON_MCU_DAEMON [] (quon_mcu_set_log_profile:) ") +
+                  expected::kEmptySlot + "\x1b[0m");
     // A tag of fewer than 8 letters is padded to them.
     EXPECT_EQ(form("read msg head"),
               "\x1b[33;1mW/DBUS     [] (Dbus_ReadWrite_Thread:) "
@@ -75,7 +76,7 @@ TEST_F(TheLog, StampsTheLocalTimeWithMilliseconds) {
     const std::string before = now();
     set_level(1);
     const std::string after = now();
-    const std::string line = raw_line("func is null\n");
+    const std::string line = raw_line(expected::kEmptySlot);
     const std::string stamp = line.substr(line.find(" [") + 2, 18);
     EXPECT_GE(stamp.substr(0, 14), before);
     EXPECT_LE(stamp.substr(0, 14), after);
@@ -131,7 +132,7 @@ TEST_F(TheLog, IsWholeWhenManyThreadsWriteIt) {
     EXPECT_TRUE(wait_until([&] { return dumps() == 100; })) << daemon().output();
     int lines = 0;
     for (const LogLine& line : daemon().log(mark)) {
-        lines += line == Expected{'E', kDaemonTag, "quon_mcu_get_log_profile", "func is null\n"};
+        lines += line == handler_finds_no_slot(expected::service("get.log.profile"));
     }
     EXPECT_EQ(lines, 100);
 }
@@ -146,7 +147,7 @@ TEST_F(TheLog, IsInItsFileUpToTheLastLineWhenTheDaemonIsKilled) {
     EXPECT_EQ(daemon().process().wait_exit(), (ExitStatus{.exited = false, .code = SIGKILL}));
     const std::vector<LogLine> lines = log_lines_of(content_of("/tmp/log"));
     ASSERT_EQ(lines.size(), 1U) << content_of("/tmp/log");
-    EXPECT_EQ(lines[0], (Expected{'E', kDaemonTag, "quon_mcu_get_log_profile", "func is null\n"}));
+    EXPECT_EQ(lines[0], handler_finds_no_slot(expected::service("get.log.profile")));
 }
 
 }  // namespace

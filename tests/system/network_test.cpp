@@ -152,7 +152,7 @@ TEST_F(TheNetwork, StopsAtAMacOfZeros) {
     network.mac = Bytes(6, 0);
     raise_and_wait(network);
     EXPECT_EQ(commands(mark), (std::vector<std::string>{"ifconfig wlan0 down"}));
-    EXPECT_TRUE(daemon().has_logged({'E', kDriverTag, kUpdate, "mac is invalid\n"}, mark));
+    EXPECT_TRUE(daemon().has_logged({'E', kDriverTag, kUpdate, expected::kInvalidMacLine}, mark));
     EXPECT_EQ(interface().find("<UP"), std::string::npos) << interface();  // it stays down
     EXPECT_EQ(content_of(kResolver), "");
     EXPECT_EQ(wifi_text(1), "0.0.0.0");  // the record was not taken over
@@ -166,7 +166,7 @@ TEST_F(TheNetwork, KeepsItsRecordWhenALaterMacIsZero) {
     network.ip = {10, 0, 0, 9};
     raise_and_wait(network);
     EXPECT_EQ(wifi_text(1), "192.168.1.20");
-    EXPECT_TRUE(wait_for_log({'E', kDriverTag, kUpdate, "mac is invalid\n"}));
+    EXPECT_TRUE(wait_for_log({'E', kDriverTag, kUpdate, expected::kInvalidMacLine}));
 }
 
 TEST_F(TheNetwork, IsUpdatedOnlyInTheStatesOneAndTwo) {
@@ -242,7 +242,7 @@ TEST_F(TheNetwork, GoesOnWithoutAResolverFile) {
               0);
     raise_and_wait(Network{});
     EXPECT_TRUE(
-        wait_for_log({'E', kDriverTag, "hi3861l_update_dns", "fopen /etc/resolv.conf failed\n"}));
+        wait_for_log({'E', kDriverTag, "hi3861l_update_dns", expected::kNoResolverFileLine}));
     EXPECT_EQ(content_of(kResolver), "");
     EXPECT_EQ(wifi_text(1), "192.168.1.20");  // the record was taken over
     ASSERT_EQ(
@@ -332,7 +332,7 @@ TEST_F(TheNetwork, TakesAShortEventAsEndingInZeros) {
     print_every_level();
     const std::size_t mark = daemon().mark();
     chip().send(kEvent, {0, 1, 10, 0, 0, 1});  // no MAC in it
-    EXPECT_TRUE(wait_for_log({'E', kDriverTag, kUpdate, "mac is invalid\n"}, mark));
+    EXPECT_TRUE(wait_for_log({'E', kDriverTag, kUpdate, expected::kInvalidMacLine}, mark));
     EXPECT_EQ(commands(mark), (std::vector<std::string>{"ifconfig wlan0 down"}));
 }
 

@@ -22,6 +22,11 @@ constexpr char kChannelSource[] =
 constexpr char kDriverSource[] =
     "[quon_mcu_daemon/hal/hi3861l/src/hi3861l_dev][hi3861l_api_init][l:";
 
+// The end of a line that the driver or the channel prints.
+std::string printed(const std::string& text) {
+    return "]," + text + "\n\r\n";
+}
+
 std::uint32_t milliseconds() {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
@@ -188,35 +193,21 @@ TEST_F(AStart, WithASilentChipGoesOnAndReportsEachQuery) {
     ASSERT_TRUE(chip().wait_for(0x80, 1, 60s)) << daemon().output();
     const auto taken = std::chrono::steady_clock::now() - begin;
     EXPECT_GE(taken, 1000ms + 2000ms + 1000ms + 2000ms + 1000ms + 1000ms - 50ms);
-    ASSERT_TRUE(wait_for_log(
-        {'E', kDaemonTag, "quon_mcu_get_version", "[mcu_get_version failed] failed\n"}));
-    struct Row {
-        const char* tag;
-        const char* function;
-        const char* text;
+    ASSERT_TRUE(wait_for_log(handler_failed(expected::service("get.ver"))));
+    std::vector<Expected> lines = {
+        exchange_failed(expected::kNetQuery),
+        driver_failed("hi3861l_wlan_init_mac", expected::kNetQueryFailed),
+        driver_failed("hi3861l_api_init", expected::kInitMacFailed),
     };
-    const std::vector<Row> expected = {
-        {kDriverTag, "hi3861l_get_ip_info", "[hi3861l_send_msg_sync failed] failed\n"},
-        {kDriverTag, "hi3861l_wlan_init_mac", "[hi3861l_get_ip_info failed] failed\n"},
-        {kDriverTag, "hi3861l_api_init", "[hi3861l_wlan_init_mac failed] failed\n"},
-        {kDriverTag, "hi3861l_api_get_wakeup_info", "[hi3861l_send_msg_sync failed] failed\n"},
-        {kDaemonTag, "quon_mcu_get_wakeup_info", "[mcu_get_wakeup_info failed] failed\n"},
-        {kDriverTag, "hi3861l_api_get_time", "[hi3861l_send_msg_sync failed] failed\n"},
-        {kDaemonTag, "quon_mcu_get_time", "[mcu_get_time failed] failed\n"},
-        {kDriverTag, "hi3861l_api_get_battery_status", "[hi3861l_send_msg_sync failed] failed\n"},
-        {kDaemonTag, "quon_mcu_get_battery_status", "[mcu_get_battery_status failed] failed\n"},
-        {kDriverTag, "hi3861l_api_get_wifi_status", "[hi3861l_send_msg_sync failed] failed\n"},
-        {kDaemonTag, "quon_mcu_get_wifi_status", "[mcu_get_wifi_status failed] failed\n"},
-        {kDriverTag, "hi3861l_api_get_store_params", "[hi3861l_send_msg_sync failed] failed\n"},
-        {kDaemonTag, "quon_mcu_get_store_params", "[mcu_get_store_params failed] failed\n"},
-        {kDriverTag, "hi3861l_api_get_version", "[hi3861l_send_msg_sync failed] failed\n"},
-        {kDaemonTag, "quon_mcu_get_version", "[mcu_get_version failed] failed\n"},
-    };
+    for (const char* const name : {"get.wakeup.info", "get.time", "get.battery.status",
+                                   "get.wifi.status", "get.store.params", "get.ver"}) {
+        lines.push_back(exchange_failed(expected::operation_of(expected::service(name))));
+        lines.push_back(handler_failed(expected::service(name)));
+    }
     const std::vector<LogLine> log = daemon().log();
-    ASSERT_EQ(log.size(), expected.size()) << daemon().output();
-    for (std::size_t index = 0; index < expected.size(); ++index) {
-        const Row& row = expected[index];
-        EXPECT_EQ(log[index], (Expected{'E', row.tag, row.function, row.text}));
+    ASSERT_EQ(log.size(), lines.size()) << daemon().output();
+    for (std::size_t index = 0; index < lines.size(); ++index) {
+        EXPECT_EQ(log[index], lines[index]);
     }
     const BusRecord context = peer().call(kContext);
     EXPECT_EQ(context.result, 400);
@@ -238,39 +229,35 @@ TEST_F(AStart, WithASilentChipGoesOnAndReportsEachQuery) {
 
 TEST_F(AStart, WithoutAnybodyBehindTheChannelServesWhatNeedsNoChip) {
     start_daemon();  // no chip at all
-    ASSERT_TRUE(wait_for_log(
-        {'E', kDaemonTag, "quon_mcu_get_version", "[mcu_get_version failed] failed\n"}));
+    ASSERT_TRUE(wait_for_log(handler_failed(expected::service("get.ver"))));
     const std::string output = daemon().output();
     const std::size_t socket_line = output.find(kChannelSource);
     ASSERT_NE(socket_line, std::string::npos) << output;
     const std::string failure =
-        std::string("],create is fail:") + std::strerror(EPROTONOSUPPORT) + "\n\r\n";
+        printed(expected::kSocketFailed + std::string(std::strerror(EPROTONOSUPPORT)));
     EXPECT_NE(output.find(failure, socket_line), std::string::npos) << output;
     const std::size_t init_line = output.find(kDriverSource, socket_line);
     ASSERT_NE(init_line, std::string::npos) << output;
-    EXPECT_NE(output.find("],hi_channel_init is fail\n\r\n", init_line), std::string::npos);
-    EXPECT_NE(output.find("],hi_channel_register_rx_cb is fail\n\r\n", init_line),
-              std::string::npos);
-    EXPECT_NE(output.find(std::string("],sendto error:") + std::strerror(EBADF) + "\n\r\n"),
+    EXPECT_NE(output.find(printed(expected::kChannelInitFailed), init_line), std::string::npos);
+    EXPECT_NE(output.find(printed(expected::kRegistrationFailed), init_line), std::string::npos);
+    EXPECT_NE(output.find(printed(expected::kSendFailed + std::string(std::strerror(EBADF)))),
               std::string::npos);
     for (const Expected& line :
-         {Expected{'E', kDriverTag, "hi3861l_send_data", "hi_channel_send_to_dev failed\n"},
-          Expected{'E', kDriverTag, "hi3861l_send_msg_sync", "hi3861l_send_data failed\n"},
-          Expected{'E', kDriverTag, "hi3861l_api_init", "[hi3861l_wlan_init_mac failed] failed\n"},
-          Expected{'E', kDaemonTag, "quon_mcu_get_time", "[mcu_get_time failed] failed\n"}}) {
+         {error_line(kDriverTag, "hi3861l_send_data", expected::kChannelFailedLine),
+          error_line(kDriverTag, "hi3861l_send_msg_sync", expected::kSendDataFailedLine),
+          driver_failed("hi3861l_api_init", expected::kInitMacFailed),
+          handler_failed(expected::service("get.time"))}) {
         EXPECT_TRUE(daemon().has_logged(line)) << line.function << ' ' << line.text << output;
     }
     EXPECT_EQ(peer().call(kContext).result, 400);
     EXPECT_EQ(peer().call("method.quon.mcu.get.time").result, -1);
     const std::size_t mark = daemon().mark();
     peer().notify("signal.quon.mcu.set.led", {1});
+    const ExpectedService& led = expected::service("set.led");
     EXPECT_TRUE(wait_for_log(
-        {'E', kDriverTag, "hi3861l_send_msg_async", "hi3861l_send_data failed\n"}, mark));
-    EXPECT_TRUE(wait_for_log(
-        {'E', kDriverTag, "hi3861l_api_set_led", "[hi3861l_send_msg_async failed] failed\n"},
-        mark));
-    EXPECT_TRUE(wait_for_log(
-        {'E', kDaemonTag, "quon_mcu_set_led_state", "[mcu_set_led_state failed] failed\n"}, mark));
+        error_line(kDriverTag, "hi3861l_send_msg_async", expected::kSendDataFailedLine), mark));
+    EXPECT_TRUE(wait_for_log(send_failed(expected::operation_of(led)), mark));
+    EXPECT_TRUE(wait_for_log(handler_failed(led), mark));
     EXPECT_TRUE(file_exists(kRunFlag));
 }
 
@@ -280,11 +267,10 @@ TEST_F(AStart, OfASecondDaemonFindsTheChannelHeldAndTakesTheBusPathOver) {
     EXPECT_EQ(of_the_first.call("method.quon.mcu.get.time").result, 10);
     const std::size_t frames = chip().received().size();
     DaemonProcess& second = start_daemon();
-    ASSERT_TRUE(second.wait_for_log(
-        {'E', kDaemonTag, "quon_mcu_get_version", "[mcu_get_version failed] failed\n"}));
+    ASSERT_TRUE(second.wait_for_log(handler_failed(expected::service("get.ver"))));
     // The bind says nothing; the driver does.
     EXPECT_EQ(second.output().find(kChannelSource), std::string::npos) << second.output();
-    EXPECT_NE(second.output().find("],hi_channel_init is fail\n\r\n"), std::string::npos);
+    EXPECT_NE(second.output().find(printed(expected::kChannelInitFailed)), std::string::npos);
     EXPECT_TRUE(second.process().running());
     // A newcomer reaches the second, which has no chip; the first keeps its connections and chip.
     BusPeer newcomer;
@@ -300,20 +286,18 @@ TEST_F(AStart, OfASecondDaemonFindsTheChannelHeldAndTakesTheBusPathOver) {
     const std::size_t mark = daemon().mark();
     EXPECT_EQ(daemon().process().terminate(), (ExitStatus{.exited = true, .code = 1}));
     EXPECT_TRUE(daemon().has_logged(
-        {'E', kDaemonTag, "quon_mcu_clear_run_flag", "remove /tmp/quon_mcu_daemon_run failed\n"},
-        mark));
+        {'E', kDaemonTag, "quon_mcu_clear_run_flag", expected::kFlagStays}, mark));
 }
 
 TEST_F(AStart, WithARunFlagThatCannotBeMadeServesAllTheSame) {
     ASSERT_EQ(mkdir(kRunFlag, 0755), 0);
     std::ofstream(std::string(kRunFlag) + "/inside") << "so that it cannot be removed either";
     start();
-    EXPECT_TRUE(wait_for_log(
-        {'E', kDaemonTag, "quon_mcu_set_run_flag", "fopen /tmp/quon_mcu_daemon_run failed\n"}));
+    EXPECT_TRUE(wait_for_log({'E', kDaemonTag, "quon_mcu_set_run_flag", expected::kNoFlag}));
     expect_still_serving();
     EXPECT_EQ(daemon().process().terminate(), (ExitStatus{.exited = true, .code = 1}));
-    EXPECT_TRUE(daemon().has_logged(
-        {'E', kDaemonTag, "quon_mcu_clear_run_flag", "remove /tmp/quon_mcu_daemon_run failed\n"}));
+    EXPECT_TRUE(
+        daemon().has_logged({'E', kDaemonTag, "quon_mcu_clear_run_flag", expected::kFlagStays}));
 }
 
 TEST_F(AStart, WithoutAHandOffSocketEndsThatThreadAlone) {
@@ -321,7 +305,7 @@ TEST_F(AStart, WithoutAHandOffSocketEndsThatThreadAlone) {
     start_chip();
     start_daemon();
     wait_until_started();
-    EXPECT_TRUE(daemon().process().wait_for_text("bind failed. errno = "));
+    EXPECT_TRUE(daemon().process().wait_for_text(expected::kBindFailed));
     EXPECT_TRUE(wait_until([this] { return !daemon().thread_names().contains("webpreinit"); }));
     EXPECT_EQ(daemon().output().find("ws init ip"), std::string::npos);
     expect_still_serving();
@@ -343,8 +327,8 @@ TEST_F(AStart, WithoutABusSocketEndsAtOnce) {
     const std::vector<LogLine> log = daemon().log();
     ASSERT_EQ(log.size(), 2U) << daemon().output();
     EXPECT_EQ(log[0],
-              (Expected{'E', kDaemonTag, "quon_mcu_dbus_server_init", "Dbus_Register error\n"}));
-    EXPECT_EQ(log[1], (Expected{'E', kDaemonTag, "main", "quon_mcu_dbus_server_init failed\n"}));
+              (Expected{'E', kDaemonTag, "quon_mcu_dbus_server_init", expected::kRegisterFailed}));
+    EXPECT_EQ(log[1], (Expected{'E', kDaemonTag, "main", expected::kServerFailed}));
     EXPECT_TRUE(chip().received().empty());
     EXPECT_FALSE(file_exists(kRunFlag));
 }

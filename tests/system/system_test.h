@@ -12,6 +12,7 @@
 #include "bus_peer.h"
 #include "child_process.h"
 #include "daemon_process.h"
+#include "expected_lines.h"
 #include "hex.h"
 #include "log_lines.h"
 #include "scripted_chip.h"
@@ -20,10 +21,6 @@
 namespace quon::test {
 
 using namespace std::chrono_literals;
-
-inline constexpr char kDaemonTag[] = "QUON_MCU_DAEMON";
-inline constexpr char kDriverTag[] = "HI3861L";
-inline constexpr char kBusTag[] = "DBUS";
 
 // Octets that differ from their neighbours, so that a shifted or cut copy shows.
 Bytes pattern(std::size_t size, std::uint8_t first = 1);
@@ -66,7 +63,7 @@ class SystemTest : public ::testing::Test {
     void set_level(std::uint8_t level);
     void print_every_level() { set_level(4); }
 
-    // A call whose chip exchange is answered with this payload.
+    // A call whose exchange with the chip, of this message, is answered with this payload.
     BusRecord call_answered(std::string_view name, const Bytes& request, std::uint8_t type,
                             const Bytes& answer);
 

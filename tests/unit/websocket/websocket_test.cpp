@@ -27,6 +27,7 @@
 #include <utility>
 #include <vector>
 
+#include "expected_texts.h"
 #include "handoff_world.h"
 
 namespace quon::test {
@@ -133,7 +134,7 @@ TEST_F(AHandOffThread, EndsWhenItsSocketCannotBeBound) {
     ASSERT_EQ(mkdir("/tmp/ws_socket", 0700), 0);
     const RemoteServer server;
     start(record_for(server));
-    expect_output("bind failed. errno = " + std::to_string(EADDRINUSE) + ".\n");
+    expect_output(expected::kBindFailed + std::to_string(EADDRINUSE) + ".\n");
     EXPECT_TRUE(wait_until([] { return !thread_runs("webpreinit"); }));
     EXPECT_EQ(network_questions(), 0);
 }
