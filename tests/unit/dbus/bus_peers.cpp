@@ -200,6 +200,14 @@ RawServer::~RawServer() {
     unlink(path_.c_str());
 }
 
+std::vector<RawPeer> fill_queue_of(const std::string& bus_name) {
+    std::vector<RawPeer> queue;
+    for (int i = 0; i < 6; i++) {
+        queue.push_back(RawPeer::connect_to(bus_name));
+    }
+    return queue;
+}
+
 std::optional<RawPeer> RawServer::accept_one(std::chrono::milliseconds bound) const {
     if (!readable(descriptor_, bound)) {
         return std::nullopt;
@@ -217,6 +225,12 @@ std::int32_t answer_two(const std::uint8_t* /*request*/, std::int32_t /*len*/, s
                         std::int32_t /*capacity*/) {
     reply[0] = '2';
     return 1;
+}
+
+bool serves(RawPeer& peer) {
+    peer.send(make_request("method.one"));
+    const std::optional<DbusMsg> result = peer.receive();
+    return result && payload_of(*result) == "1";
 }
 
 DbusInfo* make_registration(const std::string& bus_name, const std::vector<Member>& members) {

@@ -80,6 +80,9 @@ class RawServer {
     int descriptor_;
 };
 
+// Peers that wait to be accepted, as many as a server's backlog of 5 lets wait.
+std::vector<RawPeer> fill_queue_of(const std::string& bus_name);
+
 struct Member {
     std::string name;
     DbusMethodHandler method = nullptr;
@@ -93,6 +96,9 @@ std::int32_t answer_one(const std::uint8_t* request, std::int32_t len, std::uint
                         std::int32_t capacity);
 std::int32_t answer_two(const std::uint8_t* request, std::int32_t len, std::uint8_t* reply,
                         std::int32_t capacity);
+
+// Whether "method.one", served by answer_one, is.
+bool serves(RawPeer& peer);
 
 // A filled registration that is not registered yet. It lives until the process ends, as its threads
 // do.

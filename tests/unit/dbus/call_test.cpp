@@ -1,65 +1,20 @@
 #include <gtest/gtest.h>
-#include <pthread.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
-#include <atomic>
 #include <cstring>
-#include <memory>
 #include <mutex>
-#include <optional>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "bus_peers.h"
 #include "captured_output.h"
+#include "client_calls.h"
 #include "dbus_socket_common.h"
 
 namespace quon::test {
 namespace {
 
 using namespace std::chrono_literals;
-
-struct Disconnect {
-    void operator()(DbusInfo* info) const { Dbus_Client_Disconnect(info); }
-};
-using Client = std::unique_ptr<DbusInfo, Disconnect>;
-
-Client connect_client(const std::string& server_name, std::int32_t wait_ms = 0) {
-    return Client(Dbus_Client_Connect("quon.test.caller", server_name.c_str(), wait_ms));
-}
-
-DbusCallStatus call(const Client& client, const std::string& member, const std::string& payload,
-                    std::int32_t timeout_ms, DbusReply* reply = nullptr) {
-    return Dbus_Method_Call(client.get(), member.c_str(),
-                            reinterpret_cast<const std::uint8_t*>(payload.data()),
-                            static_cast<std::uint32_t>(payload.size()), timeout_ms, reply);
-}
-
-std::string payload_of(const DbusReply& reply) {
-    return {reinterpret_cast<const char*>(reply.data),
-            std::min<std::size_t>(reply.data_len, sizeof(reply.data))};
-}
-
-bool has_pending_calls(const Client& client) {
-    pthread_mutex_lock(&client->mutex);
-    const bool pending = client->method_list != nullptr;
-    pthread_mutex_unlock(&client->mutex);
-    return pending;
-}
-
-bool is_reconnecting(const Client& client) {
-    if (pthread_mutex_trylock(&client->mutex) != 0) {
-        return true;
-    }
-    pthread_mutex_unlock(&client->mutex);
-    return false;
-}
-
-constexpr std::int32_t kPatience = 20000;  // ms, of calls that are to be answered
-constexpr std::int64_t kSlack = 3000;      // ms, that a busy machine may add to a time-out
 
 // ---- Handlers of a real server
 
@@ -222,246 +177,6 @@ TEST(ARegistrationWithoutAClientRole, CannotCall) {
     EXPECT_EQ(reply.data_len, 78U);
 }
 
-// ---- Against a server that the test speaks by hand
-
-class ACaller : public testing::Test {
-  protected:
-    void SetUp() override {
-        client_ = connect_client(server_name_);
-        ASSERT_NE(client_, nullptr);
-        accept_client();
-    }
-    void accept_client() { peer_ = std::make_unique<RawPeer>(server_->accept_one().value()); }
-    void close_server() {
-        server_.reset();
-        peer_->close_now();
-    }
-    void restart_server() {
-        server_ = std::make_unique<RawServer>(server_name_);
-        accept_client();
-    }
-    void close_and_wait_for_reconnection() {
-        // A caller that has sent but not let go of the registration yet would look like one.
-        pthread_mutex_lock(&client_->mutex);
-        pthread_mutex_unlock(&client_->mutex);
-        const OutputCapture capture;
-        close_server();
-        ASSERT_TRUE(wait_until([&] {
-            return capture.text().find("reconnect daemon") != std::string::npos &&
-                   is_reconnecting(client_);
-        }));
-    }
-    // The client's thread has ended after a read error.
-    void reset_connection() {
-        ASSERT_EQ(Dbus_Signal_Send(client_.get(), "signal.x", nullptr, 0, kPatience), DBUS_CALL_OK);
-        close_server();  // with the signal unread
-        ASSERT_TRUE(wait_until([] { return threads_named("DbusProcess").empty(); }));
-    }
-
-    std::string server_name_ = fresh_name();
-    std::unique_ptr<RawServer> server_ = std::make_unique<RawServer>(server_name_);
-    Client client_;
-    std::unique_ptr<RawPeer> peer_;
-};
-
-TEST_F(ACaller, WritesTheDocumentedRecords) {
-    call(client_, "method.echo", "abc", 0);
-    ASSERT_EQ(Dbus_Signal_Send(client_.get(), "signal.take", nullptr, 0, kPatience), DBUS_CALL_OK);
-    DbusMsg expected{};
-    expected.head = 0x5AA55AA5;
-    std::strcpy(expected.src_name, "quon.test.caller");
-    server_name_.copy(expected.dst_name, sizeof(expected.dst_name) - 1);
-    expected.type = 1;
-    std::strcpy(expected.name, "method.echo");
-    expected.data_len = 3;
-    std::memcpy(expected.data, "abc", 3);
-    DbusMsg request = peer_->receive().value();
-    expected.id = request.id;
-    EXPECT_EQ(std::memcmp(&request, &expected, sizeof(request)), 0);
-
-    const DbusMsg signal = peer_->receive().value();
-    EXPECT_EQ(signal.type, 0U);
-    EXPECT_EQ(text_of(signal.name), "signal.take");
-    EXPECT_EQ(signal.data_len, 0U);
-}
-
-TEST_F(ACaller, ChoosesAFreshIdForEachCall) {
-    std::set<std::uint32_t> ids;
-    for (int i = 0; i < 100; i++) {
-        call(client_, "method.echo", "", 0);
-        ids.insert(peer_->receive().value().id);
-    }
-    EXPECT_EQ(ids.size(), 100U);
-}
-
-TEST_F(ACaller, PassesOnWhatABrokenServerClaims) {
-    std::thread server([&] {
-        const DbusMsg request = peer_->receive().value();
-        DbusMsg result = make_result(request, 3);
-        result.data_len = 5000;
-        peer_->send(result);
-    });
-    DbusReply reply{};
-    EXPECT_EQ(call(client_, "method.x", "", kPatience, &reply), DBUS_CALL_OK);
-    EXPECT_EQ(reply.result, 3);
-    EXPECT_EQ(reply.data_len, 5000U);
-    server.join();
-}
-
-TEST_F(ACaller, EndsInTimeWhileTheServerDoesNotRead) {
-    // Fill the connection.
-    while (Dbus_Signal_Send(client_.get(), "signal.x", nullptr, 0, 0) == DBUS_CALL_OK) {
-    }
-    for (const std::int32_t timeout_ms : {0, 30, 200}) {
-        const std::int64_t begin = now_ms();
-        EXPECT_EQ(call(client_, "method.echo", "x", timeout_ms), DBUS_CALL_TIMEOUT);
-        EXPECT_EQ(Dbus_Signal_Send(client_.get(), "signal.x", nullptr, 0, timeout_ms),
-                  DBUS_CALL_TIMEOUT);
-        EXPECT_GE(now_ms() - begin, 2 * timeout_ms);
-        EXPECT_LT(now_ms() - begin, 2 * timeout_ms + kSlack);
-    }
-    EXPECT_FALSE(has_pending_calls(client_));
-    // What was accepted is whole, and the connection is as good as before.
-    std::thread server([&] {
-        for (;;) {
-            const DbusMsg record = peer_->receive().value();
-            ASSERT_EQ(record.head, 0x5AA55AA5U);
-            if (record.type != 0) {
-                peer_->send(make_result(record, 0));
-                return;
-            }
-        }
-    });
-    EXPECT_EQ(call(client_, "method.last", "", kPatience), DBUS_CALL_OK);
-    server.join();
-}
-
-TEST_F(ACaller, WaitsForRoomWithinItsTimeOut) {
-    while (Dbus_Signal_Send(client_.get(), "signal.x", nullptr, 0, 0) == DBUS_CALL_OK) {
-    }
-    std::atomic<bool> done{false};
-    std::thread caller([&] {
-        EXPECT_EQ(Dbus_Signal_Send(client_.get(), "signal.last", nullptr, 0, kPatience),
-                  DBUS_CALL_OK);
-        done = true;
-    });
-    EXPECT_TRUE(peer_->receive());
-    while (!done) {
-        peer_->receive(1ms);
-    }
-    caller.join();
-}
-
-TEST_F(ACaller, EndsInTimeDuringAReconnectionAndLeavesNothingBehind) {
-    std::atomic<int> status{1};
-    std::int64_t ended = 0;
-    std::thread early([&] {  // is waiting for its result when the server goes
-        status = call(client_, "method.early", "", 1000);
-        ended = now_ms();
-    });
-    ASSERT_TRUE(peer_->receive());
-    const std::int64_t begin = now_ms();
-    close_and_wait_for_reconnection();
-    EXPECT_EQ(call(client_, "method.late", "", 100), DBUS_CALL_TIMEOUT);
-    EXPECT_EQ(Dbus_Signal_Send(client_.get(), "signal.late", nullptr, 0, 100), DBUS_CALL_TIMEOUT);
-    early.join();
-    EXPECT_EQ(status, DBUS_CALL_TIMEOUT);
-    EXPECT_LT(ended - begin, 1000 + kSlack);
-    EXPECT_TRUE(is_reconnecting(client_));  // otherwise this showed nothing
-
-    restart_server();
-    ASSERT_TRUE(wait_until([&] { return !is_reconnecting(client_); }));
-    EXPECT_EQ(Dbus_Signal_Send(client_.get(), "signal.after", nullptr, 0, kPatience), DBUS_CALL_OK);
-    EXPECT_FALSE(has_pending_calls(client_));
-    EXPECT_EQ(text_of(peer_->receive().value().name), "signal.after");
-}
-
-TEST_F(ACaller, WaitsForAReconnectionWithinItsTimeOut) {
-    close_and_wait_for_reconnection();
-    std::thread server([&] {
-        restart_server();
-        peer_->send(make_result(peer_->receive().value(), 0));
-    });
-    EXPECT_EQ(call(client_, "method.x", "", kPatience), DBUS_CALL_OK);
-    server.join();
-}
-
-TEST_F(ACaller, LearnsOfALostConnectionWhenTheReconnectionFails) {
-    std::atomic<int> status{1};
-    std::thread early([&] { status = call(client_, "method.early", "", 60000); });
-    ASSERT_TRUE(peer_->receive());
-    const std::int64_t begin = now_ms();
-    close_and_wait_for_reconnection();
-    EXPECT_EQ(call(client_, "method.late", "", 60000), DBUS_CALL_NO_CONNECTION);
-    early.join();
-    EXPECT_EQ(status, DBUS_CALL_NO_CONNECTION);
-    EXPECT_LT(now_ms() - begin, 15000);
-    EXPECT_EQ(call(client_, "method.x", "", 60000), DBUS_CALL_NO_CONNECTION);
-    EXPECT_EQ(Dbus_Signal_Send(client_.get(), "signal.x", nullptr, 0, 60000),
-              DBUS_CALL_NO_CONNECTION);
-    EXPECT_FALSE(has_pending_calls(client_));
-}
-
-TEST_F(ACaller, LearnsOfALostConnectionAfterAReadError) {
-    std::atomic<int> status{1};
-    std::thread early([&] { status = call(client_, "method.early", "", 60000); });
-    ASSERT_TRUE(peer_->receive());
-    reset_connection();
-    early.join();
-    EXPECT_EQ(status, DBUS_CALL_NO_CONNECTION);
-}
-
-// The write itself fails, with the reading side still open. SIGPIPE has its default action here.
-TEST_F(ACaller, LearnsOfALostConnectionFromItsWriteWithoutASignal) {
-    ASSERT_EQ(shutdown(peer_->descriptor(), SHUT_RD), 0);
-    EXPECT_EQ(call(client_, "method.x", "", 60000), DBUS_CALL_NO_CONNECTION);
-    EXPECT_EQ(Dbus_Signal_Send(client_.get(), "signal.x", nullptr, 0, 60000),
-              DBUS_CALL_NO_CONNECTION);
-    EXPECT_FALSE(has_pending_calls(client_));
-}
-
-TEST_F(ACaller, IsNotCancelledInTheMiddleOfACall) {
-    static std::atomic<int> status{1};
-    pthread_t caller{};
-    ASSERT_EQ(pthread_create(
-                  &caller, nullptr,
-                  [](void* info) -> void* {
-                      status = Dbus_Method_Call(static_cast<DbusInfo*>(info), "method.x", nullptr,
-                                                0, kPatience, nullptr);
-                      for (;;) {
-                          pthread_testcancel();
-                      }
-                  },
-                  client_.get()),
-              0);
-    const DbusMsg request = peer_->receive().value();
-    pthread_cancel(caller);
-    peer_->send(make_result(request, 0));
-    ASSERT_EQ(pthread_join(caller, nullptr), 0);
-    EXPECT_EQ(status, DBUS_CALL_OK);
-    EXPECT_FALSE(has_pending_calls(client_));
-}
-
-TEST_F(ACaller, DisconnectsAndItsThreadIsGone) {
-    ASSERT_TRUE(wait_until([] { return threads_named("DbusProcess").size() == 1; }));
-    client_.reset();
-    EXPECT_TRUE(threads_named("DbusProcess").empty());
-    EXPECT_TRUE(peer_->sees_end());
-}
-
-TEST_F(ACaller, DisconnectsInTheMiddleOfAReconnection) {
-    close_and_wait_for_reconnection();
-    EXPECT_EQ(call(client_, "method.x", "", 10), DBUS_CALL_TIMEOUT);
-    const std::int64_t begin = now_ms();
-    client_.reset();
-    EXPECT_LT(now_ms() - begin, kSlack);  // the reconnection alone takes 5 s
-}
-
-TEST_F(ACaller, DisconnectsAfterItsThreadHasEnded) {
-    reset_connection();
-    client_.reset();
-}
-
 // ---- Many at once
 
 TEST(ManyThreads, ShareOneConnection) {
@@ -521,10 +236,7 @@ TEST(Connecting, RefusesNamesThatDoNotFit) {
 TEST(Connecting, DoesNotHangInTheQueueOfAServerThatNeverAccepts) {
     const std::string name = fresh_name();
     const RawServer server(name);
-    std::vector<RawPeer> queue;
-    for (int i = 0; i < 6; i++) {  // a backlog of 5 queues 6
-        queue.push_back(RawPeer::connect_to(name));
-    }
+    const std::vector<RawPeer> queue = fill_queue_of(name);
     const std::int64_t begin = now_ms();
     EXPECT_EQ(connect_client(name), nullptr);
     EXPECT_LT(now_ms() - begin, kSlack);

@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <memory>
 #include <optional>
 #include <string>
 #include <thread>
@@ -13,6 +12,7 @@
 #include "bus_peers.h"
 #include "captured_output.h"
 #include "dbus_socket_common.h"
+#include "hand_spoken_server.h"
 #include "pending_call.h"
 
 namespace quon::test {
@@ -25,9 +25,9 @@ class AClientThread : public testing::Test {
   protected:
     void SetUp() override {
         info_ = make_registration(fresh_name(), {});
-        server_name_.copy(info_->server_name, sizeof(info_->server_name) - 1);
+        server_.name().copy(info_->server_name, sizeof(info_->server_name) - 1);
         ASSERT_EQ(Dbus_Register(info_), 0);
-        accept_client();
+        server_.accept_client();
         ASSERT_TRUE(wait_until([] { return threads_named("DbusProcess").size() == 1; }));
     }
 
@@ -46,31 +46,11 @@ class AClientThread : public testing::Test {
         return outcome;
     }
 
-    void accept_client() { peer_ = std::make_unique<RawPeer>(server_->accept_one().value()); }
-
-    void close_server() {
-        server_.reset();
-        peer_->close_now();
-    }
-
-    void restart_server() {
-        server_ = std::make_unique<RawServer>(server_name_);
-        accept_client();
-    }
-
     void expect_delivery(std::uint32_t id) {
         PendingCall call(info_, "method.x", id);
-        peer_->send(make_result(call.request(), 2, "ok"));
+        server_.peer().send(make_result(call.request(), 2, "ok"));
         ASSERT_TRUE(call.wait_result());
         EXPECT_EQ(payload_of(*call.result()), "ok");
-    }
-
-    [[nodiscard]] bool is_reconnecting() const {
-        if (pthread_mutex_trylock(&info_->mutex) != 0) {
-            return true;
-        }
-        pthread_mutex_unlock(&info_->mutex);
-        return false;
     }
 
     [[nodiscard]] int client_fd() const {
@@ -80,9 +60,7 @@ class AClientThread : public testing::Test {
         return fd;
     }
 
-    std::string server_name_ = fresh_name();
-    std::unique_ptr<RawServer> server_ = std::make_unique<RawServer>(server_name_);
-    std::unique_ptr<RawPeer> peer_;
+    HandSpokenServer server_;
     DbusInfo* info_ = nullptr;
     bool joined_ = false;
 };
@@ -94,7 +72,7 @@ TEST_F(AClientThread, StoresACopyOfTheWholeResultAndWakesTheCaller) {
     DbusMsg result = make_result(second.request(), 3, "abc");
     result.data[4355] = 0x7E;
     second.lock();
-    peer_->send(result);
+    server_.peer().send(result);
     EXPECT_TRUE(second.wait_signalled());
     second.unlock();
     ASSERT_NE(second.result(), nullptr);
@@ -115,10 +93,10 @@ TEST_F(AClientThread, DropsAResultThatMatchesNoCallSilently) {
     for (const MismatchRow& row :
          {MismatchRow{"other name", 1, "method.b"}, MismatchRow{"longer name", 1, "method.aa"},
           MismatchRow{"other id", 2, "method.a"}}) {
-        peer_->send(make_result(make_request(row.member, row.id), 0));
+        server_.peer().send(make_result(make_request(row.member, row.id), 0));
     }
     PendingCall last(info_, "method.last", 9);
-    peer_->send(make_result(last.request(), 0));
+    server_.peer().send(make_result(last.request(), 0));
     ASSERT_TRUE(last.wait_result());
     EXPECT_EQ(call.result(), nullptr);
     EXPECT_EQ(capture.text(), "");
@@ -127,7 +105,7 @@ TEST_F(AClientThread, DropsAResultThatMatchesNoCallSilently) {
 TEST_F(AClientThread, GivesAResultToTheFirstMatchFromTheHeadOfTheList) {
     PendingCall behind(info_, "method.a", 1);
     PendingCall head(info_, "method.a", 1);
-    peer_->send(make_result(head.request(), 0));
+    server_.peer().send(make_result(head.request(), 0));
     EXPECT_TRUE(head.wait_result());
     EXPECT_EQ(behind.result(), nullptr);
 }
@@ -136,9 +114,9 @@ TEST_F(AClientThread, KeepsTheFirstOfTwoResultsAndSignalsTwice) {
     PendingCall call(info_, "method.a", 1);
     const OutputCapture capture;
     call.lock();
-    peer_->send(make_result(call.request(), 5, "first"));
+    server_.peer().send(make_result(call.request(), 5, "first"));
     EXPECT_TRUE(call.wait_signalled());
-    peer_->send(make_result(call.request(), 6, "second"));
+    server_.peer().send(make_result(call.request(), 6, "second"));
     EXPECT_TRUE(call.wait_signalled());
     call.unlock();
     ASSERT_NE(call.result(), nullptr);
@@ -148,7 +126,7 @@ TEST_F(AClientThread, KeepsTheFirstOfTwoResultsAndSignalsTwice) {
 
 TEST_F(AClientThread, SaysThatNoCallIsPending) {
     const OutputCapture capture;
-    peer_->send(make_result(make_request("method.a"), 0));
+    server_.peer().send(make_result(make_request("method.a"), 0));
     EXPECT_TRUE(wait_until(
         [&] { return capture.text() == "Dbus_Method_Msg_Result method node is empty\n"; }));
 }
@@ -157,7 +135,7 @@ TEST_F(AClientThread, ReportsAWrongHeadAndReadsOn) {
     const OutputCapture capture;
     DbusMsg wrong = make_result(make_request("method.a"), 0);
     wrong.head = 0xA55A5AA5;
-    peer_->send(wrong);
+    server_.peer().send(wrong);
     expect_delivery(2);
     EXPECT_EQ(capture.text(),
               "Dbus_Method_Thread read result head is invalid, ret = 4568 head:a55a5aa5\n");
@@ -168,11 +146,11 @@ TEST_F(AClientThread, TakesAShortReadAsARecord) {
     PendingCall call(info_, "method.a", 1);
     const OutputCapture capture;
     const DbusMsg result = make_result(call.request(), 4, "text");
-    peer_->send_bytes(bytes_of_record(result).first(212));
+    server_.peer().send_bytes(bytes_of_record(result).first(212));
     ASSERT_TRUE(call.wait_result());
     EXPECT_EQ(call.result()->result, 4);
     EXPECT_EQ(call.result()->data[0], 0);
-    peer_->send_bytes(bytes_of_record(result).subspan(212, 6));
+    server_.peer().send_bytes(bytes_of_record(result).subspan(212, 6));
     EXPECT_TRUE(wait_until([&] {
         return capture.text() ==
                "Dbus_Method_Thread read result head is invalid, ret = 6 head:74786574\n";
@@ -202,7 +180,7 @@ TEST_F(AClientThread, TakesTheEndOfTheStreamForAnInterruptionWhileErrnoSaysSo) {
         interrupt_thread(thread);
         return !capture.text().empty();
     }));
-    peer_->close_now();
+    server_.peer().close_now();
     EXPECT_TRUE(wait_until([&] {
         return capture.text().find(
                    "read socket data interrupt ret:0 errno:4 "
@@ -216,7 +194,7 @@ TEST_F(AClientThread, EndsAfterAReadErrorAndLeavesTheConnectionOpen) {
     const OutputCapture capture;
     const DbusMsg request = make_request("method.a");
     ASSERT_EQ(write(client_fd(), &request, sizeof(request)), 4568);
-    peer_->close_now();
+    server_.peer().close_now();
     EXPECT_EQ(join(), nullptr);
     EXPECT_EQ(without_line_numbers(capture.text()),
               "Dbus_Method_Thread LINE read socket data failed exit this thread, ret:-1 errno:" +
@@ -229,10 +207,10 @@ TEST_F(AClientThread, ReconnectsWhenTheServerComesBack) {
     PendingCall before(info_, "method.a", 1);
     const OutputCapture capture;
     const int descriptors = open_descriptors();
-    close_server();
+    server_.close();
     ASSERT_TRUE(
         wait_until([&] { return capture.text().find("reconnect daemon") != std::string::npos; }));
-    restart_server();
+    server_.restart();
     expect_delivery(2);
     EXPECT_EQ(before.result(), nullptr);  // its result went with the old connection
     EXPECT_EQ(without_line_numbers(capture.text()),
@@ -241,22 +219,22 @@ TEST_F(AClientThread, ReconnectsWhenTheServerComesBack) {
     EXPECT_EQ(fcntl(client_fd(), F_GETFD), FD_CLOEXEC);
     EXPECT_EQ(open_descriptors(), descriptors);  // the old connection is closed
     // And again.
-    close_server();
-    restart_server();
+    server_.close();
+    server_.restart();
     expect_delivery(3);
 }
 
 TEST_F(AClientThread, HoldsTheMutexThroughTheReconnection) {
     const OutputCapture capture;
-    close_server();
+    server_.close();
     ASSERT_TRUE(
         wait_until([&] { return capture.text().find("reconnect daemon") != std::string::npos; }));
-    ASSERT_TRUE(wait_until([&] { return is_reconnecting(); }));
+    ASSERT_TRUE(wait_until([&] { return is_reconnecting(info_); }));
     for (int i = 0; i < 100; i++) {  // not even between two attempts
-        ASSERT_TRUE(is_reconnecting());
+        ASSERT_TRUE(is_reconnecting(info_));
         std::this_thread::sleep_for(1ms);
     }
-    restart_server();
+    server_.restart();
     expect_delivery(2);
 }
 
@@ -264,7 +242,7 @@ TEST_F(AClientThread, GivesUpAfterAHundredAttemptsAndEnds) {
     const OutputCapture capture;
     const int descriptors = open_descriptors();
     const std::int64_t begin = now_ms();
-    close_server();
+    server_.close();
     EXPECT_EQ(join(), nullptr);
     EXPECT_EQ(open_descriptors(), descriptors - 3);  // this end too
     EXPECT_GE(now_ms() - begin, 5000);
@@ -273,9 +251,9 @@ TEST_F(AClientThread, GivesUpAfterAHundredAttemptsAndEnds) {
               "Dbus_Method_Thread LINE disconnect with server, reconnect, ret:0 errno:0 (Success)\n"
               "Dbus_Method_Reconnect_Daemon LINE server socket is closed, reconnect daemon\n"
               "Cannot reconnect to the server (" +
-                  server_name_ + ") timeout\n");
+                  server_.name() + ") timeout\n");
     EXPECT_EQ(client_fd(), -1);
-    EXPECT_FALSE(is_reconnecting());
+    EXPECT_FALSE(is_reconnecting(info_));
 }
 
 TEST_F(AClientThread, EndsWhenItCannotMakeASocketForTheReconnection) {
@@ -284,14 +262,14 @@ TEST_F(AClientThread, EndsWhenItCannotMakeASocketForTheReconnection) {
     getrlimit(RLIMIT_NOFILE, &before);
     const rlimit none{0, before.rlim_max};
     setrlimit(RLIMIT_NOFILE, &none);
-    close_server();
+    server_.close();
     EXPECT_EQ(join(), nullptr);
     setrlimit(RLIMIT_NOFILE, &before);
     EXPECT_EQ(without_line_numbers(capture.text()),
               "Dbus_Method_Thread LINE disconnect with server, reconnect, ret:0 errno:0 (Success)\n"
               "Dbus_Method_Reconnect_Daemon LINE server socket is closed, reconnect daemon\n"
               "Cannot create communication socket\n");
-    EXPECT_FALSE(is_reconnecting());
+    EXPECT_FALSE(is_reconnecting(info_));
 }
 
 TEST_F(AClientThread, EndsWhenItIsUnregistered) {
@@ -308,19 +286,19 @@ TEST_F(AClientThread, CanBeCancelledInItsRead) {
 
 TEST_F(AClientThread, IsCancelledInTheMiddleOfAReconnectionAndLetsGoOfTheMutex) {
     const OutputCapture capture;
-    close_server();
-    ASSERT_TRUE(wait_until([&] { return is_reconnecting(); }));
+    server_.close();
+    ASSERT_TRUE(wait_until([&] { return is_reconnecting(info_); }));
     const std::int64_t begin = now_ms();
     pthread_cancel(info_->method_thread);
     EXPECT_EQ(join(), PTHREAD_CANCELED);
     EXPECT_LT(now_ms() - begin, 4000);  // the reconnection alone takes 5 s
-    EXPECT_FALSE(is_reconnecting());
+    EXPECT_FALSE(is_reconnecting(info_));
     EXPECT_EQ(capture.text().find("timeout"), std::string::npos);
 }
 
 TEST_F(AClientThread, IsUnregisteredInTheMiddleOfAReconnection) {
-    close_server();
-    ASSERT_TRUE(wait_until([&] { return is_reconnecting(); }));
+    server_.close();
+    ASSERT_TRUE(wait_until([&] { return is_reconnecting(info_); }));
     EXPECT_EQ(Dbus_UnRegister(info_), 0);
     EXPECT_EQ(join(), PTHREAD_CANCELED);
 }
@@ -331,7 +309,7 @@ TEST_F(AClientThread, HasNothingToReconnectToWithoutAServerName) {
     info_->server_name[0] = '\0';
     pthread_mutex_unlock(&info_->mutex);
     const int fd = client_fd();
-    close_server();
+    server_.close();
     // The reconnection succeeds at once each time, and the next read finds the same end.
     EXPECT_TRUE(wait_until([&] { return count_of(capture.text(), "reconnect daemon\n") >= 3; }));
     EXPECT_EQ(client_fd(), fd);

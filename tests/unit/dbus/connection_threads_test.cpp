@@ -18,12 +18,6 @@
 namespace quon::test {
 namespace {
 
-bool serves(RawPeer& peer) {
-    peer.send(make_request("method.one"));
-    const std::optional<DbusMsg> result = peer.receive();
-    return result && payload_of(*result) == "1";
-}
-
 std::size_t default_stack() {
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);

@@ -17,18 +17,13 @@
 #include "bus_peers.h"
 #include "captured_output.h"
 #include "dbus_socket_common.h"
+#include "expected_texts.h"
 #include "faults.h"
 #include "log_records.h"
 #include "pending_call.h"
 
 namespace quon::test {
 namespace {
-
-bool serves(RawPeer& peer) {
-    peer.send(make_request("method.one"));
-    const std::optional<DbusMsg> result = peer.receive();
-    return result && payload_of(*result) == "1";
-}
 
 bool exists(const std::string& path) {
     struct stat status {};
@@ -306,8 +301,7 @@ TEST(AResultThatIsCutShort, EndsItsConnectionInsteadOfShiftingTheNextOnes) {
     ASSERT_EQ(write(peer.descriptor(), &request, sizeof(request)), 4568);
     EXPECT_FALSE(peer.receive());
     EXPECT_TRUE(peer.sees_end());
-    EXPECT_TRUE(wait_until(
-        [&] { return capture.text() == "Dbus_ReadWrite_Process Write result failed\n"; }));
+    EXPECT_TRUE(wait_until([&] { return capture.text() == expected::kResultNotWritten; }));
     RawPeer other = RawPeer::connect_to(name);
     EXPECT_TRUE(serves(other));
 }

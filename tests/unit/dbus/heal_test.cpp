@@ -91,10 +91,7 @@ TEST_F(AClientOfAKilledServer, GivesUpAtOnceWhileThereIsNoServer) {
 
 TEST_F(AClientOfAKilledServer, WaitsForABusyOneWithinItsTimeOut) {
     restart_server();
-    std::vector<RawPeer> queue;
-    for (int i = 0; i < 6; i++) {  // a backlog of 5 queues 6
-        queue.push_back(RawPeer::connect_to(name_));
-    }
+    const std::vector<RawPeer> queue = fill_queue_of(name_);
     const std::int64_t begin = now_ms();
     EXPECT_EQ(Dbus_Signal_Send(client_, "signal.x", nullptr, 0, 200), DBUS_CALL_NO_CONNECTION);
     EXPECT_GE(now_ms() - begin, 200);

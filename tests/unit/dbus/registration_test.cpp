@@ -196,10 +196,7 @@ TEST(AClientWithoutAServer, GivesUpAfterAbout5SecondsAndLeavesTheServerRoleRunni
 TEST(AClientOfAServerWithAFullQueue, GivesUpLikewise) {
     const std::string name = fresh_name();
     const RawServer server(name);
-    std::vector<RawPeer> queue;
-    for (int i = 0; i < 6; i++) {  // a backlog of 5 queues 6
-        queue.push_back(RawPeer::connect_to(name));
-    }
+    const std::vector<RawPeer> queue = fill_queue_of(name);
     DbusInfo* info = make_registration(fresh_name(), {});
     name.copy(info->server_name, sizeof(info->server_name) - 1);
     const std::int64_t begin = now_ms();

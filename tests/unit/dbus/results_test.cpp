@@ -15,6 +15,7 @@
 #include "bus_peers.h"
 #include "captured_output.h"
 #include "dbus_socket_common.h"
+#include "expected_texts.h"
 #include "faults.h"
 #include "log_records.h"
 
@@ -29,12 +30,6 @@ std::int32_t count_and_answer(const std::uint8_t* request, std::int32_t len, std
                               std::int32_t capacity) {
     handled++;
     return answer_one(request, len, reply, capacity);
-}
-
-bool serves(RawPeer& peer) {
-    peer.send(make_request("method.one"));
-    const std::optional<DbusMsg> result = peer.receive();
-    return result && payload_of(*result) == "1";
 }
 
 std::size_t results_in_socket(const RawPeer& peer) {
@@ -182,7 +177,7 @@ TEST_F(AServerOfADeafPeer, LetsGoOfEverythingWhenThePeerLeavesWhileItIsNotRead) 
     EXPECT_TRUE(wait_until([&] {
         return message_threads() == 0 && threads_named(name_).size() == 1;  // the listen thread
     }));
-    EXPECT_GE(count_of(capture.text(), "Dbus_ReadWrite_Process Write result failed\n"), 1024);
+    EXPECT_GE(count_of(capture.text(), expected::kResultNotWritten), 1024);
     RawPeer other = RawPeer::connect_to(name_);
     EXPECT_TRUE(serves(other));
 }

@@ -12,6 +12,7 @@
 #include "bus_peers.h"
 #include "captured_output.h"
 #include "dbus_socket_common.h"
+#include "expected_texts.h"
 
 namespace quon::test {
 namespace {
@@ -248,7 +249,7 @@ TEST(APeerThatNeverReadsAndGoes, LeavesNoThreadBehind) {
     sleeper.close_now();
     EXPECT_TRUE(wait_until(
         [&] { return threads_named(name).size() == 2 && message_threads(name) == own_threads; }));
-    EXPECT_GE(count_of(capture.text(), "Dbus_ReadWrite_Process Write result failed\n"), 100);
+    EXPECT_GE(count_of(capture.text(), expected::kResultNotWritten), 100);
     expect_service(other, 10);
 }
 

@@ -10,6 +10,7 @@
 #include "bus_peers.h"
 #include "captured_output.h"
 #include "dbus_socket_common.h"
+#include "expected_texts.h"
 #include "log_records.h"
 
 namespace quon::test {
@@ -91,9 +92,8 @@ TEST(AResultForAPeerThatHasGone, IsReportedAndLost) {
     ASSERT_TRUE(wait_until([] { return handlers_inside == 1; }));
     peer.close_now();
     handler_may_end.open();
-    EXPECT_TRUE(wait_until([&] {
-        return capture.text() == "Dbus_ReadWrite_Process Write result failed\n";
-    })) << capture.text();
+    EXPECT_TRUE(wait_until([&] { return capture.text() == expected::kResultNotWritten; }))
+        << capture.text();
 }
 
 TEST(APeerThatHasSentItsEnd, SeesTheConnectionEndAtOnceWhileAHandlerStillRuns) {
