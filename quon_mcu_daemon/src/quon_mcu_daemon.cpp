@@ -170,9 +170,12 @@ void arrange_signals() {
 }  // namespace
 
 int main() {
+    raise_descriptor_limit();
+    if (!quon_open_standard_streams()) {
+        return -1;
+    }
     buffer_output_by_lines();
     quon_limit_malloc_arenas();
-    raise_descriptor_limit();
     Dbus_SetThreadStack(BUS_THREAD_STACK);
     DAEMON_LOG(QN_LOG_INFO, "Ver:%s Build time: %s %s\n", VERSION, __DATE__, __TIME__);
     arrange_signals();

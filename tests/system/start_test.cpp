@@ -371,49 +371,6 @@ TEST_F(AStart, BringsTheInterfaceUpAndDoesNotMindAFailure) {
     EXPECT_EQ(daemon().output().find("fail"), std::string::npos) << daemon().output();
 }
 
-struct ClosedStreams {
-    const char* name;
-    std::string redirections;
-    std::vector<int> numbers;
-};
-
-void PrintTo(const ClosedStreams& row, std::ostream* stream) {
-    *stream << row.name;
-}
-
-class AStartWithClosedStreams : public SystemTest,
-                                public ::testing::WithParamInterface<ClosedStreams> {};
-
-TEST_P(AStartWithClosedStreams, PutsNothingInTheirPlaceAndSendsNoLogToTheChip) {
-    start_chip();
-    start_daemon_after("", GetParam().redirections);
-    wait_until_started();
-    peer().notify("signal.quon.mcu.set.log.profile", Bytes{1, 4});
-    EXPECT_EQ(peer().call("method.quon.mcu.get.log.profile").result, -1);
-    EXPECT_EQ(peer().call("method.quon.mcu.get.time").result, 10);
-    EXPECT_EQ(text_of(peer().call("method.quon.mcu.get.popen", bytes_of("echo x")).payload()),
-              "x\n");
-    std::vector<Bytes> frames;
-    for (const std::uint8_t type : from_hex("81 82 84 86 8C 93 80 84")) {
-        frames.push_back(chip_frame(type));
-    }
-    EXPECT_EQ(chip().received(), frames);
-    EXPECT_EQ(chip().messages().size(), frames.size());
-    for (const int number : GetParam().numbers) {
-        EXPECT_FALSE(file_exists("/proc/" + std::to_string(daemon().pid()) + "/fd/" +
-                                 std::to_string(number)))
-            << number;
-    }
-}
-
-const ClosedStreams kClosedStreams[] = {
-    {"StandardInput", "<&-", {0}},
-    {"StandardOutput", ">&-", {1}},
-    {"AllThree", "<&- >&- 2>&-", {0, 1, 2}},
-};
-INSTANTIATE_TEST_SUITE_P(Each, AStartWithClosedStreams, ::testing::ValuesIn(kClosedStreams),
-                         [](const auto& row) { return std::string(row.param.name); });
-
 struct DescriptorLimit {
     const char* name;
     const char* before;
