@@ -74,15 +74,22 @@ void end_call(State* state, DbusMethodNode* call) {
     free_call(call);
 }
 
+uint32_t current_connection(const State* state) {
+    return __atomic_load_n(&state->connections, __ATOMIC_SEQ_CST);
+}
+
 // With the mutex held. The node is on the list before the request is on its way, so that the
 // fastest result finds it.
 Sent try_to_send(State* state, const DbusMsg* request, DbusMethodNode* node) {
     DbusInfo* info = state->info;
     release_abandoned(info, &state->abandoned);
+    // Before the phase: a connection that ends after this look counts as another.
+    const uint32_t connection = current_connection(state);
     if (info->client_fd <= 0 || !can_bring_results(state)) {
         return Sent::kFailed;
     }
     if (node != nullptr) {
+        note_connection(node, connection);
         link_call(info, node);
     }
     const Sent sent = send_record(info->client_fd, request);
@@ -244,7 +251,7 @@ DbusCallStatus wait_for_result(State* state, DbusMethodNode* node, int64_t deadl
     bool waiting = true;
     pthread_mutex_lock(&node->lock);
     while (node->result_msg == nullptr && waiting) {
-        if (!can_bring_results(state)) {
+        if (!can_bring_results(state) || connection_of(node) != current_connection(state)) {
             status = DBUS_CALL_NO_CONNECTION;
             break;
         }

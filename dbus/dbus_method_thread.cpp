@@ -73,9 +73,11 @@ void store_result(DbusMethodNode* node, const DbusMsg* result) {
     pthread_mutex_unlock(&node->lock);
 }
 
-// From here on no result can come: whoever still waits for one learns it.
+// From here on no result can come: whoever still waits for one learns it, also when it looks only
+// after another caller has healed the connection.
 void end_client_role(State* state) {
     set_phase(state, kClientEnded);
+    __atomic_add_fetch(&state->connections, 1U, __ATOMIC_SEQ_CST);
     pthread_mutex_lock(&state->info->mutex);
     wake_all_calls(state->info);
     pthread_mutex_unlock(&state->info->mutex);

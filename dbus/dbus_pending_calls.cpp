@@ -15,12 +15,17 @@ namespace {
 struct Call {
     DbusMethodNode node;
     DbusMethodNode* next_abandoned;
+    uint32_t connection;
     DbusMsg request;
 };
 static_assert(offsetof(Call, node) == 0);
 
 Call* call_of(DbusMethodNode* node) {
     return reinterpret_cast<Call*>(node);
+}
+
+const Call* call_of(const DbusMethodNode* node) {
+    return reinterpret_cast<const Call*>(node);
 }
 
 }  // namespace
@@ -42,6 +47,14 @@ void free_call(DbusMethodNode* call) {
     pthread_mutex_destroy(&call->lock);
     free(call->result_msg);
     free(call_of(call));
+}
+
+void note_connection(DbusMethodNode* call, uint32_t number) {
+    call_of(call)->connection = number;
+}
+
+uint32_t connection_of(const DbusMethodNode* call) {
+    return call_of(call)->connection;
 }
 
 void link_call(DbusInfo* info, DbusMethodNode* call) {

@@ -15,6 +15,10 @@ DbusMethodNode* make_call();
 // Frees a call that is on no list, its request and its result.
 void free_call(DbusMethodNode* call);
 
+// Which of the registration's connections a call made by make_call went out on.
+void note_connection(DbusMethodNode* call, uint32_t number);
+uint32_t connection_of(const DbusMethodNode* call);
+
 // Both with the mutex held. A call that is on no list is unlinked already.
 void link_call(DbusInfo* info, DbusMethodNode* call);
 void unlink_call(DbusInfo* info, const DbusMethodNode* call);

@@ -37,6 +37,7 @@ struct State {
     int32_t stop;               // not 0: the method thread is to end
     int32_t entering;           // callers on their way to the registration's mutex
     int32_t room_waiters;       // callers that wait for their turn to write
+    uint32_t connections;       // that the client role has had until now, by their ends
     DbusMethodNode* abandoned;  // ended calls that could not leave method_list in time
 
     // A leaf, held for moments only.

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -128,6 +129,49 @@ TEST_F(AClientOfAKilledServer, ConnectsOnceForAllItsCallers) {
         caller.join();
     }
     EXPECT_FALSE(server_->accept_one(10ms));
+}
+
+std::atomic<bool> caller_is_held;
+std::atomic<bool> hold_caller;
+
+void hold_the_caller(int /*number*/) {
+    caller_is_held = true;
+    while (hold_caller) {
+        usleep(1000);
+    }
+}
+
+// The caller is held up in the midst of its wait, until another caller has healed the connection.
+TEST(ACallWhoseConnectionEnded, EndsAtOnceWhenItLooksOnlyAfterTheHealing) {
+    const std::string name = fresh_name();
+    auto server = std::make_unique<RawServer>(name);
+    DbusInfo* client = Dbus_Client_Connect("quon.test.caller", name.c_str(), 0);
+    ASSERT_NE(client, nullptr);
+    RawPeer peer = server->accept_one().value();
+    signal(SIGUSR1, hold_the_caller);
+    hold_caller = true;
+    DbusCallStatus status = DBUS_CALL_OK;
+    std::thread caller([&] {
+        pthread_setname_np(pthread_self(), "caller");
+        status = Dbus_Method_Call(client, "method.x", nullptr, 0, 60000, nullptr);
+    });
+    ASSERT_TRUE(peer.receive());
+    ASSERT_TRUE(wait_until([] { return all_asleep("caller"); }));
+    pthread_kill(caller.native_handle(), SIGUSR1);
+    ASSERT_TRUE(wait_until([] { return caller_is_held.load(); }));
+    // A request that nobody reads, so that the end of the server is an error.
+    ASSERT_EQ(Dbus_Signal_Send(client, "signal.x", nullptr, 0, kPatience), DBUS_CALL_OK);
+    server.reset();
+    peer.close_now();
+    ASSERT_TRUE(wait_until([] { return threads_named("DbusProcess").empty(); }));
+    server = std::make_unique<RawServer>(name);
+    ASSERT_EQ(Dbus_Signal_Send(client, "signal.y", nullptr, 0, kPatience), DBUS_CALL_OK);
+    const std::int64_t begin = now_ms();
+    hold_caller = false;
+    caller.join();
+    EXPECT_EQ(status, DBUS_CALL_NO_CONNECTION);
+    EXPECT_LT(now_ms() - begin, 30000);
+    Dbus_Client_Disconnect(client);
 }
 
 // One that was made with Dbus_Register stays as it is.
