@@ -1,6 +1,7 @@
 // How the daemon ends when a thread of it waits in a print for ever.
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -51,6 +52,16 @@ class AFatalSignalToAStuckDaemon : public SystemTest {
             return found != 0;
         }));
         return found;
+    }
+    pid_t thread_with(const std::string& name) {
+        const std::string tasks = "/proc/" + std::to_string(daemon().pid()) + "/task/";
+        for (const auto& task : std::filesystem::directory_iterator(tasks)) {
+            if (content_of(task.path() / "comm") == name + "\n") {
+                return std::stoi(task.path().filename());
+            }
+        }
+        ADD_FAILURE() << "no thread " << name;
+        return -1;
     }
     void expect_end_in_time(std::chrono::steady_clock::time_point sent) {
         EXPECT_EQ(daemon().process().wait_exit(), (ExitStatus{.exited = true, .code = 1}));
@@ -103,6 +114,62 @@ TEST_F(AFatalSignalToAStuckDaemon, EndsItWhenAnotherThreadHoldsTheStream) {
     const LocalProgram program;  // whose coming is printed past the log
     EXPECT_NE(stuck_thread(), 0);
     expect_end_on(SIGABRT);  // as is this signal's name
+}
+
+// ---- The run flag
+
+// The main thread makes the flag, but waits for somebody at the other end.
+class AFatalSignalWhileTheRunFlagIsMade : public AFatalSignalToAStuckDaemon {
+  protected:
+    void SetUp() override {
+        AFatalSignalToAStuckDaemon::SetUp();
+        ASSERT_EQ(mkfifo(kRunFlag, 0600), 0);
+        start_chip();
+        start_daemon();
+        const std::string main = "/proc/" + std::to_string(daemon().pid()) + "/syscall";
+        const std::string opening = std::to_string(SYS_openat) + " ";
+        ASSERT_TRUE(chip().wait_for(0x81));
+        ASSERT_TRUE(wait_until([&] { return content_of(main).starts_with(opening); }));
+    }
+};
+
+TEST_F(AFatalSignalWhileTheRunFlagIsMade, OnAnotherThreadWaitsAndRemovesIt) {
+    const auto sent = std::chrono::steady_clock::now();
+    ASSERT_EQ(syscall(SYS_tgkill, daemon().pid(), thread_with("quon.mcu.daemon"), SIGTERM), 0);
+    EXPECT_FALSE(daemon().process().wait_exit(200ms));
+    EXPECT_TRUE(file_exists(kRunFlag));
+    const Descriptor reader(open(kRunFlag, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    expect_end_in_time(sent);
+}
+
+TEST_F(AFatalSignalWhileTheRunFlagIsMade, OnAnotherThreadWaitsNoLongerThanASecond) {
+    expect_end_on(SIGTERM, thread_with("quon.mcu.daemon"));
+}
+
+TEST_F(AFatalSignalWhileTheRunFlagIsMade, OnTheMainThreadRemovesItAtOnce) {
+    expect_end_on(SIGTERM);
+}
+
+// The handler is held up on another thread while the main thread goes on starting.
+TEST_F(AFatalSignalToAStuckDaemon, LetsNoRunFlagBeMadeAnyMore) {
+    const Descriptor watch(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
+    ASSERT_GE(inotify_add_watch(watch.get(), "/tmp", IN_CREATE), 0);
+    start_chip().ignore(0x81);
+    start_daemon_after("", "> /tmp/out");
+    ASSERT_TRUE(chip().wait_for(0x81));
+    fill_output();
+    const auto sent = std::chrono::steady_clock::now();
+    const pid_t listener = thread_with("quon.mcu.daemon");
+    ASSERT_EQ(syscall(SYS_tgkill, daemon().pid(), listener, SIGABRT), 0);  // printed past the log
+    EXPECT_EQ(stuck_thread(), listener);
+    chip().send(0x81, usual_answer(0x81));
+    expect_end_in_time(sent);
+    Bytes events(65536);
+    const ssize_t got = read(watch.get(), events.data(), events.size());
+    ASSERT_GT(got, 0);  // the bus socket at least
+    events.resize(static_cast<std::size_t>(got));
+    EXPECT_NE(text_of(events).find("dbus-quon.mcu.daemon"), std::string::npos);
+    EXPECT_EQ(text_of(events).find("quon_mcu_daemon_run"), std::string::npos);
 }
 
 }  // namespace

@@ -301,6 +301,15 @@ TEST_F(TheDaemon, EndsThroughTheHandlerWhenAHandlerOfAServiceFaults) {
     EXPECT_FALSE(fs::exists(kRunFlag));
 }
 
+TEST_F(TheDaemon, EndsThroughTheHandlerWhenTheMainThreadsStackIsFull) {
+    std::ofstream(kRunFlag) << "left by an earlier run";
+    const auto daemon = start({{"CHIP_OVERFLOWS_STACK", "1"}});
+    EXPECT_EQ(daemon->wait_exit(), kEndedBySignalHandler);
+    EXPECT_TRUE(daemon->output().ends_with(kFarewell + line("D/", "sig_handler", "SIGSEGV\n")))
+        << daemon->output();
+    EXPECT_FALSE(fs::exists(kRunFlag));
+}
+
 #ifndef __SANITIZE_THREAD__  // it holds a signal back that strikes in its handler
 TEST_F(TheDaemon, EndsThroughTheHandlerWhenTheHandlerItselfFaults) {
     const auto daemon = start_whole({{"CHIP_FAULTY_HOOK", "1"}});

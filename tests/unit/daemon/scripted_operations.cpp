@@ -1,6 +1,7 @@
 // A chip's driver for the real entry of the daemon: it prints when it is called, and does what the
 // environment asks for.
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -78,6 +79,24 @@ void share_handler(int number) {
     sigaction(number, &daemons, nullptr);
 }
 
+constexpr rlim_t kStackRoom = 1 << 20;
+
+int fill_stack(const volatile char* above, std::size_t frames) {
+    volatile char frame[1024];
+    frame[0] = *above;
+    return frames == 0 ? 0 : fill_stack(frame, frames - 1) + frame[0];
+}
+
+// On the main thread, whose stack grows to the limit and no further.
+void overflow_stack() {
+    rlimit limit{};
+    getrlimit(RLIMIT_STACK, &limit);
+    limit.rlim_cur = kStackRoom;
+    setrlimit(RLIMIT_STACK, &limit);
+    const char first = 0;
+    std::printf("%d\n", fill_stack(&first, 64 * kStackRoom / 1024));
+}
+
 bool bus_listens() {
     for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
         std::ifstream status(task.path() / "status");
@@ -115,6 +134,9 @@ std::int32_t mcu_probe_init() {
                 presence("/tmp/quon_mcu_daemon_run"));
     if (const int number = number_from("CHIP_SHARES_HANDLER", 0); number != 0) {
         share_handler(number);
+    }
+    if (number_from("CHIP_OVERFLOWS_STACK", 0) != 0) {
+        overflow_stack();
     }
     return number_from("CHIP_PROBE_RESULT", 0);
 }
