@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
+#include <sstream>
 
 #include "private_world.h"
 
@@ -81,8 +81,9 @@ bool file_exists(const std::string& path) {
 }
 
 std::string content_of(const std::string& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::ostringstream content;
+    content << std::ifstream(path).rdbuf();  // a process that ends meanwhile leaves it short
+    return content.str();
 }
 
 std::vector<pid_t> children_of(pid_t parent) {
@@ -141,6 +142,11 @@ void SystemTest::TearDown() {
 ScriptedChip& SystemTest::start_chip() {
     chip_ = std::make_unique<ScriptedChip>();
     return *chip_;
+}
+
+void SystemTest::restart_chip() {
+    chip_.reset();  // its socket's path, too
+    start_chip();
 }
 
 DaemonProcess& SystemTest::start_daemon(const DaemonProcess::Environment& environment) {

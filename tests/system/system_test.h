@@ -48,6 +48,7 @@ class SystemTest : public ::testing::Test {
     // The chip first, then the daemon, until all its threads have started.
     void start();
     ScriptedChip& start_chip();
+    void restart_chip();  // with nothing of what was set; the daemon comes back to it by itself
     // Does not wait for anything but the program's start.
     DaemonProcess& start_daemon(const DaemonProcess::Environment& environment = {});
     // In a shell: after these commands, and with these redirections.
