@@ -6,6 +6,8 @@
 //
 // Messages: the library says what goes wrong on the standard output of its process (the server role
 // logs the rest, tag "DBUS"); a process whose standard output nobody reads is held up by it.
+// One that may be started without standard streams opens them first: a connection would bear such a
+// number for a moment, and what another thread prints just then would go to the peer.
 // Signals: a handler that is installed without SA_RESTART and runs on a thread of the library
 // interrupts its call. The listen thread ends then, as after any failed accept; connection and
 // method threads report it and read on. So block signals in a thread before it calls Dbus_Register
