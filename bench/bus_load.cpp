@@ -273,8 +273,8 @@ class Load {
             ready.push_back(
                 {connection->descriptor(), static_cast<short>(POLLIN | (sends ? POLLOUT : 0)), 0});
         }
-        constexpr auto bound = std::chrono::milliseconds(kPatience).count();
-        if (poll(ready.data(), ready.size(), static_cast<int>(bound)) == 0) {
+        constexpr auto kBound = std::chrono::milliseconds(kPatience).count();
+        if (poll(ready.data(), ready.size(), static_cast<int>(kBound)) == 0) {
             throw std::runtime_error("no result for 20 seconds");
         }
     }

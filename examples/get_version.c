@@ -12,7 +12,7 @@
 
 enum { DONE = 0, FAILED = 1, USAGE = 2, NO_DAEMON = 3, TIMED_OUT = 4, MALFORMED = 5 };
 
-static const char member[] = "method.quon.mcu.get.ver";
+static const char kMember[] = "method.quon.mcu.get.ver";
 
 /* How the call ended, as an exit status. */
 static int told(DbusCallStatus status, const DbusReply* reply, int timeout_ms) {
@@ -43,7 +43,7 @@ static int told(DbusCallStatus status, const DbusReply* reply, int timeout_ms) {
 
 static int ask(DbusInfo* bus, int timeout_ms) {
     DbusReply reply;
-    const DbusCallStatus status = Dbus_Method_Call(bus, member, NULL, 0, timeout_ms, &reply);
+    const DbusCallStatus status = Dbus_Method_Call(bus, kMember, NULL, 0, timeout_ms, &reply);
     const int outcome = told(status, &reply, timeout_ms);
     if (outcome != DONE) {
         return outcome;

@@ -10,7 +10,7 @@
 
 namespace quon::handoff {
 
-inline constexpr size_t RECEIVE_SIZE = 128;
+inline constexpr size_t kReceiveSize = 128;
 
 enum class connection_state {
     idle = 0,
@@ -33,7 +33,7 @@ struct handoff {
     uint32_t connect_start_ms;
     bool pending;  // hand the remote socket over as soon as it is connected
     socklen_t accept_length;
-    uint8_t request[RECEIVE_SIZE];  // never cleared between receives: intended
+    uint8_t request[kReceiveSize];  // never cleared between receives: intended
 
     // What select is asked, and what it answers, in one pass.
     fd_set readable;

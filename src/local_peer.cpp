@@ -14,9 +14,9 @@ namespace quon::handoff {
 
 namespace {
 
-constexpr int LISTEN_BACKLOG = 5;
-constexpr int ADDRESS_OFFSET = 1;
-constexpr int PORT_OFFSET = 5;
+constexpr int kListenBacklog = 5;
+constexpr int kAddressOffset = 1;
+constexpr int kPortOffset = 5;
 
 static_assert(sizeof(sockaddr_un) == 110);
 
@@ -54,8 +54,8 @@ int send_remote(const handoff& ws) {
 
 void serve_connect_command(handoff& ws) {
     target_address wanted = {};
-    (void)memcpy_s(&wanted.ip, sizeof(wanted.ip), ws.request + ADDRESS_OFFSET, sizeof(wanted.ip));
-    (void)memcpy_s(&wanted.port, sizeof(wanted.port), ws.request + PORT_OFFSET,
+    (void)memcpy_s(&wanted.ip, sizeof(wanted.ip), ws.request + kAddressOffset, sizeof(wanted.ip));
+    (void)memcpy_s(&wanted.port, sizeof(wanted.port), ws.request + kPortOffset,
                    sizeof(wanted.port));
     printf("ws ls recv websocketip, %x:%d, %d\n", wanted.ip, wanted.port,
            static_cast<int>(ws.state));
@@ -120,7 +120,7 @@ int open_local_server() {
         close(fd);
         return -1;
     }
-    (void)listen(fd, LISTEN_BACKLOG);
+    (void)listen(fd, kListenBacklog);
     return fd;
 }
 

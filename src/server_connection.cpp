@@ -16,7 +16,7 @@ namespace quon::handoff {
 
 namespace {
 
-constexpr uint32_t CONNECT_TIMEOUT_MS = 6000;
+constexpr uint32_t kConnectTimeoutMs = 6000;
 
 int open_remote_socket() {
     const int fd = fit_for_select(quon_socket(AF_INET, SOCK_STREAM, 0));
@@ -83,7 +83,7 @@ void start_connect(handoff& ws) {
 }
 
 void watch_connect(handoff& ws) {
-    if (quon_clock_ms() - ws.connect_start_ms >= CONNECT_TIMEOUT_MS) {
+    if (quon_clock_ms() - ws.connect_start_ms >= kConnectTimeoutMs) {
         drop_remote(ws);
         ws.state = connection_state::idle;
     } else if (ws.remote_fd > 0) {

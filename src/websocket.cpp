@@ -19,14 +19,14 @@ namespace quon::handoff {
 
 namespace {
 
-constexpr char THREAD_NAME[] = "webpreinit";
+constexpr char kThreadName[] = "webpreinit";
 // Printed in place of the remote address when a connection is up: intended.
-constexpr char SOURCE_NAME[] = "src/websocket.c";
-constexpr int SOURCE_NUMBER = 2484;
+constexpr char kSourceName[] = "src/websocket.c";
+constexpr int kSourceNumber = 2484;
 
-constexpr int IP_WAIT_ATTEMPTS = 300;
-constexpr useconds_t IP_WAIT_PAUSE_US = 10'000;
-constexpr suseconds_t POLL_TIMEOUT_US = 20'000;
+constexpr int kIpWaitAttempts = 300;
+constexpr useconds_t kIpWaitPauseUs = 10'000;
+constexpr suseconds_t kPollTimeoutUs = 20'000;
 
 ws_preinit_param start_record;
 
@@ -40,11 +40,11 @@ bool wait_for_network(const ws_preinit_param& param) {
         if (network_is_up(param)) {
             return true;
         }
-        if (attempt == IP_WAIT_ATTEMPTS) {
+        if (attempt == kIpWaitAttempts) {
             puts("websocket remote wakeup wait ip update timeout!");
             return false;
         }
-        usleep(IP_WAIT_PAUSE_US);
+        usleep(kIpWaitPauseUs);
     }
 }
 
@@ -71,7 +71,7 @@ void collect_local_sockets(handoff& ws) {
 }
 
 int wait_for_sockets(handoff& ws) {
-    timeval timeout = {0, POLL_TIMEOUT_US};
+    timeval timeout = {0, kPollTimeoutUs};
     return select(ws.highest_fd + 1, &ws.readable, &ws.writable, nullptr, &timeout);
 }
 
@@ -80,7 +80,7 @@ void check_remote(handoff& ws) {
         return;
     }
     ws.state = connection_state::connected;
-    printf("ws ls connected remote:%s-%d:%d\n", SOURCE_NAME, SOURCE_NUMBER,
+    printf("ws ls connected remote:%s-%d:%d\n", kSourceName, kSourceNumber,
            static_cast<int>(quon_clock_ms()));
     if (ws.pending) {
         hand_over(ws, "polling sendfd");
@@ -109,7 +109,7 @@ bool run_pass(handoff& ws) {
 
 void* webpreinit_thread(void* argument) {
     const auto& param = *static_cast<const ws_preinit_param*>(argument);
-    prctl(PR_SET_NAME, THREAD_NAME);
+    prctl(PR_SET_NAME, kThreadName);
     handoff ws = {};
     ws.client_fd = -1;
     ws.remote_fd = -1;

@@ -65,7 +65,7 @@
     X(52, "method.quon.mcu.get.soc.time.cur.info", quon_mcu_get_soc_poweron_time_cur_info)
 // clang-format on
 
-#define QUON_MCU_COUNT_SERVICE(index, name, handler) +1
+#define QUON_MCU_COUNT_SERVICE(index, name, handler) +1  // NOLINT(bugprone-macro-parentheses)
 enum { QUON_MCU_SERVICE_COUNT = 0 QUON_MCU_SERVICES(QUON_MCU_COUNT_SERVICE) };
 #undef QUON_MCU_COUNT_SERVICE
 

@@ -11,9 +11,9 @@
 
 namespace {
 
-// A local record with room for the longest payload behind it, and for a terminator behind that.
+// A local record with room for the longest payload beyond it, and for a terminator beyond that.
 struct staging_area {
-    uint8_t bytes[MCU_REPLY_AREA_SIZE + 1] = {};
+    uint8_t bytes[kMcuReplyAreaSize + 1] = {};
 };
 
 int32_t copy_staged(const staging_area& area, uint8_t* reply, int32_t length) {
@@ -23,79 +23,79 @@ int32_t copy_staged(const staging_area& area, uint8_t* reply, int32_t length) {
 
 }  // namespace
 
-// The operation writes straight into the reply, up to MCU_REPLY_AREA_SIZE bytes.
-#define DIRECT_QUERY(name, slot, check, length, failure)                         \
-    int32_t name(const uint8_t*, int32_t, uint8_t* reply, int32_t) {             \
-        static constexpr handler_row row = {#name, __LINE__, check, failure};    \
-        return call_mcu(row, &mcu_ops::slot, reply) == 0 ? int32_t{length} : -1; \
+// The operation writes straight into the reply, up to kMcuReplyAreaSize bytes.
+#define DIRECT_QUERY(name, slot, check, length, failure)                          \
+    int32_t name(const uint8_t*, int32_t, uint8_t* reply, int32_t) {              \
+        static constexpr handler_row kRow = {#name, __LINE__, check, failure};    \
+        return call_mcu(kRow, &mcu_ops::slot, reply) == 0 ? int32_t{length} : -1; \
     }
 
 // The operation writes into a local area; the reply is untouched on failure.
-#define STAGED_QUERY(name, slot, check, length, failure)                      \
-    int32_t name(const uint8_t*, int32_t, uint8_t* reply, int32_t) {          \
-        static constexpr handler_row row = {#name, __LINE__, check, failure}; \
-        static_assert((length) <= MCU_REPLY_AREA_SIZE);                       \
-        staging_area area;                                                    \
-        if (call_mcu(row, &mcu_ops::slot, area.bytes) != 0) {                 \
-            return -1;                                                        \
-        }                                                                     \
-        return copy_staged(area, reply, length);                              \
+#define STAGED_QUERY(name, slot, check, length, failure)                       \
+    int32_t name(const uint8_t*, int32_t, uint8_t* reply, int32_t) {           \
+        static constexpr handler_row kRow = {#name, __LINE__, check, failure}; \
+        static_assert((length) <= kMcuReplyAreaSize);                          \
+        staging_area area;                                                     \
+        if (call_mcu(kRow, &mcu_ops::slot, area.bytes) != 0) {                 \
+            return -1;                                                         \
+        }                                                                      \
+        return copy_staged(area, reply, length);                               \
     }
 
 // clang-format off
 //           handler                                 slot                            null check       reply bytes                    failure text
-DIRECT_QUERY(quon_mcu_get_wakeup_info,               get_wakeup_info,                null_check::no,  MCU_WAKEUP_INFO_SIZE,          "mcu_get_wakeup_info failed")
-DIRECT_QUERY(quon_mcu_get_time,                      get_time,                       null_check::no,  MCU_TIME_SIZE,                 "mcu_get_time failed")
-DIRECT_QUERY(quon_mcu_get_battery_status,            get_battery_status,             null_check::no,  MCU_BATTERY_STATUS_SIZE,       "mcu_get_battery_status failed")
-DIRECT_QUERY(quon_mcu_get_pir_info,                  get_pir_info,                   null_check::no,  MCU_PIR_INFO_SIZE,             "mcu_get_pir_info failed")
-DIRECT_QUERY(quon_mcu_get_wifi_status,               get_wifi_status,                null_check::no,  MCU_WIFI_STATUS_SIZE,          "mcu_get_wifi_status failed")
-DIRECT_QUERY(quon_mcu_get_wifi_info,                 get_wifi_info,                  null_check::no,  MCU_WIFI_INFO_SIZE,            "mcu_get_wifi_info failed")
-DIRECT_QUERY(quon_mcu_get_store_params,              get_store_params,               null_check::no,  MCU_STORE_PARAMS_SIZE,         "mcu_get_store_params failed")
-DIRECT_QUERY(quon_mcu_get_alarm,                     get_alarm,                      null_check::no,  MCU_ALARM_SIZE,                "mcu_get_alarm failed")
-DIRECT_QUERY(quon_mcu_get_err_report,                get_err_report,                 null_check::no,  MCU_ERR_REPORT_SIZE,           "mcu_get_err_report failed")
-DIRECT_QUERY(quon_mcu_get_status_info,               get_status_info,                null_check::yes, MCU_STATUS_INFO_SIZE,          "mcu_get_status_info failed")
-DIRECT_QUERY(quon_mcu_get_config_info,               get_config_info,                null_check::yes, MCU_CONFIG_INFO_SIZE,          "mcu_get_config_info failed")
-DIRECT_QUERY(quon_mcu_get_wifi_extended_status,      get_wifi_extended_status,       null_check::yes, MCU_WIFI_EXTENDED_STATUS_SIZE, "mcu_get_wifi_extended_status failed")
-DIRECT_QUERY(quon_mcu_get_soc_poweron_time_list,     get_soc_poweron_time_info_list, null_check::yes, MCU_SOC_TIME_LIST_SIZE,        "mcu_get_soc_poweron_time_info_list failed")
-DIRECT_QUERY(quon_mcu_get_soc_poweron_time_cur_info, get_soc_poweron_time_cur_info,  null_check::yes, MCU_SOC_TIME_CUR_SIZE,         "mcu_get_soc_poweron_time_cur_info failed")
+DIRECT_QUERY(quon_mcu_get_wakeup_info,               get_wakeup_info,                null_check::no,  kMcuWakeupInfoSize,          "mcu_get_wakeup_info failed")
+DIRECT_QUERY(quon_mcu_get_time,                      get_time,                       null_check::no,  kMcuTimeSize,                 "mcu_get_time failed")
+DIRECT_QUERY(quon_mcu_get_battery_status,            get_battery_status,             null_check::no,  kMcuBatteryStatusSize,       "mcu_get_battery_status failed")
+DIRECT_QUERY(quon_mcu_get_pir_info,                  get_pir_info,                   null_check::no,  kMcuPirInfoSize,             "mcu_get_pir_info failed")
+DIRECT_QUERY(quon_mcu_get_wifi_status,               get_wifi_status,                null_check::no,  kMcuWifiStatusSize,          "mcu_get_wifi_status failed")
+DIRECT_QUERY(quon_mcu_get_wifi_info,                 get_wifi_info,                  null_check::no,  kMcuWifiInfoSize,            "mcu_get_wifi_info failed")
+DIRECT_QUERY(quon_mcu_get_store_params,              get_store_params,               null_check::no,  kMcuStoreParamsSize,         "mcu_get_store_params failed")
+DIRECT_QUERY(quon_mcu_get_alarm,                     get_alarm,                      null_check::no,  kMcuAlarmSize,                "mcu_get_alarm failed")
+DIRECT_QUERY(quon_mcu_get_err_report,                get_err_report,                 null_check::no,  kMcuErrReportSize,           "mcu_get_err_report failed")
+DIRECT_QUERY(quon_mcu_get_status_info,               get_status_info,                null_check::yes, kMcuStatusInfoSize,          "mcu_get_status_info failed")
+DIRECT_QUERY(quon_mcu_get_config_info,               get_config_info,                null_check::yes, kMcuConfigInfoSize,          "mcu_get_config_info failed")
+DIRECT_QUERY(quon_mcu_get_wifi_extended_status,      get_wifi_extended_status,       null_check::yes, kMcuWifiExtendedStatusSize, "mcu_get_wifi_extended_status failed")
+DIRECT_QUERY(quon_mcu_get_soc_poweron_time_list,     get_soc_poweron_time_info_list, null_check::yes, kMcuSocTimeListSize,        "mcu_get_soc_poweron_time_info_list failed")
+DIRECT_QUERY(quon_mcu_get_soc_poweron_time_cur_info, get_soc_poweron_time_cur_info,  null_check::yes, kMcuSocTimeCurSize,         "mcu_get_soc_poweron_time_cur_info failed")
 
-STAGED_QUERY(quon_mcu_get_log_profile,               get_log_profile,                null_check::yes, MCU_LOG_PROFILE_SIZE,          "mcu_get_log_profile failed")
-STAGED_QUERY(quon_mcu_get_bit_err_rate,              get_bit_err_rate,               null_check::yes, MCU_BIT_ERR_RATE_SIZE,         "mcu_get_bit_err_rate failed")
+STAGED_QUERY(quon_mcu_get_log_profile,               get_log_profile,                null_check::yes, kMcuLogProfileSize,          "mcu_get_log_profile failed")
+STAGED_QUERY(quon_mcu_get_bit_err_rate,              get_bit_err_rate,               null_check::yes, kMcuBitErrRateSize,         "mcu_get_bit_err_rate failed")
 // clang-format on
 
 int32_t quon_mcu_get_wifi_scanf_info(const uint8_t* request, int32_t, uint8_t* reply, int32_t) {
     // The failure text carries the handler's name, not the operation's: intended.
-    static constexpr handler_row row = {__func__, __LINE__, null_check::yes,
-                                        "quon_mcu_get_wifi_scanf_info failed"};
+    static constexpr handler_row kRow = {__func__, __LINE__, null_check::yes,
+                                         "quon_mcu_get_wifi_scanf_info failed"};
     const uint8_t selector = request[0];
     staging_area area;
-    if (call_mcu(row, &mcu_ops::get_wifi_scanf_info, selector, area.bytes) != 0) {
+    if (call_mcu(kRow, &mcu_ops::get_wifi_scanf_info, selector, area.bytes) != 0) {
         return -1;
     }
-    return copy_staged(area, reply, MCU_WIFI_SCANF_INFO_SIZE);
+    return copy_staged(area, reply, kMcuWifiScanfInfoSize);
 }
 
 int32_t quon_mcu_get_event_info(const uint8_t*, int32_t, uint8_t* reply, int32_t) {
-    static constexpr handler_row row = {__func__, __LINE__, null_check::no, nullptr};
-    const int32_t result = call_mcu(row, &mcu_ops::get_event_info, reply);
-    return result == 0 ? MCU_EVENT_INFO_SIZE : result;
+    static constexpr handler_row kRow = {__func__, __LINE__, null_check::no, nullptr};
+    const int32_t result = call_mcu(kRow, &mcu_ops::get_event_info, reply);
+    return result == 0 ? kMcuEventInfoSize : result;
 }
 
 int32_t quon_mcu_get_version(const uint8_t*, int32_t, uint8_t* reply, int32_t) {
-    static constexpr handler_row row = {__func__, __LINE__, null_check::no,
-                                        "mcu_get_version failed"};
+    static constexpr handler_row kRow = {__func__, __LINE__, null_check::no,
+                                         "mcu_get_version failed"};
     char* text = reinterpret_cast<char*>(reply);
-    if (call_mcu(row, &mcu_ops::get_version, text) != 0) {
+    if (call_mcu(kRow, &mcu_ops::get_version, text) != 0) {
         return -1;
     }
     return static_cast<int32_t>(strlen(text));
 }
 
 int32_t quon_mcu_get_wdg_state(const uint8_t*, int32_t, uint8_t* reply, int32_t reply_capacity) {
-    static constexpr handler_row row = {__func__, __LINE__, null_check::no,
-                                        "mcu_get_wdg_state failed"};
+    static constexpr handler_row kRow = {__func__, __LINE__, null_check::no,
+                                         "mcu_get_wdg_state failed"};
     staging_area area;
-    if (call_mcu(row, &mcu_ops::get_wdg_state, area.bytes) != 0) {
+    if (call_mcu(kRow, &mcu_ops::get_wdg_state, area.bytes) != 0) {
         return -1;
     }
     const int state = area.bytes[0];
@@ -105,11 +105,11 @@ int32_t quon_mcu_get_wdg_state(const uint8_t*, int32_t, uint8_t* reply, int32_t 
 
 int32_t quon_mcu_get_soc_min_version(const uint8_t*, int32_t, uint8_t* reply,
                                      int32_t reply_capacity) {
-    static constexpr handler_row row = {__func__, __LINE__, null_check::no,
-                                        "mcu_get_soc_min_version failed"};
+    static constexpr handler_row kRow = {__func__, __LINE__, null_check::no,
+                                         "mcu_get_soc_min_version failed"};
     staging_area area;
     char* text = reinterpret_cast<char*>(area.bytes);
-    if (call_mcu(row, &mcu_ops::get_soc_min_version, text) != 0) {
+    if (call_mcu(kRow, &mcu_ops::get_soc_min_version, text) != 0) {
         return -1;
     }
     snprintf(reinterpret_cast<char*>(reply), static_cast<size_t>(reply_capacity), "%s", text);
@@ -119,15 +119,15 @@ int32_t quon_mcu_get_soc_min_version(const uint8_t*, int32_t, uint8_t* reply,
 int32_t quon_mcu_get_allwakeup_info(const uint8_t*, int32_t, uint8_t* reply, int32_t) {
     const wakeup_context context = quon_mcu_wakeup_context();
     memcpy(reply, context.bytes, sizeof(context.bytes));
-    return MCU_WAKEUP_CONTEXT_SIZE;
+    return kMcuWakeupContextSize;
 }
 
 // Two words of the wake-up record and the milliseconds since the snapshot.
 int32_t quon_mcu_get_socup_time(const uint8_t*, int32_t, uint8_t* reply, int32_t) {
     const wakeup_context context = quon_mcu_wakeup_context();
-    const uint32_t start_ms = quon_load_le32(context.bytes + MCU_CONTEXT_START_MS_OFFSET);
-    memcpy(reply, context.bytes + MCU_WAKEUP_TIME1_OFFSET, 4);
-    memcpy(reply + 4, context.bytes + MCU_WAKEUP_TIME2_OFFSET, 4);
+    const uint32_t start_ms = quon_load_le32(context.bytes + kMcuContextStartMsOffset);
+    memcpy(reply, context.bytes + kMcuWakeupTime1Offset, 4);
+    memcpy(reply + 4, context.bytes + kMcuWakeupTime2Offset, 4);
     quon_store_le32(reply + 8, quon_mcu_monotonic_ms() - start_ms);
-    return MCU_SOCUP_TIME_SIZE;
+    return kMcuSocupTimeSize;
 }

@@ -21,13 +21,13 @@
 
 namespace {
 
-constexpr char VERSION[] = "V1.0";
-constexpr rlim_t DESCRIPTORS = 1024;  // the hand-off's select watches no more
+constexpr char kVersion[] = "V1.0";
+constexpr rlim_t kDescriptors = 1024;  // the hand-off's select watches no more
 // Threads are many and their work is shallow; default stacks would fill the address space.
-constexpr size_t BUS_THREAD_STACK = size_t{64} * 1024;
-constexpr size_t FAULT_STACK = size_t{64} * 1024;
-constexpr unsigned LONGEST_END_S = 1;
-constexpr useconds_t RUN_FLAG_PAUSE_US = 1000;
+constexpr size_t kBusThreadStack = size_t{64} * 1024;
+constexpr size_t kFaultStack = size_t{64} * 1024;
+constexpr unsigned kLongestEndS = 1;
+constexpr useconds_t kRunFlagPauseUs = 1000;
 
 struct fatal_signal {
     int number;
@@ -35,7 +35,7 @@ struct fatal_signal {
 };
 
 // In the order of their installation.
-constexpr auto fatal_signals = std::to_array<fatal_signal>({
+constexpr auto kFatalSignals = std::to_array<fatal_signal>({
     {SIGINT, "SIGINT\n"},
     {SIGQUIT, "SIGQUIT\n"},
     {SIGTERM, "SIGTERM\n"},
@@ -61,8 +61,8 @@ void buffer_output_by_lines() {
 
 void raise_descriptor_limit() {
     rlimit limit = {};
-    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < DESCRIPTORS) {
-        limit.rlim_cur = std::min(DESCRIPTORS, limit.rlim_max);
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < kDescriptors) {
+        limit.rlim_cur = std::min(kDescriptors, limit.rlim_max);
         (void)setrlimit(RLIMIT_NOFILE, &limit);
     }
 }
@@ -87,7 +87,7 @@ void make_run_flag_unless_ending() {
 
 void wait_for_run_flag_in_making() {
     while (run_flag_in_making && pthread_equal(pthread_self(), main_thread) == 0) {
-        usleep(RUN_FLAG_PAUSE_US);
+        usleep(kRunFlagPauseUs);
     }
 }
 
@@ -120,11 +120,11 @@ void bound_the_end() {
     signal(SIGALRM, SIG_IGN);  // forgets those that came while it was blocked
     signal(SIGALRM, end_at_once);
     unblock(SIGALRM);
-    alarm(LONGEST_END_S);
+    alarm(kLongestEndS);
 }
 
 // A fault within the handler, in what the signal left half done, must come back here: with its
-// signal blocked it would end the process past the handler.
+// signal blocked it would end the process bypassing the handler.
 void enter_handler(int signum) {
     if (signum == SIGSEGV || signum == SIGILL || signum == SIGFPE) {
         if (in_handler) {
@@ -142,12 +142,12 @@ void sig_handler(int signum) {
     bound_the_end();
     DAEMON_LOG(QN_LOG_DEBUG, "\n The progress exited because of the signal: ");
     const auto known =
-        std::find_if(fatal_signals.begin(), fatal_signals.end(),
+        std::find_if(kFatalSignals.begin(), kFatalSignals.end(),
                      [signum](const fatal_signal& row) { return row.number == signum; });
-    if (known == fatal_signals.end()) {
+    if (known == kFatalSignals.end()) {
         DAEMON_LOG(QN_LOG_DEBUG, "signum (%d)\n", signum);
     } else if (signum == SIGABRT) {
-        puts("SIGABRT");  // past the log: intended
+        puts("SIGABRT");  // bypassing the log: intended
     } else {
         DAEMON_LOG(QN_LOG_DEBUG, "%s", known->line);
     }
@@ -159,7 +159,7 @@ void sig_handler(int signum) {
 // The main thread, whose stack is full, handles that fault on this one. Threads of the bus have no
 // second stack: what runs on them comes nowhere near the end of theirs.
 void arrange_full_stack() {
-    static char memory[FAULT_STACK];
+    static char memory[kFaultStack];
     stack_t stack = {};
     stack.ss_sp = memory;
     stack.ss_size = sizeof(memory);
@@ -177,7 +177,7 @@ void arrange_signals() {
     sigaddset(&blocked, SIGALRM);
     sigprocmask(SIG_BLOCK, &blocked, nullptr);
     main_thread = pthread_self();
-    for (const fatal_signal& row : fatal_signals) {
+    for (const fatal_signal& row : kFatalSignals) {
         signal(row.number, sig_handler);
     }
     arrange_full_stack();
@@ -192,8 +192,8 @@ int main() {
     }
     buffer_output_by_lines();
     quon_limit_malloc_arenas();
-    Dbus_SetThreadStack(BUS_THREAD_STACK);
-    DAEMON_LOG(QN_LOG_INFO, "Ver:%s Build time: %s %s\n", VERSION, __DATE__, __TIME__);
+    Dbus_SetThreadStack(kBusThreadStack);
+    DAEMON_LOG(QN_LOG_INFO, "Ver:%s Build time: %s %s\n", kVersion, __DATE__, __TIME__);
     arrange_signals();
 
     bus_service services[QUON_MCU_SERVICE_COUNT];

@@ -15,8 +15,8 @@ bool is_remote_wakeup(uint8_t reason) {
 
 void take_server_address(ws_preinit_param& param, const uint8_t* store) {
     uint32_t ip = 0;
-    memcpy(&ip, store + MCU_STORE_SERVER_IP_OFFSET, sizeof(ip));
-    const uint16_t port = quon_load_le16(store + MCU_STORE_SERVER_PORT_OFFSET);
+    memcpy(&ip, store + kMcuStoreServerIpOffset, sizeof(ip));
+    const uint16_t port = quon_load_le16(store + kMcuStoreServerPortOffset);
     if (ip != 0 && port != 0) {
         param.server_ip = ip;
         param.server_port = port;
@@ -28,18 +28,18 @@ void take_server_address(ws_preinit_param& param, const uint8_t* store) {
 void quon_mcu_start_remote_wakeup(const uint8_t* context, bool has_store_params) {
     ws_preinit_param param = {};
     if (has_store_params) {
-        take_server_address(param, context + MCU_CONTEXT_STORE_OFFSET);
+        take_server_address(param, context + kMcuContextStoreOffset);
     }
-    param.remote_wakeup = is_remote_wakeup(context[MCU_WAKEUP_REASON_OFFSET]) ? 1 : 0;
+    param.remote_wakeup = is_remote_wakeup(context[kMcuWakeupReasonOffset]) ? 1 : 0;
     param.get_ip_update_status = quon_mcu_get_ipaddr_update_status;
     (void)websocket_local_server_init(&param);
 }
 
 int quon_mcu_get_ipaddr_update_status(int* value) {
-    static constexpr handler_row row = {__func__, __LINE__, null_check::yes,
-                                        "mcu_get_ipaddr_update_status failed"};
+    static constexpr handler_row kRow = {__func__, __LINE__, null_check::yes,
+                                         "mcu_get_ipaddr_update_status failed"};
     uint32_t* updated = reinterpret_cast<uint32_t*>(value);
-    if (call_mcu(row, &mcu_ops::get_ipaddr_update_status, updated) != 0) {
+    if (call_mcu(kRow, &mcu_ops::get_ipaddr_update_status, updated) != 0) {
         return -1;
     }
     return static_cast<int>(sizeof(*updated));

@@ -8,8 +8,8 @@
 #include "bus_handler.h"
 #include "quon_mcu_services.h"
 
-inline constexpr std::string_view METHOD_KIND = "method";
-inline constexpr std::string_view SIGNAL_KIND = "signal";
+inline constexpr std::string_view kMethodKind = "method";
+inline constexpr std::string_view kSignalKind = "signal";
 
 // Only the name's first six characters tell its kind.
 constexpr bool is_of_kind(std::string_view name, std::string_view kind) {
@@ -28,7 +28,7 @@ struct handler_of_kind<false, true> {
 };
 
 #define DECLARE_HANDLER(index, name, handler) \
-    handler_of_kind<is_of_kind(name, METHOD_KIND), is_of_kind(name, SIGNAL_KIND)>::type handler;
+    handler_of_kind<is_of_kind(name, kMethodKind), is_of_kind(name, kSignalKind)>::type handler;
 QUON_MCU_SERVICES(DECLARE_HANDLER)
 #undef DECLARE_HANDLER
 

@@ -15,16 +15,16 @@ constexpr bus_service quon_mcu_bus_services[QUON_MCU_SERVICE_COUNT + 1] = {
 namespace {
 
 // Intended: the type text of a method begins with a capital, that of a signal does not.
-constexpr char SIGNAL_TYPE_TEXT[] = "signal";
-constexpr char METHOD_TYPE_TEXT[] = "Method";
+constexpr char kSignalTypeText[] = "signal";
+constexpr char kMethodTypeText[] = "Method";
 
 #define SERVICE_INDEX(index, name, handler) index,
-constexpr int service_indices[] = {QUON_MCU_SERVICES(SERVICE_INDEX)};
+constexpr int kServiceIndices[] = {QUON_MCU_SERVICES(SERVICE_INDEX)};
 
 constexpr bool table_is_sound() {
     for (int i = 0; i < QUON_MCU_SERVICE_COUNT; i++) {
         const std::string_view name = quon_mcu_bus_services[i].name;
-        if (service_indices[i] != i || name.size() >= DBUS_NAME_SIZE) {
+        if (kServiceIndices[i] != i || name.size() >= DBUS_NAME_SIZE) {
             return false;
         }
     }
@@ -36,13 +36,13 @@ static_assert(sizeof(QUON_MCU_BUS_NAME) == 16);
 // Returns false when the name tells no kind.
 bool fill_entry(DbusInterface* entry, const bus_service& service) {
     memcpy(entry->name, service.name, strlen(service.name) + 1);
-    if (is_of_kind(service.name, SIGNAL_KIND)) {
-        memcpy(entry->signal_type, SIGNAL_TYPE_TEXT, sizeof(SIGNAL_TYPE_TEXT));
+    if (is_of_kind(service.name, kSignalKind)) {
+        memcpy(entry->signal_type, kSignalTypeText, sizeof(kSignalTypeText));
         entry->signal_handler = service.handler.signal;
         return true;
     }
-    if (is_of_kind(service.name, METHOD_KIND)) {
-        memcpy(entry->method_type, METHOD_TYPE_TEXT, sizeof(METHOD_TYPE_TEXT));
+    if (is_of_kind(service.name, kMethodKind)) {
+        memcpy(entry->method_type, kMethodTypeText, sizeof(kMethodTypeText));
         entry->method_handler = service.handler.method;
         return true;
     }

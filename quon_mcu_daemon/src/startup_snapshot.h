@@ -1,4 +1,4 @@
-// The chip's state at start, taken once: the wake-up context of MCU_WAKEUP_CONTEXT_SIZE bytes.
+// The chip's state at start, taken once: the wake-up context of kMcuWakeupContextSize bytes.
 #ifndef STARTUP_SNAPSHOT_H
 #define STARTUP_SNAPSHOT_H
 
@@ -7,7 +7,7 @@
 #include "mcu_records.h"
 
 struct wakeup_context {
-    uint8_t bytes[MCU_WAKEUP_CONTEXT_SIZE];
+    uint8_t bytes[kMcuWakeupContextSize];
 };
 
 // Milliseconds of the monotonic clock; wraps after about 49.7 days.

@@ -31,7 +31,7 @@ show_end() { # LINES LOG
 }
 
 # Runs a function so that its first failed step ends it, and leaves its status in attempt_status:
-# after "if" or "!", and before "||", bash goes on behind a failed step. Not to be called there itself.
+# after "if" or "!", and before "||", bash goes on after a failed step. Not to be called there itself.
 attempt() {
     set +e
     (

@@ -4,7 +4,7 @@
 
 namespace quon::board {
 
-// Every service once: each method's result is the documented one, each chip message that a service
+// Every service once: each method's result is the expected one, each chip message that a service
 // causes arrives at the chip.
 int check_every_service();
 

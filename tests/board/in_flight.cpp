@@ -37,7 +37,7 @@ int count_bad_answers(const std::vector<BusPeer>& peers) {
     int bad = 0;
     for (size_t index = 0; index < peers.size(); index++) {
         const auto result = peers[index].receive();
-        const int expected = index == 0 ? MCU_WAKEUP_INFO_SIZE : MCU_TIME_SIZE;
+        const int expected = index == 0 ? kMcuWakeupInfoSize : kMcuTimeSize;
         if (!result || result->id != index + 1 || result->result != expected) {
             bad++;
         }

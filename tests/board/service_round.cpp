@@ -28,17 +28,17 @@ Bytes text(std::string_view words) {
 }
 
 Bytes upgrade_block_of_one_byte() {
-    Bytes block(MCU_UPG_BLOCK_SIZE);
-    block[MCU_UPG_BLOCK_LENGTH_OFFSET] = 1;
+    Bytes block(kMcuUpgBlockSize);
+    block[kMcuUpgBlockLengthOffset] = 1;
     return block;
 }
 
 // Services whose request must mean something, or whose result is no fixed length. "false" ends with
 // status 1, which is the wait status 256.
-const Special specials[] = {
+const Special kSpecials[] = {
     {"method.quon.mcu.get.ver", {}, kAnyText},
     {"method.quon.mcu.get.soc.min.ver", {}, kAnyText},
-    {"method.quon.mcu.upg.transmit", upgrade_block_of_one_byte(), MCU_UPG_REPLY_SIZE},
+    {"method.quon.mcu.upg.transmit", upgrade_block_of_one_byte(), kMcuUpgReplySize},
     {"method.quon.mcu.get.system", text("false"), 3},
     {"method.quon.mcu.get.popen", text("echo board"), 6},
     {"signal.quon.mcu.set.cmd", {0x01, 0x02, 0x03}, 0},
@@ -47,7 +47,7 @@ const Special specials[] = {
 };
 
 Special expectation(const catalog::service& service) {
-    for (const Special& special : specials) {
+    for (const Special& special : kSpecials) {
         if (special.name == service.name) {
             return special;
         }
@@ -99,7 +99,7 @@ bool raise_event(const BusPeer& peer) {
     chip_control("event raw 01 00");
     while (std::chrono::steady_clock::now() < end) {
         const auto result = peer.call("method.quon.mcu.get.event.info", {});
-        if (result && result->result == MCU_EVENT_INFO_SIZE) {
+        if (result && result->result == kMcuEventInfoSize) {
             return chip_control("event raw 01 00");
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(20));

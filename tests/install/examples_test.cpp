@@ -348,7 +348,7 @@ TEST_F(Examples, ThePythonClientSeesTheEndOfTheStream) {
                "quon_mcu_client.py: the connection was lost\n");
 }
 
-TEST_F(Examples, ThePythonClientWritesTheDocumentedRecord) {
+TEST_F(Examples, ThePythonClientWritesTheWholeRecord) {
     std::optional<DbusMsg> request;
     {
         const Impostor impostor([&](RawPeer& peer) {

@@ -193,8 +193,8 @@ bool opens_include_guard(const std::vector<Directive>& directives, size_t i) {
 }
 
 Findings conditional_code(const SourceTree& tree) {
-    constexpr std::array<std::string_view, 7> kinds = {"if",      "ifdef",    "ifndef", "elif",
-                                                       "elifdef", "elifndef", "else"};
+    constexpr std::array<std::string_view, 7> kKinds = {"if",      "ifdef",    "ifndef", "elif",
+                                                        "elifdef", "elifndef", "else"};
     Findings findings;
     for (const auto& [path, text] : tree) {
         if (!is_device_code(path) || path == kPlatform) {
@@ -204,7 +204,7 @@ Findings conditional_code(const SourceTree& tree) {
         for (size_t i = 0; i < directives.size(); i++) {
             const Directive& directive = directives[i];
             const bool language = directive.name == "ifdef" && directive.argument == "__cplusplus";
-            if (std::ranges::find(kinds, directive.name) != kinds.end() && !language &&
+            if (std::ranges::find(kKinds, directive.name) != kKinds.end() && !language &&
                 !opens_include_guard(directives, i)) {
                 findings.push_back(
                     at(path, directive.line, "#" + directive.name + " " + directive.argument));

@@ -15,8 +15,8 @@ namespace {
 namespace fs = std::filesystem;
 
 bool is_source(const fs::path& path) {
-    constexpr std::array<std::string_view, 5> endings = {".c", ".cpp", ".h", ".hpp", ".inc"};
-    return std::ranges::find(endings, path.extension().string()) != endings.end();
+    constexpr std::array<std::string_view, 5> kEndings = {".c", ".cpp", ".h", ".hpp", ".inc"};
+    return std::ranges::find(kEndings, path.extension().string()) != kEndings.end();
 }
 
 std::string read_file(const fs::path& path) {

@@ -12,7 +12,7 @@ namespace quon::test {
 namespace {
 
 // Calls whose failure has another way out, or is the very question that they ask.
-const std::regex harmless(
+const std::regex kHarmless(
     "dpkg-query .*|"                       // a package that is not known is installed
     "unshare .*|"                          // one of two ways is enough
     "(apt-get|sudo env .*) -q .* update|"  // old lists may do
@@ -49,7 +49,7 @@ TEST_P(EveryStep, ThatFailsFailsTheScript) {
     ASSERT_EQ(well.status, (ExitStatus{true, 0})) << well.out << well.err;
     int tried = 0;
     for (const std::string& call : tree.calls()) {
-        if (std::regex_match(call, harmless) ||
+        if (std::regex_match(call, kHarmless) ||
             !std::regex_match(call, std::regex(GetParam().own))) {
             continue;
         }

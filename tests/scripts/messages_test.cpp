@@ -179,7 +179,7 @@ TEST_P(AFailedStep, EndsWithItsStatusAndItsMessage) {
     EXPECT_NE(result.err.find(GetParam().sentence), std::string::npos) << result.err;
 }
 
-constexpr Ending endings[] = {
+constexpr Ending kEndings[] = {
     {"RunConfigure", "scripts/run --demo", "cmake --preset", 1,
      "run: the preset release does not build (whole log: build/release.log)\n"},
     {"RunBuild", "scripts/run --demo", "cmake --build", 1,
@@ -211,7 +211,7 @@ constexpr Ending endings[] = {
      "footprint: the board does not measure (whole log: build/footprint.log)\n"},
 };
 
-INSTANTIATE_TEST_SUITE_P(OfAScript, AFailedStep, testing::ValuesIn(endings),
+INSTANTIATE_TEST_SUITE_P(OfAScript, AFailedStep, testing::ValuesIn(kEndings),
                          [](const auto& row) { return std::string(row.param.name); });
 
 TEST(AVerdict, OfAnEarlierBoardIsNotReadAgain) {

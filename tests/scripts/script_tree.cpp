@@ -14,7 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const fs::path top = QUON_SOURCE_FOLDER;
+const fs::path kTop = QUON_SOURCE_FOLDER;
 
 // What the scripts call, and the shell itself does not do.
 constexpr const char* kPrograms[] = {"apt-cache",
@@ -73,13 +73,13 @@ constexpr const char* kPrograms[] = {"apt-cache",
 void make_stubs(const fs::path& folder) {
     fs::create_directories(folder);
     for (const char* program : kPrograms) {
-        fs::create_symlink(top / "tests/scripts/stub", folder / program);
+        fs::create_symlink(kTop / "tests/scripts/stub", folder / program);
     }
 }
 
 void copy_into(const fs::path& checkout, const char* part) {
     fs::create_directories((checkout / part).parent_path());
-    fs::copy(top / part, checkout / part, fs::copy_options::recursive);
+    fs::copy(kTop / part, checkout / part, fs::copy_options::recursive);
 }
 
 }  // namespace
@@ -100,7 +100,7 @@ ScriptTree::ScriptTree(const std::string& parent) {
     fs::remove(path("scripts/lib/demo-tour"));
     fs::create_directories(path("tests/model"));
     for (const char* program : {"scripts/lib/demo-tour", "tests/model/differences.py"}) {
-        fs::create_symlink(top / "tests/scripts/stub", path(program));
+        fs::create_symlink(kTop / "tests/scripts/stub", path(program));
     }
     std::ofstream(path("one.cpp")) << "\n";
     std::ofstream(path("one")) << "#!/bin/sh\n";
@@ -140,7 +140,7 @@ std::vector<std::string> ScriptTree::command_of(const std::string& line, const S
         {"PATH=" + folder_ + "/bin:" + real_path, "HOME=" + folder_, "TMPDIR=" + folder_ + "/tmp",
          "QUON_CACHE=" + folder_ + "/cache", "STUB_CALLS=" + folder_ + "/calls",
          "STUB_FAIL=" + setting.failing, "STUB_MISSING=" + setting.missing,
-         "STUB_REAL_PATH=" + real_path, "STUB_SELF=" + (top / "tests/scripts/stub").string(),
+         "STUB_REAL_PATH=" + real_path, "STUB_SELF=" + (kTop / "tests/scripts/stub").string(),
          "STUB_CHECKOUT=" + checkout_});
     command.insert(command.end(), setting.further.begin(), setting.further.end());
     std::vector<std::string> words = words_of(line);

@@ -20,7 +20,7 @@ inline constexpr std::size_t kRecordSize = 4568;
 inline constexpr std::size_t kDataSize = 4356;
 inline constexpr std::uint32_t kMagic = 0x5AA55AA5;
 
-// One record by its documented offsets: head 0, id 4, src_name 8, dst_name 72, type 136, name 140,
+// One record by its offsets: head 0, id 4, src_name 8, dst_name 72, type 136, name 140,
 // result 204, data_len 208, data 212.
 struct BusRecord {
     std::uint32_t head = kMagic;

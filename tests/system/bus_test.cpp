@@ -12,7 +12,7 @@ constexpr char kPopen[] = "method.quon.mcu.get.popen";
 
 class TheBus : public SystemTest {};
 
-TEST_F(TheBus, WritesAResultOctetByOctetAsDocumented) {
+TEST_F(TheBus, WritesAResultWithEveryByteInItsPlace) {
     start();
     Bytes request(4568, 0);
     const auto put = [&request](std::size_t offset, const Bytes& bytes) {

@@ -44,7 +44,7 @@ class LocalProgram {
     void ask(const Bytes& address, std::uint16_t port) const;
     void drop() const { send_octets({1}); }
     void send_octets(const Bytes& octets) const;
-    // The connection that is handed over. Fails the test unless it comes with the documented octets
+    // The connection that is handed over. Fails the test unless it comes with the expected octets
     // and alone.
     [[nodiscard]] Descriptor receive() const;
     [[nodiscard]] bool gets_something(std::chrono::milliseconds bound) const;

@@ -93,7 +93,7 @@ TEST_F(TheNetwork, TakesOnWhatTheChipReports) {
               "nameserver 192.168.1.1 # wlan0\n");
 }
 
-TEST_F(TheNetwork, RunsItsCommandsInTheDocumentedOrder) {
+TEST_F(TheNetwork, RunsItsCommandsInOneOrder) {
     start();
     print_every_level();
     const std::size_t mark = daemon().mark();

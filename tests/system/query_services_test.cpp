@@ -73,7 +73,7 @@ TEST_F(TheQueries, ReplyWithTextsByTheirLength) {
         {"get.soc.min.ver", {}, {}, 0, {}},
         {"get.wdg.state", {}, {0}, 1, bytes_of("0")},
         {"get.wdg.state", {}, {1}, 1, bytes_of("1")},
-        // One digit of the state is announced, the others stand behind it in the record.
+        // One digit of the state is announced, the others follow it in the record.
         {"get.wdg.state", {}, {12}, 1, bytes_of("12")},
         {"get.wdg.state", {}, {255}, 1, bytes_of("255")},
     });

@@ -245,7 +245,7 @@ TEST_F(AnAnswer, HintsAtEventsThatMayBeLost) {
     // Eight are left, and two more make ten.
     chip().send(0x01, event);
     chip().send(0x01, event);
-    ASSERT_EQ(peer().call("method.quon.mcu.get.time").result, 10);  // behind the events
+    ASSERT_EQ(peer().call("method.quon.mcu.get.time").result, 10);  // after the events
     const Result got = run_client({"--hex", "events"});
     EXPECT_EQ(std::count(got.out.begin(), got.out.end(), '\n'), 10);
     EXPECT_EQ(got.err,

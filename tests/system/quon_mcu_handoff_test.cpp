@@ -194,7 +194,7 @@ class WrongHandOff {
     std::thread thread_;
 };
 
-TEST_F(TheHandoffCommand, SendsTheDocumentedRequest) {
+TEST_F(TheHandoffCommand, SendsSevenBytesOfCommandAddressAndPort) {
     WrongHandOff other("");
     run_client({"handoff", "1.2.3.4:258", "--socket", WrongHandOff::kPath});
     EXPECT_EQ(other.request(), std::string("\0\x01\x02\x03\x04\x02\x01", 7));

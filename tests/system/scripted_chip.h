@@ -22,7 +22,7 @@ namespace quon::test {
 Bytes chip_frame(std::uint8_t type, const Bytes& payload = {});
 Bytes chip_frame_declaring(std::uint8_t type, std::uint32_t length, const Bytes& payload);
 
-// A healthy answer to a query that the daemon sends at its start, of the documented size.
+// A healthy answer to a query that the daemon sends at its start, of its record's size.
 Bytes usual_answer(std::uint8_t type);
 
 class ScriptedChip {

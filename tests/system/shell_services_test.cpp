@@ -78,7 +78,7 @@ TEST_F(TheShellServices, GatherOutputThatComesInPieces) {
 
 TEST_F(TheShellServices, TakeTheTextUpToItsZeroWhateverTheLengthSays) {
     start();
-    // The length says "echo a", the text goes on behind it.
+    // The length says "echo a", the text goes on beyond it.
     BusRecord request = method_request(kPopen, bytes_of("echo abc"));
     request.data_len = 6;
     peer().send(request);

@@ -52,7 +52,7 @@ class AStart : public SystemTest {
     }
 };
 
-TEST_F(AStart, AsksTheChipInTheDocumentedOrderAndForNothingElse) {
+TEST_F(AStart, AsksTheChipForItsStateInOneOrderAndForNothingElse) {
     start();
     EXPECT_EQ(peer().call(kContext).result, 400);
     const std::vector<Bytes> expected = {

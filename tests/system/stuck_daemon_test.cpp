@@ -111,7 +111,7 @@ TEST_F(AFatalSignalToAStuckDaemon, EndsItWhenAnotherThreadHoldsTheLog) {
 TEST_F(AFatalSignalToAStuckDaemon, EndsItWhenAnotherThreadHoldsTheStream) {
     start_quietly();
     fill_output();
-    const LocalProgram program;  // whose coming is printed past the log
+    const LocalProgram program;  // whose coming is printed bypassing the log
     EXPECT_NE(stuck_thread(), 0);
     expect_end_on(SIGABRT);  // as is this signal's name
 }

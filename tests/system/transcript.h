@@ -8,7 +8,7 @@
 //                         last one has this payload
 //   log TEXT              the daemon prints this, sooner or later, after what stood before
 //   $ COMMAND             run by the shell in an empty folder
-//     text                what it prints on standard output, each line behind two blanks; "~" alone
+//     text                what it prints on standard output, each line after two blanks; "~" alone
 //                         is an empty line
 //   ! text                what it prints on standard error
 //   ? N                   its exit status, where it is not 0

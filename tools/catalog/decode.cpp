@@ -10,8 +10,8 @@ uint32_t read_le(byte_view bytes) {
 }
 
 std::string hex_byte(uint8_t byte) {
-    constexpr std::string_view digits = "0123456789abcdef";
-    return {digits[byte >> 4], digits[byte & 0x0f]};
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    return {kDigits[byte >> 4], kDigits[byte & 0x0f]};
 }
 
 std::string decimal(uint8_t byte) {

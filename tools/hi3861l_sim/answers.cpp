@@ -24,43 +24,43 @@ outcome get_time(const request& in) {
 
 outcome connect_wifi(const request& in) {
     in.chip.records.at("wifi_connect").assign(in.payload.begin(), in.payload.end());
-    const size_t room = place::wifi_ssid.size - 1;
+    const size_t room = place::kWifiSsid.size - 1;
     const auto end = std::find(in.payload.begin(),
                                in.payload.begin() + static_cast<ptrdiff_t>(room), uint8_t{0});
-    set_text(in.chip, place::wifi_ssid, std::string(in.payload.begin(), end));
-    set_number(in.chip, place::wifi_state, 1);
+    set_text(in.chip, place::kWifiSsid, std::string(in.payload.begin(), end));
+    set_number(in.chip, place::kWifiState, 1);
     return {};
 }
 
 outcome disconnect_wifi(const request& in) {
-    set_number(in.chip, place::wifi_state, 0);
+    set_number(in.chip, place::kWifiState, 0);
     return {};
 }
 
 outcome start_ap(const request& in) {
-    std::ranges::copy(in.payload, view(in.chip, place::ap_start).begin());
-    set_number(in.chip, place::ap_running, 1);
+    std::ranges::copy(in.payload, view(in.chip, place::kApStart).begin());
+    set_number(in.chip, place::kApRunning, 1);
     return {};
 }
 
 outcome stop_ap(const request& in) {
-    set_number(in.chip, place::ap_running, 0);
+    set_number(in.chip, place::kApRunning, 0);
     return {};
 }
 
 outcome feed_watchdog(const request& in) {
-    set_number(in.chip, place::wdg_feeds, number(in.chip, place::wdg_feeds) + 1);
+    set_number(in.chip, place::kWdgFeeds, number(in.chip, place::kWdgFeeds) + 1);
     return {};
 }
 
 // The crash leaves an entry in the error report: kind 1, then the time of the crash.
 outcome crash_test(const request& in) {
-    const uint32_t count = number(in.chip, place::crash_tests) + 1;
-    set_number(in.chip, place::crash_tests, count);
-    bytes entry(MCU_ERR_REPORT_ENTRY_SIZE);
+    const uint32_t count = number(in.chip, place::kCrashTests) + 1;
+    set_number(in.chip, place::kCrashTests, count);
+    bytes entry(kMcuErrReportEntrySize);
     entry[0] = 1;
     std::ranges::copy(in.chip.clock.read(in.now), entry.begin() + 1);
-    put_le(entry, MCU_ERR_REPORT_ENTRY_SIZE - 4, 4, count);
+    put_le(entry, kMcuErrReportEntrySize - 4, 4, count);
     append_entry(in.chip.records.at("err_report"), entry);
     return {};
 }
@@ -71,7 +71,7 @@ outcome run_command(const request& in) {
 }
 
 outcome scan_wifi(const request& in) {
-    set_number(in.chip, place::scan_selector, in.payload[0]);
+    set_number(in.chip, place::kScanSelector, in.payload[0]);
     return {in.chip.records.at("wifi_scanf_info"), ""};
 }
 
@@ -84,9 +84,9 @@ outcome add_soc_time(const request& in) {
 
 // Bytes 0 to 3 say how many bytes the chip holds, byte 4 whether it accepted.
 outcome upgrade_answer(const upgrade& image, bool accepted) {
-    bytes body(HI3861L_UPG_ANSWER_OFFSET + 1);
+    bytes body(kHi3861lUpgAnswerOffset + 1);
     put_le(body, 0, 4, static_cast<uint32_t>(image.received()));
-    body[HI3861L_UPG_ANSWER_OFFSET] = accepted ? HI3861L_UPG_ACCEPTED : 0;
+    body[kHi3861lUpgAnswerOffset] = accepted ? kHi3861lUpgAccepted : 0;
     return {body, accepted ? "" : "upgrade refused: " + image.refusal()};
 }
 
@@ -104,7 +104,7 @@ outcome finish_upgrade(const request& in) {
                               std::to_string(in.chip.image.received()) + " bytes"};
 }
 
-constexpr int any_size = -1;
+constexpr int kAnySize = -1;
 
 // A message of which the catalog does not tell what it does: it stores its payload in a place of
 // this chip's choice, or acts. Every other query is answered with its record, and every other set
@@ -124,37 +124,37 @@ constexpr row does(uint8_t type, int request_size, action act) {
 }
 
 // clang-format off
-constexpr row table[] = {
-    does  (HI3861L_SET_TIME,                  MCU_TIME_SIZE, set_time),
-    does  (HI3861L_GET_TIME,                  any_size, get_time),
-    stores(HI3861L_SET_LED,                   place::led),
-    stores(HI3861L_SET_PIR_SWITCH,            place::pir_switch),
-    stores(HI3861L_SET_PIR_SENSITIVITY,       place::pir_sensitivity),
-    does  (HI3861L_SET_WIFI_CONNECT,          MCU_WIFI_CONNECT_SIZE, connect_wifi),
-    does  (HI3861L_SET_WIFI_DISCONNECT,       0, disconnect_wifi),
-    stores(HI3861L_SET_WIFI_KEEPALIVE,        place::wifi_keepalive),
-    stores(HI3861L_SET_SYSTEM_STATE,          place::system_state),
-    does  (HI3861L_UPG_START,                 any_size, start_upgrade),
-    does  (HI3861L_UPG_TRANSMIT,              any_size, take_block),
-    does  (HI3861L_UPG_FINISH,                0, finish_upgrade),
-    stores(HI3861L_SET_WDG_STATE,             place::wdg_state),
-    stores(HI3861L_SET_WDG_PERIOD,            place::wdg_period),
-    does  (HI3861L_SET_WDG_FEED,              0, feed_watchdog),
-    does  (HI3861L_SET_AP_START,              MCU_AP_START_SIZE, start_ap),
-    does  (HI3861L_SET_AP_STOP,               0, stop_ap),
-    does  (HI3861L_SET_CRASH_TEST,            0, crash_test),
-    stores(HI3861L_SET_WIFI_EXTENDED_INFO,    place::wifi_extended_info),
-    stores(HI3861L_SET_UART_SWITCH,           place::uart_switch),
-    stores(HI3861L_SET_CHARGE_AUTO_POWERON,   place::charge_auto_poweron),
-    does  (HI3861L_SET_CMD,                   any_size, run_command),
-    stores(HI3861L_SET_TAMPER_SWITCH,         place::tamper_switch),
-    does  (HI3861L_GET_WIFI_SCANF_INFO,       1, scan_wifi),
-    does  (HI3861L_SET_SOC_POWERON_TIME_INFO, MCU_SOC_TIME_INFO_SIZE, add_soc_time),
+constexpr row kTable[] = {
+    does  (HI3861L_SET_TIME,                  kMcuTimeSize,        set_time),
+    does  (HI3861L_GET_TIME,                  kAnySize,            get_time),
+    stores(HI3861L_SET_LED,                   place::kLed),
+    stores(HI3861L_SET_PIR_SWITCH,            place::kPirSwitch),
+    stores(HI3861L_SET_PIR_SENSITIVITY,       place::kPirSensitivity),
+    does  (HI3861L_SET_WIFI_CONNECT,          kMcuWifiConnectSize, connect_wifi),
+    does  (HI3861L_SET_WIFI_DISCONNECT,       0,                   disconnect_wifi),
+    stores(HI3861L_SET_WIFI_KEEPALIVE,        place::kWifiKeepalive),
+    stores(HI3861L_SET_SYSTEM_STATE,          place::kSystemState),
+    does  (HI3861L_UPG_START,                 kAnySize,            start_upgrade),
+    does  (HI3861L_UPG_TRANSMIT,              kAnySize,            take_block),
+    does  (HI3861L_UPG_FINISH,                0,                   finish_upgrade),
+    stores(HI3861L_SET_WDG_STATE,             place::kWdgState),
+    stores(HI3861L_SET_WDG_PERIOD,            place::kWdgPeriod),
+    does  (HI3861L_SET_WDG_FEED,              0,                   feed_watchdog),
+    does  (HI3861L_SET_AP_START,              kMcuApStartSize,     start_ap),
+    does  (HI3861L_SET_AP_STOP,               0,                   stop_ap),
+    does  (HI3861L_SET_CRASH_TEST,            0,                   crash_test),
+    stores(HI3861L_SET_WIFI_EXTENDED_INFO,    place::kWifiExtendedInfo),
+    stores(HI3861L_SET_UART_SWITCH,           place::kUartSwitch),
+    stores(HI3861L_SET_CHARGE_AUTO_POWERON,   place::kChargeAutoPoweron),
+    does  (HI3861L_SET_CMD,                   kAnySize,            run_command),
+    stores(HI3861L_SET_TAMPER_SWITCH,         place::kTamperSwitch),
+    does  (HI3861L_GET_WIFI_SCANF_INFO,       1,                   scan_wifi),
+    does  (HI3861L_SET_SOC_POWERON_TIME_INFO, kMcuSocTimeInfoSize, add_soc_time),
 };
 // clang-format on
 
 std::optional<outcome> size_refusal(int expected, bytes_view payload) {
-    if (expected == any_size || payload.size() == static_cast<size_t>(expected)) {
+    if (expected == kAnySize || payload.size() == static_cast<size_t>(expected)) {
         return std::nullopt;
     }
     return outcome{std::nullopt, "ignored: " + std::to_string(payload.size()) +
@@ -180,7 +180,7 @@ outcome answer_by_catalog(chip_state& chip, const catalog::message& message, byt
     }
     const bool sized = message.request == nullptr || message.request->size != 0;
     const int expected = message.request == nullptr ? 0 : static_cast<int>(message.request->size);
-    if (const auto refusal = size_refusal(sized ? expected : any_size, payload)) {
+    if (const auto refusal = size_refusal(sized ? expected : kAnySize, payload)) {
         return *refusal;
     }
     if (message.request != nullptr) {
@@ -196,8 +196,8 @@ bool has_answer(uint8_t type) {
 
 outcome answer_message(chip_state& chip, uint8_t type, bytes_view payload,
                        chip_clock::time_point now) {
-    const auto known = std::ranges::find(table, type, &row::type);
-    if (known != std::end(table)) {
+    const auto known = std::ranges::find(kTable, type, &row::type);
+    if (known != std::end(kTable)) {
         return by_row(*known, chip, payload, now);
     }
     const catalog::message* message = catalog::find_message(type);

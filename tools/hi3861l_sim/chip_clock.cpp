@@ -7,7 +7,7 @@
 namespace quon::sim {
 namespace {
 
-constexpr int epoch_year = 2000;
+constexpr int kEpochYear = 2000;
 
 int8_t part(bytes_view record, size_t index) {
     return static_cast<int8_t>(record[index]);
@@ -19,7 +19,7 @@ bool within(int8_t value, int limit) {
 
 std::chrono::year_month_day date_of(bytes_view record) {
     using namespace std::chrono;
-    return {year(epoch_year + part(record, 0)), month(static_cast<unsigned>(part(record, 1))),
+    return {year(kEpochYear + part(record, 0)), month(static_cast<unsigned>(part(record, 1))),
             day(static_cast<unsigned>(part(record, 2)))};
 }
 
@@ -51,7 +51,7 @@ bytes chip_clock::read(time_point now) const {
     const year_month_day date(midnight);
     const hh_mm_ss clock(time - midnight);
     bytes record = record_;
-    record[0] = static_cast<uint8_t>(static_cast<int>(date.year()) - epoch_year);
+    record[0] = static_cast<uint8_t>(static_cast<int>(date.year()) - kEpochYear);
     record[1] = static_cast<uint8_t>(static_cast<unsigned>(date.month()));
     record[2] = static_cast<uint8_t>(static_cast<unsigned>(date.day()));
     record[3] = static_cast<uint8_t>(clock.hours().count());
@@ -64,8 +64,8 @@ bytes machine_time() {
     const std::time_t now = std::time(nullptr);
     std::tm parts{};
     localtime_r(&now, &parts);
-    bytes record(MCU_TIME_SIZE);
-    record[0] = static_cast<uint8_t>(parts.tm_year + 1900 - epoch_year);
+    bytes record(kMcuTimeSize);
+    record[0] = static_cast<uint8_t>(parts.tm_year + 1900 - kEpochYear);
     record[1] = static_cast<uint8_t>(parts.tm_mon + 1);
     record[2] = static_cast<uint8_t>(parts.tm_mday);
     record[3] = static_cast<uint8_t>(parts.tm_hour);

@@ -17,7 +17,7 @@ struct state_option {
     const char* help;
 };
 
-constexpr state_option state_options[] = {
+constexpr state_option kStateOptions[] = {
     {"--wakeup-reason", "wakeup-reason", "Why the chip woke the main processor (0 to 255)"},
     {"--server", "server", "Server of the remote wake-up, ADDRESS:PORT or none"},
     {"--firmware-version", "firmware-version", "The chip's version, at most 31 bytes"},
@@ -31,8 +31,8 @@ constexpr state_option state_options[] = {
 }  // namespace
 
 std::string default_socket() {
-    const char* path = std::getenv(CHIP_LINK_SOCKET_VARIABLE);
-    return path != nullptr && *path != '\0' ? path : CHIP_LINK_DEFAULT_SOCKET;
+    const char* path = std::getenv(kChipLinkSocketVariable);
+    return path != nullptr && *path != '\0' ? path : kChipLinkDefaultSocket;
 }
 
 void add_place_options(CLI::App& app, chip_settings& chosen) {
@@ -40,7 +40,7 @@ void add_place_options(CLI::App& app, chip_settings& chosen) {
     CLI::Option* socket =
         app.add_option("--socket", chosen.socket,
                        std::string("The chip's end of the chip link (default: ") +
-                           CHIP_LINK_SOCKET_VARIABLE + ", else " + CHIP_LINK_DEFAULT_SOCKET + ")");
+                           kChipLinkSocketVariable + ", else " + kChipLinkDefaultSocket + ")");
     app.add_option("--control", chosen.control, "Control socket")->capture_default_str();
     app.add_option("--netlink", chosen.netlink_port,
                    "Instead of --socket: a netlink socket of protocol 28 on this port id, for a "
@@ -53,7 +53,7 @@ void add_place_options(CLI::App& app, chip_settings& chosen) {
 }
 
 void add_state_options(CLI::App& app, chip_settings& chosen) {
-    for (const state_option& each : state_options) {
+    for (const state_option& each : kStateOptions) {
         app.add_option_function<std::string>(
             each.option,
             [&chosen, &each](const std::string& value) {

@@ -10,14 +10,14 @@
 
 namespace quon::sim {
 
-inline constexpr char default_control[] = "/tmp/hi3861l-sim.ctl";
+inline constexpr char kDefaultControl[] = "/tmp/hi3861l-sim.ctl";
 
 // The value of HI3861L_SIM_SOCKET, else the chip link's default.
 std::string default_socket();
 
 struct chip_settings {
     std::string socket = default_socket();
-    std::string control = default_control;
+    std::string control = kDefaultControl;
     std::string journal = "-";
     uint32_t netlink_port = 0;  // 0: the chip link's socket instead
     std::vector<std::pair<std::string, std::string>> state;

@@ -10,24 +10,24 @@
 namespace quon::sim {
 namespace {
 
-constexpr std::string_view set_prefix = "set_";
-constexpr std::string_view default_version = "Hi3861L-SIM 1.0.0";
-constexpr std::string_view default_soc_min_version = "1.0.0";
-constexpr std::string_view default_mac = "02:38:61:00:00:01";
-constexpr std::string_view default_net = "192.168.1.20/24 gw 192.168.1.1 dns 8.8.8.8,1.1.1.1";
-constexpr std::string_view default_ssid = "quon-camera";
-constexpr uint32_t default_battery = 80;
-constexpr uint32_t default_wdg_period = 60;
-constexpr uint8_t default_rssi = 0xC8;  // -56 dBm
+constexpr std::string_view kSetPrefix = "set_";
+constexpr std::string_view kDefaultVersion = "Hi3861L-SIM 1.0.0";
+constexpr std::string_view kDefaultSocMinVersion = "1.0.0";
+constexpr std::string_view kDefaultMac = "02:38:61:00:00:01";
+constexpr std::string_view kDefaultNet = "192.168.1.20/24 gw 192.168.1.1 dns 8.8.8.8,1.1.1.1";
+constexpr std::string_view kDefaultSsid = "quon-camera";
+constexpr uint32_t kDefaultBattery = 80;
+constexpr uint32_t kDefaultWdgPeriod = 60;
+constexpr uint8_t kDefaultRssi = 0xC8;  // -56 dBm
 
 // A network in the air: 33 bytes of name, 6 of address, 1 of signal strength.
 void put_scan_entry(bytes& scan, size_t index, std::string_view ssid, uint8_t last_octet) {
-    constexpr size_t entry_size = 40;
-    const size_t at = 1 + index * entry_size;
+    constexpr size_t kEntrySize = 40;
+    const size_t at = 1 + index * kEntrySize;
     std::ranges::copy(ssid, scan.begin() + static_cast<ptrdiff_t>(at));
     scan[at + 33] = 0x02;
     scan[at + 38] = last_octet;
-    scan[at + 39] = default_rssi;
+    scan[at + 39] = kDefaultRssi;
 }
 
 // Records that the catalog knows as long as their sender makes them.
@@ -35,18 +35,18 @@ struct record_size {
     std::string_view name;
     size_t size;
 };
-constexpr record_size own_sizes[] = {
-    {"version", MCU_VERSION_SIZE},
-    {"soc_min_version", MCU_SOC_MIN_VERSION_SIZE},
+constexpr record_size kOwnSizes[] = {
+    {"version", kMcuVersionSize},
+    {"soc_min_version", kMcuSocMinVersionSize},
 };
 
 size_t size_of(const catalog::record& record) {
-    const auto own = std::ranges::find(own_sizes, record.name, &record_size::name);
-    return own == std::end(own_sizes) ? record.size : own->size;
+    const auto own = std::ranges::find(kOwnSizes, record.name, &record_size::name);
+    return own == std::end(kOwnSizes) ? record.size : own->size;
 }
 
 bool is_set_command(const catalog::message& message) {
-    return message.name.starts_with(set_prefix) && message.request != nullptr;
+    return message.name.starts_with(kSetPrefix) && message.request != nullptr;
 }
 
 }  // namespace
@@ -77,24 +77,24 @@ std::string_view record_store::stored_as(const catalog::message& command) const 
     const bool answered = std::ranges::any_of(messages_, [&](const catalog::message& query) {
         return query.timeout_ms != 0 && query.reply == command.request;
     });
-    return answered ? command.request->name : command.name.substr(set_prefix.size());
+    return answered ? command.request->name : command.name.substr(kSetPrefix.size());
 }
 
 chip_state::chip_state() {
-    set_text(*this, place::version, default_version);
-    set_text(*this, place::soc_min_version, default_soc_min_version);
-    set_net_record(*this, parse_net(default_net, {}).record);
-    for (const slice& where : {place::net_mac, place::wakeup_mac}) {
-        std::ranges::copy(parse_mac(default_mac), view(*this, where).begin());
+    set_text(*this, place::kVersion, kDefaultVersion);
+    set_text(*this, place::kSocMinVersion, kDefaultSocMinVersion);
+    set_net_record(*this, parse_net(kDefaultNet, {}).record);
+    for (const slice& where : {place::kNetMac, place::kWakeupMac}) {
+        std::ranges::copy(parse_mac(kDefaultMac), view(*this, where).begin());
     }
-    set_battery(*this, default_battery);
-    set_number(*this, place::pir_switch, 1);
-    set_number(*this, place::pir_sensitivity, 5);
-    set_number(*this, place::wifi_state, 1);
-    set_text(*this, place::wifi_ssid, default_ssid);
-    set_number(*this, place::wifi_rssi, default_rssi);
-    set_number(*this, place::wdg_period, default_wdg_period);
-    put_scan_entry(records.at("wifi_scanf_info"), 0, default_ssid, 1);
+    set_battery(*this, kDefaultBattery);
+    set_number(*this, place::kPirSwitch, 1);
+    set_number(*this, place::kPirSensitivity, 5);
+    set_number(*this, place::kWifiState, 1);
+    set_text(*this, place::kWifiSsid, kDefaultSsid);
+    set_number(*this, place::kWifiRssi, kDefaultRssi);
+    set_number(*this, place::kWdgPeriod, kDefaultWdgPeriod);
+    put_scan_entry(records.at("wifi_scanf_info"), 0, kDefaultSsid, 1);
     put_scan_entry(records.at("wifi_scanf_info"), 1, "neighbour", 2);
     clock.set(machine_time(), std::chrono::steady_clock::now());
 }
@@ -145,8 +145,8 @@ void set_net_record(chip_state& chip, const hi3861l_net_info& record) {
 }
 
 void set_battery(chip_state& chip, uint32_t percent) {
-    set_number(chip, place::battery_percent, percent);
-    set_number(chip, place::battery_millivolt, 3300 + percent * 9);
+    set_number(chip, place::kBatteryPercent, percent);
+    set_number(chip, place::kBatteryMillivolt, 3300 + percent * 9);
 }
 
 void append_entry(bytes& list, bytes_view entry) {

@@ -56,44 +56,43 @@ struct slice {
 // chip's own.
 namespace place {
 
-inline constexpr slice wakeup_reason{"wakeup_info", MCU_WAKEUP_REASON_OFFSET, 1};
-inline constexpr slice wakeup_mac{"wakeup_info", MCU_WAKEUP_MAC_OFFSET, 6};
-inline constexpr slice wakeup_time1{"wakeup_info", MCU_WAKEUP_TIME1_OFFSET, 4};
-inline constexpr slice wakeup_time2{"wakeup_info", MCU_WAKEUP_TIME2_OFFSET, 4};
-inline constexpr slice server_ip{"store_params", MCU_STORE_SERVER_IP_OFFSET, 4};
-inline constexpr slice server_port{"store_params", MCU_STORE_SERVER_PORT_OFFSET, 2};
-inline constexpr slice net_mac{"net_info", offsetof(hi3861l_net_info, mac), 6};
+inline constexpr slice kWakeupReason{"wakeup_info", kMcuWakeupReasonOffset, 1};
+inline constexpr slice kWakeupMac{"wakeup_info", kMcuWakeupMacOffset, 6};
+inline constexpr slice kWakeupTime1{"wakeup_info", kMcuWakeupTime1Offset, 4};
+inline constexpr slice kWakeupTime2{"wakeup_info", kMcuWakeupTime2Offset, 4};
+inline constexpr slice kServerIp{"store_params", kMcuStoreServerIpOffset, 4};
+inline constexpr slice kServerPort{"store_params", kMcuStoreServerPortOffset, 2};
+inline constexpr slice kNetMac{"net_info", offsetof(hi3861l_net_info, mac), 6};
 
-inline constexpr slice battery_percent{"battery_status", 0, 1};
-inline constexpr slice battery_millivolt{"battery_status", 1, 2};
-inline constexpr slice pir_switch{"pir_info", 0, 1};
-inline constexpr slice pir_sensitivity{"pir_info", 1, 1};
-inline constexpr slice wifi_state{"wifi_status", 0, 1};
-inline constexpr slice wifi_ssid{"wifi_status", 1, 33};
-inline constexpr slice wifi_rssi{"wifi_status", 34, 1};
-inline constexpr slice version{"version", 0, MCU_VERSION_SIZE};
-inline constexpr slice soc_min_version{"soc_min_version", 0, MCU_SOC_MIN_VERSION_SIZE};
-inline constexpr slice wdg_state{"wdg_state_byte", 0, 1};
-inline constexpr slice scan_selector{"wifi_scanf_info", 0, 1};
+inline constexpr slice kBatteryPercent{"battery_status", 0, 1};
+inline constexpr slice kBatteryMillivolt{"battery_status", 1, 2};
+inline constexpr slice kPirSwitch{"pir_info", 0, 1};
+inline constexpr slice kPirSensitivity{"pir_info", 1, 1};
+inline constexpr slice kWifiState{"wifi_status", 0, 1};
+inline constexpr slice kWifiSsid{"wifi_status", 1, 33};
+inline constexpr slice kWifiRssi{"wifi_status", 34, 1};
+inline constexpr slice kVersion{"version", 0, kMcuVersionSize};
+inline constexpr slice kSocMinVersion{"soc_min_version", 0, kMcuSocMinVersionSize};
+inline constexpr slice kWdgState{"wdg_state_byte", 0, 1};
+inline constexpr slice kScanSelector{"wifi_scanf_info", 0, 1};
 
-inline constexpr slice system_state{"status_info", 0, 1};
-inline constexpr slice led{"status_info", 1, 1};
-inline constexpr slice tamper_switch{"status_info", 2, 1};
-inline constexpr slice uart_switch{"status_info", 3, 1};
-inline constexpr slice ap_running{"status_info", 4, 1};
-inline constexpr slice wdg_period{"status_info", 8, 4};
-inline constexpr slice wdg_feeds{"status_info", 12, 4};
-inline constexpr slice crash_tests{"status_info", 16, 4};
+inline constexpr slice kSystemState{"status_info", 0, 1};
+inline constexpr slice kLed{"status_info", 1, 1};
+inline constexpr slice kTamperSwitch{"status_info", 2, 1};
+inline constexpr slice kUartSwitch{"status_info", 3, 1};
+inline constexpr slice kApRunning{"status_info", 4, 1};
+inline constexpr slice kWdgPeriod{"status_info", 8, 4};
+inline constexpr slice kWdgFeeds{"status_info", 12, 4};
+inline constexpr slice kCrashTests{"status_info", 16, 4};
 
-inline constexpr slice ap_start{"config_info", 0, MCU_AP_START_SIZE};
-inline constexpr slice charge_auto_poweron{"config_info", MCU_AP_START_SIZE,
-                                           MCU_CHARGE_AUTO_POWERON_SIZE};
-inline constexpr slice wifi_extended_info{"wifi_extended_status", 0, MCU_WIFI_EXTENDED_INFO_SIZE};
-inline constexpr slice wifi_keepalive{"wifi_extended_status", MCU_WIFI_EXTENDED_INFO_SIZE,
-                                      MCU_WIFI_KEEPALIVE_SIZE};
-static_assert(MCU_AP_START_SIZE + MCU_CHARGE_AUTO_POWERON_SIZE <= MCU_CONFIG_INFO_SIZE);
-static_assert(MCU_WIFI_EXTENDED_INFO_SIZE + MCU_WIFI_KEEPALIVE_SIZE <=
-              MCU_WIFI_EXTENDED_STATUS_SIZE);
+inline constexpr slice kApStart{"config_info", 0, kMcuApStartSize};
+inline constexpr slice kChargeAutoPoweron{"config_info", kMcuApStartSize,
+                                          kMcuChargeAutoPoweronSize};
+inline constexpr slice kWifiExtendedInfo{"wifi_extended_status", 0, kMcuWifiExtendedInfoSize};
+inline constexpr slice kWifiKeepalive{"wifi_extended_status", kMcuWifiExtendedInfoSize,
+                                      kMcuWifiKeepaliveSize};
+static_assert(kMcuApStartSize + kMcuChargeAutoPoweronSize <= kMcuConfigInfoSize);
+static_assert(kMcuWifiExtendedInfoSize + kMcuWifiKeepaliveSize <= kMcuWifiExtendedStatusSize);
 
 }  // namespace place
 

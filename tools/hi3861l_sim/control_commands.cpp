@@ -11,10 +11,10 @@
 namespace quon::sim {
 namespace {
 
-constexpr uint32_t default_wait_ms = 10000;
-constexpr uint32_t longest_wait_ms = 3600000;
-constexpr uint8_t net_event_id = HI3861L_EVENT_NET;  // payload byte 0 names the event
-constexpr size_t largest_message = 65000;
+constexpr uint32_t kDefaultWaitMs = 10000;
+constexpr uint32_t kLongestWaitMs = 3600000;
+constexpr uint8_t kNetEventId = HI3861L_EVENT_NET;  // payload byte 0 names the event
+constexpr size_t kLargestMessage = 65000;
 
 struct call {
     simulator& sim;
@@ -92,9 +92,9 @@ void forget(const call& in) {
 void raise_net_event(const call& in) {
     const net_report report = parse_net(join_words(in.words, 2), net_record(in.sim.chip()));
     set_net_record(in.sim.chip(), report.record);
-    bytes payload(HI3861L_NET_EVENT_RECORD_OFFSET);
-    payload[0] = net_event_id;
-    payload[HI3861L_NET_EVENT_STATE_OFFSET] = report.state;
+    bytes payload(kHi3861lNetEventRecordOffset);
+    payload[0] = kNetEventId;
+    payload[kHi3861lNetEventStateOffset] = report.state;
     const bytes& record = in.sim.chip().records.at("net_info");
     payload.insert(payload.end(), record.begin(), record.end());
     finish(in, in.sim.send_frame(HI3861L_EVENT_NET, payload));
@@ -102,7 +102,7 @@ void raise_net_event(const call& in) {
 
 bytes parse_message(const call& in, size_t from) {
     bytes message = parse_hex(join_words(in.words, from));
-    if (message.size() > largest_message) {
+    if (message.size() > kLargestMessage) {
         throw bad_value("message of " + std::to_string(message.size()) + " bytes is too long");
     }
     return message;
@@ -155,7 +155,7 @@ void come_back(const call& in) {
 // "count N" and "timeout TIME" in any order.
 struct wait_options {
     uint32_t count = 1;
-    uint32_t timeout_ms = default_wait_ms;
+    uint32_t timeout_ms = kDefaultWaitMs;
 };
 
 wait_options parse_wait(const call& in, size_t from, std::string_view usage) {
@@ -163,7 +163,7 @@ wait_options parse_wait(const call& in, size_t from, std::string_view usage) {
     for (size_t i = from; i < in.words.size(); i += 2) {
         const bool last = i + 1 == in.words.size();
         if (!last && in.words[i] == "timeout") {
-            options.timeout_ms = parse_time_span(in.words[i + 1], longest_wait_ms, "timeout");
+            options.timeout_ms = parse_time_span(in.words[i + 1], kLongestWaitMs, "timeout");
         } else if (!last && in.words[i] == "count" && from == 2) {
             options.count = parse_number(in.words[i + 1], 1000000000, "count");
         } else {
@@ -204,12 +204,12 @@ struct pending_wait : std::enable_shared_from_this<pending_wait> {
 };
 
 void wait_frame(const call& in) {
-    constexpr std::string_view usage = "TYPE [count N] [timeout TIME]";
+    constexpr std::string_view kUsage = "TYPE [count N] [timeout TIME]";
     if (in.words.size() < 2) {
-        misused(in, usage);
+        misused(in, kUsage);
     }
     const uint8_t type = parse_type(in.words[1]);
-    const wait_options options = parse_wait(in, 2, usage);
+    const wait_options options = parse_wait(in, 2, kUsage);
     const auto wait = std::make_shared<pending_wait>(in);
     wait->done = [&sim = in.sim, answer = in.answer, type, count = options.count] {
         if (sim.received(type) < count) {
@@ -262,7 +262,7 @@ struct command_row {
 using enum answer_kind;
 
 // clang-format off
-constexpr command_row table[] = {
+constexpr command_row kTable[] = {
     {"help",         2, help,         texts,   operand::command,       "[COMMAND]",       "this text, or of one command"},
     {"state",        1, state,        values,  operand::none,          "",                "the chip's state, one name=value a line"},
     {"get",          0, get,          values,  operand::name,          "NAME...",         "values of the state"},
@@ -271,7 +271,7 @@ constexpr command_row table[] = {
                                                                        "raise the network event; what is not named stays, state is 1"},
     {"event",        0, event,        nothing, operand::event,         "raw TYPE [HEX...]",
                                                                        "send a frame of any type with this payload"},
-    {"raw",          0, raw,          nothing, operand::none,          "[HEX...]",        "send these bytes as one message, past faults and silence"},
+    {"raw",          0, raw,          nothing, operand::none,          "[HEX...]",        "send these bytes as one message, bypassing faults and silence"},
     {"frames",       2, frames,       texts,   operand::none,          "[N]",             "the journal's last lines (at most 2000 are kept)"},
     {"wait-frame",   0, wait_frame,   values,  operand::type,          "TYPE [count N] [timeout TIME]",
                                                                        "wait until N frames of the type (1) have come from the host since\n"
@@ -289,8 +289,8 @@ constexpr command_row table[] = {
 // clang-format on
 
 const command_row& find_command(std::string_view name) {
-    const auto found = std::ranges::find(table, name, &command_row::name);
-    if (found == std::end(table)) {
+    const auto found = std::ranges::find(kTable, name, &command_row::name);
+    if (found == std::end(kTable)) {
         throw bad_value("command \"" + std::string(name) +
                         "\" is not known; \"help\" lists the commands");
     }
@@ -319,13 +319,13 @@ word_list type_names() {
 
 word_list command_names() {
     word_list names;
-    for (const command_row& row : table) {
+    for (const command_row& row : kTable) {
         names.emplace_back(row.name);
     }
     return names;
 }
 
-// `before` are the words behind the command's name.
+// `before` are the words after the command's name.
 word_list fault_words(const word_list& before) {
     if (before.size() == 1) {
         return fault_actions();
@@ -398,23 +398,23 @@ void run_command(simulator& sim, std::string_view line, const std::shared_ptr<re
 }
 
 answer_kind answer_of(std::string_view command) {
-    const auto found = std::ranges::find(table, command, &command_row::name);
-    return found == std::end(table) ? nothing : found->answer;
+    const auto found = std::ranges::find(kTable, command, &command_row::name);
+    return found == std::end(kTable) ? nothing : found->answer;
 }
 
 std::vector<std::string> control_words(const std::vector<std::string>& before) {
     if (before.empty()) {
         return command_names();
     }
-    const auto found = std::ranges::find(table, before[0], &command_row::name);
-    return found == std::end(table)
+    const auto found = std::ranges::find(kTable, before[0], &command_row::name);
+    return found == std::end(kTable)
                ? word_list{}
                : operand_words(found->operands, {before.begin() + 1, before.end()});
 }
 
 std::string control_help(std::string_view command) {
     std::string text;
-    for (const command_row& row : table) {
+    for (const command_row& row : kTable) {
         text += row.name == find_command(command).name ? usage_of(row) : "";
     }
     return text;
@@ -422,7 +422,7 @@ std::string control_help(std::string_view command) {
 
 std::string control_help() {
     std::string text = "Commands:\n";
-    for (const command_row& row : table) {
+    for (const command_row& row : kTable) {
         text += usage_of(row);
     }
     text += "TYPE is a message type in hexadecimal (84, 0x84) or its name (get_time); TIME is a\n";

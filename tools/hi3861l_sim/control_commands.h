@@ -31,7 +31,7 @@ std::string control_help(std::string_view command);
 enum class answer_kind { nothing, values, texts };  // values: NAME=VALUE each
 answer_kind answer_of(std::string_view command);
 
-// All that may stand behind these words of a command.
+// All that may follow these words of a command.
 std::vector<std::string> control_words(const std::vector<std::string>& before);
 
 }  // namespace quon::sim

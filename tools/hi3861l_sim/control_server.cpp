@@ -11,9 +11,9 @@
 
 namespace quon::sim {
 
-constexpr size_t longest_line = 256 * 1024;
+constexpr size_t kLongestLine = 256 * 1024;
 // A client with more unread answers than this has its next commands wait.
-constexpr size_t most_unread = 256 * 1024;
+constexpr size_t kMostUnread = 256 * 1024;
 
 // One connection. A command that waits holds up the later lines of its own client only.
 class control_client : public std::enable_shared_from_this<control_client> {
@@ -35,7 +35,7 @@ class control_client : public std::enable_shared_from_this<control_client> {
 
   private:
     void watch() {
-        const bool room = in_.size() <= longest_line && !no_more_;
+        const bool room = in_.size() <= kLongestLine && !no_more_;
         const int events = (room ? POLLIN : 0) | (out_.empty() ? 0 : POLLOUT);
         sim_.loop().watch(fd_.get(), static_cast<short>(events),
                           [this](short ready) { serve(ready); });
@@ -70,11 +70,11 @@ class control_client : public std::enable_shared_from_this<control_client> {
         }
         bool held_up = false;
         do {
-            while (!busy_ && out_.size() <= most_unread && next_line()) {
+            while (!busy_ && out_.size() <= kMostUnread && next_line()) {
             }
-            held_up = out_.size() > most_unread;
+            held_up = out_.size() > kMostUnread;
             flush();
-        } while (held_up && out_.size() <= most_unread);
+        } while (held_up && out_.size() <= kMostUnread);
         advancing_ = false;
         if (no_more_ && !busy_ && out_.empty()) {
             end();
@@ -85,7 +85,7 @@ class control_client : public std::enable_shared_from_this<control_client> {
 
     bool next_line() {
         const size_t end = in_.find('\n');
-        if (end == std::string::npos && in_.size() > longest_line) {
+        if (end == std::string::npos && in_.size() > kLongestLine) {
             out_ += "error: line too long\n";
             in_.clear();
             no_more_ = true;

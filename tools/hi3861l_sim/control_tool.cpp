@@ -53,16 +53,16 @@ bool read_line(int fd, std::string& pending, std::string& line) {
     return true;
 }
 
-constexpr std::string_view error_head = "error: ";
+constexpr std::string_view kErrorHead = "error: ";
 
 // What the simulator could not do; every other error is of the command's words.
-constexpr std::pair<std::string_view, exit_status> failures[] = {
+constexpr std::pair<std::string_view, exit_status> kFailures[] = {
     {"timeout: ", exit_timed_out},
     {"not sent: ", exit_error},
 };
 
 exit_status status_of(std::string_view error) {
-    for (const auto& [beginning, status] : failures) {
+    for (const auto& [beginning, status] : kFailures) {
         if (error.starts_with(beginning)) {
             return status;
         }
@@ -132,8 +132,8 @@ int send_control_command(const std::string& path, const std::string& command, bo
     std::vector<std::string> lines;
     const bool sent = send_all(fd.get(), command + "\n");
     while (sent && read_line(fd.get(), pending, line)) {
-        if (line.starts_with(error_head)) {
-            const std::string text = line.substr(error_head.size());
+        if (line.starts_with(kErrorHead)) {
+            const std::string text = line.substr(kErrorHead.size());
             return fail(status_of(text), text);
         }
         if (line == "ok") {

@@ -33,7 +33,7 @@ int exec_program(const exec_words& words) {
     const std::string link = words.link.empty() ? installed_chip_link() : words.link;
     setenv("LD_PRELOAD", preload_list(link).c_str(), 1);
     if (!words.socket.empty()) {
-        setenv(CHIP_LINK_SOCKET_VARIABLE, words.socket.c_str(), 1);
+        setenv(kChipLinkSocketVariable, words.socket.c_str(), 1);
     }
     return become(words.command);
 }

@@ -20,34 +20,34 @@ struct action_row {
     std::string_view help;
 };
 
-constexpr uint32_t word_limit = std::numeric_limits<uint32_t>::max();
-constexpr uint32_t frame_limit = 65535;
-constexpr uint8_t filler = 0xEE;
+constexpr uint32_t kWordLimit = std::numeric_limits<uint32_t>::max();
+constexpr uint32_t kFrameLimit = 65535;
+constexpr uint8_t kFiller = 0xEE;
 
 using enum argument_kind;
 
 // clang-format off
-constexpr action_row actions[] = {
+constexpr action_row kActions[] = {
     {fault_action::drop,        "drop",        none,   0,           "",       "lose the message: the chip neither acts nor answers"},
     {fault_action::delay,       "delay",       time,   3600000,     "TIME",   "send the answer or event so much later"},
     {fault_action::twice,       "twice",       none,   0,           "",       "send it twice"},
     {fault_action::answer_type, "answer-type", type,   0,           "T",      "send it with message type T"},
-    {fault_action::length,      "length",      number, word_limit,  "N",      "send it with N in its length field"},
-    {fault_action::cut,         "cut",         number, frame_limit, "N",      "send only the first N bytes of the frame (0: an empty message)"},
-    {fault_action::lengthen,    "lengthen",    number, frame_limit, "N",      "send N bytes ee behind the frame, its length field unchanged"},
-    {fault_action::corrupt,     "corrupt",     number, frame_limit, "OFFSET", "invert the byte at OFFSET of the frame (0: the type)"},
+    {fault_action::length,      "length",      number, kWordLimit,  "N",      "send it with N in its length field"},
+    {fault_action::cut,         "cut",         number, kFrameLimit, "N",      "send only the first N bytes of the frame (0: an empty message)"},
+    {fault_action::lengthen,    "lengthen",    number, kFrameLimit, "N",      "send N bytes ee after the frame, its length field unchanged"},
+    {fault_action::corrupt,     "corrupt",     number, kFrameLimit, "OFFSET", "invert the byte at OFFSET of the frame (0: the type)"},
     {fault_action::silent,      "silent",      none,   0,           "",       "from this message on, send nothing"},
     {fault_action::back,        "back",        none,   0,           "",       "from this message on, send again"},
 };
 // clang-format on
 
 const action_row& row_of(fault_action action) {
-    return *std::ranges::find(actions, action, &action_row::action);
+    return *std::ranges::find(kActions, action, &action_row::action);
 }
 
 const action_row& find_action(const std::string& name) {
-    const auto found = std::ranges::find(actions, name, &action_row::name);
-    if (found == std::end(actions)) {
+    const auto found = std::ranges::find(kActions, name, &action_row::name);
+    if (found == std::end(kActions)) {
         throw bad_value("fault action \"" + name + "\" is not known");
     }
     return *found;
@@ -74,7 +74,7 @@ std::optional<uint32_t> parse_count(const std::vector<std::string>& words, size_
     if (words[at] != "count" || words.size() != at + 2) {
         throw bad_value("expected count N or forever, got \"" + join_words(words, at) + "\"");
     }
-    const uint32_t count = parse_number(words[at + 1], word_limit, "count");
+    const uint32_t count = parse_number(words[at + 1], kWordLimit, "count");
     if (count == 0) {
         throw bad_value("count is 0");
     }
@@ -162,7 +162,7 @@ shaped_frame fault_table::shape(uint8_t type, bytes frame) {
         data[*offset] = static_cast<uint8_t>(~data[*offset]);
     }
     if (const auto more = applies(fault_action::lengthen)) {
-        data.resize(data.size() + *more, filler);
+        data.resize(data.size() + *more, kFiller);
     }
     if (const auto size = applies(fault_action::cut)) {
         data.resize(std::min<size_t>(data.size(), *size));
@@ -174,7 +174,7 @@ shaped_frame fault_table::shape(uint8_t type, bytes frame) {
 
 std::vector<std::string> fault_actions() {
     std::vector<std::string> names;
-    for (const action_row& row : actions) {
+    for (const action_row& row : kActions) {
         names.emplace_back(row.name);
     }
     return names;
@@ -182,7 +182,7 @@ std::vector<std::string> fault_actions() {
 
 std::string fault_help() {
     std::string text;
-    for (const action_row& row : actions) {
+    for (const action_row& row : kActions) {
         std::string usage = "  " + std::string(row.name) + " " + std::string(row.argument);
         usage.resize(20, ' ');
         text += usage + std::string(row.help) + "\n";

@@ -13,11 +13,11 @@ namespace {
 namespace fs = std::filesystem;
 
 // Relative to the program's folder.
-constexpr const char* library_folders[] = {HI3861L_SIM_LIBRARIES, "../lib", "."};
-constexpr const char* program_folders[] = {".", "../sbin"};
-constexpr char system_folders[] = "/usr/sbin:/sbin";
-constexpr char daemon_name[] = "quon_mcu_daemon";
-constexpr char link_name[] = "libhi3861l_chip_link.so";
+constexpr const char* kLibraryFolders[] = {HI3861L_SIM_LIBRARIES, "../lib", "."};
+constexpr const char* kProgramFolders[] = {".", "../sbin"};
+constexpr char kSystemFolders[] = "/usr/sbin:/sbin";
+constexpr char kDaemonName[] = "quon_mcu_daemon";
+constexpr char kLinkName[] = "libhi3861l_chip_link.so";
 
 }  // namespace
 
@@ -26,33 +26,33 @@ std::string program_folder() {
 }
 
 std::string installed_chip_link() {
-    for (const char* folder : library_folders) {
-        const fs::path path = fs::path(program_folder()) / folder / link_name;
+    for (const char* folder : kLibraryFolders) {
+        const fs::path path = fs::path(program_folder()) / folder / kLinkName;
         if (fs::exists(path)) {
             return fs::canonical(path).string();
         }
     }
-    throw std::runtime_error(std::string(link_name) + " is not beside this program (" +
+    throw std::runtime_error(std::string(kLinkName) + " is not beside this program (" +
                              program_folder() + "/" + HI3861L_SIM_LIBRARIES +
                              "); name it with --link");
 }
 
 std::string installed_daemon() {
-    for (const char* folder : program_folders) {
-        const fs::path path = fs::path(program_folder()) / folder / daemon_name;
+    for (const char* folder : kProgramFolders) {
+        const fs::path path = fs::path(program_folder()) / folder / kDaemonName;
         if (access(path.c_str(), X_OK) == 0) {
             return fs::canonical(path).string();
         }
     }
     const char* search = std::getenv("PATH");
-    std::istringstream folders(std::string(search != nullptr ? search : "") + ":" + system_folders);
+    std::istringstream folders(std::string(search != nullptr ? search : "") + ":" + kSystemFolders);
     for (std::string folder; std::getline(folders, folder, ':');) {
-        const fs::path path = fs::path(folder) / daemon_name;
+        const fs::path path = fs::path(folder) / kDaemonName;
         if (folder.starts_with("/") && access(path.c_str(), X_OK) == 0) {
             return path.string();
         }
     }
-    throw std::runtime_error(std::string(daemon_name) + " is not beside this program (" +
+    throw std::runtime_error(std::string(kDaemonName) + " is not beside this program (" +
                              program_folder() + ") nor in PATH; name it with --daemon");
 }
 

@@ -32,13 +32,13 @@ std::string time_stamp() {
 
 std::string describe_frame(bool from_host, bytes_view frame) {
     const std::string direction = from_host ? "host->chip " : "chip->host ";
-    if (frame.size() < HI3861L_FRAME_HEAD_SIZE) {
+    if (frame.size() < kHi3861lFrameHeadSize) {
         return direction + "malformed, " + std::to_string(frame.size()) + " bytes " +
                show_hex(frame);
     }
     const uint8_t type = frame[0];
     const uint32_t length = get_le(frame, 1, 4);
-    const bytes_view payload = frame.subspan(HI3861L_FRAME_HEAD_SIZE);
+    const bytes_view payload = frame.subspan(kHi3861lFrameHeadSize);
     const std::string head = direction + show_type(type) + " len " + std::to_string(length) + " ";
     if (length != payload.size()) {
         return head + "malformed, " + std::to_string(payload.size()) + " payload bytes " +
@@ -66,7 +66,7 @@ void journal::print(const std::string& text) {
     }
     lost_ = !printed;
     lines_.push_back(std::move(line));
-    if (lines_.size() > kept_lines) {
+    if (lines_.size() > kKeptLines) {
         lines_.pop_front();
     }
 }

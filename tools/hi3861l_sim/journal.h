@@ -16,7 +16,7 @@ std::string describe_frame(bool from_host, bytes_view frame);
 
 class journal {
   public:
-    static constexpr size_t kept_lines = 2000;
+    static constexpr size_t kKeptLines = 2000;
 
     // Writes to `out`, which it does not close.
     explicit journal(std::FILE* out) : out_(out) {}

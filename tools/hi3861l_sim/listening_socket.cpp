@@ -12,8 +12,8 @@
 namespace quon::sim {
 namespace {
 
-constexpr int backlog = 128;
-constexpr std::chrono::milliseconds accept_pause{100};
+constexpr int kBacklog = 128;
+constexpr std::chrono::milliseconds kAcceptPause{100};
 
 sockaddr_un address_of(const std::string& path) {
     sockaddr_un address{};
@@ -55,7 +55,7 @@ listening_socket::listening_socket(event_loop& loop, std::string path, int type,
         bind(fd_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         give_up(path_, std::strerror(errno));
     }
-    if (listen(fd_.get(), backlog) != 0) {
+    if (listen(fd_.get(), kBacklog) != 0) {
         const std::string why = std::strerror(errno);
         unlink(path_.c_str());
         give_up(path_, why);
@@ -80,7 +80,7 @@ void listening_socket::accept() {
     } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
         // The connection stays in the queue, where poll would report it without end.
         loop_.unwatch(fd_.get());
-        pause_ = loop_.after(accept_pause, [this] { watch(); });
+        pause_ = loop_.after(kAcceptPause, [this] { watch(); });
     }
 }
 

@@ -73,7 +73,7 @@ CLI::App* add_run(CLI::App& app, run_words& words) {
     run->add_option("--daemon", words.daemon, "The daemon (default: the installed one)");
     run->add_option("--link", words.link, "The chip link's library (default: the installed one)");
     add_state_options(*run, words.chip);
-    run->footer("COMMAND and its arguments stand behind the options, or behind --.");
+    run->footer("COMMAND and its arguments follow the options, or --.");
     return run;
 }
 
@@ -82,7 +82,7 @@ CLI::App* add_exec(CLI::App& app, exec_words& words) {
     exec->add_option("--socket", words.socket,
                      "The chip's socket (default: as the environment says)");
     exec->add_option("--link", words.link, "The chip link's library (default: the installed one)");
-    exec->footer("COMMAND and its arguments stand behind the options, or behind --.");
+    exec->footer("COMMAND and its arguments follow the options, or --.");
     return exec;
 }
 

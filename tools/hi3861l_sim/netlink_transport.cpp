@@ -13,8 +13,8 @@
 namespace quon::sim {
 namespace {
 
-constexpr int receive_buffer = 1024 * 1024;
-constexpr size_t largest_datagram = 65536;
+constexpr int kReceiveBuffer = 1024 * 1024;
+constexpr size_t kLargestDatagram = 65536;
 
 sockaddr_nl address_of(uint32_t port) {
     sockaddr_nl address{};
@@ -39,7 +39,7 @@ class netlink_transport : public transport {
         const int on = 1;
         (void)setsockopt(fd_.get(), SOL_NETLINK, NETLINK_NO_ENOBUFS, &on, sizeof on);
         for (const int option : {SO_RCVBUF, SO_RCVBUFFORCE}) {
-            (void)setsockopt(fd_.get(), SOL_SOCKET, option, &receive_buffer, sizeof receive_buffer);
+            (void)setsockopt(fd_.get(), SOL_SOCKET, option, &kReceiveBuffer, sizeof kReceiveBuffer);
         }
         loop_.watch(fd_.get(), POLLIN, [this](short) { read_one(); });
     }
@@ -75,7 +75,7 @@ class netlink_transport : public transport {
     std::string name_;
     sockaddr_nl peer_;
     owned_descriptor fd_;
-    bytes buffer_ = bytes(largest_datagram);
+    bytes buffer_ = bytes(kLargestDatagram);
 };
 
 }  // namespace

@@ -17,17 +17,17 @@
 namespace quon::sim {
 namespace {
 
-constexpr char turn_file[] = "/tmp/hi3861l-sim.run";
-constexpr char resolver_file[] = "/etc/resolv.conf";
-constexpr char interface_name[] = "wlan0";
-constexpr char bus_socket[] = "/tmp/dbus-quon.mcu.daemon";
-constexpr const char* left_by_the_daemon[] = {bus_socket, "/tmp/ws_socket",
-                                              "/tmp/quon_mcu_daemon_run"};
+constexpr char kTurnFile[] = "/tmp/hi3861l-sim.run";
+constexpr char kResolverFile[] = "/etc/resolv.conf";
+constexpr char kInterfaceName[] = "wlan0";
+constexpr char kBusSocket[] = "/tmp/dbus-quon.mcu.daemon";
+constexpr const char* kLeftByTheDaemon[] = {kBusSocket, "/tmp/ws_socket",
+                                            "/tmp/quon_mcu_daemon_run"};
 
 // Where /tmp protects the files of others, only an open without O_CREAT reaches theirs.
 owned_descriptor open_turn_file() {
-    const int own = open(turn_file, O_RDONLY | O_CREAT | O_CLOEXEC, 0644);
-    return owned_descriptor(own >= 0 ? own : open(turn_file, O_RDONLY | O_CLOEXEC));
+    const int own = open(kTurnFile, O_RDONLY | O_CREAT | O_CLOEXEC, 0644);
+    return owned_descriptor(own >= 0 ? own : open(kTurnFile, O_RDONLY | O_CLOEXEC));
 }
 
 owned_descriptor take_turn() {
@@ -40,32 +40,32 @@ owned_descriptor take_turn() {
 }
 
 std::optional<std::string> writable_resolver_text() {
-    if (access(resolver_file, W_OK) != 0) {
+    if (access(kResolverFile, W_OK) != 0) {
         return std::nullopt;
     }
-    std::ifstream file(resolver_file);
+    std::ifstream file(kResolverFile);
     return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 }  // namespace
 
 plain_world::plain_world() : turn_(take_turn()) {
-    if (if_nametoindex(interface_name) != 0) {
+    if (if_nametoindex(kInterfaceName) != 0) {
         throw std::runtime_error("there is a wlan0 here, which the daemon would change");
     }
-    if (connect_unix(bus_socket, SOCK_STREAM).get() >= 0) {
+    if (connect_unix(kBusSocket, SOCK_STREAM).get() >= 0) {
         throw std::runtime_error("a daemon runs here already");
     }
     resolver_text_ = writable_resolver_text();
 }
 
 plain_world::~plain_world() {
-    for (const char* path : left_by_the_daemon) {
+    for (const char* path : kLeftByTheDaemon) {
         std::error_code ignored;
         std::filesystem::remove(path, ignored);
     }
     if (resolver_text_) {
-        std::ofstream(resolver_file) << *resolver_text_;
+        std::ofstream(kResolverFile) << *resolver_text_;
     }
 }
 

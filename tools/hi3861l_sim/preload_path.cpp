@@ -17,10 +17,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char divides_the_list[] = " \t\r\n\v\f:$";
+constexpr char kDividesTheList[] = " \t\r\n\v\f:$";
 
 bool loadable(const std::string& path) {
-    return path.find_first_of(divides_the_list) == std::string::npos;
+    return path.find_first_of(kDividesTheList) == std::string::npos;
 }
 
 // True when the folder is there and nobody else can write to it.

@@ -68,13 +68,13 @@ property counter(std::string_view name, std::string (*get)(simulator&)) {
 }
 
 std::string get_server(simulator& sim) {
-    return show_ipv4(view(sim.chip(), place::server_ip)) + ":" +
-           std::to_string(number(sim.chip(), place::server_port));
+    return show_ipv4(view(sim.chip(), place::kServerIp)) + ":" +
+           std::to_string(number(sim.chip(), place::kServerPort));
 }
 void set_server(simulator& sim, std::string_view value) {
     const server_address server = parse_server(value);
-    std::ranges::copy(server.ip, view(sim.chip(), place::server_ip).begin());
-    set_number(sim.chip(), place::server_port, server.port);
+    std::ranges::copy(server.ip, view(sim.chip(), place::kServerIp).begin());
+    set_number(sim.chip(), place::kServerPort, server.port);
 }
 
 std::string get_net(simulator& sim) {
@@ -85,17 +85,17 @@ void set_net(simulator& sim, std::string_view value) {
 }
 
 void set_all_macs(simulator& sim, std::string_view value) {
-    for (const slice& where : {place::net_mac, place::wakeup_mac}) {
+    for (const slice& where : {place::kNetMac, place::kWakeupMac}) {
         std::ranges::copy(parse_mac(value), view(sim.chip(), where).begin());
     }
 }
 
 std::string get_net_mac(simulator& sim) {
-    return show_mac(view(sim.chip(), place::net_mac));
+    return show_mac(view(sim.chip(), place::kNetMac));
 }
 
 std::string get_battery_percent(simulator& sim) {
-    return std::to_string(number(sim.chip(), place::battery_percent));
+    return std::to_string(number(sim.chip(), place::kBatteryPercent));
 }
 void set_battery_percent(simulator& sim, std::string_view value) {
     set_battery(sim.chip(), parse_number(value, 100, "battery"));
@@ -118,7 +118,7 @@ void set_time(simulator& sim, std::string_view value) {
     if (count != 6 || static_cast<size_t>(end) != given.size()) {
         throw bad_value("time \"" + given + "\" is not YYYY-MM-DD HH:MM:SS");
     }
-    bytes record(MCU_TIME_SIZE);
+    bytes record(kMcuTimeSize);
     part[0] -= 2000;
     std::ranges::transform(part, record.begin(), [](int n) { return static_cast<uint8_t>(n); });
     const bool fits = std::ranges::all_of(part, [](int n) { return n >= -128 && n <= 127; });
@@ -146,32 +146,32 @@ std::string get_upgrade_checksum(simulator& sim) {
 }
 
 // clang-format off
-const std::vector<property> named = {
-    numeric("wakeup-reason", place::wakeup_reason),
+const std::vector<property> kNamed = {
+    numeric("wakeup-reason", place::kWakeupReason),
     {"server", "ADDRESS:PORT, or none", get_server, set_server},
-    textual("firmware-version", place::version),
-    textual("soc-min-version", place::soc_min_version),
+    textual("firmware-version", place::kVersion),
+    textual("soc-min-version", place::kSocMinVersion),
     {"battery", "PERCENT", get_battery_percent, set_battery_percent, 0, true},
     {"net", "ADDRESS/PREFIX [gw A] [dns A[,A]] [mac M]", get_net, set_net},
     {"mac", "MAC (of the network record and of the wake-up info)", get_net_mac, set_all_macs},
-    hardware("wakeup-mac", place::wakeup_mac),
-    numeric("wakeup-time1", place::wakeup_time1),
-    numeric("wakeup-time2", place::wakeup_time2),
+    hardware("wakeup-mac", place::kWakeupMac),
+    numeric("wakeup-time1", place::kWakeupTime1),
+    numeric("wakeup-time2", place::kWakeupTime2),
     {"time", "YYYY-MM-DD HH:MM:SS", get_time, set_time},
-    numeric("led", place::led),
-    numeric("pir-switch", place::pir_switch),
-    numeric("pir-sensitivity", place::pir_sensitivity),
-    numeric("wifi-state", place::wifi_state),
-    textual("wifi-ssid", place::wifi_ssid),
-    numeric("scan-selector", place::scan_selector),
-    numeric("system-state", place::system_state),
-    numeric("uart-switch", place::uart_switch),
-    numeric("tamper-switch", place::tamper_switch),
-    numeric("ap-running", place::ap_running),
-    numeric("wdg-state", place::wdg_state),
-    numeric("wdg-period", place::wdg_period),
-    numeric("wdg-feeds", place::wdg_feeds),
-    numeric("crash-tests", place::crash_tests),
+    numeric("led", place::kLed),
+    numeric("pir-switch", place::kPirSwitch),
+    numeric("pir-sensitivity", place::kPirSensitivity),
+    numeric("wifi-state", place::kWifiState),
+    textual("wifi-ssid", place::kWifiSsid),
+    numeric("scan-selector", place::kScanSelector),
+    numeric("system-state", place::kSystemState),
+    numeric("uart-switch", place::kUartSwitch),
+    numeric("tamper-switch", place::kTamperSwitch),
+    numeric("ap-running", place::kApRunning),
+    numeric("wdg-state", place::kWdgState),
+    numeric("wdg-period", place::kWdgPeriod),
+    numeric("wdg-feeds", place::kWdgFeeds),
+    numeric("crash-tests", place::kCrashTests),
     {"silent", "0 or 1", get_silent, set_silent, 0, true},
     read_only("upgrade-state",    [](simulator& sim) { return sim.chip().image.state(); }),
     counter("upgrade-kind",       [](simulator& sim) { return std::to_string(sim.chip().image.kind()); }),
@@ -184,16 +184,16 @@ const std::vector<property> named = {
     counter("frames-in",          [](simulator& sim) { return std::to_string(sim.frames_in()); }),
     counter("frames-out",         [](simulator& sim) { return std::to_string(sim.frames_out()); }),
     read_only("command",          get_command),
-    binary("wifi-keepalive", place::wifi_keepalive),
-    binary("wifi-extended-info", place::wifi_extended_info),
-    binary("ap-start", place::ap_start),
-    binary("charge-auto-poweron", place::charge_auto_poweron),
+    binary("wifi-keepalive", place::kWifiKeepalive),
+    binary("wifi-extended-info", place::kWifiExtendedInfo),
+    binary("ap-start", place::kApStart),
+    binary("charge-auto-poweron", place::kChargeAutoPoweron),
 };
 // clang-format on
 
 // The table's, and each record of the chip that none of them has the name of, in hex.
 std::vector<property> all_properties() {
-    std::vector<property> all = named;
+    std::vector<property> all = kNamed;
     const record_store records;
     for (const auto& [record, content] : records.all()) {
         std::string name(record);

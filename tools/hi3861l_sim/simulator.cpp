@@ -8,10 +8,10 @@
 namespace quon::sim {
 
 bytes make_frame(uint8_t type, bytes_view payload) {
-    bytes frame(HI3861L_FRAME_HEAD_SIZE + payload.size());
+    bytes frame(kHi3861lFrameHeadSize + payload.size());
     frame[0] = type;
     put_le(frame, 1, 4, static_cast<uint32_t>(payload.size()));
-    std::copy(payload.begin(), payload.end(), frame.begin() + HI3861L_FRAME_HEAD_SIZE);
+    std::copy(payload.begin(), payload.end(), frame.begin() + kHi3861lFrameHeadSize);
     return frame;
 }
 
@@ -27,13 +27,13 @@ simulator::simulator(event_loop& loop, transport& link, journal& log)
 void simulator::take_frame(bytes_view frame) {
     frames_in_++;
     log_.frame(true, frame);
-    const bool whole = frame.size() >= HI3861L_FRAME_HEAD_SIZE &&
-                       get_le(frame, 1, 4) == frame.size() - HI3861L_FRAME_HEAD_SIZE;
+    const bool whole = frame.size() >= kHi3861lFrameHeadSize &&
+                       get_le(frame, 1, 4) == frame.size() - kHi3861lFrameHeadSize;
     if (whole) {
         const uint8_t type = frame[0];
         received_[type]++;
         last_[type].assign(frame.begin(), frame.end());
-        take_message(type, frame.subspan(HI3861L_FRAME_HEAD_SIZE));
+        take_message(type, frame.subspan(kHi3861lFrameHeadSize));
     }
     tell_watchers();
 }

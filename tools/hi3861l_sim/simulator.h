@@ -30,7 +30,7 @@ class simulator {
     // whether it was sent, and `sent` when a fault or silence took it.
     delivery send_frame(uint8_t type, bytes_view payload);
 
-    // Any bytes as one message, past faults and silence.
+    // Any bytes as one message, bypassing faults and silence.
     delivery send_raw(bytes_view message);
 
     // Well-formed frames of a type that came since the start or since forget_frames().

@@ -15,7 +15,7 @@
 namespace quon::sim {
 namespace {
 
-constexpr std::string_view blanks = " \t\r\n";
+constexpr std::string_view kBlanks = " \t\r\n";
 
 [[noreturn]] void refuse(std::string_view what, std::string_view text, std::string_view wanted) {
     throw bad_value(std::string(what) + " \"" + std::string(text) + "\" is not " +
@@ -69,11 +69,11 @@ void parse_address(std::string_view text, hi3861l_net_info& record) {
 
 std::vector<std::string> split_words(std::string_view text) {
     std::vector<std::string> words;
-    size_t at = text.find_first_not_of(blanks);
+    size_t at = text.find_first_not_of(kBlanks);
     while (at != std::string_view::npos) {
-        const size_t end = std::min(text.find_first_of(blanks, at), text.size());
+        const size_t end = std::min(text.find_first_of(kBlanks, at), text.size());
         words.emplace_back(text.substr(at, end - at));
-        at = text.find_first_not_of(blanks, end);
+        at = text.find_first_not_of(kBlanks, end);
     }
     return words;
 }
@@ -134,7 +134,7 @@ std::string show_type(uint8_t type) {
 bytes parse_hex(std::string_view text) {
     std::string digits;
     std::ranges::copy_if(text, std::back_inserter(digits),
-                         [](char c) { return blanks.find(c) == std::string_view::npos; });
+                         [](char c) { return kBlanks.find(c) == std::string_view::npos; });
     bytes data;
     for (size_t i = 0; i < digits.size(); i += 2) {
         const auto value = to_number(std::string_view(digits).substr(i, 2), 16);

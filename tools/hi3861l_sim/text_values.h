@@ -21,7 +21,7 @@ struct bad_value : std::runtime_error {
 std::vector<std::string> split_words(std::string_view text);
 std::string join_words(const std::vector<std::string>& words, size_t from);
 
-// Decimal, or hexadecimal behind 0x. `what` names the value in the error.
+// Decimal, or hexadecimal after 0x. `what` names the value in the error.
 uint32_t parse_number(std::string_view text, uint32_t limit, std::string_view what);
 
 // "1500", "1500ms" or "1.5s", in milliseconds.

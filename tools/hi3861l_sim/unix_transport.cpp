@@ -17,10 +17,10 @@
 namespace quon::sim {
 namespace {
 
-constexpr int send_buffer = 2 * 1024 * 1024;  // a few thousand messages
-constexpr size_t largest_datagram = 65536;
-constexpr std::chrono::milliseconds shortest_port_pause{1};
-constexpr std::chrono::milliseconds longest_port_pause{100};
+constexpr int kSendBuffer = 2 * 1024 * 1024;  // a few thousand messages
+constexpr size_t kLargestDatagram = 65536;
+constexpr std::chrono::milliseconds kShortestPortPause{1};
+constexpr std::chrono::milliseconds kLongestPortPause{100};
 
 class unix_transport : public transport {
   public:
@@ -78,7 +78,7 @@ class unix_transport : public transport {
         }
         present_ = present;
         if (!present && !peers_.empty()) {
-            port_pause_ = std::min(port_pause_ * 2, longest_port_pause);
+            port_pause_ = std::min(port_pause_ * 2, kLongestPortPause);
             port_timer_ = loop_.after(port_pause_, [this] { look_for_host(); });
         }
     }
@@ -94,13 +94,13 @@ class unix_transport : public transport {
 
     void accept_host(owned_descriptor fd) {
         for (const int option : {SO_SNDBUF, SO_SNDBUFFORCE}) {
-            (void)setsockopt(fd.get(), SOL_SOCKET, option, &send_buffer, sizeof send_buffer);
+            (void)setsockopt(fd.get(), SOL_SOCKET, option, &kSendBuffer, sizeof kSendBuffer);
         }
         peers_.push_back(std::move(fd));
         const auto peer = std::prev(peers_.end());
         note("host connected");
         loop_.watch(peer->get(), POLLIN, [this, peer](short) { read_host(peer); });
-        port_pause_ = shortest_port_pause;
+        port_pause_ = kShortestPortPause;
         look_for_host();
     }
 
@@ -124,8 +124,8 @@ class unix_transport : public transport {
     std::list<owned_descriptor> peers_;
     bool present_ = false;  // as the journal was told
     event_loop::timer_id port_timer_ = 0;
-    std::chrono::milliseconds port_pause_ = shortest_port_pause;
-    bytes buffer_ = bytes(largest_datagram);
+    std::chrono::milliseconds port_pause_ = kShortestPortPause;
+    bytes buffer_ = bytes(kLargestDatagram);
 };
 
 }  // namespace

@@ -12,7 +12,7 @@ bool upgrade::refuse(std::string why) {
 }
 
 bool upgrade::start(bytes_view request) {
-    if (request.size() != MCU_UPG_START_SIZE) {
+    if (request.size() != kMcuUpgStartSize) {
         return refuse("start of " + std::to_string(request.size()) + " bytes");
     }
     image_.clear();
@@ -33,15 +33,15 @@ bool upgrade::block(bytes_view request) {
     if (state_ != "receiving") {
         return refuse("block without a start");
     }
-    if (request.size() != MCU_UPG_BLOCK_SIZE) {
+    if (request.size() != kMcuUpgBlockSize) {
         return refuse("block of " + std::to_string(request.size()) + " bytes");
     }
     const uint32_t offset = get_le(request, 0, 4);
-    const uint32_t length = get_le(request, MCU_UPG_BLOCK_LENGTH_OFFSET, 4);
-    if (length == 0 || length > MCU_UPG_BLOCK_DATA_SIZE) {
+    const uint32_t length = get_le(request, kMcuUpgBlockLengthOffset, 4);
+    if (length == 0 || length > kMcuUpgBlockDataSize) {
         return refuse("block with " + std::to_string(length) + " data bytes");
     }
-    const bytes_view data = request.subspan(MCU_UPG_BLOCK_DATA_OFFSET, length);
+    const bytes_view data = request.subspan(kMcuUpgBlockDataOffset, length);
     if (repeats_last(offset, data)) {
         return true;
     }

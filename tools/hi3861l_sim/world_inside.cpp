@@ -37,10 +37,10 @@ namespace {
 using clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr milliseconds longest_start{15000};  // beyond the time-outs of a chip that does not answer
-constexpr milliseconds longest_end{3000};
+constexpr milliseconds kLongestStart{15000};  // beyond the time-outs of a chip that does not answer
+constexpr milliseconds kLongestEnd{3000};
 // The last question of the daemon's start-up snapshot.
-constexpr char daemon_started[] = "wait-frame get_version timeout 14000\n";
+constexpr char kDaemonStarted[] = "wait-frame get_version timeout 14000\n";
 
 sigset_t watched_signals() {
     sigset_t set;
@@ -75,7 +75,7 @@ pid_t start(const std::function<int()>& child) {
         throw std::runtime_error(std::string("fork: ") + std::strerror(errno));
     }
     if (pid == 0) {
-        int status = run_failed;
+        int status = kRunFailed;
         try {
             status = child();
         } catch (const std::exception& problem) {
@@ -118,8 +118,8 @@ std::vector<pid_t> children() {
 }
 
 // What the chip's process tells: that it can be reached, or which setting makes no sense.
-constexpr char can_be_reached = 'r';
-constexpr char refused_value = 'v';
+constexpr char kCanBeReached = 'r';
+constexpr char kRefusedValue = 'v';
 
 void tell_word(int fd, char what, const std::string& text) {
     const std::string word = what + text;
@@ -137,10 +137,10 @@ std::string read_word(int fd) {
 
 int play_chip(const chip_settings& settings, int tell) {
     try {
-        run_chip(settings, [tell](const std::string&) { tell_word(tell, can_be_reached, ""); });
+        run_chip(settings, [tell](const std::string&) { tell_word(tell, kCanBeReached, ""); });
         return exit_done;
     } catch (const bad_value& problem) {
-        tell_word(tell, refused_value, problem.what());
+        tell_word(tell, kRefusedValue, problem.what());
         return exit_usage;
     }
 }
@@ -192,7 +192,7 @@ class world {
         });
         tell = owned_descriptor();
         const std::string word = read_word(heard.get());
-        if (word.starts_with(refused_value)) {
+        if (word.starts_with(kRefusedValue)) {
             throw bad_value(word.substr(1));
         }
         if (word.empty()) {
@@ -207,10 +207,10 @@ class world {
             return become({programs_.daemon});
         });
         const owned_descriptor chip = connect_unix(programs_.chip.control, SOCK_STREAM);
-        if (send(chip.get(), daemon_started, sizeof daemon_started - 1, MSG_NOSIGNAL) < 0) {
+        if (send(chip.get(), kDaemonStarted, sizeof kDaemonStarted - 1, MSG_NOSIGNAL) < 0) {
             throw std::runtime_error("the simulated chip has ended");
         }
-        const auto limit = clock::now() + longest_start;
+        const auto limit = clock::now() + kLongestStart;
         while (!wait_for_signal(chip.get(),
                                 std::chrono::duration_cast<milliseconds>(limit - clock::now()))) {
             if (daemon_.pid < 0) {
@@ -285,7 +285,7 @@ class world {
     }
 
     void end(background& each) {
-        const auto limit = clock::now() + longest_end;
+        const auto limit = clock::now() + kLongestEnd;
         if (each.pid > 0) {
             kill(each.pid, SIGTERM);
             kill(each.pid, SIGCONT);
@@ -314,7 +314,7 @@ void set_environment(const world_programs& programs) {
     const std::string path =
         program_folder() + ":" + (old != nullptr ? old : "/usr/bin:/bin") + ":/usr/sbin:/sbin";
     setenv("PATH", path.c_str(), 1);
-    setenv(CHIP_LINK_SOCKET_VARIABLE, programs.chip.socket.c_str(), 1);
+    setenv(kChipLinkSocketVariable, programs.chip.socket.c_str(), 1);
 }
 
 }  // namespace
@@ -328,7 +328,7 @@ int run_programs(const world_programs& programs) {
         return exit_usage;
     } catch (const std::exception& problem) {
         std::cerr << "hi3861l-sim: " << problem.what() << '\n';
-        return run_failed;
+        return kRunFailed;
     }
 }
 

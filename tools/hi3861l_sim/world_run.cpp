@@ -30,7 +30,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr size_t shown_lines = 60;
+constexpr size_t kShownLines = 60;
 
 // One of the two outputs.
 class log_file {
@@ -61,7 +61,7 @@ class log_file {
             return;
         }
         size_t start = text.size();
-        for (size_t lines = 0; start > 0 && lines <= shown_lines; start--) {
+        for (size_t lines = 0; start > 0 && lines <= kShownLines; start--) {
             lines += text[start - 1] == '\n' ? 1 : 0;
         }
         start += start > 0 ? 1 : 0;
@@ -92,7 +92,7 @@ class log_file {
 
 // The environment names the socket of another chip.
 chip_settings own_chip(chip_settings settings) {
-    settings.socket = CHIP_LINK_DEFAULT_SOCKET;
+    settings.socket = kChipLinkDefaultSocket;
     return settings;
 }
 
@@ -134,7 +134,7 @@ int supervise(const world_programs& programs, const std::vector<std::string>& ke
         report(fd, world::enter_private_world(kept) ? 'w' : 'p', "");
     } catch (const world::refused& problem) {
         report(fd, 'n', problem.what());
-        return run_failed;
+        return kRunFailed;
     }
     close(fd);
     return run_programs(programs);
@@ -146,7 +146,7 @@ int supervise_plainly(const world_programs& programs) {
         return run_programs(programs);
     } catch (const std::exception& problem) {
         std::cerr << "hi3861l-sim: " << problem.what() << '\n';
-        return run_failed;
+        return kRunFailed;
     }
 }
 
@@ -170,7 +170,7 @@ int wait_for(pid_t supervisor) {
             kill(supervisor, number);  // one from the terminal has reached it
         }
     }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : run_failed;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : kRunFailed;
 }
 
 pid_t start_supervisor(const std::function<int()>& supervisor) {
@@ -181,7 +181,7 @@ pid_t start_supervisor(const std::function<int()>& supervisor) {
     }
     if (pid == 0) {
         prctl(PR_SET_PDEATHSIG, SIGTERM);
-        _exit(getppid() == parent ? supervisor() : run_failed);
+        _exit(getppid() == parent ? supervisor() : kRunFailed);
     }
     return pid;
 }
@@ -234,7 +234,7 @@ int run_somewhere(const run_words& words, const world_programs& programs) {
     }
     if (words.world == "own") {
         std::cerr << "hi3861l-sim: no world of its own: " << refusal << '\n';
-        return run_failed;
+        return kRunFailed;
     }
     return run_here(programs, refusal);
 }

@@ -13,8 +13,8 @@
 namespace quon::client {
 namespace {
 
-constexpr int32_t one_attempt = 0;
-constexpr const char* bus_path = "/tmp/dbus-" QUON_MCU_BUS_NAME;
+constexpr int32_t kOneAttempt = 0;
+constexpr const char* kBusPath = "/tmp/dbus-" QUON_MCU_BUS_NAME;
 
 [[noreturn]] void fail(exit_status status, const catalog::service& service,
                        const std::string& text) {
@@ -28,7 +28,7 @@ const char* own_name() {
 
 // A call that was under way when the daemon ended runs into its time-out like any other.
 [[noreturn]] void fail_by_time(const catalog::service& service, int32_t timeout_ms) {
-    const daemon_report daemon = look_at_daemon(bus_path);
+    const daemon_report daemon = look_at_daemon(kBusPath);
     const std::string text = "no answer within " + std::to_string(timeout_ms) + " ms";
     if (daemon.state == daemon_state::gone) {
         fail(exit_status::unreachable, service, text + ", and the daemon is gone");
@@ -68,21 +68,21 @@ bool is_answered(quon_mcu_status status) {
 }
 
 // What the daemon's log has beside it: errors at any level, the frames at the highest one.
-constexpr const char* log_hint =
+constexpr const char* kLogHint =
     "; the daemon's log tells more, most after 'quon-mcu log-level debug'";
 
 std::string cause_of(const catalog::service& service, int32_t took_ms) {
     if (service.timeout_ms != 0 && took_ms >= service.timeout_ms) {
         return "no answer of the chip within " + std::to_string(service.timeout_ms) + " ms" +
-               log_hint;
+               kLogHint;
     }
     if (!service.refusal.empty()) {
-        return std::string(service.refusal) + (service.message ? log_hint : "");
+        return std::string(service.refusal) + (service.message ? kLogHint : "");
     }
     if (service.message) {
         return std::string(
                    "the chip could not be asked: the channel to it is closed, or it failed") +
-               log_hint;
+               kLogHint;
     }
     return "";
 }
@@ -96,9 +96,9 @@ std::string refusal_text(const catalog::service& service, const answer& refusal)
 }
 
 bus_session::bus_session(int32_t timeout_ms)
-    : timeout_ms_(timeout_ms), client_(quon_mcu_client_connect(own_name(), one_attempt)) {
+    : timeout_ms_(timeout_ms), client_(quon_mcu_client_connect(own_name(), kOneAttempt)) {
     if (client_ == nullptr) {
-        throw failure(exit_status::unreachable, why_unreachable(bus_path));
+        throw failure(exit_status::unreachable, why_unreachable(kBusPath));
     }
 }
 

@@ -61,7 +61,7 @@ struct page_row {
     const char* name;
     std::string (*text)();
 };
-constexpr page_row pages[] = {
+constexpr page_row kPages[] = {
     {"services", services_page},
     {"services-table", services_table},
     {"messages-table", messages_table},
@@ -118,7 +118,7 @@ void describe_service(context& ctx, const std::string& name) {
 
 void print_page(context& ctx, const std::string& name) {
     std::vector<std::string> names;
-    for (const page_row& each : pages) {
+    for (const page_row& each : kPages) {
         if (name == each.name) {
             ctx.out.write(each.text());
             return;

@@ -11,9 +11,9 @@
 namespace quon::client {
 namespace {
 
-constexpr const char* purpose =
+constexpr const char* kPurpose =
     "Talks to the camera's companion chip through quon_mcu_daemon's services on the bus.";
-constexpr const char* epilogue =
+constexpr const char* kEpilogue =
     "Exit status: 0 done, 1 the service answered with a failure, 2 usage, 3 no daemon,\n"
     "4 time-out, 5 malformed answer.";
 
@@ -69,17 +69,17 @@ const command_line::command_group command_line::groups[] = {
 
 // Whether the line has a command and asks for nothing that shows them all.
 bool command_line::names_only_commands(std::span<const std::string> words) {
-    constexpr std::string_view shows_all[] = {"help", "complete", "-h", "--help"};
+    constexpr std::string_view kShowsAll[] = {"help", "complete", "-h", "--help"};
     return std::ranges::any_of(
                groups, [&words](const command_group& each) { return each.is_named_in(words); }) &&
-           std::ranges::none_of(words, [&shows_all](const std::string& word) {
-               return std::ranges::find(shows_all, word) != std::end(shows_all);
+           std::ranges::none_of(words, [&kShowsAll](const std::string& word) {
+               return std::ranges::find(kShowsAll, word) != std::end(kShowsAll);
            });
 }
 
 command_line::command_line(context& ctx, std::span<const std::string> words)
-    : ctx_(ctx), app_(purpose, "quon-mcu") {
-    app_.footer(epilogue);
+    : ctx_(ctx), app_(kPurpose, "quon-mcu") {
+    app_.footer(kEpilogue);
     app_.formatter(std::make_shared<usage_formatter>(prefix_commands_));
     app_.get_formatter()->label("TEXT", "");
     app_.get_formatter()->label("REQUIRED", "");
@@ -102,13 +102,13 @@ void command_line::add_program_options() {
         output_mode mode;
         const char* meaning;
     };
-    constexpr row rows[] = {
+    constexpr row kRows[] = {
         {"--json", output_mode::json, "Results as JSON, one document a line"},
         {"--hex", output_mode::hex, "Payloads in hexadecimal"},
         {"--raw", output_mode::raw, "Payloads as they are"},
     };
     const auto given = std::make_shared<std::string>();
-    for (const row& each : rows) {
+    for (const row& each : kRows) {
         const auto choose = [this, given, each] {
             if (!given->empty()) {
                 throw failure(exit_status::usage, *given + " excludes " + each.flag);
@@ -229,13 +229,13 @@ void command_line::add_upgrade_command() {
 }
 
 void command_line::add_shell_commands() {
-    constexpr const char* rule = "COMMAND is the rest of the line; options come before it.";
+    constexpr const char* kRule = "COMMAND is the rest of the line; options come before it.";
     add_prefix("exec", "Run a shell COMMAND on the camera, show its exit status", [this] {
         exec_on_camera(ctx_);
-    })->footer(rule);
+    })->footer(kRule);
     add_prefix("popen", "Run a shell COMMAND on the camera, show its output", [this] {
         popen_on_camera(ctx_);
-    })->footer(rule);
+    })->footer(kRule);
 }
 
 void command_line::add_snapshot_commands() {
@@ -384,11 +384,11 @@ void command_line::refuse_leftovers() const {
 }
 
 std::vector<std::string> command_line::command_names() {
-    constexpr std::string_view hidden[] = {"docs", "complete"};
+    constexpr std::string_view kHidden[] = {"docs", "complete"};
     std::vector<std::string> names;
     for (const command_group& group : groups) {
         for (const std::string_view each : group.names) {
-            if (!each.empty() && std::ranges::find(hidden, each) == std::end(hidden)) {
+            if (!each.empty() && std::ranges::find(kHidden, each) == std::end(kHidden)) {
                 names.emplace_back(each);
             }
         }

@@ -13,7 +13,7 @@ struct context {
     output out;
     int32_t timeout_ms = 5000;
     std::vector<std::string> rest{};  // what a command that ends the line got, options and all
-    bool rest_is_verbatim = false;    // it stood behind "--"
+    bool rest_is_verbatim = false;    // it stood after "--"
     std::vector<std::string> own_options{};  // "--json" and the like
     int status = 0;                          // exit status of a command that did not throw
 };

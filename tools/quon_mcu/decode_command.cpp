@@ -95,8 +95,8 @@ json frame_json(const logged_frame& frame) {
     const catalog::record* record = record_of(frame.way, bytes[0]);
     document["type"] = bytes[0];
     document["name"] = catalog::message_name(bytes[0]);
-    if (record != nullptr && bytes.size() >= HI3861L_FRAME_HEAD_SIZE) {
-        document["fields"] = fields_json(*record, bytes.subspan(HI3861L_FRAME_HEAD_SIZE));
+    if (record != nullptr && bytes.size() >= kHi3861lFrameHeadSize) {
+        document["fields"] = fields_json(*record, bytes.subspan(kHi3861lFrameHeadSize));
     }
     return document;
 }

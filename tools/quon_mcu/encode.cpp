@@ -63,10 +63,10 @@ void put(byte_list& bytes, size_t offset, const byte_list& piece) {
     std::ranges::copy(piece, bytes.begin() + static_cast<std::ptrdiff_t>(offset));
 }
 
-// A shell command may well have an "=" somewhere behind its first word.
+// A shell command may well have an "=" somewhere after its first word.
 bool is_assignment(const std::string& word) {
-    constexpr std::string_view letters = "abcdefghijklmnopqrstuvwxyz0123456789_";
-    const size_t end = word.find_first_not_of(letters);
+    constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz0123456789_";
+    const size_t end = word.find_first_not_of(kLetters);
     return end != std::string::npos && end != 0 && word[end] == '=';
 }
 

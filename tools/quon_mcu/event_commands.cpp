@@ -17,8 +17,8 @@ namespace {
 using steady = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr size_t queue_depth = 10;
-constexpr std::string_view zero_in_event = "zero, or not in the event";
+constexpr size_t kQueueDepth = 10;
+constexpr std::string_view kZeroInEvent = "zero, or not in the event";
 
 // Ends a loop of polls: the next poll comes after the interval, but not after the deadline.
 class pace {
@@ -133,7 +133,7 @@ class event_poller {
         switch (ctx_.out.mode) {
             case output_mode::people:
                 ctx_.out.line(std::to_string(seen_) + "  " +
-                              (as_ == nullptr ? hex : line_text(*as_, event, zero_in_event)));
+                              (as_ == nullptr ? hex : line_text(*as_, event, kZeroInEvent)));
                 break;
             case output_mode::json: {
                 json document = {{"event", seen_}, {"length", event.size()}, {"hex", hex}};
@@ -153,8 +153,8 @@ class event_poller {
     }
 
     void add_fields(json& document, const byte_list& event) const {
-        document["fields"] = fields_json(*as_, event, zero_in_event);
-        const json reasons = reasons_json(*as_, event, zero_in_event);
+        document["fields"] = fields_json(*as_, event, kZeroInEvent);
+        const json reasons = reasons_json(*as_, event, kZeroInEvent);
         if (!reasons.empty()) {
             document["reasons"] = reasons;
         }
@@ -269,8 +269,8 @@ class waiter {
 }  // namespace
 
 void hint_at_lost_events(output& out, size_t in_a_row) {
-    if (in_a_row >= queue_depth) {
-        out.note("the daemon's queue of " + std::to_string(queue_depth) +
+    if (in_a_row >= kQueueDepth) {
+        out.note("the daemon's queue of " + std::to_string(kQueueDepth) +
                  " events may have been full: further ones may be lost");
     }
 }

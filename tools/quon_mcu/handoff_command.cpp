@@ -21,7 +21,7 @@
 namespace quon::client {
 namespace {
 
-constexpr uint8_t drop_connection = 1;
+constexpr uint8_t kDropConnection = 1;
 
 [[noreturn]] void fail_with_errno(exit_status status, const std::string& what) {
     throw failure(status, what + ": " + std::strerror(errno));
@@ -64,7 +64,7 @@ owned_descriptor connect_locally(const std::string& path) {
 
 void send_drop(const std::string& path) {
     const owned_descriptor local = connect_locally(path);
-    const std::array<uint8_t, 7> request{drop_connection};
+    const std::array<uint8_t, 7> request{kDropConnection};
     if (::send(local.get(), request.data(), request.size(), MSG_NOSIGNAL) !=
         static_cast<ssize_t>(request.size())) {
         fail_with_errno(exit_status::unreachable, "cannot send the request");

@@ -9,8 +9,8 @@
 namespace quon::client {
 namespace {
 
-constexpr std::string_view no_snapshot = "the start-up snapshot does not exist yet";
-constexpr std::chrono::milliseconds more_than_a_second{1100};
+constexpr std::string_view kNoSnapshot = "the start-up snapshot does not exist yet";
+constexpr std::chrono::milliseconds kMoreThanASecond{1100};
 
 bool shows_answers_fields(const output& out) {
     return out.mode == output_mode::people || out.mode == output_mode::json;
@@ -23,7 +23,7 @@ bool may_lack_seconds(const catalog::record& clock, byte_view bytes) {
 }
 
 bool has_snapshot(byte_view context) {
-    return get_le(context, MCU_CONTEXT_START_MS_OFFSET, 4) != 0;
+    return get_le(context, kMcuContextStartMsOffset, 4) != 0;
 }
 
 void clear_from(byte_list& bytes, size_t offset) {
@@ -37,18 +37,18 @@ known_answer ask(output& out, bus_session& bus, const catalog::service& service,
     known_answer got{bus.query(service, request), {}, zero_reason(service)};
     if (service.reply->name == "time" && shows_answers_fields(out) &&
         may_lack_seconds(*service.reply, got.payload)) {
-        out.rest(more_than_a_second);
+        out.rest(kMoreThanASecond);
         got.payload = bus.query(service, request);
     }
     got.fields = got.payload;
     if (service.reply->name == "wakeup_context" && !has_snapshot(got.payload)) {
         clear_from(got.fields, 0);
-        got.zero = no_snapshot;
+        got.zero = kNoSnapshot;
     }
     if (service.reply->name == "socup_time" && shows_answers_fields(out) &&
         !has_snapshot(bus.query(service_named("get.allwakeup.info"), {}))) {
         clear_from(got.fields, 0);
-        got.zero = no_snapshot;
+        got.zero = kNoSnapshot;
     }
     return got;
 }

@@ -9,11 +9,11 @@
 namespace quon::client {
 namespace {
 
-constexpr std::string_view dump_head = "D/HEX recv msg: ";
-constexpr std::string_view range_shape = "0000-000F: ";
-constexpr size_t group = 8;  // bytes between two double blanks
-constexpr std::string_view to_chip = "host->chip ";
-constexpr std::string_view from_chip = "chip->host ";
+constexpr std::string_view kDumpHead = "D/HEX recv msg: ";
+constexpr std::string_view kRangeShape = "0000-000F: ";
+constexpr size_t kGroup = 8;  // bytes between two double blanks
+constexpr std::string_view kToChip = "host->chip ";
+constexpr std::string_view kFromChip = "chip->host ";
 
 std::string without_colour(std::string_view text) {
     std::string plain;
@@ -81,13 +81,13 @@ std::string type_text(uint8_t type) {
 void log_decoder::line(std::string_view text) {
     const std::string plain = without_colour(text);
     const std::string_view view(plain);
-    const size_t dump = view.find(dump_head);
+    const size_t dump = view.find(kDumpHead);
     if (dump != std::string_view::npos) {
-        const std::string_view rest = view.substr(dump + dump_head.size());
+        const std::string_view rest = view.substr(dump + kDumpHead.size());
         const auto start = hex_number(rest.substr(0, 4));
         const auto last = hex_number(rest.size() > 9 ? rest.substr(5, 4) : "?");
-        if (rest.size() >= range_shape.size() && start && last && *last >= *start) {
-            dump_line(view.substr(0, dump), rest.substr(range_shape.size()), *start,
+        if (rest.size() >= kRangeShape.size() && start && last && *last >= *start) {
+            dump_line(view.substr(0, dump), rest.substr(kRangeShape.size()), *start,
                       *last - *start + 1);
             return;
         }
@@ -97,13 +97,13 @@ void log_decoder::line(std::string_view text) {
     if (is_complete()) {
         emit();
     }
-    for (const std::string_view head : {to_chip, from_chip}) {
+    for (const std::string_view head : {kToChip, kFromChip}) {
         const size_t at = view.find(head);
         const bool is_note = view.substr(0, at).find("note ") != std::string_view::npos;
         if (at != std::string_view::npos && !is_note &&
             is_frame_of_journal(view.substr(at + head.size()))) {
             found_({trimmed(view.substr(0, at)),
-                    head == to_chip ? catalog::direction::to_chip : catalog::direction::from_chip,
+                    head == kToChip ? catalog::direction::to_chip : catalog::direction::from_chip,
                     {},
                     std::string(view.substr(at + head.size()))});
             return;
@@ -111,7 +111,7 @@ void log_decoder::line(std::string_view text) {
     }
 }
 
-// Only the places of the hex digits are read: the characters behind them may look like digits.
+// Only the places of the hex digits are read: the characters after them may look like digits.
 void log_decoder::dump_line(std::string_view before, std::string_view text, size_t start,
                             size_t width) {
     if (start == 0) {
@@ -122,7 +122,7 @@ void log_decoder::dump_line(std::string_view before, std::string_view text, size
         return;
     }
     for (size_t i = 0; i < width; ++i) {
-        const size_t at = i * 3 + i / group;
+        const size_t at = i * 3 + i / kGroup;
         const auto byte = at + 2 <= text.size() ? hex_number(text.substr(at, 2)) : std::nullopt;
         if (!byte) {
             break;
@@ -137,8 +137,8 @@ void log_decoder::dump_line(std::string_view before, std::string_view text, size
 // A line of another thread may stand between two lines of a dump, so only a frame that has its
 // declared length is over when something else follows.
 bool log_decoder::is_complete() const {
-    return frame_.size() >= HI3861L_FRAME_HEAD_SIZE &&
-           frame_.size() - HI3861L_FRAME_HEAD_SIZE >= declared_length(frame_);
+    return frame_.size() >= kHi3861lFrameHeadSize &&
+           frame_.size() - kHi3861lFrameHeadSize >= declared_length(frame_);
 }
 
 void log_decoder::end() {
@@ -176,13 +176,13 @@ std::vector<std::pair<std::string, std::string>> journal_fields(const catalog::r
 }
 
 std::string describe_frame(catalog::direction way, std::span<const uint8_t> frame) {
-    const std::string head(way == catalog::direction::to_chip ? to_chip : from_chip);
-    if (frame.size() < HI3861L_FRAME_HEAD_SIZE) {
+    const std::string head(way == catalog::direction::to_chip ? kToChip : kFromChip);
+    if (frame.size() < kHi3861lFrameHeadSize) {
         return head + "malformed, " + std::to_string(frame.size()) + " bytes " +
                catalog::to_hex(frame);
     }
     const uint32_t length = declared_length(frame);
-    const auto payload = frame.subspan(HI3861L_FRAME_HEAD_SIZE);
+    const auto payload = frame.subspan(kHi3861lFrameHeadSize);
     const std::string start = head + type_text(frame[0]) + " len " + std::to_string(length) + " ";
     if (length != payload.size()) {
         return start + "malformed, " + std::to_string(payload.size()) + " payload bytes " +

@@ -8,7 +8,7 @@
 namespace quon::client {
 namespace {
 
-constexpr std::string_view name_prefix = "quon.mcu.";
+constexpr std::string_view kNamePrefix = "quon.mcu.";
 
 // "time" for get.time.
 std::string_view object_of(const catalog::service& service) {
@@ -24,7 +24,7 @@ const catalog::service* find_short(std::string_view name) {
 }  // namespace
 
 std::string_view short_name(const catalog::service& service) {
-    return service.name.substr(service.name.find(name_prefix) + name_prefix.size());
+    return service.name.substr(service.name.find(kNamePrefix) + kNamePrefix.size());
 }
 
 const catalog::service& service_named(std::string_view name) {

@@ -141,13 +141,13 @@ std::string bus_record_table() {
 }
 
 std::string chip_frame_table() {
-    const std::string head = std::to_string(HI3861L_FRAME_HEAD_SIZE);
-    return markdown({{"offset", "size", "field", "meaning"},
-                     {"0", "1", "type", "message type"},
-                     {"1", std::to_string(HI3861L_FRAME_HEAD_SIZE - 1), "length",
-                      "length of the payload, unsigned, least significant byte first"},
-                     {head, "length", "payload",
-                      "at most " + std::to_string(HI3861L_PAYLOAD_SIZE) + " bytes"}});
+    const std::string head = std::to_string(kHi3861lFrameHeadSize);
+    return markdown(
+        {{"offset", "size", "field", "meaning"},
+         {"0", "1", "type", "message type"},
+         {"1", std::to_string(kHi3861lFrameHeadSize - 1), "length",
+          "length of the payload, unsigned, least significant byte first"},
+         {head, "length", "payload", "at most " + std::to_string(kHi3861lPayloadSize) + " bytes"}});
 }
 
 std::string channel_message_table() {

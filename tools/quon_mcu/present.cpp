@@ -5,7 +5,7 @@
 namespace quon::client {
 namespace {
 
-constexpr size_t hex_line = 32;  // digits: 16 bytes
+constexpr size_t kHexLine = 32;  // digits: 16 bytes
 
 std::string with_unit(const catalog::decoded_field& field) {
     std::string text = field.value;
@@ -26,8 +26,8 @@ std::string bytes_text(size_t count) {
 void add_byte_rows(row_list& rows, const catalog::decoded_field& field, std::string_view zero) {
     const size_t hidden = zero.empty() ? 0 : field.unproven;
     const std::string shown = field.value.substr(0, field.value.size() - 2 * hidden);
-    for (size_t at = 0; at < shown.size(); at += hex_line) {
-        rows.push_back({at == 0 ? field.name : "", shown.substr(at, hex_line)});
+    for (size_t at = 0; at < shown.size(); at += kHexLine) {
+        rows.push_back({at == 0 ? field.name : "", shown.substr(at, kHexLine)});
     }
     if (hidden != 0) {
         rows.push_back({"", "(" + bytes_text(hidden) + " more: " + std::string(zero) + ")"});
@@ -35,7 +35,7 @@ void add_byte_rows(row_list& rows, const catalog::decoded_field& field, std::str
 }
 
 void add_rows(row_list& rows, const catalog::decoded_field& field, std::string_view zero) {
-    const bool is_long = field.value.size() > hex_line;
+    const bool is_long = field.value.size() > kHexLine;
     if (field.kind != catalog::field_kind::bytes || is_not_known(field, zero)) {
         rows.push_back({field.name, value_text(field, zero)});
     } else if (is_long && field.value.find_first_not_of('0') == std::string::npos) {

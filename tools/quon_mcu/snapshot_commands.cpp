@@ -40,7 +40,7 @@ class fields_by_name {
 
 using name_list = std::vector<std::string>;
 
-// The values, and behind them why some are not known.
+// The values, and after them why some are not known.
 std::string with_reason(const fields_by_name& fields, const name_list& names, std::string text) {
     for (const std::string& each : names) {
         if (!fields.is_known(each)) {
@@ -65,11 +65,11 @@ std::string clock_text(const fields_by_name& fields, const std::string& prefix) 
         const char* separator;
         int offset;
     };
-    constexpr part parts[] = {{"year", "", 2000}, {"month", "-", 0},  {"day", "-", 0},
-                              {"hour", " ", 0},   {"minute", ":", 0}, {"second", ":", 0}};
+    constexpr part kParts[] = {{"year", "", 2000}, {"month", "-", 0},  {"day", "-", 0},
+                               {"hour", " ", 0},   {"minute", ":", 0}, {"second", ":", 0}};
     std::string text;
     name_list names;
-    for (const part& each : parts) {
+    for (const part& each : kParts) {
         names.push_back(prefix + each.name);
         std::string value = "--";
         if (fields.is_known(names.back())) {
@@ -84,12 +84,12 @@ std::string clock_text(const fields_by_name& fields, const std::string& prefix) 
 }
 
 std::string shortened(const fields_by_name& fields, std::string_view name) {
-    constexpr size_t shown = 32;
+    constexpr size_t kShown = 32;
     const std::string hex = fields.text(name);
-    if (hex.size() <= shown) {
+    if (hex.size() <= kShown) {
         return fields.full(name);
     }
-    return hex.substr(0, shown) + "... (" + std::to_string(hex.size() / 2) + " bytes)";
+    return hex.substr(0, kShown) + "... (" + std::to_string(hex.size() / 2) + " bytes)";
 }
 
 // A name server may well be missing.
@@ -155,13 +155,13 @@ std::string up_time_text(const fields_by_name& fields) {
                                           : fields.full("since_start");
 }
 
-constexpr const char* network_service = "get.wifi.info";
-constexpr status_row status_rows[] = {
+constexpr const char* kNetworkService = "get.wifi.info";
+constexpr status_row kStatusRows[] = {
     {"version", "version", "get.ver", version_text},
     {"time", "time", "get.time", time_text},
     {"battery", "battery", "get.battery.status", bytes_text},
     {"Wi-Fi", "wifi", "get.wifi.status", bytes_text},
-    {"network", "network", network_service, network_text},
+    {"network", "network", kNetworkService, network_text},
     {"up time", "up_time", "get.socup.time", up_time_text},
 };
 
@@ -171,7 +171,7 @@ struct comparison {
     const char* field;
     const std::string interface_state::*real;
 };
-constexpr comparison comparisons[] = {
+constexpr comparison kComparisons[] = {
     {"address", "ip", &interface_state::ip},
     {"gateway", "gateway", &interface_state::gateway},
     {"MAC", "mac", &interface_state::mac},
@@ -180,7 +180,7 @@ constexpr comparison comparisons[] = {
 class interface_row {
   public:
     explicit interface_row(const fields_by_name& remembered) : real_(state_of_interface("wlan0")) {
-        for (const comparison& each : comparisons) {
+        for (const comparison& each : kComparisons) {
             const std::string& now = real_.*each.real;
             document_[each.field] = now.empty() ? json() : json(now);
             is_compared_ = is_compared_ || remembered.is_known(each.field);
@@ -229,7 +229,7 @@ class status_screen {
             throw failure(exit_status::usage, "status has several payloads: use --json");
         }
         bus_session bus(ctx_.timeout_ms);
-        for (const status_row& each : status_rows) {
+        for (const status_row& each : kStatusRows) {
             ask_for(bus, each);
         }
         if (take_events_) {
@@ -271,7 +271,7 @@ class status_screen {
         if (!reasons.empty()) {
             reasons_[what.key] = reasons;
         }
-        if (std::string_view(what.service) == network_service) {
+        if (std::string_view(what.service) == kNetworkService) {
             const interface_row wlan0(fields);
             rows_.push_back({"wlan0", wlan0.is_as_remembered()
                                           ? wlan0.text()

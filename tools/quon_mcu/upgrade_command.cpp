@@ -22,7 +22,7 @@
 namespace quon::client {
 namespace {
 
-constexpr size_t block_size = MCU_UPG_BLOCK_DATA_SIZE;
+constexpr size_t kBlockSize = kMcuUpgBlockDataSize;
 
 // A firmware image, read block by block while it is sent.
 class image_file {
@@ -119,12 +119,12 @@ class progress {
     }
 
   private:
-    static constexpr size_t never = SIZE_MAX;
-    static constexpr size_t width = 40;
+    static constexpr size_t kNever = SIZE_MAX;
+    static constexpr size_t kWidth = 40;
 
     void draw(size_t percent, size_t done) {
-        const size_t full = percent * width / 100;
-        out_.write_notes("\r[" + std::string(full, '#') + std::string(width - full, ' ') + "] " +
+        const size_t full = percent * kWidth / 100;
+        out_.write_notes("\r[" + std::string(full, '#') + std::string(kWidth - full, ' ') + "] " +
                          std::to_string(percent) + "% " + std::to_string(done) + "/" +
                          std::to_string(total_) + " bytes");
     }
@@ -132,7 +132,7 @@ class progress {
     output& out_;
     size_t total_;
     bool bar_;
-    size_t shown_ = never;
+    size_t shown_ = kNever;
 };
 
 class image_sender {
@@ -164,9 +164,9 @@ class image_sender {
     size_t offset_of(const std::string& text) const {
         const auto last = static_cast<int64_t>(image_.size()) - 1;
         const auto offset = static_cast<size_t>(parse_number("--resume-from", text, 0, last));
-        if (offset % block_size != 0) {
+        if (offset % kBlockSize != 0) {
             throw failure(exit_status::usage, "a block begins at a multiple of " +
-                                                  std::to_string(block_size) + ", not at " + text);
+                                                  std::to_string(kBlockSize) + ", not at " + text);
         }
         return offset;
     }
@@ -181,19 +181,19 @@ class image_sender {
     }
 
     byte_list block_at(size_t offset) const {
-        const size_t length = std::min(block_size, image_.size() - offset);
-        byte_list block(MCU_UPG_BLOCK_SIZE);
+        const size_t length = std::min(kBlockSize, image_.size() - offset);
+        byte_list block(kMcuUpgBlockSize);
         put_le(block, 0, 4, static_cast<uint32_t>(offset));
-        put_le(block, MCU_UPG_BLOCK_LENGTH_OFFSET, 4, static_cast<uint32_t>(length));
-        image_.read_at(offset, std::span(block).subspan(MCU_UPG_BLOCK_DATA_OFFSET, length));
-        block[MCU_UPG_BLOCK_TAIL_OFFSET] = tail_;
+        put_le(block, kMcuUpgBlockLengthOffset, 4, static_cast<uint32_t>(length));
+        image_.read_at(offset, std::span(block).subspan(kMcuUpgBlockDataOffset, length));
+        block[kMcuUpgBlockTailOffset] = tail_;
         return block;
     }
 
     void send_blocks(bus_session& bus) {
         const catalog::service& transmit = service_named("upg.transmit");
         progress bar(ctx_.out, image_.size());
-        for (size_t offset = from_; offset < image_.size(); offset += block_size) {
+        for (size_t offset = from_; offset < image_.size(); offset += kBlockSize) {
             bar.at(offset);
             try {
                 static_cast<void>(bus.query(transmit, block_at(offset)));
@@ -207,13 +207,13 @@ class image_sender {
 
     static std::string stopped_at(size_t offset) {
         const std::string at = std::to_string(offset);
-        return "upgrade stopped at block " + std::to_string(offset / block_size) + ", offset " +
+        return "upgrade stopped at block " + std::to_string(offset / kBlockSize) + ", offset " +
                at + " (--resume-from " + at + " goes on there): ";
     }
 
     void report() {
         const size_t sent = image_.size() - from_;
-        const size_t blocks = (sent + block_size - 1) / block_size;
+        const size_t blocks = (sent + kBlockSize - 1) / kBlockSize;
         if (ctx_.out.mode == output_mode::json) {
             print(ctx_.out, {{"file", name_},
                              {"size", image_.size()},

@@ -9,7 +9,7 @@
 namespace quon::client {
 namespace {
 
-constexpr const char* clear_screen = "\x1b[H\x1b[2J";
+constexpr const char* kClearScreen = "\x1b[H\x1b[2J";
 
 // --interval and --rounds may also stand at the end of the watched command.
 void take_trailing_options(std::vector<std::string>& words, watch_words& options) {
@@ -55,7 +55,7 @@ void watch(context& ctx, watch_words options) {
     int status = 0;
     for (int64_t round = 1;; ++round) {
         if (ctx.out.results_on_terminal()) {
-            ctx.out.write(clear_screen + ("every " + options.interval + ":" + joined(words)) +
+            ctx.out.write(kClearScreen + ("every " + options.interval + ":" + joined(words)) +
                           "\n\n");
         }
         output timed = ctx.out;

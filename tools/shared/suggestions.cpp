@@ -5,7 +5,7 @@
 namespace quon {
 namespace {
 
-constexpr size_t most_suggestions = 3;
+constexpr size_t kMostSuggestions = 3;
 
 // Letters to insert, delete, replace or swap with their neighbour.
 size_t distance(std::string_view a, std::string_view b) {
@@ -45,7 +45,7 @@ std::vector<std::string> nearest(std::string_view word, const std::vector<std::s
         }
     }
     std::ranges::stable_sort(near, {}, &std::pair<size_t, std::string>::first);
-    near.resize(std::min(near.size(), most_suggestions));
+    near.resize(std::min(near.size(), kMostSuggestions));
     std::vector<std::string> names;
     for (const auto& [letters, name] : near) {
         names.push_back(name);

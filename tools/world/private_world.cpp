@@ -19,8 +19,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char resolver_file[] = "/etc/resolv.conf";
-constexpr char machine_folder[] = "/etc/.machine";  // the machine's own /etc, below the private one
+constexpr char kResolverFile[] = "/etc/resolv.conf";
+constexpr char kMachineFolder[] = "/etc/.machine";  // the machine's own /etc, below the private one
 
 void require(bool condition, const char* what) {
     if (!condition) {
@@ -102,7 +102,7 @@ void make_private_tmp(const std::vector<std::string>& kept_paths) {
 
 void link_entry(const std::string& name) {
     const std::string own = "/etc/" + name;
-    const std::string machine = std::string(machine_folder) + "/" + name;
+    const std::string machine = std::string(kMachineFolder) + "/" + name;
     std::error_code error;
     if (fs::is_symlink(machine)) {
         fs::copy_symlink(machine, own, error);  // as it stands: it may be relative
@@ -114,36 +114,36 @@ void link_entry(const std::string& name) {
 // For a machine whose /etc/resolv.conf is missing or points nowhere, so that nothing can be mounted
 // over it: a private /etc that refers to the machine's.
 void make_private_etc() {
-    constexpr char aside[] = "/tmp/.etc";
-    require(mkdir(aside, 0700) == 0, aside);
-    require(mount("/etc", aside, nullptr, MS_BIND | MS_REC, nullptr) == 0, aside);
+    constexpr char kAside[] = "/tmp/.etc";
+    require(mkdir(kAside, 0700) == 0, kAside);
+    require(mount("/etc", kAside, nullptr, MS_BIND | MS_REC, nullptr) == 0, kAside);
     require(mount("tmpfs", "/etc", "tmpfs", MS_NOSUID | MS_NODEV, "mode=0755") == 0, "mount /etc");
-    require(mkdir(machine_folder, 0755) == 0, machine_folder);
-    require(mount(aside, machine_folder, nullptr, MS_MOVE, nullptr) == 0, machine_folder);
-    require(rmdir(aside) == 0, aside);
-    for (const fs::directory_entry& entry : fs::directory_iterator(machine_folder)) {
-        if (entry.path().filename() != fs::path(resolver_file).filename()) {
+    require(mkdir(kMachineFolder, 0755) == 0, kMachineFolder);
+    require(mount(kAside, kMachineFolder, nullptr, MS_MOVE, nullptr) == 0, kMachineFolder);
+    require(rmdir(kAside) == 0, kAside);
+    for (const fs::directory_entry& entry : fs::directory_iterator(kMachineFolder)) {
+        if (entry.path().filename() != fs::path(kResolverFile).filename()) {
             link_entry(entry.path().filename().string());
         }
     }
-    const int file = open(resolver_file, O_CREAT | O_WRONLY | O_CLOEXEC, 0644);
-    require(file >= 0, resolver_file);
+    const int file = open(kResolverFile, O_CREAT | O_WRONLY | O_CLOEXEC, 0644);
+    require(file >= 0, kResolverFile);
     close(file);
 }
 
 void make_private_resolver_file() {
     std::error_code missing;
-    if (!fs::is_regular_file(resolver_file, missing)) {
+    if (!fs::is_regular_file(kResolverFile, missing)) {
         make_private_etc();
         return;
     }
     // On a file system of its own that no path leads to: the file stays alive through the mount.
-    constexpr char empty_file[] = "/tmp/.resolv.conf";
-    const int file = open(empty_file, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0644);
-    require(file >= 0 && fchmod(file, 0644) == 0, empty_file);
+    constexpr char kEmptyFile[] = "/tmp/.resolv.conf";
+    const int file = open(kEmptyFile, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0644);
+    require(file >= 0 && fchmod(file, 0644) == 0, kEmptyFile);
     close(file);
-    require(mount(empty_file, resolver_file, nullptr, MS_BIND, nullptr) == 0, resolver_file);
-    require(unlink(empty_file) == 0, empty_file);
+    require(mount(kEmptyFile, kResolverFile, nullptr, MS_BIND, nullptr) == 0, kResolverFile);
+    require(unlink(kEmptyFile) == 0, kEmptyFile);
 }
 
 }  // namespace

@@ -60,8 +60,8 @@ char time_text[24];
 char thread_text[10];
 
 const LevelText& level_text(uint32_t level) {
-    constexpr uint32_t last = QN_LOG_DEBUG;
-    return kLevels[level < last ? level : last];
+    constexpr uint32_t kLast = QN_LOG_DEBUG;
+    return kLevels[level < kLast ? level : kLast];
 }
 
 const char* build_time() {

@@ -4,7 +4,7 @@
 
 #include "quon_log.h"
 
-// A line in the making, of the printer and of the dump. Pieces behind its end are dropped.
+// A line in the making, of the printer and of the dump. Pieces beyond its end are dropped.
 struct QnLogLine {
     char text[QN_LOG_LINE_SIZE];
     int length;

@@ -21,11 +21,11 @@ static inline void quon_limit_malloc_arenas(void) {
 #endif
 }
 
-// Sets the stack size of a thread to be made to `wish` bytes, or to the least that the C library
+// Sets the stack size of a thread to be made to `wanted` bytes, or to the least that the C library
 // accepts when that is more. Returns 0, or an error number and leaves the default size.
-static inline int quon_set_thread_stack(pthread_attr_t* attr, size_t wish) {
+static inline int quon_set_thread_stack(pthread_attr_t* attr, size_t wanted) {
     const size_t least = (size_t)PTHREAD_STACK_MIN;
-    return pthread_attr_setstacksize(attr, wish > least ? wish : least);
+    return pthread_attr_setstacksize(attr, wanted > least ? wanted : least);
 }
 
 // The C library's report of a failed assertion (text, file, line, function), which aborts. Whoever

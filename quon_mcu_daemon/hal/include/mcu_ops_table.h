@@ -4,7 +4,7 @@
 // Every slot returns 0, or -1 after logging why; get_event_info logs nothing when no event is
 // pending, nor upg_transmit when the chip refuses the block. A slot that its chip does not provide
 // is null. Slots may be called from any thread and block up to their chip exchange's time-out plus
-// the exchanges before it. Areas handed out to a query slot hold MCU_REPLY_AREA_SIZE bytes.
+// the exchanges before it. Areas handed out to a query slot hold kMcuReplyAreaSize bytes.
 #ifndef MCU_OPS_TABLE_H
 #define MCU_OPS_TABLE_H
 
@@ -73,7 +73,7 @@ struct mcu_ops {
     mcu_query get_soc_poweron_time_cur_info;                            // 51
 };
 
-inline constexpr size_t MCU_OPS_SLOTS = 52;
-static_assert(sizeof(mcu_ops) == MCU_OPS_SLOTS * sizeof(void*));
+inline constexpr size_t kMcuOpsSlots = 52;
+static_assert(sizeof(mcu_ops) == kMcuOpsSlots * sizeof(void*));
 
 #endif

@@ -6,59 +6,59 @@
 #include <stdint.h>
 
 // Reply records (bytes).
-inline constexpr int32_t MCU_WAKEUP_INFO_SIZE = 71;
-inline constexpr int32_t MCU_TIME_SIZE = 10;
-inline constexpr int32_t MCU_BATTERY_STATUS_SIZE = 5;
-inline constexpr int32_t MCU_PIR_INFO_SIZE = 36;
-inline constexpr int32_t MCU_WIFI_STATUS_SIZE = 70;
-inline constexpr int32_t MCU_WIFI_INFO_SIZE = 160;
-inline constexpr int32_t MCU_WIFI_SCANF_INFO_SIZE = 241;
-inline constexpr int32_t MCU_STORE_PARAMS_SIZE = 48;
-inline constexpr int32_t MCU_ALARM_SIZE = 7;
-inline constexpr int32_t MCU_ERR_REPORT_SIZE = 181;
-inline constexpr int32_t MCU_STATUS_INFO_SIZE = 136;
-inline constexpr int32_t MCU_CONFIG_INFO_SIZE = 256;
-inline constexpr int32_t MCU_BIT_ERR_RATE_SIZE = 259;
-inline constexpr int32_t MCU_WIFI_EXTENDED_STATUS_SIZE = 264;
-inline constexpr int32_t MCU_SOC_TIME_LIST_SIZE = 221;
-inline constexpr int32_t MCU_SOC_TIME_CUR_SIZE = 212;
-inline constexpr int32_t MCU_LOG_PROFILE_SIZE = 35;
-inline constexpr int32_t MCU_SOC_MIN_VERSION_SIZE = 32;
-inline constexpr int32_t MCU_EVENT_INFO_SIZE = 33;
-inline constexpr int32_t MCU_VERSION_SIZE = 32;  // in the wake-up context
-inline constexpr int32_t MCU_WAKEUP_CONTEXT_SIZE = 400;
-inline constexpr int32_t MCU_SOCUP_TIME_SIZE = 12;
-inline constexpr int32_t MCU_UPG_REPLY_SIZE = 4;
+inline constexpr int32_t kMcuWakeupInfoSize = 71;
+inline constexpr int32_t kMcuTimeSize = 10;
+inline constexpr int32_t kMcuBatteryStatusSize = 5;
+inline constexpr int32_t kMcuPirInfoSize = 36;
+inline constexpr int32_t kMcuWifiStatusSize = 70;
+inline constexpr int32_t kMcuWifiInfoSize = 160;
+inline constexpr int32_t kMcuWifiScanfInfoSize = 241;
+inline constexpr int32_t kMcuStoreParamsSize = 48;
+inline constexpr int32_t kMcuAlarmSize = 7;
+inline constexpr int32_t kMcuErrReportSize = 181;
+inline constexpr int32_t kMcuStatusInfoSize = 136;
+inline constexpr int32_t kMcuConfigInfoSize = 256;
+inline constexpr int32_t kMcuBitErrRateSize = 259;
+inline constexpr int32_t kMcuWifiExtendedStatusSize = 264;
+inline constexpr int32_t kMcuSocTimeListSize = 221;
+inline constexpr int32_t kMcuSocTimeCurSize = 212;
+inline constexpr int32_t kMcuLogProfileSize = 35;
+inline constexpr int32_t kMcuSocMinVersionSize = 32;
+inline constexpr int32_t kMcuEventInfoSize = 33;
+inline constexpr int32_t kMcuVersionSize = 32;  // in the wake-up context
+inline constexpr int32_t kMcuWakeupContextSize = 400;
+inline constexpr int32_t kMcuSocupTimeSize = 12;
+inline constexpr int32_t kMcuUpgReplySize = 4;
 
 // Request records that are no reply records.
-inline constexpr int32_t MCU_WIFI_CONNECT_SIZE = 134;
-inline constexpr int32_t MCU_WIFI_KEEPALIVE_SIZE = 164;
-inline constexpr int32_t MCU_WIFI_EXTENDED_INFO_SIZE = 66;
-inline constexpr int32_t MCU_AP_START_SIZE = 166;
-inline constexpr int32_t MCU_CHARGE_AUTO_POWERON_SIZE = 67;
-inline constexpr int32_t MCU_SOC_TIME_INFO_SIZE = 44;
-inline constexpr int32_t MCU_WDG_PERIOD_SIZE = 4;
-inline constexpr int32_t MCU_UPG_START_SIZE = 5;
+inline constexpr int32_t kMcuWifiConnectSize = 134;
+inline constexpr int32_t kMcuWifiKeepaliveSize = 164;
+inline constexpr int32_t kMcuWifiExtendedInfoSize = 66;
+inline constexpr int32_t kMcuApStartSize = 166;
+inline constexpr int32_t kMcuChargeAutoPoweronSize = 67;
+inline constexpr int32_t kMcuSocTimeInfoSize = 44;
+inline constexpr int32_t kMcuWdgPeriodSize = 4;
+inline constexpr int32_t kMcuUpgStartSize = 5;
 
 // Upgrade block: word, data length N, room for 256 data bytes, trailing byte.
-inline constexpr int32_t MCU_UPG_BLOCK_SIZE = 265;
-inline constexpr int32_t MCU_UPG_BLOCK_LENGTH_OFFSET = 4;
-inline constexpr int32_t MCU_UPG_BLOCK_DATA_OFFSET = 8;
-inline constexpr int32_t MCU_UPG_BLOCK_DATA_SIZE = 256;
-inline constexpr int32_t MCU_UPG_BLOCK_TAIL_OFFSET = 264;
+inline constexpr int32_t kMcuUpgBlockSize = 265;
+inline constexpr int32_t kMcuUpgBlockLengthOffset = 4;
+inline constexpr int32_t kMcuUpgBlockDataOffset = 8;
+inline constexpr int32_t kMcuUpgBlockDataSize = 256;
+inline constexpr int32_t kMcuUpgBlockTailOffset = 264;
 
 // List replies: one count byte, then the entries.
-inline constexpr int32_t MCU_ERR_REPORT_ENTRY_SIZE = 36;
-inline constexpr int32_t MCU_SOC_TIME_ENTRY_SIZE = 44;
+inline constexpr int32_t kMcuErrReportEntrySize = 36;
+inline constexpr int32_t kMcuSocTimeEntrySize = 44;
 
 // Known fields.
-inline constexpr int32_t MCU_WAKEUP_REASON_OFFSET = 0;
-inline constexpr int32_t MCU_WAKEUP_MAC_OFFSET = 54;
-inline constexpr int32_t MCU_WAKEUP_TIME1_OFFSET = 60;       // first word of "get.socup.time"
-inline constexpr int32_t MCU_WAKEUP_TIME2_OFFSET = 64;       // second word
-inline constexpr int32_t MCU_STORE_SERVER_IP_OFFSET = 38;    // 4 bytes, network order
-inline constexpr int32_t MCU_STORE_SERVER_PORT_OFFSET = 42;  // 2 bytes
-inline constexpr int32_t MCU_WIFI_INFO_TEXT_SIZE = 32;  // five texts: MAC, IP, gateway, DNS, DNS
+inline constexpr int32_t kMcuWakeupReasonOffset = 0;
+inline constexpr int32_t kMcuWakeupMacOffset = 54;
+inline constexpr int32_t kMcuWakeupTime1Offset = 60;      // first word of "get.socup.time"
+inline constexpr int32_t kMcuWakeupTime2Offset = 64;      // second word
+inline constexpr int32_t kMcuStoreServerIpOffset = 38;    // 4 bytes, network order
+inline constexpr int32_t kMcuStoreServerPortOffset = 42;  // 2 bytes
+inline constexpr int32_t kMcuWifiInfoTextSize = 32;       // five texts: MAC, IP, gateway, DNS, DNS
 
 // Network data of the Wi-Fi link. Addresses are four octets, first octet first.
 struct mcu_net_info {
@@ -72,18 +72,18 @@ struct mcu_net_info {
 static_assert(sizeof(mcu_net_info) == 26);
 
 // Wake-up context, the reply of "get.allwakeup.info".
-inline constexpr int32_t MCU_CONTEXT_WAKEUP_OFFSET = 0;
-inline constexpr int32_t MCU_CONTEXT_TIME_OFFSET = 71;
-inline constexpr int32_t MCU_CONTEXT_BATTERY_OFFSET = 81;
-inline constexpr int32_t MCU_CONTEXT_WIFI_STATUS_OFFSET = 86;
-inline constexpr int32_t MCU_CONTEXT_WIFI_INFO_OFFSET = 156;
-inline constexpr int32_t MCU_CONTEXT_STORE_OFFSET = 316;
-inline constexpr int32_t MCU_CONTEXT_VERSION_OFFSET = 364;
-inline constexpr int32_t MCU_CONTEXT_START_MS_OFFSET = 396;
+inline constexpr int32_t kMcuContextWakeupOffset = 0;
+inline constexpr int32_t kMcuContextTimeOffset = 71;
+inline constexpr int32_t kMcuContextBatteryOffset = 81;
+inline constexpr int32_t kMcuContextWifiStatusOffset = 86;
+inline constexpr int32_t kMcuContextWifiInfoOffset = 156;
+inline constexpr int32_t kMcuContextStoreOffset = 316;
+inline constexpr int32_t kMcuContextVersionOffset = 364;
+inline constexpr int32_t kMcuContextStartMsOffset = 396;
 
 // A chip's reply is copied by its own length, so an area handed to a query slot has room for the
 // longest payload, whatever the size of its record.
-inline constexpr int32_t MCU_REPLY_AREA_SIZE = 384;
+inline constexpr int32_t kMcuReplyAreaSize = 384;
 
 // A record that an operation receives by value.
 template <int32_t Size>
@@ -91,16 +91,16 @@ struct mcu_record {
     uint8_t bytes[Size];
 };
 
-using mcu_pir_info = mcu_record<MCU_PIR_INFO_SIZE>;
-using mcu_wifi_connect = mcu_record<MCU_WIFI_CONNECT_SIZE>;
-using mcu_wifi_keepalive = mcu_record<MCU_WIFI_KEEPALIVE_SIZE>;
-using mcu_wifi_extended_info = mcu_record<MCU_WIFI_EXTENDED_INFO_SIZE>;
-using mcu_store_params = mcu_record<MCU_STORE_PARAMS_SIZE>;
-using mcu_alarm = mcu_record<MCU_ALARM_SIZE>;
-using mcu_ap_start = mcu_record<MCU_AP_START_SIZE>;
-using mcu_wakeup_info = mcu_record<MCU_WAKEUP_INFO_SIZE>;
-using mcu_charge_auto_poweron = mcu_record<MCU_CHARGE_AUTO_POWERON_SIZE>;
-using mcu_log_profile = mcu_record<MCU_LOG_PROFILE_SIZE>;
-using mcu_soc_time_info = mcu_record<MCU_SOC_TIME_INFO_SIZE>;
+using mcu_pir_info = mcu_record<kMcuPirInfoSize>;
+using mcu_wifi_connect = mcu_record<kMcuWifiConnectSize>;
+using mcu_wifi_keepalive = mcu_record<kMcuWifiKeepaliveSize>;
+using mcu_wifi_extended_info = mcu_record<kMcuWifiExtendedInfoSize>;
+using mcu_store_params = mcu_record<kMcuStoreParamsSize>;
+using mcu_alarm = mcu_record<kMcuAlarmSize>;
+using mcu_ap_start = mcu_record<kMcuApStartSize>;
+using mcu_wakeup_info = mcu_record<kMcuWakeupInfoSize>;
+using mcu_charge_auto_poweron = mcu_record<kMcuChargeAutoPoweronSize>;
+using mcu_log_profile = mcu_record<kMcuLogProfileSize>;
+using mcu_soc_time_info = mcu_record<kMcuSocTimeInfoSize>;
 
 #endif

@@ -46,7 +46,7 @@ TEST(ANetworkEvent, ShowsItsStateAndAddresses) {
     const byte_list record = {192, 168, 1, 20, 255, 255, 255, 0, 192, 168, 1, 1, 2,
                               0,   0,   0, 0,  1,   8,   8,   8, 8,   1,   1, 1, 1};
     ASSERT_EQ(record.size(), sizeof(hi3861l_net_info));
-    std::ranges::copy(record, event.begin() + HI3861L_NET_EVENT_RECORD_OFFSET);
+    std::ranges::copy(record, event.begin() + kHi3861lNetEventRecordOffset);
     EXPECT_EQ(describe_payload(direction::from_chip, HI3861L_EVENT_NET, event),
               "rest_0=07 state=1 ip=192.168.1.20 netmask=255.255.255.0 gateway=192.168.1.1 "
               "mac=02:00:00:00:00:01 dns1=8.8.8.8 dns2=1.1.1.1 rest_28=0000000000");

@@ -16,20 +16,20 @@ struct daemon_row {
     int index;
     std::string_view name;
 };
-constexpr daemon_row daemon_table[] = {
+constexpr daemon_row kDaemonTable[] = {
 #define ROW(index, name, handler) {index, name},
     QUON_MCU_SERVICES(ROW)
 #undef ROW
 };
 
 TEST(TheServices, AreTheDaemonsTableInTheSameOrderAndKind) {
-    ASSERT_EQ(services().size(), std::size(daemon_table));
+    ASSERT_EQ(services().size(), std::size(kDaemonTable));
     int methods = 0;
     for (size_t i = 0; i < services().size(); ++i) {
         const service& each = services()[i];
-        EXPECT_EQ(each.index, daemon_table[i].index);
+        EXPECT_EQ(each.index, kDaemonTable[i].index);
         EXPECT_EQ(each.index, static_cast<int>(i));
-        EXPECT_EQ(each.name, daemon_table[i].name);
+        EXPECT_EQ(each.name, kDaemonTable[i].name);
         EXPECT_EQ(each.kind == service_kind::signal, each.name.starts_with("signal.")) << each.name;
         EXPECT_EQ(find_service(each.name), &each);
         methods += each.kind == service_kind::method ? 1 : 0;
@@ -55,7 +55,7 @@ struct size_row {
     uint32_t request;
     uint32_t reply;
 };
-constexpr size_row sizes[] = {
+constexpr size_row kSizes[] = {
     // reply records
     {"method.quon.mcu.get.wakeup.info", 0, 71},
     {"method.quon.mcu.get.time", 0, 10},
@@ -108,19 +108,19 @@ constexpr size_row sizes[] = {
     {"signal.quon.mcu.set.soc.time.info", 44, 0},
 };
 // Texts, shell commands and the raw command are as long as their sender makes them.
-constexpr std::string_view any_length[] = {
+constexpr std::string_view kAnyLength[] = {
     "method.quon.mcu.get.ver", "method.quon.mcu.get.soc.min.ver", "method.quon.mcu.get.system",
     "method.quon.mcu.get.popen", "signal.quon.mcu.set.cmd"};
 
 TEST(TheServices, HaveTheSizesOfTheDaemonsRecords) {
-    EXPECT_EQ(std::size(sizes) + std::size(any_length), services().size());
-    for (const size_row& row : sizes) {
+    EXPECT_EQ(std::size(kSizes) + std::size(kAnyLength), services().size());
+    for (const size_row& row : kSizes) {
         const service* found = find_service(row.name);
         ASSERT_NE(found, nullptr) << row.name;
         EXPECT_EQ(found->request == nullptr ? 0 : found->request->size, row.request) << row.name;
         EXPECT_EQ(found->reply == nullptr ? 0 : found->reply->size, row.reply) << row.name;
     }
-    for (const std::string_view name : any_length) {
+    for (const std::string_view name : kAnyLength) {
         const service* found = find_service(name);
         ASSERT_NE(found, nullptr) << name;
         for (const record* each : {found->request, found->reply}) {
@@ -135,7 +135,7 @@ struct message_row {
     int timeout_ms;
     uint32_t body;
 };
-constexpr message_row commands[] = {
+constexpr message_row kCommands[] = {
     {0x80, "method.quon.mcu.get.ver", 1000, 0},
     {0x81, "", 1000, 0},
     {0x82, "method.quon.mcu.get.wakeup.info", 2000, 0},
@@ -185,7 +185,7 @@ constexpr message_row commands[] = {
 
 TEST(TheCommandMessages, BelongToTheServicesThatSendThem) {
     std::map<std::string_view, const message_row*> by_service;
-    for (const message_row& row : commands) {
+    for (const message_row& row : kCommands) {
         const message* found = find_message(row.type);
         ASSERT_NE(found, nullptr) << int{row.type};
         EXPECT_EQ(found->timeout_ms, row.timeout_ms) << found->name;
@@ -221,13 +221,13 @@ TEST(TheCommandMessages, CarryTheRecordsOfTheirServices) {
 }
 
 TEST(TheMessages, AreTheSixEventsAndTheCommandsInOrderOfType) {
-    constexpr size_t events = 6;
-    ASSERT_EQ(messages().size(), events + std::size(commands));
+    constexpr size_t kEvents = 6;
+    ASSERT_EQ(messages().size(), kEvents + std::size(kCommands));
     for (size_t i = 0; i < messages().size(); ++i) {
         const message& each = messages()[i];
         EXPECT_EQ(find_message(each.type), &each);
         EXPECT_EQ(message_name(each.type), each.name);
-        if (i < events) {
+        if (i < kEvents) {
             EXPECT_EQ(each.type, i);
             EXPECT_EQ(each.timeout_ms, 0);
         } else {
@@ -323,7 +323,7 @@ struct field_row {
     field_kind kind;
     std::string_view unit;
 };
-constexpr field_row stated_fields[] = {
+constexpr field_row kStatedFields[] = {
     {"version", "version", 0, 0, field_kind::text, ""},
     {"net_info", "ip", 0, 4, field_kind::ipv4, ""},
     {"net_info", "netmask", 4, 4, field_kind::ipv4, ""},
@@ -409,8 +409,8 @@ TEST(TheFields, StandWhereTheRecordsHaveThemAndThereAreNoOthers) {
     for (const record* each : records()) {
         known += each->fields.size();
     }
-    EXPECT_EQ(known, std::size(stated_fields));
-    for (const field_row& row : stated_fields) {
+    EXPECT_EQ(known, std::size(kStatedFields));
+    for (const field_row& row : kStatedFields) {
         const record* holder = find_record(row.record);
         ASSERT_NE(holder, nullptr) << row.record;
         const auto found = std::ranges::find(holder->fields, row.field, &field::name);

@@ -373,13 +373,13 @@ std::vector<Mapping> mappings(pid_t pid) {
 
 // A further arena of the C library: 64 MB at a multiple of it, the beginning in use.
 int arenas(pid_t pid) {
-    constexpr std::uint64_t size = std::uint64_t{64} << 20;
+    constexpr std::uint64_t kSize = std::uint64_t{64} << 20;
     const std::vector<Mapping> all = mappings(pid);
     int count = 0;
     for (std::size_t i = 0; i + 1 < all.size(); i++) {
         const bool adjacent = all[i].end == all[i + 1].begin;
         const bool halves = all[i].access == "rw-p" && all[i + 1].access == "---p";
-        const bool whole = all[i].begin % size == 0 && all[i + 1].end - all[i].begin == size;
+        const bool whole = all[i].begin % kSize == 0 && all[i + 1].end - all[i].begin == kSize;
         count += adjacent && halves && whole ? 1 : 0;
     }
     return count;

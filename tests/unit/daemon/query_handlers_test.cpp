@@ -174,12 +174,12 @@ TEST(EachQueryDeathTest, WithoutANullCheckCallsThroughAnEmptySlot) {
 TEST(EachQuery, HasRoomForAReplyAsLongAsAPayload) {
     for (const ExpectedService& row : expected::queries()) {
         SCOPED_TRACE(row.name);
-        fresh_operations().reply.assign(MCU_REPLY_AREA_SIZE, 'x');
+        fresh_operations().reply.assign(kMcuReplyAreaSize, 'x');
         if (row.reply == Reply::kTextDirect) {
             operations().reply.push_back('\0');
         }
         const Outcome outcome = run_method(handler_of(row), kRequest);
-        EXPECT_EQ(outcome.result, is_text(row) ? MCU_REPLY_AREA_SIZE : length_of(row));
+        EXPECT_EQ(outcome.result, is_text(row) ? kMcuReplyAreaSize : length_of(row));
         if (row.reply == Reply::kStaged) {
             EXPECT_EQ(outcome.reply[static_cast<std::size_t>(length_of(row))], kUntouched);
         }

@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const fs::path top = QUON_SOURCE_FOLDER;
+const fs::path kTop = QUON_SOURCE_FOLDER;
 
 std::string content_of(const fs::path& path) {
     std::ifstream file(path);
@@ -21,10 +21,10 @@ std::string content_of(const fs::path& path) {
 }
 
 TEST(TheReadme, HasEveryFolderInItsMap) {
-    const std::string page = content_of(top / "README.md");
+    const std::string page = content_of(kTop / "README.md");
     const std::string map = page.substr(page.find("## The map of the house"));
     int checked = 0;
-    for (const fs::path& parent : {top, top / "tests", top / "tools"}) {
+    for (const fs::path& parent : {kTop, kTop / "tests", kTop / "tools"}) {
         for (const auto& entry : fs::directory_iterator(parent)) {
             const std::string name = entry.path().filename().string();
             if (entry.is_directory() && !name.starts_with('.') && name != "build") {
@@ -40,7 +40,7 @@ TEST(TheReadme, HasEveryFolderInItsMap) {
 
 // Steps of the tour: check NAME EXPECTED, check_eventually NAME SHOWN, passed NAME VALUE.
 std::map<std::string, std::string> steps_of_the_tour() {
-    const std::string script = content_of(top / "scripts/lib/demo-tour");
+    const std::string script = content_of(kTop / "scripts/lib/demo-tour");
     const std::regex step(
         R"re(\n *(?:check|check_eventually|passed) "([A-Za-z][^"]*)" (?:\\\n *)?(?:"([^"]*)"|'([^']*)'|(\S+)))re");
     std::map<std::string, std::string> steps;
@@ -52,7 +52,7 @@ std::map<std::string, std::string> steps_of_the_tour() {
 }
 
 TEST(TheReadme, ShowsTheStepsOfTheDemoAndWhatTheyShow) {
-    const std::string page = content_of(top / "README.md");
+    const std::string page = content_of(kTop / "README.md");
     const std::regex line(R"(\n    ok    (.{36}) (.*))");
     std::map<std::string, std::string> shown;
     for (auto found = std::sregex_iterator(page.begin(), page.end(), line);

@@ -173,11 +173,11 @@ TEST(AShellCommand, EndsAtTheFirstZeroByteWhateverTheRequestLength) {
 }
 
 TEST(AShellCommand, MayFillTheWholePayloadWithoutATerminator) {
-    // A comment of x up to the last byte: the command is run and nothing behind it is read.
+    // A comment of x up to the last byte: the command is run and nothing beyond it is read.
     Bytes request(DBUS_DATA_SIZE, 'x');
     const std::string start = "exit 5 #";
     std::copy(start.begin(), start.end(), request.begin());
-    const Bytes exact(request);  // no byte behind it that a reader may touch
+    const Bytes exact(request);  // no byte beyond it that a reader may touch
     Bytes reply(DBUS_DATA_SIZE);
     EXPECT_EQ(system_call(exact.data(), 4356, reply.data(), DBUS_DATA_SIZE), 4);
     EXPECT_EQ(std::string(reply.begin(), reply.begin() + 4), "1280");

@@ -207,7 +207,7 @@ TEST(TheSnapshot, DecidesFromTheReasonThatAFailedQueryLeft) {
 TEST(TheSnapshot, KeepsOfAnOverLongAnswerWhatItsFieldHolds) {
     answering_operations();
     operations().on_call = [](int slot) {
-        operations().reply.assign(MCU_REPLY_AREA_SIZE, static_cast<std::uint8_t>(0x40 + slot));
+        operations().reply.assign(kMcuReplyAreaSize, static_cast<std::uint8_t>(0x40 + slot));
         if (slot == 2) {
             operations().reply.push_back('\0');
         }

@@ -299,7 +299,7 @@ bool all_asleep(const std::string& name) {
             std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
             std::string stat;
             std::getline(file, stat);
-            const std::size_t state = stat.rfind(')') + 2;  // the field behind the name
+            const std::size_t state = stat.rfind(')') + 2;  // the field after the name
             if (stat.size() <= state || stat[state] != 'S') {
                 return false;
             }

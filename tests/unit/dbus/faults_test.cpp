@@ -72,7 +72,7 @@ TEST(AnEntryThatCannotBeAllocated, LeavesTheEarlierEntriesBehind) {
     std::free(made[2]);
 }
 
-TEST(AServerSocket, IsMadeAndBoundAsDocumented) {
+TEST(AServerSocket, IsMadeAndBoundCallByCall) {
     forget_calls();
     start_server("quon.test.socket", {{.name = "method.one", .method = answer_one}});
     const Calls made = calls();

@@ -10,7 +10,7 @@
 namespace quon::test {
 namespace {
 
-TEST(ABusRecord, HasTheDocumentedBytesInTheMachinesByteOrder) {
+TEST(ABusRecord, HasItsFieldsAtTheirOffsetsInTheMachinesByteOrder) {
     DbusMsg record = make_request("method.x", 0x01020304, "\x11\x22");
     record.result = -2;
     const auto bytes = bytes_of_record(record);

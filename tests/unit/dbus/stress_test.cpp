@@ -1,6 +1,6 @@
 // Eight threads call over one connection, with random time-outs, while the server is killed and
-// started again. Every call ends in one of its documented ways and in time, and the sanitizers find
-// nothing.
+// started again. Every call ends in one of the ways that the header names and in time, and the
+// sanitizers find nothing.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -27,10 +27,10 @@ std::int32_t call_with(std::size_t number, Args... args) {
 
 template <std::size_t Slot>
 std::int32_t query(const Bytes& body, std::uint8_t* area) {
-    constexpr const ExpectedOperation& row = expected::kOperations[Slot];
-    if constexpr (row.answer == Answer::kText) {
+    constexpr const ExpectedOperation& kRow = expected::kOperations[Slot];
+    if constexpr (kRow.answer == Answer::kText) {
         return call_with(Slot, reinterpret_cast<char*>(area));
-    } else if constexpr (row.request_size == 1) {
+    } else if constexpr (kRow.request_size == 1) {
         return call_with(Slot, body[0], area);
     } else {
         return call_with(Slot, area);
@@ -39,19 +39,19 @@ std::int32_t query(const Bytes& body, std::uint8_t* area) {
 
 template <std::size_t Slot>
 std::int32_t command(const Bytes& body, std::uint8_t* /*area*/) {
-    constexpr const ExpectedOperation& row = expected::kOperations[Slot];
-    constexpr Passed passed = expected::service_of(row).passed;
-    if constexpr (passed == Passed::kByte) {
+    constexpr const ExpectedOperation& kRow = expected::kOperations[Slot];
+    constexpr Passed kPassed = expected::service_of(kRow).passed;
+    if constexpr (kPassed == Passed::kByte) {
         return call_with(Slot, body[0]);
-    } else if constexpr (passed == Passed::kWord) {
+    } else if constexpr (kPassed == Passed::kWord) {
         return call_with(Slot, leading<std::uint32_t>(body));
-    } else if constexpr (passed == Passed::kRecord) {
-        return call_with(Slot, leading<mcu_record<row.request_size>>(body));
-    } else if constexpr (passed == Passed::kByteAndWord) {
+    } else if constexpr (kPassed == Passed::kRecord) {
+        return call_with(Slot, leading<mcu_record<kRow.request_size>>(body));
+    } else if constexpr (kPassed == Passed::kByteAndWord) {
         return call_with(Slot, body[0], leading<std::uint32_t>(body, 1));
-    } else if constexpr (passed == Passed::kPointer) {
+    } else if constexpr (kPassed == Passed::kPointer) {
         return call_with(Slot, body.data());
-    } else if constexpr (passed == Passed::kPointerAndLength) {
+    } else if constexpr (kPassed == Passed::kPointerAndLength) {
         return call_with(Slot, body.data(), static_cast<std::int32_t>(body.size()));
     } else {
         return call_with(Slot);
@@ -60,10 +60,10 @@ std::int32_t command(const Bytes& body, std::uint8_t* /*area*/) {
 
 template <std::size_t Slot>
 constexpr Call call_of_slot() {
-    constexpr const ExpectedOperation& row = expected::kOperations[Slot];
-    if constexpr (!row.sends()) {
+    constexpr const ExpectedOperation& kRow = expected::kOperations[Slot];
+    if constexpr (!kRow.sends()) {
         return nullptr;
-    } else if constexpr (row.fills_area()) {
+    } else if constexpr (kRow.fills_area()) {
         return query<Slot>;
     } else {
         return command<Slot>;

@@ -32,7 +32,7 @@ Bytes request_of(const ExpectedOperation& row, std::uint8_t selector) {
     return chip_frame(row.message(), Bytes(static_cast<std::size_t>(row.request_size), selector));
 }
 
-// The caller's area with guard bytes behind it.
+// The caller's area with guard bytes beyond it.
 struct Area {
     Bytes bytes = Bytes(kAreaSize + 32, kUntouched);
 

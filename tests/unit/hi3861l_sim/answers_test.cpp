@@ -19,7 +19,7 @@ struct sized_answer {
 };
 
 // The sizes of the reply records.
-constexpr sized_answer sized_answers[] = {
+constexpr sized_answer kSizedAnswers[] = {
     {0x80, 32},  {0x81, 26},  {0x82, 71},        {0x84, 10},  {0x86, 5},   {0x89, 36},
     {0x8C, 70},  {0x93, 48},  {0x95, 1},         {0x99, 7},   {0x9E, 181}, {0x9F, 32},
     {0xA3, 136}, {0xA7, 256}, {0xA9, 241, "03"}, {0xAA, 264}, {0xAC, 221}, {0xAD, 212},
@@ -27,7 +27,7 @@ constexpr sized_answer sized_answers[] = {
 
 TEST(AnAnswer, HasTheSizeOfItsRecord) {
     test_chip chip;
-    for (const sized_answer& each : sized_answers) {
+    for (const sized_answer& each : kSizedAnswers) {
         EXPECT_EQ(chip.answer_to(each.type, each.request).size(), each.size)
             << std::hex << int{each.type};
     }
@@ -38,14 +38,14 @@ TEST(AnAnswer, GoesOutForNoCommandThatIsOnlySet) {
         uint8_t type;
         size_t size;
     };
-    constexpr row set_commands[] = {
+    constexpr row kSetCommands[] = {
         {0x83, 10},  {0x85, 1}, {0x87, 1},  {0x88, 1},  {0x8A, 134}, {0x8B, 0},  {0x8D, 164},
         {0x8E, 1},   {0x91, 0}, {0x92, 48}, {0x94, 1},  {0x96, 4},   {0x97, 0},  {0x98, 7},
         {0x9A, 166}, {0x9B, 0}, {0x9C, 0},  {0x9D, 66}, {0xA0, 1},   {0xA1, 71}, {0xA2, 36},
         {0xA4, 67},  {0xA5, 9}, {0xA6, 1},  {0xAB, 44},
     };
     test_chip chip;
-    for (const row& each : set_commands) {
+    for (const row& each : kSetCommands) {
         EXPECT_TRUE(chip.ask(each.type, pattern(each.size)).empty()) << std::hex << int{each.type};
         EXPECT_EQ(chip.log.lines().back().find("ignored"), std::string::npos)
             << chip.log.lines().back();
@@ -61,7 +61,7 @@ struct set_and_get {
     const char* get_request = "";
 };
 
-constexpr set_and_get pairs[] = {
+constexpr set_and_get kPairs[] = {
     {"PIR info", 0xA2, 36, 0x89, 0},
     {"store params", 0x92, 48, 0x93, 0},
     {"watchdog state", 0x94, 1, 0x95, 0},
@@ -84,7 +84,7 @@ constexpr set_and_get pairs[] = {
 };
 
 TEST(WhatASetCommandStores, ComesBackInTheMatchingAnswer) {
-    for (const set_and_get& each : pairs) {
+    for (const set_and_get& each : kPairs) {
         test_chip chip;
         const std::string stored = pattern(each.size, 0x1D);
         chip.ask(each.set, stored);
@@ -95,7 +95,7 @@ TEST(WhatASetCommandStores, ComesBackInTheMatchingAnswer) {
 }
 
 TEST(WhatASetCommandStores, IsKeptOnlyWhenItsSizeIsRight) {
-    for (const set_and_get& each : pairs) {
+    for (const set_and_get& each : kPairs) {
         for (const size_t size : {each.size - 1, each.size + 1}) {
             if (each.set == each.get) {
                 continue;
@@ -125,20 +125,20 @@ TEST(AnUnknownMessage, IsJournaledAndNotAnswered) {
 
 // --- a message that the catalog alone knows
 
-constexpr catalog::record weather = {"weather", 6, 0, {}};
-constexpr catalog::record mood = {"mood", 2, 0, {}};
-constexpr catalog::record letter = {"letter", 0, 0, {}};
-constexpr catalog::message new_messages[] = {
-    {0xE0, "get_weather", nullptr, &weather, 1000}, {0xE1, "set_weather", &weather, nullptr, 0},
-    {0xE2, "set_mood", &mood, nullptr, 0},          {0xE3, "set_letter", &letter, nullptr, 0},
+constexpr catalog::record kWeather = {"weather", 6, 0, {}};
+constexpr catalog::record kMood = {"mood", 2, 0, {}};
+constexpr catalog::record kLetter = {"letter", 0, 0, {}};
+constexpr catalog::message kNewMessages[] = {
+    {0xE0, "get_weather", nullptr, &kWeather, 1000}, {0xE1, "set_weather", &kWeather, nullptr, 0},
+    {0xE2, "set_mood", &kMood, nullptr, 0},          {0xE3, "set_letter", &kLetter, nullptr, 0},
     {0xE4, "set_nothing", nullptr, nullptr, 0},
 };
 
 class AMessageOfTheCatalogAlone : public testing::Test {
   protected:
-    AMessageOfTheCatalogAlone() { chip_.records = record_store(new_messages); }
+    AMessageOfTheCatalogAlone() { chip_.records = record_store(kNewMessages); }
     outcome send(size_t index, const std::string& payload) {
-        return answer_by_catalog(chip_, new_messages[index], from_hex(payload));
+        return answer_by_catalog(chip_, kNewMessages[index], from_hex(payload));
     }
     chip_state chip_;
 };

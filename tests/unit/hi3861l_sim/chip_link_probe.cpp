@@ -133,7 +133,7 @@ std::string do_recv(const words& in) {
     return receive(number(in, 1), static_cast<size_t>(number(in, 2)), flags_of(in));
 }
 
-// The buffer's size is known here and the wish is not, so the call is the fortified one.
+// The size of the buffer is known here and the length is not, so the call is the fortified one.
 std::string do_fortified_recv(const words& in) {
     std::array<char, 64> buffer{};
     const ssize_t got = recvfrom(number(in, 1), buffer.data(), static_cast<size_t>(number(in, 2)),
@@ -283,7 +283,7 @@ struct command {
     std::string (*run)(const words&);
 };
 
-constexpr command commands[] = {
+constexpr command kCommands[] = {
     {"socket", do_socket},   {"bind", do_bind},   {"name", do_name},
     {"send", do_send},       {"recv", do_recv},   {"fortified", do_fortified_recv},
     {"drain", do_drain},     {"start", do_start}, {"cancel", do_cancel},
@@ -299,7 +299,7 @@ std::string run_line(const std::string& line) {
     for (std::string word; text >> word;) {
         in.push_back(word);
     }
-    for (const command& each : commands) {
+    for (const command& each : kCommands) {
         if (!in.empty() && in[0] == each.name) {
             return each.run(in);
         }

@@ -323,20 +323,20 @@ TEST_P(TheChipLink, LosesNoMessageOfABurst) {
     const auto sim = new_sim();
     const auto program = new_probe();
     const std::string fd = program->channel();
-    constexpr int burst = 1000;
+    constexpr int kBurst = 1000;
     auto control = sim->control();
     std::string commands;
-    for (int i = 0; i < burst; i++) {
+    for (int i = 0; i < kBurst; i++) {
         commands += "event raw 01 " + std::string(66, 'a') + "\n";
     }
     commands += "event raw 02\n";
     std::thread writer([&] { control.send(commands); });
-    for (int i = 0; i <= burst; i++) {
+    for (int i = 0; i <= kBurst; i++) {
         EXPECT_EQ(control.line(), "ok");
     }
     writer.join();
     EXPECT_EQ(program->ask("drain " + fd),
-              to_string(burst + 1) + " 21 15000000" + std::string(24, '0') + "0200000000");
+              to_string(kBurst + 1) + " 21 15000000" + std::string(24, '0') + "0200000000");
 }
 
 TEST_P(TheChipLink, DropsWhatAHostDoesNotReadAndDeliversAgainAfterwards) {

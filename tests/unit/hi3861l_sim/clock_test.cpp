@@ -15,7 +15,7 @@ struct clock_case {
     const char* read;
 };
 
-constexpr clock_case cases[] = {
+constexpr clock_case kCases[] = {
     {"at once", "1a0c1f0a0b0c01020304", 0, "1a0c1f0a0b0c01020304"},
     {"a second later", "1a0c1f0a0b0c01020304", 1, "1a0c1f0a0b0d01020304"},
     {"over midnight and new year", "1a0c1f173b3b01020304", 1,
@@ -32,7 +32,7 @@ constexpr clock_case cases[] = {
 
 TEST(TheChipsTime, RunsFromWhatWasSet) {
     const chip_clock::time_point start{};
-    for (const clock_case& each : cases) {
+    for (const clock_case& each : kCases) {
         chip_clock clock;
         clock.set(from_hex(each.set), start);
         EXPECT_EQ(hex(clock.read(start + std::chrono::seconds(each.seconds))), each.read)

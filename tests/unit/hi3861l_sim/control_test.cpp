@@ -51,7 +51,7 @@ struct set_case {
     const char* octets;  // as these
 };
 
-constexpr set_case set_cases[] = {
+constexpr set_case kSetCases[] = {
     {"wakeup-reason", "13", "13", 0x82, 0, "0d"},
     {"wakeup-mac", "00:00:00:00:00:00", "00:00:00:00:00:00", 0x82, 54, "00 00 00 00 00 00"},
     {"wakeup-time1", "305419896", "305419896", 0x82, 60, "78 56 34 12"},
@@ -76,7 +76,7 @@ constexpr set_case set_cases[] = {
 };
 
 TEST(Set, ChangesWhatTheChipAnswers) {
-    for (const set_case& each : set_cases) {
+    for (const set_case& each : kSetCases) {
         test_chip chip;
         const std::string name = each.name;
         EXPECT_EQ(chip.control("set " + name + " " + each.value)->ending(), "ok") << name;

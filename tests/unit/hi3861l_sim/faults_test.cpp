@@ -9,7 +9,7 @@ namespace {
 using test::to_hex;
 
 // The chip's answer to a query of the watchdog state 5 is this frame.
-constexpr const char* plain = "95 01 00 00 00 05";
+constexpr const char* kPlain = "95 01 00 00 00 05";
 
 struct watchdog_chip : test_chip {
     watchdog_chip() { ask(0x94, "05"); }
@@ -32,7 +32,7 @@ struct fault_case {
 };
 
 // Every action, on the next answer.
-constexpr fault_case cases[] = {
+constexpr fault_case kCases[] = {
     {"0x95 drop", ""},
     {"95 twice", "95 01 00 00 00 05|95 01 00 00 00 05"},
     {"get_wdg_state answer-type 0x84", "84 01 00 00 00 05"},
@@ -52,11 +52,11 @@ constexpr fault_case cases[] = {
 };
 
 TEST(AFault, ChangesTheNextAnswerOfItsTypeAndNoOther) {
-    for (const fault_case& each : cases) {
+    for (const fault_case& each : kCases) {
         watchdog_chip chip(each.rule);
         EXPECT_EQ(chip.query(), each.frames) << each.rule;
         if (std::string_view(each.rule).find("silent") == std::string_view::npos) {
-            EXPECT_EQ(chip.query(), plain) << each.rule;
+            EXPECT_EQ(chip.query(), kPlain) << each.rule;
         }
     }
 }
@@ -71,7 +71,7 @@ TEST(AFault, ActsAsOftenAsItsCountSays) {
     for (int i = 0; i < 3; i++) {
         EXPECT_EQ(chip.query(), "") << i;
     }
-    EXPECT_EQ(chip.query(), plain);
+    EXPECT_EQ(chip.query(), kPlain);
     EXPECT_TRUE(chip.control("faults")->lines.empty());
 }
 
@@ -81,7 +81,7 @@ TEST(AFault, ActsForeverUntilItIsCleared) {
         EXPECT_EQ(chip.query(), "");
     }
     EXPECT_EQ(chip.control("clear-faults")->ending(), "ok");
-    EXPECT_EQ(chip.query(), plain);
+    EXPECT_EQ(chip.query(), kPlain);
 }
 
 TEST(AFault, JoinsOthersOfTheSameType) {
@@ -94,7 +94,7 @@ TEST(AFault, JoinsOthersOfTheSameType) {
 TEST(AFault, ThatDropsACommandKeepsTheChipFromObeyingIt) {
     watchdog_chip chip("0x94 drop");
     chip.ask(0x94, "09");
-    EXPECT_EQ(chip.query(), plain);
+    EXPECT_EQ(chip.query(), kPlain);
     chip.ask(0x94, "09");
     EXPECT_EQ(chip.query(), "95 01 00 00 00 09");
 }
@@ -109,10 +109,10 @@ TEST(AFault, DelaysTheAnswerButNotTheChip) {
     watchdog_chip chip("0x95 delay 40");
     const auto start = event_loop::clock::now();
     EXPECT_EQ(chip.query(), "");
-    EXPECT_EQ(chip.query(), plain);
+    EXPECT_EQ(chip.query(), kPlain);
     ASSERT_TRUE(chip.run_until([&] { return chip.link.sent.size() == 2; }));
     EXPECT_GE(event_loop::clock::now() - start, std::chrono::milliseconds(40));
-    EXPECT_EQ(to_hex(chip.link.sent[1]), plain);
+    EXPECT_EQ(to_hex(chip.link.sent[1]), kPlain);
 }
 
 TEST(AFault, DelaysBothOfTwoAnswers) {
@@ -151,7 +151,7 @@ TEST(ASilentChip, ComesBackAtAMessage) {
     chip.control("fault 0x95 back");
     EXPECT_TRUE(chip.ask(0x80).empty());
     EXPECT_TRUE(chip.ask(0x84).empty());
-    EXPECT_EQ(chip.query(), plain);
+    EXPECT_EQ(chip.query(), kPlain);
     EXPECT_EQ(chip.get("silent"), "silent=0");
 }
 
@@ -173,7 +173,7 @@ TEST(ASilentChip, StillSendsRawMessages) {
 }
 
 TEST(AFaultRule, IsShownAsItIsWritten) {
-    constexpr fault_case shown[] = {
+    constexpr fault_case kShown[] = {
         {"84 drop", "0x84 drop count 1"},
         {"get_time delay 500 count 3", "0x84 delay 500ms count 3"},
         {"84 delay 1.5s forever", "0x84 delay 1500ms forever"},
@@ -182,7 +182,7 @@ TEST(AFaultRule, IsShownAsItIsWritten) {
         {"any answer-type 85 forever", "any answer-type 0x85 forever"},
         {"0x03 length 4294967295", "0x03 length 4294967295 count 1"},
     };
-    for (const fault_case& each : shown) {
+    for (const fault_case& each : kShown) {
         EXPECT_EQ(show_fault(parse_fault(each.rule)), each.frames);
         EXPECT_EQ(show_fault(parse_fault(each.frames)), each.frames);
     }

@@ -15,7 +15,7 @@ struct line_case {
     const char* line;
 };
 
-constexpr line_case lines[] = {
+constexpr line_case kLines[] = {
     {true, "84 00 00 00 00", "host->chip 0x84 get_time len 0 empty"},
     {true, "85 01 00 00 00 02", "host->chip 0x85 set_led len 1 value=2"},
     {false, "84 0a 00 00 00 1a 0c 1f 0a 0b 0c 00 00 00 00",
@@ -33,7 +33,7 @@ constexpr line_case lines[] = {
 };
 
 TEST(AJournalLine, TellsDirectionTypeNameLengthAndContent) {
-    for (const line_case& each : lines) {
+    for (const line_case& each : kLines) {
         EXPECT_EQ(describe_frame(each.from_host, test::from_hex(each.frame)), each.line);
     }
 }
@@ -47,16 +47,16 @@ TEST(TheJournal, PutsTheTimeInFrontAndPrintsEachLineAtOnce) {
     std::string text(static_cast<size_t>(lseek(fileno(out), 0, SEEK_END)), '\0');
     ASSERT_EQ(pread(fileno(out), text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
     std::fclose(out);
-    constexpr std::string_view time = "dddd-dd-ddTdd:dd:dd.ddd";
+    constexpr std::string_view kTime = "dddd-dd-ddTdd:dd:dd.ddd";
     std::vector<std::string> printed;
     std::istringstream all(text);
     for (std::string line; std::getline(all, line);) {
         std::replace_if(
-            line.begin(), line.begin() + static_cast<ptrdiff_t>(time.size()),
+            line.begin(), line.begin() + static_cast<ptrdiff_t>(kTime.size()),
             [](unsigned char c) { return std::isdigit(c) != 0; }, 'd');
         printed.push_back(line);
     }
-    const std::string stamp(time);
+    const std::string stamp(kTime);
     EXPECT_EQ(printed,
               (std::vector<std::string>{stamp + " host->chip 0x84 get_time len 0 empty",
                                         stamp + " chip->host malformed, 1 bytes 84 (fault cut)",

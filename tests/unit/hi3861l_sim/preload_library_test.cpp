@@ -36,8 +36,8 @@ INSTANTIATE_TEST_SUITE_P(Of, BehindAWrapper,
                                                       "exec \"$@\"", "sh", "stdbuf", "-eL"}}),
                          [](const auto& row) { return std::string(row.param.name); });
 
-constexpr char preload_list_of_a_child[] = "child echo ${LD_PRELOAD-unset}";
-constexpr char sockets_of_a_child[] = "child ls -l /proc/self/fd | grep -c socket:";
+constexpr char kPreloadListOfAChild[] = "child echo ${LD_PRELOAD-unset}";
+constexpr char kSocketsOfAChild[] = "child ls -l /proc/self/fd | grep -c socket:";
 
 TEST_P(BehindAWrapper, TheLinkReachesItsProgramAndNotTheCommandsOfTheProgram) {
     const scratch_folder folder;
@@ -45,8 +45,8 @@ TEST_P(BehindAWrapper, TheLinkReachesItsProgramAndNotTheCommandsOfTheProgram) {
     probe program(folder, "fifo", CHIP_LINK_PROBE, CHIP_LINK_LIBRARY, "chip", GetParam().words);
     const std::string fd = program.ask(new_socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, 28));
     EXPECT_EQ(program.ask("bind " + fd + " 1100"), "0");
-    EXPECT_EQ(program.ask(preload_list_of_a_child).find("chip_link"), std::string::npos);
-    EXPECT_EQ(program.ask(sockets_of_a_child), "0");
+    EXPECT_EQ(program.ask(kPreloadListOfAChild).find("chip_link"), std::string::npos);
+    EXPECT_EQ(program.ask(kSocketsOfAChild), "0");
 }
 
 TEST(ThePreloadLibrary, LeavesTheVariableWhenItsProgramOpensTheChannel) {
@@ -57,7 +57,7 @@ TEST(ThePreloadLibrary, LeavesTheVariableWhenItsProgramOpensTheChannel) {
     EXPECT_EQ(program.ask("variable LD_PRELOAD"), CHIP_LINK_LIBRARY);
     EXPECT_EQ(program.ask("socket 16 3 28"), "EPROTONOSUPPORT");  // there is no simulator
     EXPECT_EQ(program.ask("variable LD_PRELOAD"), "unset");
-    EXPECT_EQ(program.ask(preload_list_of_a_child), "unset");
+    EXPECT_EQ(program.ask(kPreloadListOfAChild), "unset");
 }
 
 TEST(ThePreloadLibrary, LeavesTheVariableOfTheDaemonFromItsStartOn) {
@@ -66,7 +66,7 @@ TEST(ThePreloadLibrary, LeavesTheVariableOfTheDaemonFromItsStartOn) {
     std::filesystem::create_symlink(CHIP_LINK_PROBE, daemon);
     probe program(folder, "fifo", daemon, CHIP_LINK_LIBRARY, "chip", {"env"});
     EXPECT_EQ(program.ask("variable LD_PRELOAD"), "unset");
-    EXPECT_EQ(program.ask(preload_list_of_a_child), "unset");
+    EXPECT_EQ(program.ask(kPreloadListOfAChild), "unset");
 }
 
 TEST(ThePreloadLibrary, LeavesOtherLibrariesInTheVariable) {

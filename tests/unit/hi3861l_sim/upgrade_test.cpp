@@ -57,7 +57,7 @@ struct refused_block {
 };
 
 TEST(AnUpgrade, RefusesABlockThatDoesNotContinueTheImage) {
-    constexpr refused_block cases[] = {
+    constexpr refused_block kCases[] = {
         {"a gap", 512, 100},
         {"an earlier offset", 128, 100},
         {"the same offset with other data", 0, 256},
@@ -67,7 +67,7 @@ TEST(AnUpgrade, RefusesABlockThatDoesNotContinueTheImage) {
         {"beyond the announced size", 256, 245},
         {"an offset of 0xFFFFFFFF", 0xFFFFFFFF, 1},
     };
-    for (const refused_block& each : cases) {
+    for (const refused_block& each : kCases) {
         upgrading_chip chip(500);
         ASSERT_EQ(chip.send(0, 256, 1), 0xA1);
         EXPECT_EQ(chip.send(each.offset, each.length, 9), 0x00) << each.what;

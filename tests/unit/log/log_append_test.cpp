@@ -11,7 +11,7 @@
 namespace {
 
 constexpr char kOld = '#';
-constexpr size_t kSpare = 8;  // bytes behind the line, which nothing may touch
+constexpr size_t kSpare = 8;  // bytes beyond the line, which nothing may touch
 
 struct Row {
     const char* what;

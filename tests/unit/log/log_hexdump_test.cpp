@@ -146,7 +146,7 @@ TEST_F(AHexDump, LosesTheEndOfItsCharactersInALineOf512Bytes) {
 }
 
 TEST_F(AHexDump, FillsALineOf511BytesToTheLastCharacter) {
-    // 113 pieces of 3, 14 group blanks, 2 blanks, 113 characters, the newline: 469 behind the head.
+    // 113 pieces of 3, 14 group blanks, 2 blanks, 113 characters, the newline: 469 after the head.
     const std::string name(512 - 469 - 19, 'n');
     const std::string line = dumped(name, 113, Bytes(113, 'c'));
     ASSERT_EQ(line.size(), 512U);

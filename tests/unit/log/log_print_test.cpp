@@ -43,18 +43,18 @@ std::string printed(const Call& call) {
 }
 
 bool is_stamp(std::string_view text) {
-    constexpr std::string_view shape = "00-00 00:00:00.000";
+    constexpr std::string_view kShape = "00-00 00:00:00.000";
     return std::equal(
-        text.begin(), text.end(), shape.begin(), shape.end(),
+        text.begin(), text.end(), kShape.begin(), kShape.end(),
         [](char c, char wanted) { return wanted == '0' ? c >= '0' && c <= '9' : c == wanted; });
 }
 
 // Replaces each well-formed time stamp, which no test can foresee.
 std::string with_time_named(std::string line) {
-    constexpr size_t length = std::string_view("11-16 07:59:01.123").size();
-    for (size_t at = 0; at + length <= line.size(); at++) {
-        if (is_stamp(std::string_view(line).substr(at, length))) {
-            line.replace(at, length, "TIME");
+    constexpr size_t kLength = std::string_view("11-16 07:59:01.123").size();
+    for (size_t at = 0; at + kLength <= line.size(); at++) {
+        if (is_stamp(std::string_view(line).substr(at, kLength))) {
+            line.replace(at, kLength, "TIME");
         }
     }
     return line;

@@ -185,7 +185,7 @@ bool is_asleep(pid_t thread) {
     std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
     std::string stat;
     std::getline(file, stat);
-    const size_t state = stat.rfind(')') + 2;  // the field behind the name
+    const size_t state = stat.rfind(')') + 2;  // the field after the name
     return state < stat.size() && stat[state] == 'S';
 }
 

@@ -21,7 +21,7 @@ class TheExample : public testing::Test {
     }
 
     const mcu_ops* ops = mcu_get_ops_handle();
-    std::uint8_t area[MCU_REPLY_AREA_SIZE] = {};
+    std::uint8_t area[kMcuReplyAreaSize] = {};
 };
 
 TEST_F(TheExample, StandsBehindTheDoorAndStarts) {
@@ -34,7 +34,7 @@ TEST_F(TheExample, TellsItsVersionAndWasWokenForNoReason) {
     EXPECT_EQ(ops->get_version(reinterpret_cast<char*>(area)), 0);
     EXPECT_EQ(text_at(0), "example");
     EXPECT_EQ(ops->get_wakeup_info(area), 0);
-    EXPECT_EQ(to_hex(Bytes(area, area + MCU_WAKEUP_INFO_SIZE)), to_hex(Bytes(71)));
+    EXPECT_EQ(to_hex(Bytes(area, area + kMcuWakeupInfoSize)), to_hex(Bytes(71)));
 }
 
 TEST_F(TheExample, KeepsTheTimeThatItIsGiven) {

@@ -61,7 +61,7 @@ std::vector<Element> consume(QN_QUEUE* queue, std::atomic<uint32_t>& taken) {
 
 using Seen = std::map<uint32_t, std::vector<bool>>;
 
-// Each element is whole, new, and behind the earlier ones of its producer.
+// Each element is whole, new, and after the earlier ones of its producer.
 void check_one_consumer(const std::vector<Element>& elements, Seen& seen) {
     std::map<uint32_t, uint32_t> next;
     for (const Element& element : elements) {

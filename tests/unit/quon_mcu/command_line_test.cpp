@@ -26,7 +26,7 @@ struct refusal_row {
 };
 
 // Refused before any connection is tried: there is no daemon here, which would be status 3.
-const refusal_row refusals[] = {
+const refusal_row kRefusals[] = {
     {{}, "a command is missing; see 'quon-mcu --help'"},
     {{"gte"}, "unknown command 'gte'; did you mean 'get'"},
     {{"--jsn", "list"}, "unknown option '--jsn'; did you mean '--json'?"},
@@ -110,7 +110,7 @@ const refusal_row refusals[] = {
 };
 
 TEST(AWrongCommandLine, IsRefusedWithStatus2AndSaysWhy) {
-    for (const refusal_row& row : refusals) {
+    for (const refusal_row& row : kRefusals) {
         const outcome got = run_client(row.line);
         EXPECT_EQ(got.status, 2) << row.err;
         EXPECT_EQ(got.out, "") << row.err;

@@ -61,8 +61,8 @@ decoded decode_lines(const lines& text) {
     return result;
 }
 
-const byte_list time_payload = {26, 2, 3, 4, 5, 6, 0, 0, 0, 0};
-const std::string time_line =
+const byte_list kTimePayload = {26, 2, 3, 4, 5, 6, 0, 0, 0, 0};
+const std::string kTimeLine =
     "chip->host 0x84 get_time len 10 year=26 month=2 day=3 hour=4 minute=5 second=6 "
     "rest_6=00000000";
 
@@ -70,7 +70,7 @@ TEST(ADump, OfOneLineIsOneFrame) {
     EXPECT_EQ(decode_lines({"D/HEX recv msg: 0000-000F: 84 0A 00 00 00 1A 02 03  04 05 06 00 00 00 "
                             "00      ..............."})
                   .frames,
-              lines{time_line});
+              lines{kTimeLine});
 }
 
 TEST(ADump, OfSeveralLinesIsOneFrame) {
@@ -84,21 +84,21 @@ TEST(ADump, OfSeveralLinesIsOneFrame) {
 
 TEST(ADump, FollowsAnotherAtOnce) {
     lines text = dump_of(frame_of(0xA7, byte_list(11)));  // fills its line
-    const lines second = dump_of(frame_of(0x84, time_payload));
+    const lines second = dump_of(frame_of(0x84, kTimePayload));
     text.insert(text.end(), second.begin(), second.end());
     const decoded result = decode_lines(text);
     ASSERT_EQ(result.frames.size(), 2u);
-    EXPECT_EQ(result.frames[1], time_line);
+    EXPECT_EQ(result.frames[1], kTimeLine);
     EXPECT_EQ(result.strays, 0u);
 }
 
 TEST(ADump, StandsAmongOtherLinesAndColours) {
     lines text = {"[quon_mcu_daemon] something else", "",
                   "\x1b[32;1mI/HI3861L  [01-01 00:00:00.000] (f:1) upgrade start"};
-    const lines dump = dump_of(frame_of(0x84, time_payload));
+    const lines dump = dump_of(frame_of(0x84, kTimePayload));
     text.push_back("\x1b[0m  daemon | " + dump[0]);
     text.emplace_back("words behind it");
-    EXPECT_EQ(decode_lines(text).frames, lines{time_line});
+    EXPECT_EQ(decode_lines(text).frames, lines{kTimeLine});
 }
 
 TEST(ADump, KeepsTheTimeThatItsLogPutsBeforeIt) {
@@ -145,16 +145,16 @@ TEST(ADump, DoesNotTakeItsCharactersForDigits) {
 TEST(ADump, OfAMalformedFrameSaysSo) {
     EXPECT_EQ(decode_lines(dump_of({0x84, 10, 0})).frames,
               lines{"chip->host malformed, 3 bytes 840a00"});
-    byte_list longer = frame_of(0x84, time_payload);
+    byte_list longer = frame_of(0x84, kTimePayload);
     longer[1] = 3;
     EXPECT_EQ(decode_lines(dump_of(longer)).frames,
               lines{"chip->host 0x84 get_time len 3 malformed, 10 payload bytes " +
-                    catalog::to_hex(time_payload)});
-    byte_list endless = frame_of(0x84, time_payload);
+                    catalog::to_hex(kTimePayload)});
+    byte_list endless = frame_of(0x84, kTimePayload);
     endless[4] = 0xff;
     EXPECT_EQ(decode_lines(dump_of(endless)).frames,
               lines{"chip->host 0x84 get_time len 4278190090 malformed, 10 payload bytes " +
-                    catalog::to_hex(time_payload)});
+                    catalog::to_hex(kTimePayload)});
 }
 
 TEST(ADumpLine, WithoutItsBeginningIsAStray) {

@@ -11,10 +11,10 @@
 namespace quon::client {
 namespace {
 
-const std::string docs = QUON_DOCS;
+const std::string kDocs = QUON_DOCS;
 
 std::string file(const std::string& name) {
-    std::ifstream in(docs + "/" + name);
+    std::ifstream in(kDocs + "/" + name);
     EXPECT_TRUE(in) << name;
     return {std::istreambuf_iterator<char>(in), {}};
 }
@@ -96,7 +96,7 @@ std::string without_missing_pages(const std::string& text) {
 
 TEST(TheManualPages, RenderWithoutWarnings) {
     for (const char* name : {"quon-mcu.1", "quon_mcu_daemon.8"}) {
-        const std::string page = docs + "/man/" + name;
+        const std::string page = kDocs + "/man/" + name;
         const auto lint = quon::test::run({"mandoc", "-T", "lint", "-W", "all", page});
         EXPECT_EQ(without_missing_pages(lint.out + lint.err), "") << name;
         const auto shown = quon::test::run(

@@ -40,10 +40,10 @@ TEST(LongHex, ThatIsAllZeroIsSaidInWords) {
     EXPECT_EQ(people("battery_status", byte_list(5)), "bytes  0000000000\n");
 }
 
-constexpr std::string_view zero = "zero, or not sent";
+constexpr std::string_view kZero = "zero, or not sent";
 
 std::string people_answer(const char* record, const byte_list& bytes) {
-    return fields_text(*catalog::find_record(record), bytes, zero);
+    return fields_text(*catalog::find_record(record), bytes, kZero);
 }
 
 TEST(AFieldThatMayNotHaveBeenSent, IsADashWithTheReason) {
@@ -78,12 +78,12 @@ TEST(AFieldWhoseEndMayNotHaveBeenSent, CountsTheseBytes) {
 
 TEST(AFieldThatMayNotHaveBeenSent, IsNullInJsonWithAReason) {
     const catalog::service& service = service_named("get.time");
-    EXPECT_EQ(dump(answer_json(service, byte_list{26, 2, 3, 4, 5, 0, 0, 0, 0, 0}, zero)),
+    EXPECT_EQ(dump(answer_json(service, byte_list{26, 2, 3, 4, 5, 0, 0, 0, 0, 0}, kZero)),
               R"({"service":"method.quon.mcu.get.time","length":10,"hex":"1a020304050000000000",)"
               R"("fields":{"year":26,"month":2,"day":3,"hour":4,"minute":5,"second":null,)"
               R"("rest_6":null},"reasons":{"second":"zero, or not sent",)"
               R"("rest_6":"zero, or not sent"}})");
-    EXPECT_EQ(dump(answer_json(service, byte_list{26, 2, 3, 4, 5, 0, 0, 0, 0, 9}, zero)),
+    EXPECT_EQ(dump(answer_json(service, byte_list{26, 2, 3, 4, 5, 0, 0, 0, 0, 9}, kZero)),
               R"({"service":"method.quon.mcu.get.time","length":10,"hex":"1a020304050000000009",)"
               R"("fields":{"year":26,"month":2,"day":3,"hour":4,"minute":5,"second":0,)"
               R"("rest_6":"00000009"}})");
@@ -114,7 +114,7 @@ TEST(AnEventInWords, HasADashForWhatMayNotHaveBeenSent) {
     byte_list event(33);
     event[1] = 1;
     event[2] = 10;
-    EXPECT_EQ(line_text(*catalog::find_record("net_event"), event, zero),
+    EXPECT_EQ(line_text(*catalog::find_record("net_event"), event, kZero),
               "rest_0=00 state=1 ip=10.0.0.0 netmask=- gateway=- mac=- dns1=- dns2=- rest_28=-");
 }
 

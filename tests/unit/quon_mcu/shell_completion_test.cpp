@@ -8,14 +8,14 @@ namespace {
 
 using quon::test::Result;
 
-const std::string setup = "PATH='" + std::string(QUON_MCU_FOLDER) + "':$PATH; ";
+const std::string kSetup = "PATH='" + std::string(QUON_MCU_FOLDER) + "':$PATH; ";
 
 // What bash offers for a line, one word a line.
 std::string offered_by_bash(const std::string& line) {
     const Result got = quon::test::run(
         {"bash", "--norc", "--noprofile", "-c",
-         setup + "source <(quon-mcu completion bash); COMP_LINE=\"$1\"; COMP_POINT=${#COMP_LINE}; "
-                 "_quon_mcu; for word in \"${COMPREPLY[@]}\"; do echo \"$word\"; done",
+         kSetup + "source <(quon-mcu completion bash); COMP_LINE=\"$1\"; COMP_POINT=${#COMP_LINE}; "
+                  "_quon_mcu; for word in \"${COMPREPLY[@]}\"; do echo \"$word\"; done",
          "bash", line});
     return got.out + got.err;
 }
@@ -24,7 +24,7 @@ std::string offered_by_bash(const std::string& line) {
 std::string offered_by_zsh(const std::string& quoted_words, int current) {
     const Result got = quon::test::run(
         {"zsh", "-f", "-c",
-         setup +
+         kSetup +
              "compdef() { : }; compadd() { print -r -- compadd \"${(qqq)@}\" }; "
              "_files() { print files }; source <(quon-mcu completion zsh); words=(" +
              quoted_words + "); CURRENT=" + std::to_string(current) + "; _quon_mcu"});
@@ -52,8 +52,8 @@ TEST(BashCompletion, AsksTheProgram) {
 
 TEST(BashCompletion, FallsBackToFiles) {
     const Result got = quon::test::run({"bash", "--norc", "--noprofile", "-c",
-                                        setup + "source <(quon-mcu completion bash); "
-                                                "complete -p quon-mcu"});
+                                        kSetup + "source <(quon-mcu completion bash); "
+                                                 "complete -p quon-mcu"});
     EXPECT_EQ(got.out, "complete -o default -F _quon_mcu quon-mcu\n");
     EXPECT_EQ(got.err, "");
 }

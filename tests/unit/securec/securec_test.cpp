@@ -18,7 +18,7 @@ constexpr size_t kDestMax = 8;
 constexpr size_t kTooLarge = 0x80000000UL;
 constexpr char kOld = '#';
 
-// Values of the documents, not of <cerrno>.
+// The library's own numbers, typed here instead of taken from <cerrno>.
 constexpr int kInvalid = 22;
 constexpr int kRange = 34;
 constexpr int kInvalidAndReset = 150;
@@ -39,7 +39,7 @@ std::string zero_bytes(size_t count) {
     return std::string(count, '\0');
 }
 
-TEST(TheResultNumbers, AreTheDocumentedOnes) {
+TEST(TheResultNumbers, AreTheLibrarysOwn) {
     EXPECT_EQ(EOK, 0);
     EXPECT_EQ(EINVAL, kInvalid);
     EXPECT_EQ(ERANGE, kRange);
@@ -85,7 +85,7 @@ const std::vector<MemoryCase> kCopies = {
 };
 // clang-format on
 
-TEST_P(MemcpyS, GivesTheDocumentedResultAndDestination) {
+TEST_P(MemcpyS, GivesTheResultAndTheDestinationOfItsRow) {
     const MemoryCase& row = GetParam();
     const std::array<char, kAreaSize> source = {'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h', 'i'};
     Area area;
@@ -155,7 +155,7 @@ const std::vector<MemoryCase> kFills = {
 };
 // clang-format on
 
-TEST_P(MemsetS, GivesTheDocumentedResultAndDestination) {
+TEST_P(MemsetS, GivesTheResultAndTheDestinationOfItsRow) {
     const MemoryCase& row = GetParam();
     Area area;
     EXPECT_EQ(memset_s(row.dest_null ? nullptr : area.bytes.data(), row.dest_max, 'x', row.count),
@@ -231,13 +231,13 @@ void check_format(Formatter formatter, const FormatCase& row) {
               row.result);
     if (row.written) {
         EXPECT_STREQ(area.bytes.data(), row.after);
-        EXPECT_EQ(area.text().substr(kDestMax), old_bytes(8)) << "bytes behind the destination";
+        EXPECT_EQ(area.text().substr(kDestMax), old_bytes(8)) << "bytes beyond the destination";
     } else {
         EXPECT_EQ(area.text(), kAllOld);
     }
 }
 
-TEST_P(Formatters, GiveTheDocumentedResultAndText) {
+TEST_P(Formatters, GiveTheResultAndTheTextOfTheirRow) {
     check_format(snprintf_s, GetParam());
     check_format(format_by_list, GetParam());
 }

@@ -7,8 +7,8 @@ namespace {
 
 using word_list = std::vector<std::string>;
 
-const word_list known = {"get.time", "set.time", "get.wifi.status", "get.battery.status",
-                         "get.wifi.info"};
+const word_list kKnown = {"get.time", "set.time", "get.wifi.status", "get.battery.status",
+                          "get.wifi.info"};
 
 struct suggestion_row {
     const char* word;
@@ -24,7 +24,7 @@ TEST(AnUnknownWord, GetsTheNearestSuggestions) {
         {"completely.different.thing", {}},       {"", {}},
     };
     for (const suggestion_row& row : rows) {
-        EXPECT_EQ(nearest(row.word, known), row.expected) << row.word;
+        EXPECT_EQ(nearest(row.word, kKnown), row.expected) << row.word;
     }
 }
 

@@ -427,16 +427,16 @@ TEST_F(ADeafPeer, MissesItsHandOverAndHoldsNobodyUp) {
 class AConnectionUnderWay : public HandOffTest {};
 
 TEST_F(AConnectionUnderWay, IsGivenUpAfter6000MillisecondsOfTheClockAndNotOneBefore) {
-    constexpr std::int64_t begin = 1'000'999;
+    constexpr std::int64_t kBegin = 1'000'999;
     const SilentServer silent;
-    clock_of_the_thread = begin;
+    clock_of_the_thread = kBegin;
     start(record_for(silent));
     ASSERT_TRUE(wait_until([&] { return silent.attempts().size() == 1; }));
-    clock_of_the_thread = begin + 5999;
+    clock_of_the_thread = kBegin + 5999;
     const int seen = passes;
     ASSERT_TRUE(wait_until([&] { return passes >= seen + 3; }));
     EXPECT_EQ(silent.attempts().size(), 1U);
-    clock_of_the_thread = begin + 6000;
+    clock_of_the_thread = kBegin + 6000;
     EXPECT_TRUE(wait_until([&] { return silent.attempts().empty(); }));
 }
 

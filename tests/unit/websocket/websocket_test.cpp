@@ -91,9 +91,9 @@ std::atomic<std::size_t> answers_given{0};
 
 // Three answers that are no success, then one that is.
 int answer_in_four_ways(int* updated) {
-    static constexpr std::array<std::pair<int, int>, 4> answers = {
+    static constexpr std::array<std::pair<int, int>, 4> kAnswers = {
         {{0, 1}, {-1, 1}, {4, 0}, {1, 7}}};
-    const auto& [result, value] = answers.at(answers_given++);
+    const auto& [result, value] = kAnswers.at(answers_given++);
     entry_values += *updated;
     *updated = value;
     return result;

@@ -69,7 +69,7 @@ uint32_t longest(const record& what) {
         return each.request == &what || each.reply == &what;
     });
     constexpr uint32_t kOnTheBus = DBUS_DATA_SIZE;
-    return what.size != 0 ? what.size : is_chips ? HI3861L_PAYLOAD_SIZE : kOnTheBus;
+    return what.size != 0 ? what.size : is_chips ? kHi3861lPayloadSize : kOnTheBus;
 }
 
 uint32_t most_entries(const record& list) {

@@ -19,16 +19,16 @@
 
 namespace {
 
-constexpr int socket_limit = 16;
-constexpr int buffer_size = 4 * 1024 * 1024;
-constexpr long reconnect_pause_ms = 50;
+constexpr int kSocketLimit = 16;
+constexpr int kBufferSize = 4 * 1024 * 1024;
+constexpr long kReconnectPauseMs = 50;
 
 struct link_socket {
     std::atomic<int> fd_plus_one{0};  // 0: free
     std::atomic<uint32_t> port{0};    // 0: not bound
 };
 
-constinit link_socket sockets[socket_limit];
+constinit link_socket sockets[kSocketLimit];
 // Guards the table and the replacement of a descriptor's connection. Nothing below it blocks.
 constinit pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
 
@@ -47,8 +47,8 @@ link_socket* find(int fd) {
 }
 
 const char* simulator_path() {
-    const char* path = getenv(CHIP_LINK_SOCKET_VARIABLE);
-    return path != nullptr && *path != '\0' ? path : CHIP_LINK_DEFAULT_SOCKET;
+    const char* path = getenv(kChipLinkSocketVariable);
+    return path != nullptr && *path != '\0' ? path : kChipLinkDefaultSocket;
 }
 
 // No thread may end with the lock held.
@@ -90,7 +90,7 @@ int connect_to_simulator() {
         chip_link_next()->close(fd);
         return fail(error);
     }
-    chip_link_next()->setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &buffer_size, sizeof buffer_size);
+    chip_link_next()->setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &kBufferSize, sizeof kBufferSize);
     return fd;
 }
 
@@ -222,11 +222,11 @@ long receive_timeout_ms(int fd) {
 bool wait_for_simulator(int fd, int flags) {
     const bool wait = (flags & MSG_DONTWAIT) == 0 && (fcntl(fd, F_GETFL) & O_NONBLOCK) == 0;
     const long limit = receive_timeout_ms(fd);
-    for (long waited = 0; !reconnect(fd); waited += reconnect_pause_ms) {
+    for (long waited = 0; !reconnect(fd); waited += kReconnectPauseMs) {
         if (waited != 0 && (!wait || (limit > 0 && waited >= limit))) {
             return false;
         }
-        pause_ms(reconnect_pause_ms);
+        pause_ms(kReconnectPauseMs);
     }
     return true;
 }

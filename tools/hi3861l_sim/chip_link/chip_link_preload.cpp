@@ -37,8 +37,8 @@ int preload_close(int) CHIP_LINK_EXPORT("close");
 
 namespace {
 
-constexpr char library_name[] = "libhi3861l_chip_link.so";
-constexpr char daemon_name[] = "quon_mcu_daemon";
+constexpr char kLibraryName[] = "libhi3861l_chip_link.so";
+constexpr char kDaemonName[] = "quon_mcu_daemon";
 
 chip_link_libc libc_functions;
 pthread_once_t resolved = PTHREAD_ONCE_INIT;
@@ -62,8 +62,8 @@ void resolve_all() {
 }
 
 bool is_this_library(const char* entry, size_t length) {
-    const size_t name = sizeof library_name - 1;
-    return length >= name && memcmp(entry + length - name, library_name, name) == 0;
+    const size_t name = sizeof kLibraryName - 1;
+    return length >= name && memcmp(entry + length - name, kLibraryName, name) == 0;
 }
 
 // The text is changed where it stands: some C libraries forget a variable that is set before main.
@@ -91,7 +91,7 @@ void leave_preload_list() {
 // Some C libraries know the program's name only in main.
 bool is_the_daemon() {
     if (*program_invocation_short_name != '\0') {
-        return strcmp(program_invocation_short_name, daemon_name) == 0;
+        return strcmp(program_invocation_short_name, kDaemonName) == 0;
     }
     char words[PATH_MAX + 1] = {};
     const int fd = open("/proc/self/cmdline", O_RDONLY | O_CLOEXEC);
@@ -102,7 +102,7 @@ bool is_the_daemon() {
         chip_link_next()->close(fd);
     }
     const char* slash = strrchr(words, '/');
-    return strcmp(slash != nullptr ? slash + 1 : words, daemon_name) == 0;
+    return strcmp(slash != nullptr ? slash + 1 : words, kDaemonName) == 0;
 }
 
 // Before main, so that no command can come first: the daemon serves its peers before it opens the

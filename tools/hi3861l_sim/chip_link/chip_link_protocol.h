@@ -12,9 +12,9 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
-inline constexpr char CHIP_LINK_SOCKET_VARIABLE[] = "HI3861L_SIM_SOCKET";
-inline constexpr char CHIP_LINK_DEFAULT_SOCKET[] = "/tmp/hi3861l-sim.sock";
-inline constexpr char CHIP_LINK_PORT_NAME_FORMAT[] = "hi3861l-sim/%u/%08x";
+inline constexpr char kChipLinkSocketVariable[] = "HI3861L_SIM_SOCKET";
+inline constexpr char kChipLinkDefaultSocket[] = "/tmp/hi3861l-sim.sock";
+inline constexpr char kChipLinkPortNameFormat[] = "hi3861l-sim/%u/%08x";
 
 // A number of its own for each simulator's path, so that simulators do not share their ports.
 static inline uint32_t chip_link_path_number(const char* path) {
@@ -32,7 +32,7 @@ static inline socklen_t chip_link_port_name(struct sockaddr_un* name, uint32_t p
     memset(name, 0, sizeof *name);
     name->sun_family = AF_UNIX;
     const int length = snprintf(name->sun_path + 1, sizeof name->sun_path - 1,
-                                CHIP_LINK_PORT_NAME_FORMAT, port, chip_link_path_number(path));
+                                kChipLinkPortNameFormat, port, chip_link_path_number(path));
     return (socklen_t)(offsetof(struct sockaddr_un, sun_path) + 1 + (size_t)length);
 }
 
@@ -46,7 +46,7 @@ static inline uint32_t chip_link_port_of(const struct sockaddr_un* name, socklen
         return 0;
     }
     memcpy(text, name->sun_path + 1, length - head);
-    return sscanf(text, CHIP_LINK_PORT_NAME_FORMAT, &port, &number) == 2 ? port : 0;
+    return sscanf(text, kChipLinkPortNameFormat, &port, &number) == 2 ? port : 0;
 }
 
 #endif

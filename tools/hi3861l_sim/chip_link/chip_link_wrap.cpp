@@ -53,9 +53,9 @@ int __wrap_close(int fd) {
 }
 
 const chip_link_libc* chip_link_next() {
-    static constexpr chip_link_libc libc_functions = {
+    static constexpr chip_link_libc kLibcFunctions = {
         __real_socket,     __real_bind,        __real_sendto, __real_recvfrom,
         __real_setsockopt, __real_getsockname, __real_close,
     };
-    return &libc_functions;
+    return &kLibcFunctions;
 }

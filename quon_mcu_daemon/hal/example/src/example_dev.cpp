@@ -21,7 +21,7 @@ constexpr mcu_net_info kNetwork = {.ip = {192, 0, 2, 10},
 
 // Handlers call from many threads.
 pthread_mutex_t g_lock = PTHREAD_MUTEX_INITIALIZER;
-uint8_t g_time[MCU_TIME_SIZE] = {26, 1, 1};  // 2026-01-01
+uint8_t g_time[kMcuTimeSize] = {26, 1, 1};  // 2026-01-01
 mcu_net_info g_network = {};
 uint32_t g_network_updated = 0;
 
@@ -30,13 +30,13 @@ int32_t example_succeed() {
 }
 
 int32_t example_get_version(char* text) {
-    constexpr char version[] = "example";
-    memcpy(text, version, sizeof(version));
+    constexpr char kVersion[] = "example";
+    memcpy(text, kVersion, sizeof(kVersion));
     return 0;
 }
 
 int32_t example_get_wakeup_info(uint8_t* record) {
-    memset(record, 0, MCU_WAKEUP_INFO_SIZE);
+    memset(record, 0, kMcuWakeupInfoSize);
     return 0;
 }
 
@@ -94,7 +94,7 @@ int32_t example_refuse(Args...) {
 }  // namespace
 
 const mcu_ops* example_get_ops_handle() {
-    static constexpr mcu_ops table = {
+    static constexpr mcu_ops kTable = {
         .init = example_succeed,
         .deinit = example_succeed,
         .get_version = example_get_version,
@@ -148,5 +148,5 @@ const mcu_ops* example_get_ops_handle() {
         .get_soc_poweron_time_info_list = nullptr,
         .get_soc_poweron_time_cur_info = nullptr,
     };
-    return &table;
+    return &kTable;
 }

@@ -9,8 +9,8 @@
 #include "mcu_records.h"
 
 // Frame, both directions: type (1 byte), payload length (4 bytes, little-endian), payload.
-inline constexpr uint32_t HI3861L_FRAME_HEAD_SIZE = 5;
-inline constexpr uint32_t HI3861L_PAYLOAD_SIZE = 384;
+inline constexpr uint32_t kHi3861lFrameHeadSize = 5;
+inline constexpr uint32_t kHi3861lPayloadSize = 384;
 
 enum hi3861l_msg_type : uint8_t {
     // Events, raised by the chip.
@@ -21,8 +21,8 @@ enum hi3861l_msg_type : uint8_t {
     HI3861L_EVENT_4 = 0x04,
     HI3861L_EVENT_5 = 0x05,
 // Commands. Those with a time-out are answered by a frame of the same type. 0xA8 is not used.
-#define HI3861L_COMMAND_TYPE(family, slot, function, message, type, ...) message = type,
-#define HI3861L_START_TYPE(message, type, timeout_ms) message = type,
+#define HI3861L_COMMAND_TYPE(family, slot, function, message, type, ...) message = (type),
+#define HI3861L_START_TYPE(message, type, timeout_ms) message = (type),
     HI3861L_OPERATIONS(HI3861L_COMMAND_TYPE) HI3861L_START_QUERY(HI3861L_START_TYPE)
 #undef HI3861L_COMMAND_TYPE
 #undef HI3861L_START_TYPE
@@ -37,8 +37,10 @@ constexpr int32_t hi3861l_timeout_ms(hi3861l_msg_type type) {
 #define HI3861L_START_TIMEOUT(message, type, timeout_ms) \
     case message:                                        \
         return timeout_ms;
+        // Rows that share a time-out only happen to. NOLINTBEGIN(bugprone-branch-clone)
         HI3861L_OPERATIONS(HI3861L_COMMAND_TIMEOUT)
         HI3861L_START_QUERY(HI3861L_START_TIMEOUT)
+        // NOLINTEND(bugprone-branch-clone)
 #undef HI3861L_COMMAND_TIMEOUT
 #undef HI3861L_START_TIMEOUT
         default:
@@ -49,11 +51,11 @@ constexpr int32_t hi3861l_timeout_ms(hi3861l_msg_type type) {
 // Network record: event payload bytes 2-27, and the reply of HI3861L_GET_NET_INFO.
 using hi3861l_net_info = mcu_net_info;
 
-inline constexpr uint32_t HI3861L_NET_EVENT_STATE_OFFSET = 1;
-inline constexpr uint32_t HI3861L_NET_EVENT_RECORD_OFFSET = 2;
+inline constexpr uint32_t kHi3861lNetEventStateOffset = 1;
+inline constexpr uint32_t kHi3861lNetEventRecordOffset = 2;
 
 // Byte 4 of the reply to an accepted upgrade block.
-inline constexpr uint32_t HI3861L_UPG_ANSWER_OFFSET = 4;
-inline constexpr uint8_t HI3861L_UPG_ACCEPTED = 0xA1;
+inline constexpr uint32_t kHi3861lUpgAnswerOffset = 4;
+inline constexpr uint8_t kHi3861lUpgAccepted = 0xA1;
 
 #endif

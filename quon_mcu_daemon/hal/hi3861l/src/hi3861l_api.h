@@ -8,8 +8,10 @@
 #include "hi3861l_operations.h"
 #include "mcu_ops_table.h"
 
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define HI3861L_DECLARE_LOCAL(slot, function) \
     std::remove_pointer_t<decltype(mcu_ops::slot)> function;
+// NOLINTEND(bugprone-macro-parentheses)
 #define HI3861L_DECLARE(family, slot, function, ...) HI3861L_DECLARE_LOCAL(slot, function)
 HI3861L_OPERATIONS(HI3861L_DECLARE)
 HI3861L_LOCAL_OPERATIONS(HI3861L_DECLARE_LOCAL)

@@ -44,7 +44,7 @@ void init_reply_cond() {
 }  // namespace
 
 int32_t hi3861l_failed(const char* function, int line, const char* reason) {
-    QnLogPrint(QN_LOG_ERROR, HI3861L_TAG, HI3861L_SOURCE, function, line, "[%s] failed\n", reason);
+    QnLogPrint(QN_LOG_ERROR, kHi3861lTag, kHi3861lSource, function, line, "[%s] failed\n", reason);
     return -1;
 }
 

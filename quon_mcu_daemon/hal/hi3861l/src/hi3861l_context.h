@@ -10,12 +10,12 @@
 #include "quon_log.h"
 #include "quon_queue.h"
 
-inline constexpr char HI3861L_TAG[] = "HI3861L";
-inline constexpr char HI3861L_SOURCE[] = "hi3861l_dev";
+inline constexpr char kHi3861lTag[] = "HI3861L";
+inline constexpr char kHi3861lSource[] = "hi3861l_dev";
 
 // A line under the name of the function that it stands in.
 #define HI3861L_LOG(level, ...) \
-    QnLogPrint(level, HI3861L_TAG, HI3861L_SOURCE, __func__, __LINE__, __VA_ARGS__)
+    QnLogPrint(level, kHi3861lTag, kHi3861lSource, __func__, __LINE__, __VA_ARGS__)
 
 // Logs "[%s] failed\n" with `reason` at level 1 under the name `function`. Returns -1.
 int32_t hi3861l_failed(const char* function, int line, const char* reason);

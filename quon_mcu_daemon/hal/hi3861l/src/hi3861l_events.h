@@ -8,7 +8,7 @@
 
 // A queued event: the head of its message's payload. The type is not kept.
 struct hi3861l_event {
-    uint8_t bytes[MCU_EVENT_INFO_SIZE];
+    uint8_t bytes[kMcuEventInfoSize];
 };
 static_assert(sizeof(hi3861l_event) == 33);
 

@@ -17,7 +17,7 @@ namespace {
 constexpr char kPrintSource[] = "quon_mcu_daemon/hal/hi3861l/src/hi3861l_dev";
 constexpr size_t kCommandSize = 384;
 
-// A line on standard output, past the log, under the name of the function that it stands in.
+// A line on standard output, bypassing the log, under the name of the function that it stands in.
 #define PRINT(format, ...)                                            \
     printf("[%s][%s][l:%d]," format "\n\r\n", kPrintSource, __func__, \
            __LINE__ __VA_OPT__(, ) __VA_ARGS__)
@@ -27,20 +27,20 @@ constexpr size_t kCommandSize = 384;
 int32_t sample_wlan_init_up() {
     char command[kCommandSize] = {};
     if (snprintf_s(command, sizeof(command), sizeof(command) - 1, "ifconfig %s up",
-                   MCU_WLAN_INTERFACE) < 0) {
+                   kMcuWlanInterface) < 0) {
         // cppcheck-suppress syntaxError ; it does not know __VA_OPT__, so it leaves this file alone
         PRINT("snprintf_s fail");
         return -1;
     }
     if (system(command) == -1) {
-        PRINT("%s up error", MCU_WLAN_INTERFACE);
+        PRINT("%s up error", kMcuWlanInterface);
         return -1;
     }
     return 0;
 }
 
 int32_t hi3861l_wlan_init_mac() {
-    uint8_t info[MCU_REPLY_AREA_SIZE] = {};
+    uint8_t info[kMcuReplyAreaSize] = {};
     if (hi3861l_get_ip_info(info) != 0) {
         return hi3861l_failed(__func__, __LINE__, "hi3861l_get_ip_info failed");
     }

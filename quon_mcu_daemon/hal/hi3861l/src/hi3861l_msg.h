@@ -9,7 +9,7 @@
 // Only the low 8 bits of `type` travel.
 struct hi3861l_msg {
     uint32_t type;
-    uint8_t payload[HI3861L_PAYLOAD_SIZE];
+    uint8_t payload[kHi3861lPayloadSize];
     uint32_t len;
 };
 static_assert(sizeof(hi3861l_msg) == 392);

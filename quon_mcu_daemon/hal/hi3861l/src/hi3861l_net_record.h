@@ -9,7 +9,7 @@
 
 using hi3861l_wifi_info = mcu_wifi_texts;
 
-// Asks the chip for its network record and keeps it. `out` has room for MCU_REPLY_AREA_SIZE bytes.
+// Asks the chip for its network record and keeps it. `out` has room for kMcuReplyAreaSize bytes.
 // Returns 0, or -1 after logging why.
 int32_t hi3861l_get_ip_info(uint8_t* out);
 

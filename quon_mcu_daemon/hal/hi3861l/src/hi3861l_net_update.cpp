@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr mcu_log_origin kUpdate = {HI3861L_TAG, HI3861L_SOURCE, "hi3861l_update_ip_info"};
+constexpr mcu_log_origin kUpdate = {kHi3861lTag, kHi3861lSource, "hi3861l_update_ip_info"};
 
 bool is_mac_applied(const uint8_t (&mac)[6]) {
     pthread_mutex_lock(&g_hi3861l.record_lock);
@@ -45,7 +45,7 @@ bool apply_mac(const uint8_t (&mac)[6]) {
 }  // namespace
 
 void hi3861l_update_dns(const hi3861l_net_info* info) {
-    mcu_resolver_write({HI3861L_TAG, HI3861L_SOURCE, __func__}, *info);
+    mcu_resolver_write({kHi3861lTag, kHi3861lSource, __func__}, *info);
 }
 
 void hi3861l_update_ip_info(const hi3861l_net_info* info) {

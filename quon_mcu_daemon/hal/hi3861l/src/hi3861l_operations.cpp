@@ -56,6 +56,6 @@ constexpr mcu_ops make_table() {
 }  // namespace
 
 const mcu_ops* hi3861l_get_ops_handle() {
-    static constexpr mcu_ops table = make_table();
-    return &table;
+    static constexpr mcu_ops kTable = make_table();
+    return &kTable;
 }

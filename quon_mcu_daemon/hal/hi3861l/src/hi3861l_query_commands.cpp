@@ -11,7 +11,7 @@
 #include "securec.h"
 
 // A chip's answer is at most one payload long, and so is the area it is copied to.
-static_assert(MCU_REPLY_AREA_SIZE == HI3861L_PAYLOAD_SIZE);
+static_assert(kMcuReplyAreaSize == kHi3861lPayloadSize);
 
 int32_t hi3861l_exchange(hi3861l_msg_type type, const char* name, const void* body, uint32_t size,
                          hi3861l_msg* reply) {
@@ -28,7 +28,7 @@ int32_t hi3861l_exchange(hi3861l_msg_type type, const char* name, const void* bo
 
 void hi3861l_copy_answer(uint8_t* area, const hi3861l_msg& reply) {
     if (reply.len != 0) {
-        (void)memcpy_s(area, MCU_REPLY_AREA_SIZE, reply.payload, reply.len);
+        (void)memcpy_s(area, kMcuReplyAreaSize, reply.payload, reply.len);
     }
 }
 
@@ -51,7 +51,7 @@ int32_t hi3861l_run_text_query(hi3861l_msg_type type, const char* name, char* te
         return -1;
     }
     const size_t length =
-        strnlen(reinterpret_cast<const char*>(reply.payload), MCU_REPLY_AREA_SIZE - 1);
+        strnlen(reinterpret_cast<const char*>(reply.payload), kMcuReplyAreaSize - 1);
     memcpy(text, reply.payload, length);
     text[length] = '\0';
     return 0;
@@ -69,7 +69,7 @@ int32_t hi3861l_run_list_query(hi3861l_msg_type type, const char* name, uint32_t
     }
     const uint8_t count = reply.payload[0];
     list[0] = count;
-    const uint32_t size = std::min(count * entry_size, HI3861L_PAYLOAD_SIZE - 1);
+    const uint32_t size = std::min(count * entry_size, kHi3861lPayloadSize - 1);
     memcpy(list + 1, reply.payload + 1, size);
     return 0;
 }
@@ -80,7 +80,7 @@ int32_t hi3861l_api_get_wakeup_info(uint8_t* record) {
     if (hi3861l_run_query(HI3861L_GET_WAKEUP_INFO, __func__, record) != 0) {
         return -1;
     }
-    hi3861l_keep_second_mac(record + MCU_WAKEUP_MAC_OFFSET);
+    hi3861l_keep_second_mac(record + kMcuWakeupMacOffset);
     return 0;
 }
 

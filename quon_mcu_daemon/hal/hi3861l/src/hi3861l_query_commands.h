@@ -1,5 +1,5 @@
 // The families of queries: one exchange each, whose answer goes to the caller's area of
-// MCU_REPLY_AREA_SIZE bytes. `name` is the operation's, for its log lines. Each returns 0, or -1
+// kMcuReplyAreaSize bytes. `name` is the operation's, for its log lines. Each returns 0, or -1
 // after logging why.
 #ifndef HI3861L_QUERY_COMMANDS_H
 #define HI3861L_QUERY_COMMANDS_H
@@ -18,12 +18,12 @@ int32_t hi3861l_run_text_query(hi3861l_msg_type type, const char* name, char* te
 int32_t hi3861l_run_list_query(hi3861l_msg_type type, const char* name, uint32_t entry_size,
                                uint8_t* list);
 
-// One exchange with a body of `size` bytes, at most HI3861L_PAYLOAD_SIZE; `body` may be null when
+// One exchange with a body of `size` bytes, at most kHi3861lPayloadSize; `body` may be null when
 // that is 0. Fills `reply`.
 int32_t hi3861l_exchange(hi3861l_msg_type type, const char* name, const void* body, uint32_t size,
                          hi3861l_msg* reply);
 
-// Copies the answer to `area`, of MCU_REPLY_AREA_SIZE bytes.
+// Copies the answer to `area`, of kMcuReplyAreaSize bytes.
 void hi3861l_copy_answer(uint8_t* area, const hi3861l_msg& reply);
 
 #endif

@@ -19,10 +19,10 @@ bool is_dumped(uint8_t type) {
 }
 
 void apply_network_event(const uint8_t* payload) {
-    const uint8_t state = payload[HI3861L_NET_EVENT_STATE_OFFSET];
+    const uint8_t state = payload[kHi3861lNetEventStateOffset];
     if (state == 1 || state == 2) {
         hi3861l_net_info info;
-        memcpy(&info, payload + HI3861L_NET_EVENT_RECORD_OFFSET, sizeof(info));
+        memcpy(&info, payload + kHi3861lNetEventRecordOffset, sizeof(info));
         hi3861l_update_ip_info(&info);
     }
 }
@@ -61,15 +61,15 @@ void hand_to_waiter(const hi3861l_msg& msg) {
 
 hi3861l_msg hi3861l_decode(const uint8_t* data, int32_t len) {
     const auto size = static_cast<uint32_t>(std::max(len, 0));
-    uint8_t head[HI3861L_FRAME_HEAD_SIZE] = {};
-    std::copy_n(data, std::min(size, HI3861L_FRAME_HEAD_SIZE), head);
+    uint8_t head[kHi3861lFrameHeadSize] = {};
+    std::copy_n(data, std::min(size, kHi3861lFrameHeadSize), head);
 
     hi3861l_msg msg{};
     msg.type = head[0];
-    msg.len = std::min(quon_load_le32(head + 1), HI3861L_PAYLOAD_SIZE);
-    if (size > HI3861L_FRAME_HEAD_SIZE) {
-        memcpy(msg.payload, data + HI3861L_FRAME_HEAD_SIZE,
-               std::min(msg.len, size - HI3861L_FRAME_HEAD_SIZE));
+    msg.len = std::min(quon_load_le32(head + 1), kHi3861lPayloadSize);
+    if (size > kHi3861lFrameHeadSize) {
+        memcpy(msg.payload, data + kHi3861lFrameHeadSize,
+               std::min(msg.len, size - kHi3861lFrameHeadSize));
     }
     return msg;
 }

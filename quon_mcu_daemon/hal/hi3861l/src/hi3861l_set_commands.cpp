@@ -29,7 +29,7 @@ int32_t hi3861l_api_set_time(const uint8_t* time) {
     if (time == nullptr) {
         return hi3861l_failed(__func__, __LINE__, "param is invalid");
     }
-    if (hi3861l_run_command(HI3861L_SET_TIME, __func__, time, MCU_TIME_SIZE) != 0) {
+    if (hi3861l_run_command(HI3861L_SET_TIME, __func__, time, kMcuTimeSize) != 0) {
         return -1;
     }
     int8_t part[6];
@@ -45,13 +45,13 @@ int32_t hi3861l_api_set_system_state(uint8_t state) {
 }
 
 int32_t hi3861l_api_set_wdg_period(uint32_t period) {
-    uint8_t body[MCU_WDG_PERIOD_SIZE];
+    uint8_t body[kMcuWdgPeriodSize];
     quon_store_le32(body, period);
     return hi3861l_run_command(HI3861L_SET_WDG_PERIOD, __func__, body, sizeof(body));
 }
 
 int32_t hi3861l_api_set_cmd(const uint8_t* bytes, int32_t len) {
-    if (bytes == nullptr || len < 0 || static_cast<uint32_t>(len) > HI3861L_PAYLOAD_SIZE) {
+    if (bytes == nullptr || len < 0 || static_cast<uint32_t>(len) > kHi3861lPayloadSize) {
         return hi3861l_failed(__func__, __LINE__, "param is invalid");
     }
     return hi3861l_run_command(HI3861L_SET_CMD, __func__, bytes, static_cast<uint32_t>(len));

@@ -21,12 +21,12 @@ void write_frame(uint8_t* frame, size_t size, const hi3861l_msg* msg) {
     frame[0] = static_cast<uint8_t>(msg->type);
     quon_store_le32(frame + 1, msg->len);
     if (msg->len != 0) {
-        (void)memcpy_s(frame + HI3861L_FRAME_HEAD_SIZE, msg->len, msg->payload, msg->len);
+        (void)memcpy_s(frame + kHi3861lFrameHeadSize, msg->len, msg->payload, msg->len);
     }
 }
 
 // Waits once, without looking at the slot again: any wake-up before the deadline counts as the
-// reply, and an unfounded one leaves the reply empty. Intended. Under the reply lock.
+// reply, and a spurious one leaves the reply empty. Intended. Under the reply lock.
 int32_t wait_for_reply(hi3861l_msg* reply, int32_t timeout_ms) {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
@@ -54,7 +54,7 @@ timespec hi3861l_deadline(timespec now, int32_t timeout_ms) {
 }
 
 int32_t hi3861l_send_data(const hi3861l_msg* msg) {
-    const size_t size = HI3861L_FRAME_HEAD_SIZE + msg->len;
+    const size_t size = kHi3861lFrameHeadSize + msg->len;
     auto* const frame = static_cast<uint8_t*>(malloc(size));
     if (frame == nullptr) {
         HI3861L_LOG(QN_LOG_ERROR, "malloc failed\n");

@@ -12,18 +12,18 @@
 namespace {
 
 struct block_body {
-    uint8_t bytes[MCU_UPG_BLOCK_SIZE];
+    uint8_t bytes[kMcuUpgBlockSize];
 };
 
 // The caller's words and trailing byte, and as much data as the block says it has (at most what it
 // has room for); the rest of the data area stays zero.
 block_body body_of(const uint8_t* block) {
     block_body body = {};
-    memcpy(body.bytes, block, MCU_UPG_BLOCK_DATA_OFFSET);
-    const uint32_t data_size = std::min<uint32_t>(
-        quon_load_le32(block + MCU_UPG_BLOCK_LENGTH_OFFSET), MCU_UPG_BLOCK_DATA_SIZE);
-    memcpy(body.bytes + MCU_UPG_BLOCK_DATA_OFFSET, block + MCU_UPG_BLOCK_DATA_OFFSET, data_size);
-    body.bytes[MCU_UPG_BLOCK_TAIL_OFFSET] = block[MCU_UPG_BLOCK_TAIL_OFFSET];
+    memcpy(body.bytes, block, kMcuUpgBlockDataOffset);
+    const uint32_t data_size =
+        std::min<uint32_t>(quon_load_le32(block + kMcuUpgBlockLengthOffset), kMcuUpgBlockDataSize);
+    memcpy(body.bytes + kMcuUpgBlockDataOffset, block + kMcuUpgBlockDataOffset, data_size);
+    body.bytes[kMcuUpgBlockTailOffset] = block[kMcuUpgBlockTailOffset];
     return body;
 }
 
@@ -31,7 +31,7 @@ block_body body_of(const uint8_t* block) {
 
 int32_t hi3861l_api_upg_start(uint8_t first, uint32_t second) {
     HI3861L_LOG(QN_LOG_INFO, "upgrade start\n");
-    uint8_t body[MCU_UPG_START_SIZE] = {first};
+    uint8_t body[kMcuUpgStartSize] = {first};
     quon_store_le32(body + 1, second);
     hi3861l_msg reply;
     return hi3861l_exchange(HI3861L_UPG_START, __func__, body, sizeof(body), &reply);
@@ -47,7 +47,7 @@ int32_t hi3861l_api_upg_transmit(const uint8_t* block) {
         0) {
         return -1;
     }
-    return reply.payload[HI3861L_UPG_ANSWER_OFFSET] == HI3861L_UPG_ACCEPTED ? 0 : -1;
+    return reply.payload[kHi3861lUpgAnswerOffset] == kHi3861lUpgAccepted ? 0 : -1;
 }
 
 int32_t hi3861l_api_upg_finish() {

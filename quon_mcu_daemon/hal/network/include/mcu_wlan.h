@@ -6,7 +6,7 @@
 
 #include "mcu_log_origin.h"
 
-inline constexpr char MCU_WLAN_INTERFACE[] = "wlan0";
+inline constexpr char kMcuWlanInterface[] = "wlan0";
 
 // Each runs one command, which it logs at level 3, and blocks until it has ended. Returns false,
 // after logging it at level 1, when the command could not be run at all; its exit status does not

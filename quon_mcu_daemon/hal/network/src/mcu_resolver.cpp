@@ -30,7 +30,7 @@ address_text name_server(const uint8_t (&ip)[4]) {
 }
 
 void write_name_server(FILE* file, const address_text& address) {
-    fprintf(file, "nameserver %s # %s\n", address.text, MCU_WLAN_INTERFACE);
+    fprintf(file, "nameserver %s # %s\n", address.text, kMcuWlanInterface);
 }
 
 }  // namespace

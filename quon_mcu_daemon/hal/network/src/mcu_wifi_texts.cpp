@@ -5,7 +5,7 @@
 
 namespace {
 
-using text_field = char[MCU_WIFI_INFO_TEXT_SIZE];
+using text_field = char[kMcuWifiInfoTextSize];
 
 void write_mac(text_field& field, const uint8_t (&mac)[6]) {
     (void)snprintf_s(field, sizeof(field), sizeof(field) - 1, "%02x:%02x:%02x:%02x:%02x:%02x",

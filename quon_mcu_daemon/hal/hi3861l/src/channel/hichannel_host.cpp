@@ -104,7 +104,7 @@ sockaddr_nl address_of(uint32_t port) {
 }
 
 // An overrun of the receive buffer must not end the receive thread: the kernel is asked not to
-// report it, and the buffer is made large so that it hardly happens. Both are wishes.
+// report it, and the buffer is made large so that it hardly happens. Both are best effort.
 void make_tolerant_of_bursts(int32_t socket) {
     const int on = 1;
     (void)setsockopt(socket, kSocketLevelNetlink, NETLINK_NO_ENOBUFS, &on, sizeof(on));

@@ -1,0 +1,29 @@
+# shellcheck shell=bash
+# Names and words that docs/STYLE.md settles and that a pattern can find; for scripts/lint words.
+# Each row: what to say about a line, a Perl expression that finds it, and the files to look at.
+
+word_rows() { # FUNCTION, called with each row
+    local row=$1
+    local code=('*.c' '*.cpp' '*.h')
+    local all=(':!docs/STYLE.md' ':!scripts/lib/words.sh' ':!tests/docs/words_test.cpp')
+
+    "$row" 'a constant is named kName' \
+        '^\s*(inline |static )*constexpr (?!.*\boperator\b)(?!bus_service quon_mcu_)[^=({;]*[ *&](?!k[A-Z0-9])[A-Za-z_]\w*(\[[^]]*\])*\s*(=|\{|;)' \
+        "${code[@]}"
+    "$row" 'a constant is named kName' \
+        '^(static )?const (std::)?\w+(<[^>]*>)? (?!k[A-Z0-9])\w+(\[[^]]*\])*\s*(=|\{)' "${code[@]}"
+    "$row" 'a constant of a source is no macro without arguments' \
+        '^#define [A-Z][A-Z0-9_]* +(\(?-?[0-9]|[\x27])' '*.cpp' ':!tests/support/*'
+    "$row" 'what has no cause is spurious, not "unfounded"' '\b[Uu]nfounded\b' "${all[@]}"
+    "$row" 'what may fail without harm is best effort, not a wish' '\b[Ww]ish(es)?\b' "${all[@]}"
+    "$row" 'what lies outside is beyond, not behind' \
+        '\b(byte|bytes|room|read|written|bytes that lie) behind\b' "${all[@]}"
+    "$row" 'what lies outside is beyond the end, not past it' '\bpast (the|its) end\b' "${all[@]}"
+    "$row" 'what goes around something is bypassing it, not past it' \
+        '[,(] ?past (the )?(log|handler|faults)\b' "${all[@]}"
+    "$row" 'a comment says the thing itself, not that it is documented' \
+        '\b[Dd]ocumented\b|Documented[A-Z]|\b[Tt]he documents? (say|state|name|give|list)' \
+        "${all[@]}"
+    "$row" 'no reminder stays in a source' '(//|#|/\*).*\b(TODO|FIXME|XXX|HACK)\b' "${all[@]}"
+    "$row" 'a comment is no banner' '^\s*(//|#|\*)\s*[-=*/#]{8,}\s*$' "${all[@]}"
+}
