@@ -3,8 +3,10 @@
 //
 // Every slot returns 0, or -1 after logging why; get_event_info logs nothing when no event is
 // pending, nor upg_transmit when the chip refuses the block. A slot that its chip does not provide
-// is null. Slots may be called from any thread and block up to their chip exchange's time-out plus
-// the exchanges before it. Areas handed out to a query slot hold kMcuReplyAreaSize bytes.
+// is null where callers test it (slots 18, 39, 40, 42 to 51); the others are called as they stand
+// and must be filled. Slots may be called from any thread and block up to their chip exchange's
+// time-out plus the exchanges before it. Areas handed out to a query slot hold kMcuReplyAreaSize
+// bytes.
 #ifndef MCU_OPS_TABLE_H
 #define MCU_OPS_TABLE_H
 

@@ -6,10 +6,13 @@
 #include "mcu_resolver.h"
 #include "mcu_wifi_texts.h"
 #include "mcu_wlan.h"
+#include "quon_log.h"
 
 namespace {
 
-constexpr mcu_log_origin kUpdate = {"EXAMPLE", "example_dev", "example_update_network"};
+constexpr char kTag[] = "EXAMPLE";
+constexpr char kSource[] = "example_dev";
+constexpr mcu_log_origin kUpdate = {kTag, kSource, "example_set_wifi_connect"};
 
 // What a chip would report once its Wi-Fi link is up; addresses for documentation.
 constexpr mcu_net_info kNetwork = {.ip = {192, 0, 2, 10},
@@ -88,65 +91,63 @@ int32_t example_get_ipaddr_update_status(uint32_t* updated) {
 // For a slot that callers do not test: it must not be null.
 template <typename... Args>
 int32_t example_refuse(Args...) {
+    QnLogPrint(QN_LOG_ERROR, kTag, kSource, __func__, __LINE__, "not served\n");
     return -1;
+}
+
+// There never is one, which is no failure.
+int32_t example_get_event_info(uint8_t*) {
+    return -1;
+}
+
+constexpr mcu_ops make_table() {
+    mcu_ops table = {};  // the slots that are not named here stay null
+    table.init = example_succeed;
+    table.deinit = example_succeed;
+    table.get_version = example_get_version;
+    table.get_wakeup_info = example_get_wakeup_info;
+    table.set_time = example_set_time;
+    table.get_time = example_get_time;
+    table.set_led_state = example_refuse;
+    table.get_battery_status = example_refuse;
+    table.set_pir_switch = example_refuse;
+    table.set_pir_sensitivity = example_refuse;
+    table.get_pir_info = example_refuse;
+    table.set_pir_info = example_refuse;
+    table.set_wifi_connect = example_set_wifi_connect;
+    table.set_wifi_disconnect = example_refuse;
+    table.get_wifi_status = example_refuse;
+    table.get_wifi_info = example_get_wifi_info;
+    table.set_wifi_keepalive = example_refuse;
+    table.set_wifi_extended_info = example_refuse;
+    table.set_system_state = example_refuse;
+    table.get_event_info = example_get_event_info;
+    table.upg_start = example_refuse;
+    table.upg_transmit = example_refuse;
+    table.upg_finish = example_refuse;
+    table.set_store_params = example_refuse;
+    table.get_store_params = example_refuse;
+    table.set_wdg_state = example_refuse;
+    table.get_wdg_state = example_refuse;
+    table.set_wdg_period = example_refuse;
+    table.set_wdg_feed = example_refuse;
+    table.set_alarm = example_refuse;
+    table.get_alarm = example_refuse;
+    table.set_ap_start = example_refuse;
+    table.set_ap_stop = example_refuse;
+    table.set_crash_test = example_refuse;
+    table.get_err_report = example_refuse;
+    table.get_soc_min_version = example_refuse;
+    table.set_uart_switch = example_refuse;
+    table.set_wakeup_info = example_refuse;
+    table.set_cmd = example_refuse;
+    table.get_ipaddr_update_status = example_get_ipaddr_update_status;
+    return table;
 }
 
 }  // namespace
 
 const mcu_ops* example_get_ops_handle() {
-    static constexpr mcu_ops kTable = {
-        .init = example_succeed,
-        .deinit = example_succeed,
-        .get_version = example_get_version,
-        .get_wakeup_info = example_get_wakeup_info,
-        .set_time = example_set_time,
-        .get_time = example_get_time,
-        .set_led_state = example_refuse,
-        .get_battery_status = example_refuse,
-        .set_pir_switch = example_refuse,
-        .set_pir_sensitivity = example_refuse,
-        .get_pir_info = example_refuse,
-        .set_pir_info = example_refuse,
-        .set_wifi_connect = example_set_wifi_connect,
-        .set_wifi_disconnect = example_refuse,
-        .get_wifi_status = example_refuse,
-        .get_wifi_info = example_get_wifi_info,
-        .set_wifi_keepalive = example_refuse,
-        .set_wifi_extended_info = example_refuse,
-        .get_wifi_scanf_info = nullptr,
-        .set_system_state = example_refuse,
-        .get_event_info = example_refuse,
-        .upg_start = example_refuse,
-        .upg_transmit = example_refuse,
-        .upg_finish = example_refuse,
-        .set_store_params = example_refuse,
-        .get_store_params = example_refuse,
-        .set_wdg_state = example_refuse,
-        .get_wdg_state = example_refuse,
-        .set_wdg_period = example_refuse,
-        .set_wdg_feed = example_refuse,
-        .set_alarm = example_refuse,
-        .get_alarm = example_refuse,
-        .set_ap_start = example_refuse,
-        .set_ap_stop = example_refuse,
-        .set_crash_test = example_refuse,
-        .get_err_report = example_refuse,
-        .get_soc_min_version = example_refuse,
-        .set_uart_switch = example_refuse,
-        .set_wakeup_info = example_refuse,
-        .get_status_info = nullptr,
-        .set_charge_auto_poweron = nullptr,
-        .set_cmd = example_refuse,
-        .set_tamper_switch = nullptr,
-        .get_config_info = nullptr,
-        .set_log_profile = nullptr,
-        .get_log_profile = nullptr,
-        .get_bit_err_rate = nullptr,
-        .get_ipaddr_update_status = example_get_ipaddr_update_status,
-        .get_wifi_extended_status = nullptr,
-        .set_soc_poweron_time_info = nullptr,
-        .get_soc_poweron_time_info_list = nullptr,
-        .get_soc_poweron_time_cur_info = nullptr,
-    };
+    static constexpr mcu_ops kTable = make_table();
     return &kTable;
 }
