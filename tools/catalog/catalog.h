@@ -80,7 +80,7 @@ struct message {
     std::string_view name;  // as in hi3861l_protocol.h without its prefix, lower case: "get_time"
     const record* request;  // body towards the chip; null: empty
     const record* reply;    // body from the chip; null: none
-    int timeout_ms;         // 0: no reply is awaited
+    int timeout_ms = 0;     // of the driver; 0: no reply is awaited
 };
 
 enum class direction { to_chip, from_chip };
