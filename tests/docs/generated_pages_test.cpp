@@ -66,15 +66,16 @@ TEST_P(AStalePage, IsNamedAndMadeAnew) {
     const Result checked = make({"--check"});
     EXPECT_EQ(checked.status, kStale);
     EXPECT_EQ(checked.err, "stale: " + (docs() / page).string() + "\n");
-    EXPECT_NE(content_of(docs() / page), good) << "a check writes nothing";
+    EXPECT_FALSE(content_of(docs() / page) == good) << "a check writes nothing";
 
     EXPECT_EQ(make({}).err, "written: " + (docs() / page).string() + "\n");
     EXPECT_EQ(make({"--check"}).status, kNothingStale);
+    EXPECT_TRUE(page.ends_with(".svg") || content_of(docs() / page) == good);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Of, AStalePage,
-    testing::Values(Spoiled{"Services", "services.md", "| `get.ver`", "| `get.version`"},
+    testing::Values(Spoiled{"Services", "services.md", "firmware version of the chip", "version"},
                     Spoiled{"ATable", "protocol.md", "| 4 | 4 | `id`", "| 4 | 8 | `id`"},
                     Spoiled{"APicture", "pictures/layers.svg", "netlink channel", "channel"}),
     [](const auto& row) { return std::string(row.param.name); });
@@ -90,7 +91,7 @@ TEST_F(TheGeneratedPages, AreNotWrittenWhenATableHasNoEnd) {
     const Result result = make({});
     EXPECT_EQ(result.status, kStale);
     EXPECT_NE(result.err.find("protocol.md: the table "), std::string::npos) << result.err;
-    EXPECT_NE(content_of(docs() / "protocol.md"), good);
+    EXPECT_FALSE(content_of(docs() / "protocol.md") == good);
 }
 
 TEST_F(TheGeneratedPages, AreNotWrittenWhenASourceCannotBeDrawn) {

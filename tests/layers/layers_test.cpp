@@ -4,9 +4,13 @@
 
 #include <algorithm>
 #include <array>
+#include <fstream>
+#include <regex>
+#include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "source_tree.h"
@@ -336,6 +340,78 @@ TEST(TheSourceReader, TakesCommentsAwayButNotTextsInQuotes) {
         texts.push_back(std::to_string(line.number) + " " + line.text);
     }
     EXPECT_EQ(texts, (std::vector<std::string>{"1 a", "3 e", "4 \"// f\" '\"'", "5 1'000"}));
+}
+
+// The folder as docs/pictures/layers.dot has it, which draws common/ as one.
+std::string drawn_as(const Folder& folder) {
+    return std::string(folder.path.starts_with("common/") ? "common/" : folder.path);
+}
+
+using Arrows = std::set<std::pair<std::string, std::string>>;
+
+struct Picture {
+    std::set<std::string> folders;
+    Arrows includes;  // the full arrows
+};
+
+Picture the_picture() {
+    const std::regex folder(R"re( *"([^"]+)" +\[label=.*)re");
+    const std::regex arrow(R"re( *"([^"]+)" -> "([^"]+)";)re");
+    Picture picture;
+    std::ifstream file(QUON_SOURCE_FOLDER "/docs/pictures/layers.dot");
+    std::smatch found;
+    for (std::string line; std::getline(file, line);) {
+        if (std::regex_match(line, found, folder)) {
+            picture.folders.insert(found[1]);
+        } else if (std::regex_match(line, found, arrow)) {
+            picture.includes.emplace(found[1], found[2]);
+        }
+    }
+    return picture;
+}
+
+Arrows includes_between_folders() {
+    const SourceTree tree = the_tree();
+    Arrows arrows;
+    for (const auto& [path, text] : tree) {
+        for (const Edge& edge : edges_of(tree, path)) {
+            for (const std::string& target : edge.targets) {
+                const std::string from = drawn_as(*folder_of(path));
+                const std::string to = drawn_as(*folder_of(target));
+                if (from != to) {
+                    arrows.emplace(from, to);
+                }
+            }
+        }
+    }
+    return arrows;
+}
+
+bool has_way(const Arrows& arrows, const std::string& from, const std::string& to) {
+    return std::ranges::any_of(arrows, [&](const auto& arrow) {
+        return arrow.first == from && (arrow.second == to || has_way(arrows, arrow.second, to));
+    });
+}
+
+TEST(ThePictureOfTheLayers, HasEveryFolderOfTheHouse) {
+    std::set<std::string> house;
+    for (const Folder& folder : kHouse) {
+        house.insert(drawn_as(folder));
+    }
+    EXPECT_EQ(the_picture().folders, house);
+}
+
+TEST(ThePictureOfTheLayers, HasAWayForEachIncludeAndAnIncludeForEachArrow) {
+    const Picture picture = the_picture();
+    const Arrows includes = includes_between_folders();
+    for (const auto& [from, to] : includes) {
+        EXPECT_TRUE(has_way(picture.includes, from, to)) << from << " includes " << to;
+    }
+    for (const auto& arrow : picture.includes) {
+        EXPECT_TRUE(includes.contains(arrow))
+            << arrow.first << " does not include " << arrow.second;
+    }
+    EXPECT_GT(includes.size(), 20U);
 }
 
 }  // namespace
