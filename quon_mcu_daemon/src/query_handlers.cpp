@@ -43,23 +43,23 @@ int32_t copy_staged(const staging_area& area, uint8_t* reply, int32_t length) {
     }
 
 // clang-format off
-//           handler                                 slot                            null check       reply bytes                    failure text
-DIRECT_QUERY(quon_mcu_get_wakeup_info,               get_wakeup_info,                null_check::no,  kMcuWakeupInfoSize,          "mcu_get_wakeup_info failed")
-DIRECT_QUERY(quon_mcu_get_time,                      get_time,                       null_check::no,  kMcuTimeSize,                 "mcu_get_time failed")
-DIRECT_QUERY(quon_mcu_get_battery_status,            get_battery_status,             null_check::no,  kMcuBatteryStatusSize,       "mcu_get_battery_status failed")
-DIRECT_QUERY(quon_mcu_get_pir_info,                  get_pir_info,                   null_check::no,  kMcuPirInfoSize,             "mcu_get_pir_info failed")
-DIRECT_QUERY(quon_mcu_get_wifi_status,               get_wifi_status,                null_check::no,  kMcuWifiStatusSize,          "mcu_get_wifi_status failed")
-DIRECT_QUERY(quon_mcu_get_wifi_info,                 get_wifi_info,                  null_check::no,  kMcuWifiInfoSize,            "mcu_get_wifi_info failed")
-DIRECT_QUERY(quon_mcu_get_store_params,              get_store_params,               null_check::no,  kMcuStoreParamsSize,         "mcu_get_store_params failed")
-DIRECT_QUERY(quon_mcu_get_alarm,                     get_alarm,                      null_check::no,  kMcuAlarmSize,                "mcu_get_alarm failed")
-DIRECT_QUERY(quon_mcu_get_err_report,                get_err_report,                 null_check::no,  kMcuErrReportSize,           "mcu_get_err_report failed")
-DIRECT_QUERY(quon_mcu_get_status_info,               get_status_info,                null_check::yes, kMcuStatusInfoSize,          "mcu_get_status_info failed")
-DIRECT_QUERY(quon_mcu_get_config_info,               get_config_info,                null_check::yes, kMcuConfigInfoSize,          "mcu_get_config_info failed")
+//           handler                                 slot                            null check       reply bytes                 failure text
+DIRECT_QUERY(quon_mcu_get_wakeup_info,               get_wakeup_info,                null_check::no,  kMcuWakeupInfoSize,         "mcu_get_wakeup_info failed")
+DIRECT_QUERY(quon_mcu_get_time,                      get_time,                       null_check::no,  kMcuTimeSize,               "mcu_get_time failed")
+DIRECT_QUERY(quon_mcu_get_battery_status,            get_battery_status,             null_check::no,  kMcuBatteryStatusSize,      "mcu_get_battery_status failed")
+DIRECT_QUERY(quon_mcu_get_pir_info,                  get_pir_info,                   null_check::no,  kMcuPirInfoSize,            "mcu_get_pir_info failed")
+DIRECT_QUERY(quon_mcu_get_wifi_status,               get_wifi_status,                null_check::no,  kMcuWifiStatusSize,         "mcu_get_wifi_status failed")
+DIRECT_QUERY(quon_mcu_get_wifi_info,                 get_wifi_info,                  null_check::no,  kMcuWifiInfoSize,           "mcu_get_wifi_info failed")
+DIRECT_QUERY(quon_mcu_get_store_params,              get_store_params,               null_check::no,  kMcuStoreParamsSize,        "mcu_get_store_params failed")
+DIRECT_QUERY(quon_mcu_get_alarm,                     get_alarm,                      null_check::no,  kMcuAlarmSize,              "mcu_get_alarm failed")
+DIRECT_QUERY(quon_mcu_get_err_report,                get_err_report,                 null_check::no,  kMcuErrReportSize,          "mcu_get_err_report failed")
+DIRECT_QUERY(quon_mcu_get_status_info,               get_status_info,                null_check::yes, kMcuStatusInfoSize,         "mcu_get_status_info failed")
+DIRECT_QUERY(quon_mcu_get_config_info,               get_config_info,                null_check::yes, kMcuConfigInfoSize,         "mcu_get_config_info failed")
 DIRECT_QUERY(quon_mcu_get_wifi_extended_status,      get_wifi_extended_status,       null_check::yes, kMcuWifiExtendedStatusSize, "mcu_get_wifi_extended_status failed")
 DIRECT_QUERY(quon_mcu_get_soc_poweron_time_list,     get_soc_poweron_time_info_list, null_check::yes, kMcuSocTimeListSize,        "mcu_get_soc_poweron_time_info_list failed")
 DIRECT_QUERY(quon_mcu_get_soc_poweron_time_cur_info, get_soc_poweron_time_cur_info,  null_check::yes, kMcuSocTimeCurSize,         "mcu_get_soc_poweron_time_cur_info failed")
 
-STAGED_QUERY(quon_mcu_get_log_profile,               get_log_profile,                null_check::yes, kMcuLogProfileSize,          "mcu_get_log_profile failed")
+STAGED_QUERY(quon_mcu_get_log_profile,               get_log_profile,                null_check::yes, kMcuLogProfileSize,         "mcu_get_log_profile failed")
 STAGED_QUERY(quon_mcu_get_bit_err_rate,              get_bit_err_rate,               null_check::yes, kMcuBitErrRateSize,         "mcu_get_bit_err_rate failed")
 // clang-format on
 
