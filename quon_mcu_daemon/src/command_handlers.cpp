@@ -1,9 +1,9 @@
 // Handlers of the services "signal.quon.mcu.set.", and of the three firmware upgrade methods.
-#include <string.h>
 
 #include "mcu_call.h"
 #include "mcu_records.h"
 #include "quon_little_endian.h"
+#include "securec.h"
 #include "service_handlers.h"
 
 namespace {
@@ -16,10 +16,15 @@ uint32_t word_of(const uint8_t* request) {
     return quon_load_le32(request);
 }
 
+// Not inlined: each record has its own size, and the copy is the same.
+__attribute__((noinline)) void copy_record(uint8_t* record, const uint8_t* request, size_t size) {
+    (void)memcpy_s(record, size, request, size);
+}
+
 template <int32_t Size>
 mcu_record<Size> record_of(const uint8_t* request) {
     mcu_record<Size> record;
-    memcpy(record.bytes, request, Size);
+    copy_record(record.bytes, request, Size);
     return record;
 }
 
@@ -28,7 +33,7 @@ int32_t upgrade_reply(int32_t result, uint8_t* reply) {
     if (result != 0) {
         return -1;
     }
-    memset(reply, 0, kMcuUpgReplySize);
+    quon_store_le32(reply, 0);
     return kMcuUpgReplySize;
 }
 

@@ -3,9 +3,11 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "dbus_socket_common.h"
 #include "mcu_call.h"
 #include "mcu_records.h"
 #include "quon_little_endian.h"
+#include "securec.h"
 #include "service_handlers.h"
 #include "startup_snapshot.h"
 
@@ -17,7 +19,7 @@ struct staging_area {
 };
 
 int32_t copy_staged(const staging_area& area, uint8_t* reply, int32_t length) {
-    memcpy(reply, area.bytes, static_cast<size_t>(length));
+    (void)memcpy_s(reply, DBUS_DATA_SIZE, area.bytes, static_cast<size_t>(length));
     return length;
 }
 
@@ -118,7 +120,7 @@ int32_t quon_mcu_get_soc_min_version(const uint8_t*, int32_t, uint8_t* reply,
 
 int32_t quon_mcu_get_allwakeup_info(const uint8_t*, int32_t, uint8_t* reply, int32_t) {
     const wakeup_context context = quon_mcu_wakeup_context();
-    memcpy(reply, context.bytes, sizeof(context.bytes));
+    (void)memcpy_s(reply, DBUS_DATA_SIZE, context.bytes, sizeof(context.bytes));
     return kMcuWakeupContextSize;
 }
 
@@ -126,8 +128,8 @@ int32_t quon_mcu_get_allwakeup_info(const uint8_t*, int32_t, uint8_t* reply, int
 int32_t quon_mcu_get_socup_time(const uint8_t*, int32_t, uint8_t* reply, int32_t) {
     const wakeup_context context = quon_mcu_wakeup_context();
     const uint32_t start_ms = quon_load_le32(context.bytes + kMcuContextStartMsOffset);
-    memcpy(reply, context.bytes + kMcuWakeupTime1Offset, 4);
-    memcpy(reply + 4, context.bytes + kMcuWakeupTime2Offset, 4);
+    quon_store_le32(reply, quon_load_le32(context.bytes + kMcuWakeupTime1Offset));
+    quon_store_le32(reply + 4, quon_load_le32(context.bytes + kMcuWakeupTime2Offset));
     quon_store_le32(reply + 8, quon_mcu_monotonic_ms() - start_ms);
     return kMcuSocupTimeSize;
 }

@@ -1,10 +1,9 @@
 #include "remote_wakeup.h"
 
-#include <string.h>
-
 #include "mcu_call.h"
 #include "mcu_records.h"
 #include "quon_little_endian.h"
+#include "securec.h"
 #include "websocket.h"
 
 namespace {
@@ -15,7 +14,7 @@ bool is_remote_wakeup(uint8_t reason) {
 
 void take_server_address(ws_preinit_param& param, const uint8_t* store) {
     uint32_t ip = 0;
-    memcpy(&ip, store + kMcuStoreServerIpOffset, sizeof(ip));
+    (void)memcpy_s(&ip, sizeof(ip), store + kMcuStoreServerIpOffset, sizeof(ip));
     const uint16_t port = quon_load_le16(store + kMcuStoreServerPortOffset);
     if (ip != 0 && port != 0) {
         param.server_ip = ip;

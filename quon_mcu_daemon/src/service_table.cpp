@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "daemon_log.h"
+#include "securec.h"
 #include "service_handlers.h"
 
 #define SERVICE_ROW(index, name, handler) {name, handler},
@@ -35,14 +36,16 @@ static_assert(sizeof(QUON_MCU_BUS_NAME) == 16);
 
 // Returns false when the name tells no kind.
 bool fill_entry(DbusInterface* entry, const bus_service& service) {
-    memcpy(entry->name, service.name, strlen(service.name) + 1);
+    (void)memcpy_s(entry->name, sizeof(entry->name), service.name, strlen(service.name) + 1);
     if (is_of_kind(service.name, kSignalKind)) {
-        memcpy(entry->signal_type, kSignalTypeText, sizeof(kSignalTypeText));
+        (void)memcpy_s(entry->signal_type, sizeof(entry->signal_type), kSignalTypeText,
+                       sizeof(kSignalTypeText));
         entry->signal_handler = service.handler.signal;
         return true;
     }
     if (is_of_kind(service.name, kMethodKind)) {
-        memcpy(entry->method_type, kMethodTypeText, sizeof(kMethodTypeText));
+        (void)memcpy_s(entry->method_type, sizeof(entry->method_type), kMethodTypeText,
+                       sizeof(kMethodTypeText));
         entry->method_handler = service.handler.method;
         return true;
     }
@@ -62,7 +65,7 @@ int32_t quon_mcu_dbus_server_init(DbusInfo** handle, const bus_service* table, i
         DAEMON_LOG(QN_LOG_ERROR, "DbusInfo_Alloc error\n");
         return -1;
     }
-    memcpy(info->name, QUON_MCU_BUS_NAME, sizeof(QUON_MCU_BUS_NAME));
+    (void)memcpy_s(info->name, sizeof(info->name), QUON_MCU_BUS_NAME, sizeof(QUON_MCU_BUS_NAME));
     for (int32_t i = 0; i < count; i++) {
         if (!fill_entry(info->interfaces[i], table[i])) {
             DAEMON_LOG(QN_LOG_ERROR, "name type error\n");

@@ -9,6 +9,7 @@
 #include "daemon_log.h"
 #include "dbus_socket_common.h"
 #include "quon_platform.h"
+#include "securec.h"
 
 namespace {
 
@@ -18,7 +19,9 @@ struct command_text {
 
     explicit command_text(const uint8_t* request) {
         const size_t length = strnlen(reinterpret_cast<const char*>(request), DBUS_DATA_SIZE);
-        memcpy(text, request, length);
+        if (length != 0) {
+            (void)memcpy_s(text, DBUS_DATA_SIZE, request, length);
+        }
         text[length] = '\0';
     }
 };

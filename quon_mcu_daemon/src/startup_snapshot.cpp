@@ -1,13 +1,12 @@
 #include "startup_snapshot.h"
 
-#include <string.h>
-
 #include <array>
 #include <atomic>
 
 #include "quon_clock.h"
 #include "quon_little_endian.h"
 #include "remote_wakeup.h"
+#include "securec.h"
 #include "service_handlers.h"
 
 namespace {
@@ -30,9 +29,8 @@ constinit std::array<std::atomic<uint32_t>, kContextWords> published_context = {
 
 void publish_context() {
     for (size_t i = 0; i < kContextWords; i++) {
-        uint32_t word = 0;
-        memcpy(&word, own_context.bytes + i * sizeof(word), sizeof(word));
-        published_context[i].store(word, std::memory_order_relaxed);
+        published_context[i].store(quon_load_le32(own_context.bytes + i * sizeof(uint32_t)),
+                                   std::memory_order_relaxed);
     }
 }
 
@@ -62,7 +60,9 @@ constexpr context_field kChipState[] = {
 int32_t snapshot_field(const context_field& field) {
     uint8_t answer[kMcuReplyAreaSize + 1] = {};
     const int32_t result = field.query(nullptr, 0, answer, field.capacity);
-    memcpy(own_context.bytes + field.offset, answer, static_cast<size_t>(field.size));
+    (void)memcpy_s(own_context.bytes + field.offset,
+                   static_cast<size_t>(kMcuWakeupContextSize - field.offset), answer,
+                   static_cast<size_t>(field.size));
     publish_context();
     return result;
 }
@@ -93,7 +93,7 @@ wakeup_context quon_mcu_wakeup_context() {
     wakeup_context context;
     for (size_t i = 0; i < kContextWords; i++) {
         const uint32_t word = published_context[i].load(std::memory_order_relaxed);
-        memcpy(context.bytes + i * sizeof(word), &word, sizeof(word));
+        quon_store_le32(context.bytes + i * sizeof(word), word);
     }
     return context;  // cppcheck-suppress uninitvar ; filled word by word
 }

@@ -6,6 +6,9 @@ word_rows() { # FUNCTION, called with each row
     local row=$1
     local code=('*.c' '*.cpp' '*.h')
     local all=(':!docs/STYLE.md' ':!scripts/lib/words.sh' ':!tests/docs/words_test.cpp')
+    # Their formats are the contract's own choice.
+    local named_formats=(':!quon_mcu_daemon/src/query_handlers.cpp'
+        ':!quon_mcu_daemon/src/shell_services.cpp' ':!quon_mcu_daemon/hal/network/src/mcu_wlan.cpp')
 
     "$row" 'a constant is named kName' \
         '^\s*(inline |static )*constexpr (?!.*\boperator\b)(?!bus_service quon_mcu_)[^=({;]*[ *&](?!k[A-Z0-9])[A-Za-z_]\w*(\[[^]]*\])*\s*(=|\{|;)' \
@@ -24,6 +27,11 @@ word_rows() { # FUNCTION, called with each row
     "$row" 'a comment says the thing itself, not that it is documented' \
         '\b[Dd]ocumented\b|Documented[A-Z]|\b[Tt]he documents? (say|state|name|give|list)' \
         "${all[@]}"
+    "$row" 'a bounded copy or format of device code is one of securec.h' \
+        '\b(memcpy|memmove|memset|strcpy|strncpy|strcat|sprintf|snprintf|vsnprintf)\(' \
+        'dbus/*.cpp' 'src/*.cpp' 'quon_mcu_daemon/*.cpp' "${named_formats[@]}"
+    "$row" "a log call goes through the module's macro" '^\s+QnLogPrint\((?!.*__VA_ARGS__)' \
+        'common/queue/*.cpp' 'quon_mcu_daemon/*.cpp' ':!quon_mcu_daemon/hal/hi3861l/src/hi3861l_context.cpp'
     "$row" 'no reminder stays in a source' '(//|#|/\*).*\b(TODO|FIXME|XXX|HACK)\b' "${all[@]}"
     "$row" 'a comment is no banner' '^\s*(//|#|\*)\s*[-=*/#]{8,}\s*$' "${all[@]}"
 }

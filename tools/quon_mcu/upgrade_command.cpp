@@ -104,7 +104,7 @@ class progress {
         const size_t percent = done * 100 / total_;
         if (bar_) {
             draw(percent, done);
-        } else if (percent / 10 != shown_ / 10 || shown_ == never) {
+        } else if (percent / 10 != shown_ / 10 || shown_ == kNever) {
             out_.note("upgrade " + std::to_string(percent) + "%, " + std::to_string(done) + " of " +
                       std::to_string(total_) + " bytes");
         }
@@ -112,7 +112,7 @@ class progress {
     }
 
     void end_bar() {
-        if (bar_ && shown_ != never) {
+        if (bar_ && shown_ != kNever) {
             out_.write_notes("\n");
             bar_ = false;
         }

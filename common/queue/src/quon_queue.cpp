@@ -14,6 +14,9 @@ constexpr char kTag[] = "TAG";  // that literal, intended
 constexpr char kSourceName[] = "quon_queue";
 constexpr char kNullHandle[] = "queueHdl is NULL!\n";
 
+#define QUEUE_ERROR(...) \
+    QnLogPrint(QN_LOG_ERROR, kTag, kSourceName, __func__, __LINE__, __VA_ARGS__)
+
 // Zero elements and zero bytes are legal, while malloc(0) may answer null.
 size_t at_least_one(int wanted) {
     return wanted > 0 ? static_cast<size_t>(wanted) : 1;
@@ -119,7 +122,7 @@ QN_QUEUE* QN_QUEUE_Create(int elem_size, int depth, unsigned flags, const char* 
 
 void QN_QUEUE_Destroy(QN_QUEUE* queue) {
     if (queue == nullptr) {
-        QnLogPrint(QN_LOG_ERROR, kTag, kSourceName, __func__, __LINE__, kNullHandle);
+        QUEUE_ERROR(kNullHandle);
         return;
     }
     pthread_mutex_lock(&queue->mutex);
@@ -135,7 +138,7 @@ void QN_QUEUE_Destroy(QN_QUEUE* queue) {
 
 int QN_QUEUE_GetLen(QN_QUEUE* queue) {
     if (queue == nullptr) {
-        QnLogPrint(QN_LOG_ERROR, kTag, kSourceName, __func__, __LINE__, kNullHandle);
+        QUEUE_ERROR(kNullHandle);
         return -1;
     }
     return __atomic_load_n(&queue->count, __ATOMIC_RELAXED);
@@ -143,30 +146,28 @@ int QN_QUEUE_GetLen(QN_QUEUE* queue) {
 
 int QN_QUEUE_Push(QN_QUEUE* queue, const void* elem) {
     if (queue == nullptr) {
-        QnLogPrint(QN_LOG_ERROR, kTag, kSourceName, __func__, __LINE__, kNullHandle);
+        QUEUE_ERROR(kNullHandle);
         return -1;
     }
     pthread_mutex_lock(&queue->mutex);
     const bool pushed = push_locked(queue, elem);
     pthread_mutex_unlock(&queue->mutex);
     if (!pushed) {
-        QnLogPrint(QN_LOG_ERROR, kTag, kSourceName, __func__, __LINE__, "queue %s is full!\n",
-                   queue->name);
+        QUEUE_ERROR("queue %s is full!\n", queue->name);
     }
     return pushed ? 0 : -1;
 }
 
 int QN_QUEUE_Pop(QN_QUEUE* queue, void* out) {
     if (queue == nullptr) {
-        QnLogPrint(QN_LOG_ERROR, kTag, kSourceName, __func__, __LINE__, kNullHandle);
+        QUEUE_ERROR(kNullHandle);
         return -1;
     }
     pthread_mutex_lock(&queue->mutex);
     const bool popped = pop_locked(queue, out);
     pthread_mutex_unlock(&queue->mutex);
     if (!popped) {
-        QnLogPrint(QN_LOG_ERROR, kTag, kSourceName, __func__, __LINE__, "queue %s is empty!\n",
-                   queue->name);
+        QUEUE_ERROR("queue %s is empty!\n", queue->name);
     }
     return popped ? 0 : -1;
 }

@@ -1,18 +1,16 @@
 #include "example_dev.h"
 
 #include <pthread.h>
-#include <string.h>
 
 #include "mcu_resolver.h"
 #include "mcu_wifi_texts.h"
 #include "mcu_wlan.h"
-#include "quon_log.h"
+#include "securec.h"
 
 namespace {
 
-constexpr char kTag[] = "EXAMPLE";
-constexpr char kSource[] = "example_dev";
-constexpr mcu_log_origin kUpdate = {kTag, kSource, "example_set_wifi_connect"};
+constexpr mcu_log_origin kUpdate = {"EXAMPLE", "example_dev", "example_set_wifi_connect"};
+constexpr mcu_log_origin kRefusal = {"EXAMPLE", "example_dev", "example_refuse"};
 
 // What a chip would report once its Wi-Fi link is up; addresses for documentation.
 constexpr mcu_net_info kNetwork = {.ip = {192, 0, 2, 10},
@@ -34,25 +32,25 @@ int32_t example_succeed() {
 
 int32_t example_get_version(char* text) {
     constexpr char kVersion[] = "example";
-    memcpy(text, kVersion, sizeof(kVersion));
+    (void)memcpy_s(text, kMcuReplyAreaSize, kVersion, sizeof(kVersion));
     return 0;
 }
 
 int32_t example_get_wakeup_info(uint8_t* record) {
-    memset(record, 0, kMcuWakeupInfoSize);
+    (void)memset_s(record, kMcuReplyAreaSize, 0, kMcuWakeupInfoSize);
     return 0;
 }
 
 int32_t example_set_time(const uint8_t* time) {
     pthread_mutex_lock(&g_lock);
-    memcpy(g_time, time, sizeof(g_time));
+    (void)memcpy_s(g_time, sizeof(g_time), time, sizeof(g_time));
     pthread_mutex_unlock(&g_lock);
     return 0;
 }
 
 int32_t example_get_time(uint8_t* record) {
     pthread_mutex_lock(&g_lock);
-    memcpy(record, g_time, sizeof(g_time));
+    (void)memcpy_s(record, kMcuReplyAreaSize, g_time, sizeof(g_time));
     pthread_mutex_unlock(&g_lock);
     return 0;
 }
@@ -91,7 +89,7 @@ int32_t example_get_ipaddr_update_status(uint32_t* updated) {
 // For a slot that callers do not test: it must not be null.
 template <typename... Args>
 int32_t example_refuse(Args...) {
-    QnLogPrint(QN_LOG_ERROR, kTag, kSource, __func__, __LINE__, "not served\n");
+    MCU_LOG(kRefusal, QN_LOG_ERROR, "not served\n");
     return -1;
 }
 

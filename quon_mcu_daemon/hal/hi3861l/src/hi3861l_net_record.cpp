@@ -1,11 +1,10 @@
 #include "hi3861l_net_record.h"
 
-#include <string.h>
-
 #include "hi3861l_api.h"
 #include "hi3861l_context.h"
 #include "hi3861l_query_commands.h"
 #include "mcu_octets.h"
+#include "securec.h"
 
 int32_t hi3861l_get_ip_info(uint8_t* out) {
     if (out == nullptr) {
@@ -15,7 +14,7 @@ int32_t hi3861l_get_ip_info(uint8_t* out) {
         return -1;
     }
     hi3861l_net_info info;
-    memcpy(&info, out, sizeof(info));
+    (void)memcpy_s(&info, sizeof(info), out, sizeof(info));
     HI3861L_LOG(QN_LOG_DEBUG, "%x:%x:%x:%x:%x:%x\n", info.mac[0], info.mac[1], info.mac[2],
                 info.mac[3], info.mac[4], info.mac[5]);
     hi3861l_keep_net_info(info, false);
@@ -33,7 +32,7 @@ void hi3861l_keep_net_info(const hi3861l_net_info& info, bool updated) {
 
 void hi3861l_keep_second_mac(const uint8_t* mac) {
     pthread_mutex_lock(&g_hi3861l.record_lock);
-    memcpy(g_hi3861l.second_mac.octets, mac, sizeof(g_hi3861l.second_mac.octets));
+    (void)memcpy_s(&g_hi3861l.second_mac, sizeof(hi3861l_mac), mac, sizeof(hi3861l_mac));
     pthread_mutex_unlock(&g_hi3861l.record_lock);
 }
 

@@ -31,8 +31,7 @@ bool apply_mac(const uint8_t (&mac)[6]) {
         return true;
     }
     if (mcu_is_zero(mac)) {
-        QnLogPrint(QN_LOG_ERROR, kUpdate.tag, kUpdate.source, kUpdate.function, __LINE__,
-                   "mac is invalid\n");
+        MCU_LOG(kUpdate, QN_LOG_ERROR, "mac is invalid\n");
         return false;
     }
     if (!mcu_wlan_set_mac(kUpdate, mac)) {

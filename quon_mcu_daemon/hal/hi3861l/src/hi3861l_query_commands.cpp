@@ -17,7 +17,7 @@ int32_t hi3861l_exchange(hi3861l_msg_type type, const char* name, const void* bo
                          hi3861l_msg* reply) {
     hi3861l_msg request{.type = type, .payload = {}, .len = size};
     if (size != 0) {
-        memcpy(request.payload, body, size);
+        (void)memcpy_s(request.payload, sizeof(request.payload), body, size);
     }
     *reply = hi3861l_msg{.type = type, .payload = {}, .len = 0};
     if (hi3861l_send_msg_sync(&request, reply, hi3861l_timeout_ms(type)) != 0) {
@@ -52,7 +52,9 @@ int32_t hi3861l_run_text_query(hi3861l_msg_type type, const char* name, char* te
     }
     const size_t length =
         strnlen(reinterpret_cast<const char*>(reply.payload), kMcuReplyAreaSize - 1);
-    memcpy(text, reply.payload, length);
+    if (length != 0) {
+        (void)memcpy_s(text, kMcuReplyAreaSize, reply.payload, length);
+    }
     text[length] = '\0';
     return 0;
 }
@@ -70,7 +72,9 @@ int32_t hi3861l_run_list_query(hi3861l_msg_type type, const char* name, uint32_t
     const uint8_t count = reply.payload[0];
     list[0] = count;
     const uint32_t size = std::min(count * entry_size, kHi3861lPayloadSize - 1);
-    memcpy(list + 1, reply.payload + 1, size);
+    if (size != 0) {
+        (void)memcpy_s(list + 1, kMcuReplyAreaSize - 1, reply.payload + 1, size);
+    }
     return 0;
 }
 

@@ -1,13 +1,12 @@
 #include "hi3861l_receive.h"
 
-#include <string.h>
-
 #include <algorithm>
 
 #include "hi3861l_context.h"
 #include "hi3861l_events.h"
 #include "hi3861l_net_update.h"
 #include "quon_little_endian.h"
+#include "securec.h"
 
 namespace {
 
@@ -22,7 +21,7 @@ void apply_network_event(const uint8_t* payload) {
     const uint8_t state = payload[kHi3861lNetEventStateOffset];
     if (state == 1 || state == 2) {
         hi3861l_net_info info;
-        memcpy(&info, payload + kHi3861lNetEventRecordOffset, sizeof(info));
+        (void)memcpy_s(&info, sizeof(info), payload + kHi3861lNetEventRecordOffset, sizeof(info));
         hi3861l_update_ip_info(&info);
     }
 }
@@ -50,7 +49,9 @@ void hand_to_waiter(const hi3861l_msg& msg) {
     pthread_mutex_lock(&g_hi3861l.reply_lock);
     hi3861l_msg& slot = g_hi3861l.pending;
     if (slot.type == msg.type) {
-        memcpy(slot.payload, msg.payload, msg.len);
+        if (msg.len != 0) {
+            (void)memcpy_s(slot.payload, sizeof(slot.payload), msg.payload, msg.len);
+        }
         slot.len = msg.len;
         pthread_cond_signal(&g_hi3861l.reply_cond);
     }
@@ -67,9 +68,9 @@ hi3861l_msg hi3861l_decode(const uint8_t* data, int32_t len) {
     hi3861l_msg msg{};
     msg.type = head[0];
     msg.len = std::min(quon_load_le32(head + 1), kHi3861lPayloadSize);
-    if (size > kHi3861lFrameHeadSize) {
-        memcpy(msg.payload, data + kHi3861lFrameHeadSize,
-               std::min(msg.len, size - kHi3861lFrameHeadSize));
+    if (size > kHi3861lFrameHeadSize && msg.len != 0) {
+        (void)memcpy_s(msg.payload, sizeof(msg.payload), data + kHi3861lFrameHeadSize,
+                       std::min(msg.len, size - kHi3861lFrameHeadSize));
     }
     return msg;
 }

@@ -1,11 +1,10 @@
 #include "hi3861l_set_commands.h"
 
-#include <string.h>
-
 #include "hi3861l_api.h"
 #include "hi3861l_context.h"
 #include "hi3861l_transport.h"
 #include "quon_little_endian.h"
+#include "securec.h"
 
 namespace {
 
@@ -17,7 +16,7 @@ int32_t hi3861l_run_command(hi3861l_msg_type type, const char* name, const void*
                             uint32_t size) {
     hi3861l_msg request{.type = type, .payload = {}, .len = size};
     if (size != 0) {
-        memcpy(request.payload, body, size);
+        (void)memcpy_s(request.payload, sizeof(request.payload), body, size);
     }
     if (hi3861l_send_msg_async(&request) != 0) {
         return hi3861l_failed(name, __LINE__, "hi3861l_send_msg_async failed");
@@ -33,7 +32,7 @@ int32_t hi3861l_api_set_time(const uint8_t* time) {
         return -1;
     }
     int8_t part[6];
-    memcpy(part, time, sizeof(part));
+    (void)memcpy_s(part, sizeof(part), time, sizeof(part));
     HI3861L_LOG(QN_LOG_INFO, "time: %04d-%02d-%02d %02d:%02d:%02d\n", part[0] + kTimeYearBase,
                 part[1], part[2], part[3], part[4], part[5]);
     return 0;

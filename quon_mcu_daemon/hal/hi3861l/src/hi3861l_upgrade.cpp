@@ -1,5 +1,4 @@
 // The chip's firmware upgrade. The caller drives it: start, one block after the other, finish.
-#include <string.h>
 
 #include <algorithm>
 
@@ -8,6 +7,7 @@
 #include "hi3861l_query_commands.h"
 #include "hi3861l_set_commands.h"
 #include "quon_little_endian.h"
+#include "securec.h"
 
 namespace {
 
@@ -19,10 +19,13 @@ struct block_body {
 // has room for); the rest of the data area stays zero.
 block_body body_of(const uint8_t* block) {
     block_body body = {};
-    memcpy(body.bytes, block, kMcuUpgBlockDataOffset);
+    (void)memcpy_s(body.bytes, sizeof(body.bytes), block, kMcuUpgBlockDataOffset);
     const uint32_t data_size =
         std::min<uint32_t>(quon_load_le32(block + kMcuUpgBlockLengthOffset), kMcuUpgBlockDataSize);
-    memcpy(body.bytes + kMcuUpgBlockDataOffset, block + kMcuUpgBlockDataOffset, data_size);
+    if (data_size != 0) {
+        (void)memcpy_s(body.bytes + kMcuUpgBlockDataOffset, kMcuUpgBlockDataSize,
+                       block + kMcuUpgBlockDataOffset, data_size);
+    }
     body.bytes[kMcuUpgBlockTailOffset] = block[kMcuUpgBlockTailOffset];
     return body;
 }

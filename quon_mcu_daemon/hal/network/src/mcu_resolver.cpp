@@ -6,7 +6,7 @@
 #include "mcu_octets.h"
 #include "mcu_wlan.h"
 #include "quon_descriptor.h"
-#include "quon_log.h"
+#include "securec.h"
 
 namespace {
 
@@ -24,7 +24,8 @@ struct address_text {
 address_text name_server(const uint8_t (&ip)[4]) {
     address_text address{};
     if (!mcu_is_zero(ip)) {
-        snprintf(address.text, sizeof(address.text), "%d.%d.%d.%d", ip[0], ip[1], ip[2], ip[3]);
+        (void)snprintf_s(address.text, sizeof(address.text), sizeof(address.text) - 1,
+                         "%d.%d.%d.%d", ip[0], ip[1], ip[2], ip[3]);
     }
     return address;
 }
@@ -43,8 +44,7 @@ void mcu_resolver_write(const mcu_log_origin& origin, const mcu_net_info& info) 
     const address_text c = name_server(info.gateway);
     FILE* const file = quon_create_file(kResolvConf);
     if (file == nullptr) {
-        QnLogPrint(QN_LOG_ERROR, origin.tag, origin.source, origin.function, __LINE__,
-                   "fopen %s failed\n", kResolvConf);
+        MCU_LOG(origin, QN_LOG_ERROR, "fopen %s failed\n", kResolvConf);
         return;
     }
     fputs("options timeout:1\n", file);

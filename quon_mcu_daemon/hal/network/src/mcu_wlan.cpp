@@ -4,8 +4,6 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-#include "quon_log.h"
-
 namespace {
 
 constexpr size_t kCommandSize = 128;
@@ -17,10 +15,9 @@ __attribute__((format(printf, 2, 3))) bool run(const mcu_log_origin& origin, con
     va_start(arguments, format);
     vsnprintf(command, sizeof(command), format, arguments);
     va_end(arguments);
-    QnLogPrint(QN_LOG_INFO, origin.tag, origin.source, origin.function, __LINE__, "%s\n", command);
+    MCU_LOG(origin, QN_LOG_INFO, "%s\n", command);
     if (system(command) == -1) {
-        QnLogPrint(QN_LOG_ERROR, origin.tag, origin.source, origin.function, __LINE__,
-                   "%s failed\n", command);
+        MCU_LOG(origin, QN_LOG_ERROR, "%s failed\n", command);
         return false;
     }
     return true;
