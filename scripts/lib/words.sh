@@ -30,7 +30,7 @@ word_rows() { # FUNCTION, called with each row
     "$row" 'a bounded copy or format of device code is one of securec.h' \
         '\b(memcpy|memmove|memset|strcpy|strncpy|strcat|sprintf|snprintf|vsnprintf)\(' \
         'dbus/*.cpp' 'src/*.cpp' 'quon_mcu_daemon/*.cpp' "${named_formats[@]}"
-    "$row" "a log call goes through the module's macro" '^\s+QnLogPrint\((?!.*__VA_ARGS__)' \
+    "$row" "a log call goes through the module's macro" '^\s*QnLogPrint\((?!.*__VA_ARGS__)' \
         'common/queue/*.cpp' 'quon_mcu_daemon/*.cpp' ':!quon_mcu_daemon/hal/hi3861l/src/hi3861l_context.cpp'
     "$row" 'no reminder stays in a source' '(//|#|/\*).*\b(TODO|FIXME|XXX|HACK)\b' "${all[@]}"
     "$row" 'a comment is no banner' '^\s*(//|#|\*)\s*[-=*/#]{8,}\s*$' "${all[@]}"

@@ -75,7 +75,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Planted{"AnUncheckedCopy", "dbus/a.cpp", "memcpy(to, from, size);",
                             "a bounded copy or format of device code is one of securec.h"},
                     Planted{"ALogCall", "quon_mcu_daemon/src/a.cpp",
-                            " QnLogPrint(level, tag, file, func, 1, text);",
+                            "QnLogPrint(level, tag, file, func, 1, text);",
                             "a log call goes through the module's macro"},
                     Planted{"AReminder", "src/a.cpp", "// TODO later",
                             "no reminder stays in a source"},
