@@ -18,7 +18,7 @@ struct world_programs {
 };
 
 // Starts chip, daemon and, when the daemon has taken its snapshot of the chip, the command; ends
-// them all and whatever they left behind. Returns the command's exit status, or run_failed with a
+// them all and whatever they left behind. Returns the command's exit status, or kRunFailed with a
 // word on standard error. SIGTERM, SIGHUP and a SIGINT that comes from no terminal go to the
 // command. For a process of its own.
 int run_programs(const world_programs& programs);

@@ -21,7 +21,7 @@ struct run_words {
 // Of what went wrong around the command, as timeout(1) has it.
 inline constexpr int kRunFailed = 125;
 
-// Returns the command's exit status, 128 and its number for a signal, or run_failed. Everything
+// Returns the command's exit status, 128 and its number for a signal, or kRunFailed. Everything
 // that was started has ended then. Throws std::exception when the words make no sense.
 int run_in_world(const run_words& words);
 
