@@ -342,6 +342,14 @@ TEST(TheSourceReader, TakesCommentsAwayButNotTextsInQuotes) {
     EXPECT_EQ(texts, (std::vector<std::string>{"1 a", "3 e", "4 \"// f\" '\"'", "5 1'000"}));
 }
 
+TEST(TheSourceReader, TakesRawTextsAway) {
+    const std::string text =
+        "a = R\"x(\n#include \"no.h\"\n)\" )x\" + XR\"b\";\n#include \"c.h\"\n";
+    ASSERT_EQ(includes_of(text).size(), 1U);
+    EXPECT_EQ(includes_of(text)[0].name, "c.h");
+    EXPECT_EQ(includes_of(text)[0].line, 4);
+}
+
 // The folder as docs/pictures/layers.dot has it, which draws common/ as one.
 std::string drawn_as(const Folder& folder) {
     return std::string(folder.path.starts_with("common/") ? "common/" : folder.path);

@@ -28,11 +28,28 @@ bool is_identifier_char(char c) {
     return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
 }
 
-// Takes comments away and keeps the line breaks and the texts in quotes.
+// Where a raw text that begins at `at` ends; `at` itself where none begins.
+size_t end_of_raw_text(std::string_view text, size_t at) {
+    if (text.substr(at, 2) != "R\"" || (at > 0 && is_identifier_char(text[at - 1]))) {
+        return at;
+    }
+    const size_t open = text.find('(', at);
+    const std::string close = ")" + std::string(text.substr(at + 2, open - at - 2)) + "\"";
+    const size_t end = text.find(close, open);
+    return end == std::string_view::npos ? text.size() : end + close.size();
+}
+
+// Takes comments and raw texts away and keeps the line breaks and the other texts in quotes.
 std::string without_comments(std::string_view text) {
     std::string code;
     enum { kCode, kLineComment, kBlockComment, kText, kCharacter } state = kCode;
     for (size_t at = 0; at < text.size(); at++) {
+        if (const size_t end = end_of_raw_text(text, at); state == kCode && end != at) {
+            code.append(static_cast<size_t>(std::count(&text[at], &text[at] + (end - at), '\n')),
+                        '\n');
+            at = end - 1;
+            continue;
+        }
         const char c = text[at];
         const char next = at + 1 < text.size() ? text[at + 1] : '\0';
         if (state == kCode && c == '/' && next == '/') {

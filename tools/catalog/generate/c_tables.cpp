@@ -20,8 +20,21 @@ std::string quoted(std::string_view text) {
     return "\"" + std::string(text) + "\"";
 }
 
+// "wakeup_info" as the name of a constant: "kWakeupInfo".
+std::string constant(std::string_view name) {
+    std::string text = "k";
+    bool begins = true;
+    for (const char c : name) {
+        if (c != '_') {
+            text += begins && c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+        }
+        begins = c == '_';
+    }
+    return text;
+}
+
 std::string values_name(const record& what, const member& each) {
-    return "k_" + std::string(what.name) + "_" + each.name + "_values";
+    return constant(what.name) + constant(each.name).substr(1) + "Values";
 }
 
 std::string values_rows(const record& what) {
@@ -42,7 +55,7 @@ std::string values_rows(const record& what) {
 std::string field_rows(const record& what) {
     const std::string structure =
         "quon_mcu_" + std::string(what.name) + (what.entry_size != 0 ? "_entry" : "");
-    std::string text = "constexpr Field k_" + std::string(what.name) + "_fields[] = {\n";
+    std::string text = "constexpr Field " + constant(what.name) + "Fields[] = {\n";
     for (const member& each : members_of(what)) {
         const bool is_known = each.known != nullptr;
         const bool has_values = is_known && !each.known->values.empty();
@@ -61,7 +74,7 @@ std::string parts_row(const record& what) {
     if (what.parts.empty()) {
         return "";
     }
-    std::string text = "constexpr uint16_t k_" + std::string(what.name) + "_parts[] = {";
+    std::string text = "constexpr uint16_t " + constant(what.name) + "Parts[] = {";
     for (const uint32_t each : what.parts) {
         text += (text.ends_with('{') ? "" : ", ") + std::to_string(each);
     }
@@ -78,19 +91,19 @@ std::string record_row(const record& what) {
     const std::string name(what.name);
     const bool is_list = what.entry_size != 0;
     const bool has_length = what.size == 0 && members_of(what).back().kind == field_kind::bytes;
-    return "constexpr Record k_" + name + " = {" + quoted(name) + ", k_" + name + "_fields, " +
-           (what.parts.empty() ? "{}" : "k_" + name + "_parts") + ", " + std::to_string(what.size) +
-           ", " + std::to_string(longest(what)) + ", " +
-           place(what, may_lack_fields(what), "absent") + ", " + place(what, has_length, "length") +
-           ", sizeof(quon_mcu_" + name + "), {" + std::to_string(what.entry_size) + ", " +
-           std::to_string(most_entries(what)) + ", " +
+    const std::string own = constant(name);
+    return "constexpr Record " + own + " = {" + quoted(name) + ", " + own + "Fields, " +
+           (what.parts.empty() ? "{}" : own + "Parts") + ", " + std::to_string(what.size) + ", " +
+           std::to_string(longest(what)) + ", " + place(what, may_lack_fields(what), "absent") +
+           ", " + place(what, has_length, "length") + ", sizeof(quon_mcu_" + name + "), {" +
+           std::to_string(what.entry_size) + ", " + std::to_string(most_entries(what)) + ", " +
            (is_list ? "sizeof(quon_mcu_" + name + "_entry)" : "0") + ", " +
            place(what, is_list, "count") + ", " + place(what, is_list, "entries") + "}};\n";
 }
 
 std::string service_row(const service& what) {
     const auto address = [](const record* one) {
-        return one == nullptr ? std::string("nullptr") : "&k_" + std::string(one->name);
+        return one == nullptr ? std::string("nullptr") : "&" + constant(one->name);
     };
     const std::string_view zero = zero_reason(what);
     return "    {" + quoted(what.name) + ", " + address(what.request) + ", " + address(what.reply) +
