@@ -213,6 +213,13 @@ build_preset() {
     fi
 }
 
+# The newest Clang that this Debian has and the tree is kept clean for.
+newest_clang() {
+    local debian
+    debian=$(sed -n 's/^VERSION_ID="\(.*\)"/\1/p' /etc/os-release)
+    if [ "$debian" = 12 ]; then echo 16; else echo 19; fi
+}
+
 # Where the daemon runs: in namespaces of its own or, with QUON_WORLD=here, in the container as it is.
 # Says what is wrong before anything is installed.
 need_world() {
