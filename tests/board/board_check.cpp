@@ -25,6 +25,10 @@ int run(int argc, char** argv) {
     idle->add_option("PID", pid, "the daemon's process")->required();
     idle->add_option("SECONDS", seconds, "how long wake-ups are counted")
         ->check(CLI::Range(1, 600));
+    auto* start = app.add_subcommand("start-cost", "processor time of the daemon's start");
+    start->add_option("PID", pid, "the daemon's process")->required();
+    auto* costs = app.add_subcommand("costs", "processor time of calls, exchanges, log lines");
+    costs->add_option("PID", pid, "the daemon's process")->required();
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -39,6 +43,10 @@ int run(int argc, char** argv) {
         failures = quon::board::flood_with_events(count);
     } else if (*idle) {
         failures = quon::board::print_idle_figures(pid, seconds);
+    } else if (*start) {
+        failures = quon::board::print_cost_of_start(pid);
+    } else if (*costs) {
+        failures = quon::board::print_costs(pid);
     }
     return failures == 0 ? 0 : 1;
 }

@@ -19,4 +19,11 @@ int flood_with_events(int count);
 // Figures of an idle daemon, with its wake-ups a second counted over `seconds`.
 int print_idle_figures(int daemon_pid, int seconds);
 
+// The processor time that the daemon took so far, right after its start, in microseconds and in
+// times of a fixed loop.
+int print_cost_of_start(int daemon_pid);
+
+// Likewise of one call, of the chip exchange within one, and of a line of the log.
+int print_costs(int daemon_pid);
+
 }  // namespace quon::board
