@@ -7,7 +7,6 @@
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,25 +14,28 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <fstream>
-#include <iostream>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
-#include <system_error>
 #include <thread>
 #include <vector>
 
+#include "child.h"
 #include "dbus_socket_common.h"
+#include "local_socket.h"
 #include "quon_platform.h"
+#include "report.h"
+#include "timing.h"
 
+namespace quon {
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using bench::Clock;
+using bench::fail;
+using bench::microseconds;
+using bench::percentile;
 using namespace std::chrono_literals;
 
 constexpr char kMember[] = "method.bench.copy";
@@ -50,12 +52,7 @@ struct Options {
     std::uint32_t payload = 10;
     std::uint32_t stack = 64 * 1024;  // of the own server's threads
     bool settle = false;
-    bool json = false;
 };
-
-[[noreturn]] void fail(const std::string& what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
 
 // ---- The server
 
@@ -132,25 +129,14 @@ std::chrono::nanoseconds processor_time(pid_t pid) {
     return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
 }
 
-long resident_kib(pid_t pid) {
-    long total = 0;
-    long resident = 0;
-    std::ifstream("/proc/" + std::to_string(pid) + "/statm") >> total >> resident;
-    return resident * sysconf(_SC_PAGESIZE) / 1024;
-}
-
 // ---- The load
 
 class Connection {
   public:
     Connection(const Options& options, const std::string& server)
         : payload_(options.payload), starts_(options.in_flight) {
-        socket_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        ("/tmp/dbus-" + server).copy(address.sun_path, sizeof(address.sun_path) - 1);
-        if (socket_ < 0 ||
-            connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0) {
+        socket_ = bench::try_to_connect("/tmp/dbus-" + server);
+        if (socket_ < 0) {
             fail("connect to " + server);
         }
         request_.head = DBUS_MSG_HEAD;
@@ -190,7 +176,7 @@ class Connection {
     }
 
     // A request for each result that has come; the time of each call is added to `times`.
-    void exchange(std::vector<Clock::duration>& times, std::uint32_t& left) {
+    void exchange(bench::Times& times, std::uint32_t& left) {
         send_requests(left);
         while (take_result(times)) {
             send_requests(left);
@@ -199,7 +185,7 @@ class Connection {
 
   private:
     // False: none has come whole.
-    bool take_result(std::vector<Clock::duration>& times) {
+    bool take_result(bench::Times& times) {
         auto* bytes = reinterpret_cast<std::uint8_t*>(&result_);
         const ssize_t got = recv(socket_, bytes + filled_, sizeof(result_) - filled_, MSG_DONTWAIT);
         if (got < 0 && errno == EAGAIN) {
@@ -239,8 +225,8 @@ class Load {
     }
 
     // Makes that many calls; how long each took, in the order of their ends.
-    std::vector<Clock::duration> make(std::uint32_t calls) {
-        std::vector<Clock::duration> times;
+    bench::Times make(std::uint32_t calls) {
+        bench::Times times;
         times.reserve(calls);
         std::uint32_t left = calls;
         for (const auto& connection : connections_) {
@@ -284,21 +270,12 @@ class Load {
 
 // ---- The report
 
-double microseconds(Clock::duration time) {
-    return std::chrono::duration<double, std::micro>(time).count();
-}
-
-double percentile(const std::vector<Clock::duration>& sorted, double share) {
-    const auto at = static_cast<std::size_t>(share * static_cast<double>(sorted.size() - 1));
-    return microseconds(sorted[at]);
-}
-
 nlohmann::json measure(const Options& options, const std::string& server, pid_t pid) {
     Load load(options, server);
     load.make(std::max(200U, options.calls / 20));  // what is slow at first only
     const std::chrono::nanoseconds used = processor_time(pid);
     const Clock::time_point start = Clock::now();
-    std::vector<Clock::duration> times = load.make(options.calls);
+    bench::Times times = load.make(options.calls);
     const std::chrono::duration<double> took = Clock::now() - start;
     const double cost = microseconds(processor_time(pid) - used);
     std::ranges::sort(times);
@@ -326,23 +303,24 @@ nlohmann::json run(const Options& options) {
     one_by_one.connections = 1;
     one_by_one.in_flight = 1;
     Load(one_by_one, name).make(50);
-    const long before = resident_kib(pid);
+    const long before = bench::resident_kib(pid);
     nlohmann::json result = measure(options, name, pid);
     if (pid > 0) {
         result["server_rss_before_kib"] = before;
-        result["server_rss_after_kib"] = resident_kib(pid);
+        result["server_rss_after_kib"] = bench::resident_kib(pid);
     }
     if (pid > 0 && options.settle) {
         std::this_thread::sleep_for(1500ms);
-        result["server_rss_settled_kib"] = resident_kib(pid);
+        result["server_rss_settled_kib"] = bench::resident_kib(pid);
     }
     return result;
 }
 
 }  // namespace
+}  // namespace quon
 
 int main(int argc, char** argv) {
-    Options options;
+    quon::Options options;
     CLI::App app("Loads the message bus with method calls");
     app.add_option("--server", options.server, "bus name of a running server; its own without");
     app.add_option("--pid", options.pid, "process of that server, to measure it");
@@ -362,14 +340,6 @@ int main(int argc, char** argv) {
     app.add_option("--stack", options.stack, "of the own server's threads; 0: the default")
         ->capture_default_str();
     app.add_flag("--settle", options.settle, "also its memory 1.5 s later");
-    app.add_flag("--json", options.json, "one line of JSON");
     CLI11_PARSE(app, argc, argv);
-    try {
-        const nlohmann::json result = run(options);
-        std::cout << (options.json ? result.dump() : result.dump(2)) << "\n";
-    } catch (const std::exception& problem) {
-        std::cerr << "bus_load: " << problem.what() << "\n";
-        return 1;
-    }
-    return 0;
+    return quon::bench::report(argv[0], [&] { return quon::run(options); });
 }

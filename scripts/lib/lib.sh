@@ -190,11 +190,14 @@ forget_other_place() { # PRESET
     rm -rf "$top/build/$1"
 }
 
+# Further settings for CMake, as -DNAME=VALUE.
+configure_settings=()
+
 # A newer compiler's warning must not stop a user's build.
 configure() { # PRESET
     local fatal=OFF
     [ "${CI:-}" != true ] || fatal=ON
-    (cd "$top" && cmake --preset "$1" -DQUON_WERROR=$fatal)
+    (cd "$top" && cmake --preset "$1" -DQUON_WERROR=$fatal "${configure_settings[@]}")
 }
 
 configure_and_build() { # PRESET TARGETS

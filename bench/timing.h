@@ -1,0 +1,37 @@
+// What the measuring programs share: the clock and what is made of many times.
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <vector>
+
+namespace quon::bench {
+
+using Clock = std::chrono::steady_clock;
+using Times = std::vector<Clock::duration>;
+
+inline double microseconds(Clock::duration time) {
+    return std::chrono::duration<double, std::micro>(time).count();
+}
+
+// Of sorted times, in microseconds; `share` is 0 to 1. There must be one time at least.
+inline double percentile(const Times& sorted, double share) {
+    const auto at = static_cast<std::size_t>(share * static_cast<double>(sorted.size() - 1));
+    return microseconds(sorted[at]);
+}
+
+inline double median(Times times) {
+    std::ranges::sort(times);
+    return percentile(times, 0.5);
+}
+
+// How long a function takes.
+template <typename Function>
+Clock::duration time_of(const Function& function) {
+    const Clock::time_point start = Clock::now();
+    function();
+    return Clock::now() - start;
+}
+
+}  // namespace quon::bench
