@@ -71,28 +71,28 @@ void note_exchange(std::int32_t result, std::string_view answered) {
 void query(Input& input) {
     const auto slot = chosen(kQueries, input);
     chip().answer_next(take_datagrams(input));
-    const Area area(MCU_REPLY_AREA_SIZE);
+    const Area area(kMcuReplyAreaSize);
     note_exchange((ops().*slot)(area.bytes.get()), "an exchange was answered");
 }
 
 void list(Input& input) {
     const auto slot = chosen(kLists, input);
     chip().answer_next(take_datagrams(input));
-    const Area area(MCU_REPLY_AREA_SIZE);
+    const Area area(kMcuReplyAreaSize);
     note_exchange((ops().*slot)(area.bytes.get()), "a list was answered");
 }
 
 void text(Input& input) {
     const auto slot = chosen(kTexts, input);
     chip().answer_next(take_datagrams(input));
-    const Area area(MCU_REPLY_AREA_SIZE);
+    const Area area(kMcuReplyAreaSize);
     note_exchange((ops().*slot)(reinterpret_cast<char*>(area.bytes.get())), "a text was answered");
 }
 
 void scan(Input& input) {
     const std::uint8_t selector = input.byte();
     chip().answer_next(take_datagrams(input));
-    const Area area(MCU_REPLY_AREA_SIZE);
+    const Area area(kMcuReplyAreaSize);
     note_exchange(ops().get_wifi_scanf_info(selector, area.bytes.get()),
                   "an exchange was answered");
 }
@@ -102,7 +102,7 @@ void upgrade(Input& input) {
     chip().answer_next(take_datagrams(input));
     note_exchange(ops().upg_start(1, 2), "an exchange was answered");
     Bytes block = input.piece();
-    block.resize(MCU_UPG_BLOCK_SIZE);
+    block.resize(kMcuUpgBlockSize);
     block.shrink_to_fit();
     if (ops().upg_transmit(block.data()) == 0) {
         saw("an upgrade block was accepted");
@@ -118,13 +118,13 @@ void command(Input& input) {
     const bool refused = ops().set_cmd(body.data(), fits ? length : -1) != 0;
     saw(refused ? "a command was refused" : "a command was sent");
     Bytes time = body;
-    time.resize(MCU_TIME_SIZE);
+    time.resize(kMcuTimeSize);
     (void)ops().set_time(time.data());
     chip().takes = true;
 }
 
 void take_event(Input& /*input*/) {
-    const Area event(MCU_EVENT_INFO_SIZE);
+    const Area event(kMcuEventInfoSize);
     saw(ops().get_event_info(event.bytes.get()) == 0 ? "an event was taken" : "no event was there");
 }
 
@@ -133,7 +133,7 @@ void arrival(Input& input) {
     chip().command_result = input.byte() % 4 == 3 ? -1 : 0;
     chip().deliver(take_datagrams(input));
     chip().command_result = 0;
-    const Area info(MCU_WIFI_INFO_SIZE);
+    const Area info(kMcuWifiInfoSize);
     require(ops().get_wifi_info(info.bytes.get()) == 0, "the Wi-Fi info is always there");
     std::uint32_t updated = 0;
     require(ops().get_ipaddr_update_status(&updated) == 0, "the update status is always there");

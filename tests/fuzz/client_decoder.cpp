@@ -36,7 +36,7 @@ void show_answer(const catalog::service& service, byte_view payload, std::uint8_
     static const owned_descriptor nowhere(open("/dev/null", O_WRONLY | O_CLOEXEC));
     output out("fuzz", nowhere.get(), nowhere.get());
     out.mode = static_cast<output_mode>(choice % 4);
-    const std::string_view zero = client::zero_reason(service);
+    const std::string_view zero = catalog::zero_reason(service);
     client::show_record(out, *service.reply, payload, client::answer_json(service, payload, zero),
                         zero);
     saw("an answer was shown");

@@ -37,10 +37,10 @@ Daemon daemon_side;
 // A block holds the image's bytes and nothing else.
 void check_block(const std::uint8_t* block) {
     const std::size_t offset = quon_load_le32(block);
-    const std::size_t length = quon_load_le32(block + MCU_UPG_BLOCK_LENGTH_OFFSET);
-    require(length != 0 && length <= MCU_UPG_BLOCK_DATA_SIZE, "a block has its length");
+    const std::size_t length = quon_load_le32(block + kMcuUpgBlockLengthOffset);
+    require(length != 0 && length <= kMcuUpgBlockDataSize, "a block has its length");
     require(offset + length <= daemon_side.image.size(), "a block lies within the image");
-    require(std::memcmp(block + MCU_UPG_BLOCK_DATA_OFFSET, daemon_side.image.data() + offset,
+    require(std::memcmp(block + kMcuUpgBlockDataOffset, daemon_side.image.data() + offset,
                         length) == 0,
             "a block holds the image");
     daemon_side.received = offset + length;
@@ -48,8 +48,8 @@ void check_block(const std::uint8_t* block) {
 
 DbusCallStatus answer(DbusReply* reply) {
     *reply = {};
-    reply->result = MCU_UPG_REPLY_SIZE;
-    reply->data_len = MCU_UPG_REPLY_SIZE;
+    reply->result = kMcuUpgReplySize;
+    reply->data_len = kMcuUpgReplySize;
     if (daemon_side.is_odd) {
         Input& input = *daemon_side.input;
         const std::uint8_t kind = input.byte();
@@ -119,7 +119,7 @@ DbusInfo* Dbus_Client_Connect(const char* /*name*/, const char* /*server*/, int3
 DbusCallStatus Dbus_Method_Call(DbusInfo* /*info*/, const char* member, const uint8_t* data,
                                 uint32_t len, int32_t /*timeout_ms*/, DbusReply* reply) {
     if (std::strcmp(member, "method.quon.mcu.upg.transmit") == 0) {
-        quon::fuzz::require(len == MCU_UPG_BLOCK_SIZE, "a block has its size");
+        quon::fuzz::require(len == kMcuUpgBlockSize, "a block has its size");
         quon::fuzz::check_block(data);
     }
     return quon::fuzz::answer(reply);
