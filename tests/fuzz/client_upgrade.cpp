@@ -40,9 +40,9 @@ void check_block(const std::uint8_t* block) {
     const std::size_t length = quon_load_le32(block + kMcuUpgBlockLengthOffset);
     require(length != 0 && length <= kMcuUpgBlockDataSize, "a block has its length");
     require(offset + length <= daemon_side.image.size(), "a block lies within the image");
-    require(std::memcmp(block + kMcuUpgBlockDataOffset, daemon_side.image.data() + offset,
-                        length) == 0,
-            "a block holds the image");
+    require(
+        std::memcmp(block + kMcuUpgBlockDataOffset, daemon_side.image.data() + offset, length) == 0,
+        "a block holds the image");
     daemon_side.received = offset + length;
 }
 

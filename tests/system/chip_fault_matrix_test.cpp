@@ -10,7 +10,7 @@ namespace {
 constexpr std::size_t kPayloadSize = 384;
 constexpr std::size_t kLongestOnTheChannel = 363;  // what is cut off reads as zero
 constexpr char kEventService[] = "method.quon.mcu.get.event.info";
-// How much later than documented a result may come on a machine that has much else to do.
+// How much later than its time-out a result may come on a machine that has much else to do.
 constexpr auto kSlack = 5s;
 
 // ---- The exchanges
@@ -298,7 +298,7 @@ class AChipsFaultIn : public AChipsFault, public ::testing::WithParamInterface<E
     std::uint8_t answers_ = 0;
 };
 
-TEST_P(AChipsFaultIn, EndsTheExchangeAsDocumentedAndSpoilsNoOther) {
+TEST_P(AChipsFaultIn, EndsTheExchangeWithItsOwnResultAndSpoilsNoOther) {
     start();
     for (const Fault& fault : kFaults) {
         SCOPED_TRACE(fault.name);

@@ -50,7 +50,7 @@ class ACaller : public testing::Test {
     Client client_;
 };
 
-TEST_F(ACaller, WritesTheDocumentedRecords) {
+TEST_F(ACaller, WritesItsRecords) {
     call(client_, "method.echo", "abc", 0);
     ASSERT_EQ(Dbus_Signal_Send(client_.get(), "signal.take", nullptr, 0, kPatience), DBUS_CALL_OK);
     DbusMsg expected{};
