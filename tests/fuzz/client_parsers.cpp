@@ -41,38 +41,38 @@ void try_to(std::string_view outcome, std::string_view refusal,
 }
 
 void parse_values(const std::string& text) {
-    constexpr std::string_view refused = "a text was refused";
-    try_to("bytes were read", refused, [&] { (void)parse_hex(text); });
-    try_to("a duration was read", refused,
+    constexpr std::string_view kRefused = "a text was refused";
+    try_to("bytes were read", kRefused, [&] { (void)parse_hex(text); });
+    try_to("a duration was read", kRefused,
            [&] { require(parse_duration(text) >= 0, "a duration is not negative"); });
-    try_to("a number was read", refused, [&] {
+    try_to("a number was read", kRefused, [&] {
         const int64_t number = parse_number(text, -5, 70000);
         require(number >= -5 && number <= 70000, "a number lies within its range");
     });
-    try_to("an address was read", refused,
+    try_to("an address was read", kRefused,
            [&] { require(parse_ipv4(text).size() == 4, "an address has four bytes"); });
-    try_to("an address was read", refused,
+    try_to("an address was read", kRefused,
            [&] { require(parse_mac(text).size() == 6, "a hardware address has six bytes"); });
 }
 
 void parse_names(const std::string& text) {
-    constexpr std::string_view unknown = "a name was not known";
-    try_to("a service was named", unknown, [&] { (void)client::service_named(text); });
-    try_to("a service was named", unknown, [&] {
+    constexpr std::string_view kUnknown = "a name was not known";
+    try_to("a service was named", kUnknown, [&] { (void)client::service_named(text); });
+    try_to("a service was named", kUnknown, [&] {
         require(!client::services_named(text).empty(), "a name that is known is there");
     });
-    try_to("a service was named", unknown, [&] { (void)client::service_of("set", text); });
+    try_to("a service was named", kUnknown, [&] { (void)client::service_of("set", text); });
 }
 
 void parse_fields(const catalog::record& record, const std::string& text) {
-    constexpr std::string_view refused = "a text was refused";
+    constexpr std::string_view kRefused = "a text was refused";
     for (const catalog::field& field : record.fields) {
-        try_to("a field was encoded", refused, [&] {
+        try_to("a field was encoded", kRefused, [&] {
             const byte_list bytes = client::encode_field(field, text);
             require(field.size == 0 || bytes.size() == field.size, "a field has its size");
         });
     }
-    try_to("a record was encoded", refused, [&] {
+    try_to("a record was encoded", kRefused, [&] {
         const byte_list bytes = client::encode(record, {}, words_of(text));
         require(bytes.size() >= record.size, "a record has its size");
     });

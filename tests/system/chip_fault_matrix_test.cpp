@@ -1,5 +1,5 @@
-// Every exchange with the chip against every way in which the chip can spoil it: the documented
-// result in the documented time, the next request is served, and events come in order.
+// Every exchange with the chip against every way in which the chip can spoil it: the
+// right result in its time, the next request is served, and events come in order.
 #include <array>
 
 #include "system_test.h"
