@@ -1,19 +1,16 @@
-// The examples, built as their page says, against the real daemon with the simulated chip, and
-// against servers that answer as no daemon does.
+// The examples, built and run as their page says from an installation, against the real daemon with
+// a chip; and the Python package installed by pip.
 #include <gtest/gtest.h>
-#include <poll.h>
+#include <sys/socket.h>
 
-#include <atomic>
 #include <csignal>
-#include <cstddef>
-#include <cstring>
-#include <functional>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
-#include <thread>
 
-#include "bus_peers.h"
+#include "hand_off_peers.h"
 #include "installation.h"
 #include "simulated_chip.h"
 #include "system_test.h"
@@ -21,9 +18,7 @@
 namespace quon::test {
 namespace {
 
-constexpr char kLibrary[] = "dbus_socket_common";
-constexpr char kDaemonName[] = "quon.mcu.daemon";
-// Above the longest time-out of an example, 10 s.
+// Above the longest time-out of an example.
 constexpr std::chrono::milliseconds kLongestRun = 2 * kLongEnough;
 
 ExitStatus exited_with(int code) {
@@ -55,11 +50,19 @@ class Examples : public SystemTest {
     SimulatedChip& simulator() { return *simulator_; }
 
     // The words that start an example, which is built when it has to be.
-    Words get_version() { return built("get_version", c_compiler() + Words{"-std=c99"}, ".c"); }
-    Words watch_events() {
-        return built("watch_events", cxx_compiler() + Words{"-std=c++20"}, ".cpp");
+    Words read_battery() { return c_program("read_battery"); }
+    Words wake_up() { return c_program("wake_up"); }
+    Words follow_events() {
+        return built("follow_events", cxx_compiler() + Words{"-std=c++20"}, ".cpp");
     }
-    static Words python_client() { return {"python3", "-B", source_of("quon_mcu_client.py")}; }
+    Words production_line() const { return python() + Words{source_of("production_line.py")}; }
+    Words python() const {
+        const auto packages = installation_->prefix() / QUON_DATADIR / "quon_mcu_daemon/python";
+        return {"env", "PYTHONPATH=" + packages.string(), "/usr/bin/python3", "-B"};
+    }
+    Words c_program(const std::string& name) {
+        return built(name, c_compiler() + Words{"-std=c99"}, ".c");
+    }
 
     // In one step, with what pkg-config says at the end, as their page shows it.
     Words built(const std::string& name, const Words& compiler, const std::string& ending) {
@@ -77,8 +80,9 @@ class Examples : public SystemTest {
     std::string scratch(const std::string& name) const {
         return installation_->scratch(name).string();
     }
+    std::string prefix() const { return installation_->prefix().string(); }
     Words pkg_config(const std::string& what) const {
-        return installation_->pkg_config(what, kLibrary);
+        return installation_->pkg_config(what, "quon_mcu_client");
     }
 
     static ChildProcess::Options in_background(const Words& command) {
@@ -101,294 +105,176 @@ void expect_run(const Words& command, int status, const std::string& out, const 
     EXPECT_EQ(got.err, err);
 }
 
-// ---- The real daemon
-
-TEST_F(Examples, GetVersionPrintsTheVersionThatTheChipTells) {
-    start_world({"--firmware-version", "V2.1.7"});
-    expect_run(get_version(), 0, "V2.1.7\n", "");
-}
-
-TEST_F(Examples, WatchEventsPrintsEventsInTheirOrderAndEndsAfterItsCount) {
-    start_world();
-    simulator().command("event raw 01 0102030405");
-    ChildProcess watcher(in_background(watch_events() + Words{"3"}));
-    ASSERT_TRUE(watcher.wait_for_text("\n")) << watcher.errors();
-    simulator().command("event raw 02 aa");
-    simulator().command("event raw 04 bb");
-    EXPECT_EQ(watcher.wait_exit(), exited_with(0)) << watcher.errors();
-    EXPECT_EQ(watcher.output(), "0102030405" + std::string(56, '0') + "\naa" +
-                                    std::string(64, '0') + "\nbb" + std::string(64, '0') + "\n");
-    EXPECT_EQ(watcher.errors(), "");
-}
-
-TEST_F(Examples, WatchEventsWithoutACountGoesOnUntilItIsTerminatedOrInterrupted) {
-    start_world();
-    for (const int signal : {SIGTERM, SIGINT}) {
-        ChildProcess watcher(in_background(watch_events()));
-        simulator().command("event raw 01 11");
-        ASSERT_TRUE(watcher.wait_for_text("\n")) << watcher.errors();
-        watcher.send_signal(signal);
-        EXPECT_EQ(watcher.wait_exit(), exited_with(0)) << signal << watcher.errors();
-        EXPECT_EQ(watcher.output(), "11" + std::string(64, '0') + "\n") << signal;
-        EXPECT_EQ(watcher.errors(), "") << signal;
+TEST_F(Examples, AreUnderSixtyLinesEach) {
+    for (const char* file :
+         {"read_battery.c", "follow_events.cpp", "wake_up.c", "production_line.py"}) {
+        std::ifstream in(source_of(file));
+        const auto lines = std::count(std::istreambuf_iterator<char>(in), {}, '\n');
+        EXPECT_GT(lines, 20) << file;
+        EXPECT_LT(lines, 60) << file;
     }
 }
 
-TEST_F(Examples, ThePythonClientCallsMethodsAndSendsSignals) {
-    start_world({"--firmware-version", "V2.1.7"});
-    expect_run(python_client() + Words{"call", "get.ver"}, 0, "56322e312e37\n", "");
-    expect_run(python_client() + Words{"call", "method.quon.mcu.get.ver"}, 0, "56322e312e37\n", "");
-    expect_run(python_client() + Words{"call", "get.popen", "6563686f20686900"}, 0, "68690a\n", "");
-    expect_run(python_client() + Words{"send", "set.led", "05"}, 0, "", "");
-    EXPECT_TRUE(simulator().wait_for(0x85));
-    EXPECT_EQ(to_hex(simulator().last_frame(0x85)), "85 01 00 00 00 05");
+TEST_F(Examples, ReadBatteryPrintsTheChipsBytes) {
+    start();
+    chip().answer(0x86, {0x0f, 0x10, 0xa1, 0x00, 0xff});
+    expect_run(read_battery(), 0, "battery 0f 10 a1 00 ff\n", "");
+    chip().answer(0x86, {});
+    expect_run(read_battery(), 1, "", "read_battery: the chip sent nothing\n");
+    chip().ignore(0x86);
+    expect_run(read_battery(), 1, "", "read_battery: the service failed\n");
 }
 
-TEST_F(Examples, ThePythonClientServesOtherProgramsAsAModule) {
-    start_world({"--firmware-version", "V2.1.7"});
-    constexpr char kProgram[] = R"(
-import sys
-sys.path.insert(0, sys.argv[1])
-import quon_mcu_client as bus
-with bus.Client() as client:
-    print(client.call("method.quon.mcu.get.ver").decode())
-    client.send("signal.quon.mcu.set.led", b"\x02")
-    try:
-        client.call("method.quon.mcu.get.log.profile")
-    except bus.ServiceFailed as failure:
-        print(failure.result)
-    try:
-        client.call("method.quon.mcu.unknown", timeout=0.1)
-    except bus.TimedOut as failure:
-        print(failure)
-    print(len(client.call("method.quon.mcu.get.time")))
-)";
-    expect_run({"python3", "-B", "-c", kProgram, QUON_EXAMPLES}, 0,
-               "V2.1.7\n-1\nmethod.quon.mcu.unknown: no answer in time\n10\n", "");
-    EXPECT_TRUE(simulator().wait_for(0x85));
-}
-
-TEST_F(Examples, ThePythonClientWaitsForADaemonThatIsStarting) {
-    ChildProcess client(
-        in_background(python_client() +
-                      // the bus is open before the channel to the chip is: not a chip's service
-                      Words{"--wait", "20000", "call", "get.popen", "6563686f20686900"}));
+TEST_F(Examples, FollowEventsPrintsEventsInTheirOrderAndEndsAfterItsCount) {
     start_world();
-    EXPECT_EQ(client.wait_exit(), exited_with(0));
-    EXPECT_EQ(client.output(), "68690a\n");
-    EXPECT_EQ(client.errors(), "");
+    simulator().command("event raw 01 0102030405");
+    ChildProcess follower(in_background(follow_events() + Words{"3"}));
+    ASSERT_TRUE(follower.wait_for_text("\n")) << follower.errors();
+    simulator().command("event raw 02 aa");
+    simulator().command("event raw 04 bb");
+    EXPECT_EQ(follower.wait_exit(), exited_with(0)) << follower.errors();
+    EXPECT_EQ(follower.output(), "0102030405" + std::string(56, '0') + "\naa" +
+                                     std::string(64, '0') + "\nbb" + std::string(64, '0') + "\n");
+    EXPECT_EQ(follower.errors(), "");
 }
 
-TEST_F(Examples, SayThatAServiceHasFailedWhenTheChipIsSilent) {
+TEST_F(Examples, FollowEventsWithoutACountGoesOnUntilItIsTerminatedOrInterrupted) {
     start_world();
-    simulator().command("silent");
-    expect_run(get_version(), 1, "", "get_version: the service failed, result -1\n");
-    expect_run(python_client() + Words{"call", "get.ver"}, 1, "",
-               "quon_mcu_client.py: method.quon.mcu.get.ver: the service failed, result -1\n");
+    for (const int signal : {SIGTERM, SIGINT}) {
+        ChildProcess follower(in_background(follow_events()));
+        simulator().command("event raw 01 11");
+        ASSERT_TRUE(follower.wait_for_text("\n")) << follower.errors();
+        follower.send_signal(signal);
+        EXPECT_EQ(follower.wait_exit(), exited_with(0)) << signal << follower.errors();
+        EXPECT_EQ(follower.output(), "11" + std::string(64, '0') + "\n") << signal;
+    }
 }
 
-TEST_F(Examples, EndByTheirTimeOutsWhenTheDaemonStandsStill) {
-    start_world();
-    ASSERT_EQ(kill(daemon().pid(), SIGSTOP), 0);
-    expect_run(get_version() + Words{"300"}, 4, "", "get_version: no answer within 300 ms\n");
-    expect_run(watch_events(), 4, "", "watch_events: no answer in time\n");
-    expect_run(python_client() + Words{"--timeout", "300", "call", "get.ver"}, 4, "",
-               "quon_mcu_client.py: method.quon.mcu.get.ver: no answer in time\n");
-    EXPECT_EQ(kill(daemon().pid(), SIGCONT), 0);
+TEST_F(Examples, FollowEventsNeedsNothingOfTheCxxLibraryAtRunTime) {
+    must_run(cxx_compiler() + Words{"-std=c++20", "-fno-exceptions", "-fno-rtti"} + strict_flags() +
+             sanitizer_flags() + pkg_config("--cflags") +
+             Words{"-c", source_of("follow_events.cpp"), "-o", scratch("follow_events.o")});
+    must_run(c_compiler() + sanitizer_flags() +
+             Words{scratch("follow_events.o"), "-o", scratch("small")} + pkg_config("--libs"));
+    expect_run(started(scratch("small")), 1, "", "follow_events: no daemon\n");
+}
+
+TEST_F(Examples, WakeUpTakesTheConnectionAndAnswersTheServer) {
+    const RemoteServer server;
+    start_world({"--wakeup-reason", "13", "--battery", "42", "--server",
+                 "127.0.0.1:" + std::to_string(server.port())});
+    ChildProcess program(in_background(wake_up()));
+    const Descriptor connection = server.accept_one();
+    ASSERT_EQ(send(connection.get(), "who is there?", 13, MSG_NOSIGNAL), 13);
+    EXPECT_EQ(program.wait_exit(), exited_with(0)) << program.errors();
+    const std::string answer = read_text(connection.get());
+    EXPECT_EQ(answer.substr(0, 28), "awake, reason 13, battery 2a") << answer;
+    EXPECT_EQ(answer.size(), std::string("awake, reason 13, battery 2a00000000\n").size());
+    EXPECT_TRUE(at_end(connection.get()));
+}
+
+TEST_F(Examples, WakeUpEndsWith2WhenItWasNoRemoteWakeUp) {
+    start_world({"--wakeup-reason", "5", "--server", "127.0.0.1:9"});
+    expect_run(wake_up(), 2, "", "wake_up: no remote wake-up, reason 5\n");
+}
+
+TEST_F(Examples, WakeUpTellsThatTheServerHasGone) {
+    const RemoteServer server;
+    start_world({"--wakeup-reason", "3", "--server", "127.0.0.1:" + std::to_string(server.port())});
+    ChildProcess program(in_background(wake_up()));
+    Descriptor connection = server.accept_one();
+    connection = Descriptor();
+    EXPECT_EQ(program.wait_exit(), exited_with(1));
+    EXPECT_EQ(program.errors(), "wake_up: the server has no question\n");
+}
+
+TEST_F(Examples, ProductionLineChecksTheCamera) {
+    start_world({"--firmware-version", "V2.1.7", "--battery", "42"});
+    const Result good = run(production_line() + Words{"V2.1.7"}, {}, kLongestRun);
+    EXPECT_EQ(good.status, exited_with(0)) << good.out << good.err;
+    EXPECT_EQ(good.out.substr(0, 40), "version: V2.1.7\nclock: set\nbattery: 2a5e") << good.out;
+    EXPECT_TRUE(good.out.ends_with("\nshell: works\n")) << good.out;
+
+    const Result wrong = run(production_line() + Words{"V3"}, {}, kLongestRun);
+    EXPECT_EQ(wrong.status, exited_with(1));
+    EXPECT_EQ(wrong.out.substr(0, 32), "version: FAILED: V2.1.7, not V3\n") << wrong.out;
+
+    simulator().command("fault 0x86 length 0");
+    const Result empty = run(production_line() + Words{"V2.1.7"}, {}, kLongestRun);
+    EXPECT_EQ(empty.status, exited_with(1));
+    EXPECT_NE(empty.out.find("\nbattery: FAILED: not measured\n"), std::string::npos) << empty.out;
+}
+
+TEST_F(Examples, ProductionLineRefusesWrongArguments) {
+    const Result got = run(production_line());
+    EXPECT_EQ(got.status, exited_with(2));
+    EXPECT_EQ(got.out, "");
+    EXPECT_TRUE(got.err.starts_with("Checks a camera")) << got.err;
+}
+
+TEST_F(Examples, SayAtOnceThatThereIsNoDaemon) {
+    expect_run(read_battery(), 1, "", "read_battery: no daemon\n");
+    expect_run(follow_events(), 1, "", "follow_events: no daemon\n");
+    expect_run(wake_up(), 1, "", "wake_up: no daemon\n");
+    expect_run(production_line() + Words{"V1"}, 1, "",
+               "production_line.py: no daemon: nobody answers at /tmp/dbus-quon.mcu.daemon\n");
 }
 
 TEST_F(Examples, SayThatStandardOutputCannotBeWritten) {
     start_world();
     simulator().command("event raw 01 11");
     const Words to_full = {"/bin/sh", "-c", "exec \"$@\" >/dev/full", "sh"};
-    expect_run(to_full + get_version(), 1, "",
-               "get_version: standard output: No space left on device\n");
-    expect_run(to_full + watch_events(), 1, "",
-               "watch_events: standard output cannot be written\n");
-    expect_run(to_full + python_client() + Words{"call", "get.ver"}, 1, "",
-               "quon_mcu_client.py: standard output: No space left on device\n");
+    expect_run(to_full + read_battery(), 1, "",
+               "read_battery: standard output cannot be written\n");
+    expect_run(to_full + follow_events(), 1, "",
+               "follow_events: standard output cannot be written\n");
 }
 
-// ---- No daemon
+// ---- The Python package, for a daemon that is there
 
-TEST_F(Examples, SayAtOnceThatThereIsNoDaemon) {
-    constexpr char kNobody[] = ": no daemon: nobody answers at /tmp/dbus-quon.mcu.daemon\n";
-    expect_run(get_version(), 3, "", std::string("get_version") + kNobody);
-    expect_run(watch_events(), 3, "", std::string("watch_events") + kNobody);
-    expect_run(python_client() + Words{"call", "get.ver"}, 3, "",
-               std::string("quon_mcu_client.py") + kNobody);
-    expect_run(python_client() + Words{"send", "set.led", "05"}, 3, "",
-               std::string("quon_mcu_client.py") + kNobody);
+TEST_F(Examples, ThePythonPackageServesPlainCallsAndALoopAtOnce) {
+    start_world({"--firmware-version", "V2.1.7"});
+    simulator().command("event raw 01 0b");
+    constexpr char kProgram[] = R"(
+import asyncio, quon_mcu
+with quon_mcu.Client() as client:
+    client.set_led(quon_mcu.Value(5))
+    print(client.next_event(20).bytes[:2].hex(), client.popen("echo hi"))
+async def all_at_once():
+    async with quon_mcu.AsyncClient() as client:
+        version, time = await asyncio.gather(client.get_ver(), client.get_time())
+        print(version.version, time.year >= 0)
+asyncio.run(all_at_once())
+)";
+    expect_run(python() + Words{"-c", kProgram}, 0, "0b00 b'hi\\n'\nV2.1.7 True\n", "");
+    EXPECT_TRUE(simulator().wait_for(0x85));
+    EXPECT_EQ(to_hex(simulator().last_frame(0x85)), "85 01 00 00 00 05");
 }
 
-TEST_F(Examples, WatchEventsNeedsNothingOfTheCxxLibraryAtRunTime) {
-    must_run(cxx_compiler() + Words{"-std=c++20", "-fno-exceptions", "-fno-rtti"} + strict_flags() +
-             sanitizer_flags() + pkg_config("--cflags") +
-             Words{"-c", source_of("watch_events.cpp"), "-o", scratch("watch_events.o")});
-    must_run(c_compiler() + sanitizer_flags() +
-             Words{scratch("watch_events.o"), "-o", scratch("small")} + pkg_config("--libs"));
-    expect_run(started(scratch("small")), 3, "",
-               "watch_events: no daemon: nobody answers at /tmp/dbus-quon.mcu.daemon\n");
+TEST_F(Examples, ThePythonPackageTakesTheWakeUpsConnection) {
+    const RemoteServer server;
+    start_world();
+    const std::string port = std::to_string(server.port());
+    constexpr char kProgram[] = R"(
+import sys, quon_mcu
+with quon_mcu.take_socket("127.0.0.1", int(sys.argv[1])) as remote:
+    remote.sendall(b"from Python")
+)";
+    ChildProcess program(in_background(python() + Words{"-c", kProgram, port}));
+    const Descriptor connection = server.accept_one();
+    EXPECT_EQ(read_text(connection.get()), "from Python");
+    EXPECT_EQ(program.wait_exit(), exited_with(0)) << program.errors();
 }
 
-// ---- Wrong arguments
-
-TEST_F(Examples, RefuseWrongArguments) {
-    for (const Words& wrong :
-         {Words{"x"}, Words{""}, Words{"5x"}, Words{"-1"}, Words{"2147483648"}, Words{"1", "2"}}) {
-        expect_run(get_version() + wrong, 2, "", "usage: get_version [TIMEOUT_MS]\n");
-    }
-    for (const Words& wrong :
-         {Words{"x"}, Words{""}, Words{"5x"}, Words{"0"}, Words{"-1"}, Words{"1", "2"}}) {
-        expect_run(watch_events() + wrong, 2, "", "usage: watch_events [COUNT]\n");
-    }
-}
-
-struct WrongPythonRow {
-    Words words;
-    const char* last_line;
-};
-
-TEST_F(Examples, ThePythonClientRefusesWrongArguments) {
-    for (const WrongPythonRow& row : {
-             WrongPythonRow{{"call"}, "error: the following arguments are required: NAME\n"},
-             WrongPythonRow{{"call", "get.ver", "0"},
-                            "error: argument HEX: invalid fromhex value: '0'\n"},
-             WrongPythonRow{{"--timeout", "-1", "call", "get.ver"},
-                            "error: argument --timeout: invalid _milliseconds value: '-1'\n"},
-         }) {
-        const Result got = run(python_client() + row.words);
-        EXPECT_EQ(got.status, exited_with(2)) << row.last_line;
-        EXPECT_EQ(got.out, "") << row.last_line;
-        EXPECT_TRUE(got.err.starts_with("usage: quon_mcu_client.py ")) << got.err;
-        EXPECT_TRUE(got.err.ends_with(row.last_line)) << got.err;
-    }
-}
-
-// ---- Servers that answer as no daemon does
-
-// Listens in the daemon's place, and serves one connection after the other.
-class Impostor {
-  public:
-    explicit Impostor(const std::function<void(RawPeer&)>& serve)
-        : server_(kDaemonName), thread_([this, serve] { serve_all(serve); }) {}
-    ~Impostor() {
-        stopped_ = true;
-        thread_.join();
-    }
-    Impostor(const Impostor&) = delete;
-    Impostor& operator=(const Impostor&) = delete;
-
-  private:
-    void serve_all(const std::function<void(RawPeer&)>& serve) {
-        while (!stopped_) {
-            if (std::optional<RawPeer> peer = server_.accept_one(20ms)) {
-                serve(*peer);
-            }
-        }
-    }
-
-    RawServer server_;
-    std::atomic<bool> stopped_{false};
-    std::thread thread_;
-};
-
-// Answers one request with this result and length.
-std::function<void(RawPeer&)> answering(std::int32_t result, std::uint32_t length) {
-    return [=](RawPeer& peer) {
-        if (const std::optional<DbusMsg> request = peer.receive()) {
-            DbusMsg answer = make_result(*request, result);
-            answer.data_len = length;
-            peer.send(answer);
-            peer.sees_end();
-        }
-    };
-}
-
-TEST_F(Examples, TellAMalformedAnswer) {
-    const Impostor impostor(answering(3, 4357));
-    expect_run(get_version(), 5, "", "get_version: malformed answer, length 4357\n");
-    expect_run(watch_events(), 5, "", "watch_events: malformed answer\n");
-    expect_run(python_client() + Words{"call", "get.ver"}, 5, "",
-               "quon_mcu_client.py: method.quon.mcu.get.ver: malformed answer: result 3, length "
-               "4357\n");
-}
-
-TEST_F(Examples, WatchEventsTellsAFailureFromTheLackOfAnEvent) {
-    const Impostor impostor(answering(-7, 0));
-    expect_run(watch_events(), 1, "", "watch_events: the service failed\n");
-}
-
-TEST_F(Examples, SayThatTheConnectionWasLost) {
-    // Closed with the request unread, which is a reset.
-    const Impostor impostor([](RawPeer& peer) {
-        pollfd ready{peer.descriptor(), POLLIN, 0};
-        poll(&ready, 1, static_cast<int>(kLongEnough.count()));
-    });
-    constexpr char kOfTheLibrary[] =
-        "Dbus_Method_Thread LINE read socket data failed exit this thread, ret:-1 errno:104 "
-        "(Connection reset by peer)\n";
-    const Result version = run(get_version() + Words{"60000"});
-    EXPECT_EQ(version.status, exited_with(3));
-    EXPECT_EQ(without_line_numbers(version.out), kOfTheLibrary);
-    EXPECT_EQ(version.err, "get_version: the connection was lost\n");
-
-    const Result events = run(watch_events());
-    EXPECT_EQ(events.status, exited_with(3));
-    EXPECT_EQ(without_line_numbers(events.out), kOfTheLibrary);
-    EXPECT_EQ(events.err, "watch_events: the connection was lost\n");
-
-    expect_run(python_client() + Words{"call", "get.ver"}, 3, "",
-               "quon_mcu_client.py: the connection was lost: Connection reset by peer\n");
-}
-
-TEST_F(Examples, ThePythonClientSeesTheEndOfTheStream) {
-    const Impostor impostor([](RawPeer& peer) { peer.receive(); });
-    expect_run(python_client() + Words{"call", "get.ver"}, 3, "",
-               "quon_mcu_client.py: the connection was lost\n");
-}
-
-TEST_F(Examples, ThePythonClientWritesTheWholeRecord) {
-    std::optional<DbusMsg> request;
-    {
-        const Impostor impostor([&](RawPeer& peer) {
-            request = peer.receive();
-            peer.send(make_result(request.value(), 0));
-            peer.sees_end();
-        });
-        expect_run(python_client() + Words{"call", "get.ver", "0a0b0c"}, 0, "\n", "");
-    }
-    ASSERT_TRUE(request);
-    DbusMsg expected{};
-    expected.head = 0x5AA55AA5;
-    expected.id = request->id;
-    std::strcpy(expected.src_name, "example.python");
-    std::strcpy(expected.dst_name, "quon.mcu.daemon");
-    expected.type = 1;
-    std::strcpy(expected.name, "method.quon.mcu.get.ver");
-    expected.data_len = 3;
-    std::memcpy(expected.data, "\x0a\x0b\x0c", 3);
-    EXPECT_EQ(std::memcmp(&*request, &expected, sizeof(expected)), 0);
-}
-
-TEST_F(Examples, ThePythonClientDropsWhatDoesNotAnswerItsCall) {
-    const Impostor impostor([](RawPeer& peer) {
-        const DbusMsg request = peer.receive().value();
-        DbusMsg other_id = make_result(request, 1, "x");
-        other_id.id++;
-        DbusMsg other_name = make_result(request, 1, "y");
-        other_name.name[0] = 'M';
-        DbusMsg wrong_head = make_result(request, 1, "z");
-        wrong_head.head = 0x12345678;
-        for (const DbusMsg& record : {other_id, other_name, wrong_head}) {
-            peer.send(record);
-        }
-        // A short record counts as it stands: the rest is zeros.
-        const DbusMsg right = make_result(request, 2, std::string("\x41", 1));
-        peer.send_bytes(bytes_of_record(right).first(offsetof(DbusMsg, data) + 1));
-        peer.sees_end();
-    });
-    expect_run(python_client() + Words{"call", "get.ver"}, 0, "4100\n", "");
+TEST_F(Examples, ThePythonPackageCanBeInstalledByPip) {
+    must_run({"/usr/bin/python3", "-m", "pip", "install", "--quiet", "--no-index", "--no-deps",
+              "--no-build-isolation", "--no-cache-dir", "--root-user-action=ignore", "--target",
+              scratch("packages"), prefix() + "/" + QUON_DATADIR + "/quon_mcu_daemon/python"});
+    EXPECT_TRUE(file_exists(scratch("packages/quon_mcu/py.typed")));
+    expect_run({"env", "PYTHONPATH=" + scratch("packages"), "/usr/bin/python3", "-B", "-c",
+                "import quon_mcu, importlib.metadata as m; "
+                "print(quon_mcu.__version__, m.version('quon-mcu'), len(quon_mcu.SERVICES))"},
+               0, std::string(QUON_VERSION) + " " + QUON_VERSION + " 53\n", "");
 }
 
 }  // namespace
