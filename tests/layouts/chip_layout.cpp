@@ -75,5 +75,3 @@ static_assert(kMcuWakeupReasonOffset == 0);
 static_assert(kMcuWakeupMacOffset == 54);
 static_assert(kMcuWakeupTime1Offset == 60 && kMcuWakeupTime2Offset == 64);
 static_assert(kMcuStoreServerIpOffset == 38 && kMcuStoreServerPortOffset == 42);
-
-static_assert(sizeof(mcu_ops) == 52 * sizeof(void*));

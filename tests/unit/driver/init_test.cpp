@@ -4,6 +4,7 @@
 
 #include "captured_output.h"
 #include "driver_world.h"
+#include "expected_table.h"
 #include "expected_texts.h"
 #include "hi3861l_context.h"
 #include "hi3861l_net_record.h"
@@ -234,9 +235,9 @@ TEST_F(ARunningDriver, StopsAlsoWhenTheChannelSaysNo) {
     ASSERT_EQ(ops->init(), 0);
 }
 
-TEST(TheOperationsTable, HasFiftyTwoSlotsOfWhichThreeAreEmpty) {
-    EXPECT_EQ(sizeof(mcu_ops), 52 * sizeof(void*));
-    for (std::size_t number = 0; number < 52; number++) {
+TEST(TheOperationsTable, HasItsSlotsOfWhichThreeAreEmpty) {
+    EXPECT_EQ(sizeof(mcu_ops), expected::kSlotCount * sizeof(void*));
+    for (std::size_t number = 0; number < expected::kSlotCount; number++) {
         EXPECT_EQ(slot<Command>(number) == nullptr, number >= 44 && number <= 46) << number;
     }
     EXPECT_EQ(hi3861l_get_ops_handle(), hi3861l_get_ops_handle());
