@@ -8,6 +8,8 @@ and log lines follow. It knows nothing of sockets, threads or time.
 import dataclasses
 import struct
 
+import expected_table
+
 PAYLOAD = 384  # of a chip message
 MESSAGE = 384  # what the channel takes of one datagram, header included
 CHANNEL_HEADER = 16
@@ -34,59 +36,33 @@ class Query:
     failure: str
 
 
+def query(name):
+    service = expected_table.SERVICES[name]
+    operation = service.operation
+    return Query(service.handler, operation.name, operation.type, service.size, service.failure)
+
+
+def answered(answer, reply):
+    """The services whose chip's answer and whose reply are of these kinds."""
+    return [name for name, service in expected_table.SERVICES.items()
+            if service.operation and service.operation.type is not None
+            and service.operation.answer == answer and service.reply in reply]
+
+
 # Records that go back as the chip made them.
-DIRECT = {
-    "get.wakeup.info": Query("quon_mcu_get_wakeup_info", "hi3861l_api_get_wakeup_info", 0x82, 71,
-                             "mcu_get_wakeup_info failed"),
-    "get.time": Query("quon_mcu_get_time", "hi3861l_api_get_time", 0x84, 10,
-                      "mcu_get_time failed"),
-    "get.battery.status": Query("quon_mcu_get_battery_status", "hi3861l_api_get_battery_status",
-                                0x86, 5, "mcu_get_battery_status failed"),
-    "get.pir.info": Query("quon_mcu_get_pir_info", "hi3861l_api_get_pir_info", 0x89, 36,
-                          "mcu_get_pir_info failed"),
-    "get.wifi.status": Query("quon_mcu_get_wifi_status", "hi3861l_api_get_wifi_status", 0x8C, 70,
-                             "mcu_get_wifi_status failed"),
-    "get.store.params": Query("quon_mcu_get_store_params", "hi3861l_api_get_store_params", 0x93,
-                              48, "mcu_get_store_params failed"),
-    "get.alarm": Query("quon_mcu_get_alarm", "hi3861l_api_get_alarm", 0x99, 7,
-                       "mcu_get_alarm failed"),
-    "get.status.info": Query("quon_mcu_get_status_info", "hi3861l_api_get_status_info", 0xA3, 136,
-                             "mcu_get_status_info failed"),
-    "get.config.info": Query("quon_mcu_get_config_info", "hi3861l_api_get_config_info", 0xA7, 256,
-                             "mcu_get_config_info failed"),
-    "get.wifi.extended.status": Query("quon_mcu_get_wifi_extended_status",
-                                      "hi3861l_api_get_wifi_extended_status", 0xAA, 264,
-                                      "mcu_get_wifi_extended_status failed"),
-    "get.soc.time.cur.info": Query("quon_mcu_get_soc_poweron_time_cur_info",
-                                   "hi3861l_api_get_soc_poweron_time_cur_info", 0xAD, 212,
-                                   "mcu_get_soc_poweron_time_cur_info failed"),
-}
+DIRECT = {name: query(name) for name in answered("kByLength", {"kDirect"})}
 
 # Lists: a count, then entries of a fixed size.
-LISTS = {
-    "get.err.report": (36, Query("quon_mcu_get_err_report", "hi3861l_api_get_err_report", 0x9E,
-                                 181, "mcu_get_err_report failed")),
-    "get.soc.time.list": (44, Query("quon_mcu_get_soc_poweron_time_list",
-                                    "hi3861l_api_get_soc_poweron_time_info_list", 0xAC, 221,
-                                    "mcu_get_soc_poweron_time_info_list failed")),
-}
+LISTS = {name: (expected_table.SERVICES[name].operation.entry, query(name))
+         for name in answered("kList", {"kDirect"})}
 
 # Texts: as long as they are.
-TEXTS = {
-    "get.ver": Query("quon_mcu_get_version", "hi3861l_api_get_version", 0x80, 0,
-                     "mcu_get_version failed"),
-    "get.soc.min.ver": Query("quon_mcu_get_soc_min_version", "hi3861l_api_get_soc_min_version",
-                             0x9F, 0, "mcu_get_soc_min_version failed"),
-}
+TEXTS = {name: query(name) for name in answered("kText", {"kTextDirect", "kTextStaged"})}
 
-WATCHDOG = Query("quon_mcu_get_wdg_state", "hi3861l_api_get_wdg_state", 0x95, 1,
-                 "mcu_get_wdg_state failed")
-SCAN = Query("quon_mcu_get_wifi_scanf_info", "hi3861l_api_get_wifi_scanf_info", 0xA9, 241,
-             "quon_mcu_get_wifi_scanf_info failed")
-UPGRADE_START = Query("quon_mcu_upg_start", "hi3861l_api_upg_start", 0x8F, 4,
-                      "mcu_upg_start failed")
-UPGRADE_BLOCK = Query("quon_mcu_upg_transmit", "hi3861l_api_upg_transmit", 0x90, 4,
-                      "mcu_upg_transmit failed")
+WATCHDOG = query("get.wdg.state")
+SCAN = query("get.wifi.scanf.info")
+UPGRADE_START = query("upg.start")
+UPGRADE_BLOCK = query("upg.transmit")
 
 QUERIES = {
     **DIRECT,
@@ -99,37 +75,14 @@ QUERIES = {
 }
 
 # Empty slots: the handler finds nobody to ask.
-EMPTY = {
-    "get.log.profile": "quon_mcu_get_log_profile",
-    "get.bit.err.rate": "quon_mcu_get_bit_err_rate",
-}
+EMPTY = {name: service.handler for name, service in expected_table.SERVICES.items()
+         if service.kind == "method" and service.operation and not service.operation.name}
 
 # Commands: message type and number of request bytes that travel.
-COMMANDS = {
-    "set.time": (0x83, 10),
-    "set.led": (0x85, 1),
-    "set.pir.switch": (0x87, 1),
-    "set.pir.sensitivity": (0x88, 1),
-    "set.pir.info": (0xA2, 36),
-    "set.wifi.connect": (0x8A, 134),
-    "set.wifi.disconnect": (0x8B, 0),
-    "set.wifi.keepalive": (0x8D, 164),
-    "set.wifi.extended.info": (0x9D, 66),
-    "set.system.state": (0x8E, 1),
-    "set.store.params": (0x92, 48),
-    "set.wdg.state": (0x94, 1),
-    "set.wdg.period": (0x96, 4),
-    "set.wdg.feed": (0x97, 0),
-    "set.alarm": (0x98, 7),
-    "set.ap.start": (0x9A, 166),
-    "set.ap.stop": (0x9B, 0),
-    "set.crash.test": (0x9C, 0),
-    "set.uart.switch": (0xA0, 1),
-    "set.wakeup.info": (0xA1, 71),
-    "set.charge.auto.poweron": (0xA4, 67),
-    "set.tamper.info": (0xA6, 1),
-    "set.soc.time.info": (0xAB, 44),
-}
+COMMANDS = {name: (service.operation.type, service.request)
+            for name, service in expected_table.SERVICES.items()
+            if service.kind == "signal" and service.passed != "kPointerAndLength"
+            and service.operation and service.operation.type is not None}
 
 # The start-up snapshot's questions, in their order, with their places in the context.
 NETWORK_QUERY = 0x81
