@@ -131,10 +131,12 @@ nlohmann::json measure(const Options& options) {
     if (options.one_core) {
         stay_on_one_core();
     }
+    // The server outlives the caller, whose library would say on standard output that it has gone.
+    Child server;
     const std::unique_ptr<Peer> peer = make_peer(options.variant, folder.path());
     std::atomic<std::uint64_t>& received = shared_counter();
     peer->prepare();
-    const Child server = start_server(*peer, options.pauses, received);
+    server = start_server(*peer, options.pauses, received);
     peer->connect();
     const std::vector<std::uint8_t> payload(options.payload, 0x5A);
     if (options.subject == "one-way") {
