@@ -21,21 +21,23 @@ mirror_lines() { # SUITE
 }
 
 apt_proxies() {
-    apt-config dump --format '%F "%v";%n' | grep -E '^Acquire::https?::Proxy' || true
+    apt-config dump --format '%F "%v";%n' | sed -nE '/^Acquire::https?::Proxy/p'
 }
 
 # Makes the minimal root of a suite at FOLDER, with git, sudo and two ordinary users.
 make_root() { # SUITE FOLDER
-    local suite=$1 root=$2 sources=() proxies=() uri release line include=sudo,git
+    local suite=$1 root=$2 mirrors lines sources=() proxies=() uri release line include=sudo,git
+    mirrors=$(mirror_lines "$suite")
+    [ -n "$mirrors" ] ||
+        die "apt's configuration names no Debian mirror: give one in QUON_FRESH_MIRROR"
     while read -r uri release; do
         sources+=("deb $uri $release main")
         case $uri in https:*) include=sudo,git,ca-certificates ;; esac
-    done < <(mirror_lines "$suite")
-    [ ${#sources[@]} -gt 0 ] ||
-        die "apt's configuration names no Debian mirror: give one in QUON_FRESH_MIRROR"
+    done <<<"$mirrors"
+    lines=$(apt_proxies)
     while read -r line; do
         [ -z "$line" ] || proxies+=("--aptopt=$line")
-    done < <(apt_proxies)
+    done <<<"$lines"
     [ -z "${QUON_FRESH_CCACHE:-}" ] || include+=,ccache
     mkdir -p "$packages/$suite/partial"
     # shellcheck disable=SC2016  # the hooks' own words
@@ -52,9 +54,10 @@ make_root() { # SUITE FOLDER
 }
 
 furnish_root() { # ROOT
-    local root=$1
+    local root=$1 name
+    name=$(hostname)
     cat /etc/resolv.conf >"$root/etc/resolv.conf"
-    printf '127.0.0.1 localhost %s\n' "$(hostname)" >"$root/etc/hosts"
+    printf '127.0.0.1 localhost %s\n' "$name" >"$root/etc/hosts"
     chroot "$root" useradd --create-home --shell /bin/bash "$fresh_user"
     chroot "$root" useradd --create-home --shell /bin/bash "$guest_user"
     echo "$fresh_user ALL=(ALL) NOPASSWD: ALL" >"$root/etc/sudoers.d/$fresh_user"

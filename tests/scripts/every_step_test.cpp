@@ -14,7 +14,7 @@ namespace {
 // Calls whose failure has another way out, or is the very question that they ask.
 const std::regex kHarmless(
     "dpkg-query .*|"                       // a package that is not known is installed
-    "unshare .*|"                          // one of two ways is enough
+    "unshare --(net|user) .*|"             // one of two ways is enough
     "(apt-get|sudo env .*) -q .* update|"  // old lists may do
     "sudo -n true|"                        // then it asks for the password
     "rm -f.*|rm -rf .*/(fetch|unpack|uclibc-[^/]*\\.build|stub)[^/]*|"  // clearing up at the end
@@ -31,6 +31,7 @@ struct Row {
     int calls;               // at least so many that can fail
     bool cached;             // without what it downloads and keeps, which other rows have
     const char* own = ".*";  // the calls that no other row has
+    std::vector<std::string> further = {};  // NAME=VALUE
 };
 
 void PrintTo(const Row& row, std::ostream* out) {
@@ -41,11 +42,12 @@ class EveryStep : public testing::TestWithParam<Row> {};
 
 TEST_P(EveryStep, ThatFailsFailsTheScript) {
     ScriptTree tree;
+    const std::string line = GetParam().line;
     if (GetParam().cached) {
-        ASSERT_EQ(tree.run_script(GetParam().line, {}).status, (ExitStatus{true, 0}));
+        ASSERT_EQ(tree.run_script(line, {}).status, (ExitStatus{true, 0}));
         tree.keep_results();
     }
-    const Result well = tree.run_script(GetParam().line, {});
+    const Result well = tree.run_script(line, {.further = GetParam().further});
     ASSERT_EQ(well.status, (ExitStatus{true, 0})) << well.out << well.err;
     int tried = 0;
     for (const std::string& call : tree.calls()) {
@@ -54,7 +56,8 @@ TEST_P(EveryStep, ThatFailsFailsTheScript) {
             continue;
         }
         tried++;
-        const Result result = tree.run_script(GetParam().line, {.failing = call});
+        const Result result =
+            tree.run_script(line, {.failing = call, .further = GetParam().further});
         EXPECT_TRUE(result.status.exited && result.status.code != 0) << "lost: " << call << "\n"
                                                                      << result.out << result.err;
         EXPECT_NE(result.err, "") << call;
@@ -64,22 +67,30 @@ TEST_P(EveryStep, ThatFailsFailsTheScript) {
 
 INSTANTIATE_TEST_SUITE_P(
     OfTheScript, EveryStep,
-    testing::Values(Row{"Demo", "scripts/run --demo", 6, false},
-                    Row{"Test", "scripts/test", 6, false},
-                    Row{"Asan", "scripts/test asan -R One", 6, false},
-                    Row{"Clang", "scripts/test clang", 6, false},
-                    Row{"Mipsel", "scripts/test mipsel", 10, false},
-                    Row{"Model", "scripts/test model --worlds 2", 6, false},
-                    Row{"Planted", "scripts/test model --planted", 6, false},
-                    Row{"Uclibc", "scripts/test uclibc", 15, true},
-                    Row{"Format", "scripts/lint format", 6, false},
-                    Row{"Shell", "scripts/lint shell", 6, false},
-                    Row{"Tidy", "scripts/lint tidy", 6, false},
-                    Row{"Board", "scripts/board", 25, true},
-                    Row{"BoardPackages", "scripts/lib/board-packages", 10, false},
-                    Row{"Toolchain", "scripts/lib/toolchain-uclibc", 15, false},
-                    Row{"Footprint", "bench/footprint", 8, true,
-                        "(mipsel-linux-gnu-(strip -o|size)|stat|awk|mkdir -p .*footprint).*"}),
+    testing::Values(
+        Row{"Demo", "scripts/run --demo", 6, false}, Row{"Test", "scripts/test", 6, false},
+        Row{"Asan", "scripts/test asan -R One", 6, false},
+        Row{"Clang", "scripts/test clang", 6, false}, Row{"Msan", "scripts/test msan", 8, false},
+        Row{"Fresh", "scripts/test fresh main moved", 30, false, ".*", {"STUB_ROOT=yes"}},
+        Row{"InsideAFreshRoot",
+            "scripts/lib/test-fresh --inside ./build/root container tester true",
+            20,
+            false,
+            ".*",
+            {"QUON_FRESH_SUITE=bookworm"}},
+        Row{"Coverage", "scripts/coverage", 8, false},
+        Row{"Mipsel", "scripts/test mipsel", 10, false},
+        Row{"Model", "scripts/test model --worlds 2", 6, false},
+        Row{"Planted", "scripts/test model --planted", 6, false},
+        Row{"Uclibc", "scripts/test uclibc", 15, true},
+        Row{"Format", "scripts/lint format", 6, false},
+        Row{"Shell", "scripts/lint shell", 6, false}, Row{"Tidy", "scripts/lint tidy", 6, false},
+        Row{"Cppcheck", "scripts/lint cppcheck", 8, false},
+        Row{"Analyzer", "scripts/lint analyzer", 6, false}, Row{"Board", "scripts/board", 25, true},
+        Row{"BoardPackages", "scripts/lib/board-packages", 10, false},
+        Row{"Toolchain", "scripts/lib/toolchain-uclibc", 15, false},
+        Row{"Footprint", "bench/footprint", 8, true,
+            "(mipsel-linux-gnu-(strip -o|size)|stat|awk|mkdir -p .*footprint).*"}),
     [](const auto& row) { return std::string(row.param.name); });
 
 }  // namespace

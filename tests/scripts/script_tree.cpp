@@ -18,17 +18,22 @@ const fs::path kTop = QUON_SOURCE_FOLDER;
 
 // What the scripts call, and the shell itself does not do.
 constexpr const char* kPrograms[] = {"apt-cache",
+                                     "apt-config",
                                      "apt-get",
                                      "ar",
                                      "awk",
                                      "basename",
                                      "cat",
+                                     "chmod",
+                                     "chown",
+                                     "chroot",
                                      "clang-format",
                                      "clang-tidy",
                                      "cmake",
                                      "comm",
                                      "cp",
                                      "cpio",
+                                     "cppcheck",
                                      "ctest",
                                      "cut",
                                      "dirname",
@@ -36,10 +41,12 @@ constexpr const char* kPrograms[] = {"apt-cache",
                                      "dpkg-query",
                                      "find",
                                      "flock",
+                                     "gcovr",
                                      "git",
                                      "grep",
                                      "gzip",
                                      "head",
+                                     "hostname",
                                      "id",
                                      "install",
                                      "ln",
@@ -50,12 +57,18 @@ constexpr const char* kPrograms[] = {"apt-cache",
                                      "mipsel-linux-gnu-strip",
                                      "mkdir",
                                      "mktemp",
+                                     "mmdebstrap",
+                                     "mount",
                                      "mv",
                                      "nproc",
+                                     "pivot_root",
                                      "qemu-system-mipsel",
                                      "realpath",
                                      "rm",
+                                     "rmdir",
+                                     "runuser",
                                      "sed",
+                                     "setpriv",
                                      "sha256sum",
                                      "shellcheck",
                                      "sort",
@@ -66,6 +79,7 @@ constexpr const char* kPrograms[] = {"apt-cache",
                                      "tee",
                                      "timeout",
                                      "tr",
+                                     "umount",
                                      "unshare",
                                      "wc",
                                      "xargs"};
@@ -97,9 +111,10 @@ ScriptTree::ScriptTree(const std::string& parent) {
                              "tests/board/guest", "tests/board/module", "tests/cannot_run.txt"}) {
         copy_into(checkout_, part);
     }
-    fs::remove(path("scripts/lib/demo-tour"));
     fs::create_directories(path("tests/model"));
-    for (const char* program : {"scripts/lib/demo-tour", "tests/model/differences.py"}) {
+    for (const char* program :
+         {"scripts/lib/demo-tour", "scripts/lib/coverage-report", "tests/model/differences.py"}) {
+        fs::remove(path(program));
         fs::create_symlink(kTop / "tests/scripts/stub", path(program));
     }
     std::ofstream(path("one.cpp")) << "\n";
@@ -145,6 +160,11 @@ std::vector<std::string> ScriptTree::command_of(const std::string& line, const S
     command.insert(command.end(), setting.further.begin(), setting.further.end());
     std::vector<std::string> words = words_of(line);
     words[0] = path(words[0]);
+    for (std::string& word : words) {
+        if (word.starts_with("./")) {
+            word = path(word.substr(2));
+        }
+    }
     command.insert(command.end(), words.begin(), words.end());
     return command;
 }

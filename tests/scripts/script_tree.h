@@ -24,7 +24,7 @@ class ScriptTree {
         std::vector<std::string> further = {};  // NAME=VALUE
     };
     // Runs a command line of the checkout ("scripts/test dev") from scratch: what an earlier run
-    // made is gone, unless it is kept.
+    // made is gone, unless it is kept. A word "./NAME" becomes the path of NAME in the checkout.
     Result run_script(const std::string& line, const Setting& setting);
     // The same as a command line for a process of the test's own.
     std::vector<std::string> command_of(const std::string& line, const Setting& setting);
