@@ -3,6 +3,14 @@
 
 shopt -s inherit_errexit
 
+# What opens next would take a closed stream's number.
+{ : 3>&2; } || exec 2>/dev/null
+{ : 3<&0; } 2>/dev/null || exec </dev/null
+{ : 3>&1; } 2>/dev/null || {
+    printf '%s: standard output is closed: give it a place, for example >/dev/null\n' "${0##*/}" >&2
+    exit 1
+}
+
 top=$(cd "${BASH_SOURCE[0]%/*}/../.." && pwd -P)
 export top
 
@@ -62,8 +70,10 @@ read_only_checkout() {
 }
 
 not_writable() { # PATH
-    die "$1 cannot be written by $(id -un) (it belongs to $(stat -c %U "$1"), as after a run with sudo):" \
-        "remove the folder with: sudo rm -rf '$top/build'"
+    local why remedy="rm -rf '$top/build'"
+    why="it belongs to $(stat -c %U "$1"), as after a run with sudo"
+    if [ -O "$1" ]; then why='its permissions forbid it'; else remedy="sudo $remedy"; fi
+    die "$1 cannot be written by $(id -un) ($why): remove the folder with: $remedy"
 }
 
 # Who may change the machine: root, or a user with sudo.

@@ -25,6 +25,15 @@ std::string user_name() {
     return name_of(geteuid() == 0 ? 65534 : geteuid());
 }
 
+// Why what these tests have made cannot be written, and what helps.
+std::string cause_and_remedy(const std::string& folder) {
+    return geteuid() == 0
+               ? " (it belongs to root, as after a run with sudo): remove the folder "
+                 "with: sudo rm -rf '" +
+                     folder + "'"
+               : " (its permissions forbid it): remove the folder with: rm -rf '" + folder + "'";
+}
+
 class TheScripts : public testing::TestWithParam<const char*> {
   protected:
     // It ends with this sentence, and has installed and built nothing.
@@ -56,10 +65,7 @@ TEST_P(TheScripts, RefuseABuildFolderOfRoot) {
     fs::create_directory(tree.path("build"));
     fs::permissions(tree.path("build"), fs::perms(0555));
     expect_refusal({.as_user = true}, "/build cannot be written by " + user_name() +
-                                          " (it belongs to " + name_of(geteuid()) +
-                                          ", as after a run with sudo): "
-                                          "remove the folder with: sudo rm -rf '" +
-                                          tree.path("build") + "'");
+                                          cause_and_remedy(tree.path("build")));
 }
 
 TEST_P(TheScripts, RefuseAFileOfRootInTheirBuildFolder) {
@@ -73,7 +79,7 @@ TEST_P(TheScripts, RefuseAFileOfRootInTheirBuildFolder) {
     }
     fs::permissions(tree.path("build"), fs::perms(0777));
     expect_refusal({.as_user = true}, "/old.o cannot be written by " + user_name() +
-                                          " (it belongs to " + name_of(geteuid()));
+                                          cause_and_remedy(tree.path("build")));
 }
 
 TEST_P(TheScripts, NameTheRemedyWhereThereAreNoNamespaces) {
@@ -82,6 +88,16 @@ TEST_P(TheScripts, NameTheRemedyWhereThereAreNoNamespaces) {
         {.failing = "unshare"},
         "in a container that nothing else depends on, set QUON_WORLD=here to work in its "
         "own world");
+}
+
+TEST_P(TheScripts, RefuseAClosedStandardOutput) {
+    expect_refusal({.closing = ">&-"},
+                   ": standard output is closed: give it a place, for example >/dev/null\n");
+}
+
+TEST_P(TheScripts, DoWithoutTheOtherStreams) {
+    const Result result = tree.run_script(GetParam(), {.closing = "<&- 2>&-"});
+    EXPECT_EQ(result.status, (ExitStatus{true, 0})) << result.out;
 }
 
 TEST_P(TheScripts, KnowOneWorldBesideTheirOwn) {

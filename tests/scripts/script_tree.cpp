@@ -165,6 +165,9 @@ std::vector<std::string> ScriptTree::command_of(const std::string& line, const S
             word = path(word.substr(2));
         }
     }
+    if (!setting.closing.empty()) {
+        command.insert(command.end(), {"sh", "-c", "exec \"$@\" " + setting.closing, "sh"});
+    }
     command.insert(command.end(), words.begin(), words.end());
     return command;
 }

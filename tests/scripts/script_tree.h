@@ -22,6 +22,7 @@ class ScriptTree {
         std::string missing = {};  // a part of dpkg-query's call: this package is missing
         bool as_user = false;      // as a user who owns nothing of it
         std::vector<std::string> further = {};  // NAME=VALUE
+        std::string closing = {};               // redirections, as a shell writes them
     };
     // Runs a command line of the checkout ("scripts/test dev") from scratch: what an earlier run
     // made is gone, unless it is kept. A word "./NAME" becomes the path of NAME in the checkout.
