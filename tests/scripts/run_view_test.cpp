@@ -14,6 +14,7 @@
 #include <fstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "script_tree.h"
@@ -214,6 +215,79 @@ TEST_F(TheView, HasAShellWithProgramsPagesCompletionsAndAPromptOfItsOwn) {
     EXPECT_NE(shell.out.find("/docs/man/quon_mcu_daemon.8\n"), std::string::npos) << shell.out;
     EXPECT_NE(shell.err.find("[quon-mcu world] "), std::string::npos) << shell.err;
 }
+
+struct TourEnd {
+    const char* name;
+    int signal_number;  // 0: nobody reads what it prints
+};
+
+void PrintTo(const TourEnd& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class ATour : public testing::TestWithParam<TourEnd> {
+  protected:
+    // In a private world, with the real programs; its output goes to a pipe.
+    ATour() {
+        const std::string built = QUON_BUILD_FOLDER;
+        const std::string path = "PATH=" + built + "/bin:/usr/bin:/bin:/usr/sbin:/sbin";
+        const std::string link = "DEMO_CHIP_LINK=" + built + "/lib/libhi3861l_chip_link.so";
+        const std::string tour = QUON_SOURCE_FOLDER "/scripts/lib/demo-tour";
+        std::array<int, 2> ends{};
+        if (pipe(ends.data()) != 0 || (process = fork()) < 0) {
+            throw std::runtime_error("no process");
+        }
+        if (process == 0) {
+            dup2(ends[1], STDOUT_FILENO);
+            close(ends[0]);
+            close(ends[1]);
+            execlp("env", "env", path.c_str(), link.c_str(), "private-world", tour.c_str(),
+                   static_cast<char*>(nullptr));
+            _exit(127);
+        }
+        close(ends[1]);
+        output = ends[0];
+    }
+    ~ATour() override {
+        if (process > 0) {
+            kill(process, SIGKILL);
+            waitpid(process, nullptr, 0);
+        }
+        for (const pid_t one : started) {
+            if (!has_ended(one)) {
+                kill(one, SIGKILL);
+            }
+        }
+        close(output);
+    }
+
+    int output = -1;
+    pid_t process = -1;
+    std::vector<pid_t> started;
+};
+
+TEST_P(ATour, LeavesNothingBehindWhenItEndsEarly) {
+    char first = 0;
+    ASSERT_EQ(read(output, &first, 1), 1);
+    started = descendants(process);
+    EXPECT_GE(started.size(), 3U);  // the server, the chip and the daemon
+    if (GetParam().signal_number != 0) {
+        kill(process, GetParam().signal_number);
+    } else {
+        close(std::exchange(output, -1));
+    }
+    int status = 0;
+    ASSERT_TRUE(wait_until([&] { return waitpid(process, &status, WNOHANG) == process; }));
+    process = -1;
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1) << status;
+    EXPECT_TRUE(wait_until([&] { return std::ranges::all_of(started, has_ended); }));
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, ATour,
+                         testing::Values(TourEnd{"AReaderThatGoes", 0},
+                                         TourEnd{"ATerminalThatCloses", SIGHUP},
+                                         TourEnd{"AnEndFromOutside", SIGTERM}),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 TEST(AShell, NeedsARunningView) {
     ScriptTree tree;
