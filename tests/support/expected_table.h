@@ -214,6 +214,9 @@ inline constexpr ExpectedOperation kNetQuery = {kNoSlot, "hi3861l_get_ip_info", 
                                                 0,       Answer::kByLength,     0};
 inline constexpr int kNetRecordSize = 26;
 
+// Of the services that ask no chip.
+inline constexpr ExpectedOperation kNoOperation = {kNoSlot, "", kNoMessage, 0, 0, Answer::kNone, 0};
+
 inline constexpr int kVersionSize = 32;  // of both versions' texts, with their terminator
 
 inline constexpr std::size_t kMethodCount = 28;
@@ -244,9 +247,10 @@ constexpr const ExpectedOperation& operation_in(int slot) {
 }
 
 constexpr const ExpectedOperation& operation_of(const ExpectedService& service) {
-    return operation_in(service.slot);
+    return service.slot == kNoSlot ? kNoOperation : operation_in(service.slot);
 }
 
+// The first that asks it; that of the start has none.
 constexpr const ExpectedService& service_of(const ExpectedOperation& operation) {
     return row_of(kServices, operation.name,
                   [&](const auto& row) { return row.slot == operation.slot; });
@@ -278,6 +282,13 @@ inline std::vector<ExpectedService> commands() {
 
 inline std::vector<ExpectedService> upgrades() {
     return rows_of(kServices, &ExpectedService::is_upgrade);
+}
+
+// What goes to the chip: each operation's message, and that of the start.
+inline std::vector<ExpectedOperation> messages() {
+    std::vector<ExpectedOperation> rows = rows_of(kOperations, &ExpectedOperation::sends);
+    rows.push_back(kNetQuery);
+    return rows;
 }
 
 // The operations that wait for the chip's answer, and those that do not.

@@ -1,40 +1,34 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <map>
 #include <set>
 
 #include "catalog/catalog.h"
-#include "hi3861l_protocol.h"
-#include "mcu_records.h"
-#include "quon_mcu_services.h"
+#include "expected_table.h"
 
 namespace quon::catalog {
 namespace {
 
-struct daemon_row {
-    int index;
-    std::string_view name;
-};
-constexpr daemon_row kDaemonTable[] = {
-#define ROW(index, name, handler) {index, name},
-    QUON_MCU_SERVICES(ROW)
-#undef ROW
-};
+namespace expected = quon::test::expected;
+using quon::test::ExpectedOperation;
+using quon::test::ExpectedService;
+using quon::test::Reply;
 
-TEST(TheServices, AreTheDaemonsTableInTheSameOrderAndKind) {
-    ASSERT_EQ(services().size(), std::size(kDaemonTable));
-    int methods = 0;
-    for (size_t i = 0; i < services().size(); ++i) {
-        const service& each = services()[i];
-        EXPECT_EQ(each.index, kDaemonTable[i].index);
-        EXPECT_EQ(each.index, static_cast<int>(i));
-        EXPECT_EQ(each.name, kDaemonTable[i].name);
-        EXPECT_EQ(each.kind == service_kind::signal, each.name.starts_with("signal.")) << each.name;
-        EXPECT_EQ(find_service(each.name), &each);
-        methods += each.kind == service_kind::method ? 1 : 0;
+// Texts, shell commands and the raw command are as long as their sender makes them: 0.
+void expect_size(const record* found, int size, std::string_view name) {
+    const int stated = size == quon::test::kAnySize ? 0 : size;
+    EXPECT_EQ(found == nullptr ? 0 : static_cast<int>(found->size), stated) << name;
+}
+
+TEST(TheServices, AreThoseOfTheDaemonInTheSameOrderAndKind) {
+    ASSERT_EQ(services().size(), std::size(expected::kServices));
+    for (const ExpectedService& row : expected::kServices) {
+        const service& each = services()[static_cast<size_t>(row.index)];
+        EXPECT_EQ(each.index, row.index);
+        EXPECT_EQ(each.name, row.name);
+        EXPECT_EQ(each.kind == service_kind::signal, row.is_signal()) << row.name;
+        EXPECT_EQ(find_service(row.name), &each);
     }
-    EXPECT_EQ(methods, 28);
 }
 
 TEST(TheServices, HaveAMeaningAndOnlyMethodsReply) {
@@ -49,156 +43,34 @@ TEST(TheServices, AreNotFoundByAnotherName) {
     EXPECT_EQ(find_service(""), nullptr);
 }
 
-// What the daemon sends back, and what it reads of a request.
-struct size_row {
-    std::string_view name;
-    uint32_t request;
-    uint32_t reply;
-};
-constexpr size_row kSizes[] = {
-    // reply records
-    {"method.quon.mcu.get.wakeup.info", 0, 71},
-    {"method.quon.mcu.get.time", 0, 10},
-    {"method.quon.mcu.get.battery.status", 0, 5},
-    {"method.quon.mcu.get.pir.info", 0, 36},
-    {"method.quon.mcu.get.wifi.status", 0, 70},
-    {"method.quon.mcu.get.wifi.info", 0, 160},
-    {"method.quon.mcu.get.wifi.scanf.info", 1, 241},
-    {"method.quon.mcu.get.store.params", 0, 48},
-    {"method.quon.mcu.get.wdg.state", 0, 1},
-    {"method.quon.mcu.get.alarm", 0, 7},
-    {"method.quon.mcu.get.err.report", 0, 181},
-    {"method.quon.mcu.get.status.info", 0, 136},
-    {"method.quon.mcu.get.config.info", 0, 256},
-    {"method.quon.mcu.get.bit.err.rate", 0, 259},
-    {"method.quon.mcu.get.wifi.extended.status", 0, 264},
-    {"method.quon.mcu.get.soc.time.list", 0, 221},
-    {"method.quon.mcu.get.soc.time.cur.info", 0, 212},
-    {"method.quon.mcu.get.log.profile", 0, 35},
-    {"method.quon.mcu.get.event.info", 0, 33},
-    {"method.quon.mcu.get.allwakeup.info", 0, 400},
-    {"method.quon.mcu.get.socup.time", 0, 12},
-    {"method.quon.mcu.upg.start", 5, 4},
-    {"method.quon.mcu.upg.transmit", 265, 4},
-    {"method.quon.mcu.upg.finish", 0, 4},
-    // request records
-    {"signal.quon.mcu.set.time", 10, 0},
-    {"signal.quon.mcu.set.led", 1, 0},
-    {"signal.quon.mcu.set.pir.switch", 1, 0},
-    {"signal.quon.mcu.set.pir.sensitivity", 1, 0},
-    {"signal.quon.mcu.set.pir.info", 36, 0},
-    {"signal.quon.mcu.set.wifi.connect", 134, 0},
-    {"signal.quon.mcu.set.wifi.disconnect", 0, 0},
-    {"signal.quon.mcu.set.wifi.keepalive", 164, 0},
-    {"signal.quon.mcu.set.wifi.extended.info", 66, 0},
-    {"signal.quon.mcu.set.system.state", 1, 0},
-    {"signal.quon.mcu.set.store.params", 48, 0},
-    {"signal.quon.mcu.set.wdg.state", 1, 0},
-    {"signal.quon.mcu.set.wdg.period", 4, 0},
-    {"signal.quon.mcu.set.wdg.feed", 0, 0},
-    {"signal.quon.mcu.set.alarm", 7, 0},
-    {"signal.quon.mcu.set.crash.test", 0, 0},
-    {"signal.quon.mcu.set.ap.start", 166, 0},
-    {"signal.quon.mcu.set.ap.stop", 0, 0},
-    {"signal.quon.mcu.set.log.profile", 35, 0},
-    {"signal.quon.mcu.set.uart.switch", 1, 0},
-    {"signal.quon.mcu.set.wakeup.info", 71, 0},
-    {"signal.quon.mcu.set.charge.auto.poweron", 67, 0},
-    {"signal.quon.mcu.set.tamper.info", 1, 0},
-    {"signal.quon.mcu.set.soc.time.info", 44, 0},
-};
-// Texts, shell commands and the raw command are as long as their sender makes them.
-constexpr std::string_view kAnyLength[] = {
-    "method.quon.mcu.get.ver", "method.quon.mcu.get.soc.min.ver", "method.quon.mcu.get.system",
-    "method.quon.mcu.get.popen", "signal.quon.mcu.set.cmd"};
-
 TEST(TheServices, HaveTheSizesOfTheDaemonsRecords) {
-    EXPECT_EQ(std::size(kSizes) + std::size(kAnyLength), services().size());
-    for (const size_row& row : kSizes) {
+    for (const ExpectedService& row : expected::kServices) {
         const service* found = find_service(row.name);
         ASSERT_NE(found, nullptr) << row.name;
-        EXPECT_EQ(found->request == nullptr ? 0 : found->request->size, row.request) << row.name;
-        EXPECT_EQ(found->reply == nullptr ? 0 : found->reply->size, row.reply) << row.name;
-    }
-    for (const std::string_view name : kAnyLength) {
-        const service* found = find_service(name);
-        ASSERT_NE(found, nullptr) << name;
-        for (const record* each : {found->request, found->reply}) {
-            EXPECT_EQ(each == nullptr ? 0 : each->size, 0u) << name;
-        }
+        expect_size(found->request, row.request_size, row.name);
+        expect_size(found->reply, row.reply_size, row.name);
     }
 }
 
-struct message_row {
-    uint8_t type;
-    std::string_view service;  // empty: none
-    int timeout_ms;
-    uint32_t body;
-};
-constexpr message_row kCommands[] = {
-    {0x80, "method.quon.mcu.get.ver", 1000, 0},
-    {0x81, "", 1000, 0},
-    {0x82, "method.quon.mcu.get.wakeup.info", 2000, 0},
-    {0x83, "signal.quon.mcu.set.time", 0, 10},
-    {0x84, "method.quon.mcu.get.time", 1000, 0},
-    {0x85, "signal.quon.mcu.set.led", 0, 1},
-    {0x86, "method.quon.mcu.get.battery.status", 2000, 0},
-    {0x87, "signal.quon.mcu.set.pir.switch", 0, 1},
-    {0x88, "signal.quon.mcu.set.pir.sensitivity", 0, 1},
-    {0x89, "method.quon.mcu.get.pir.info", 1000, 0},
-    {0xA2, "signal.quon.mcu.set.pir.info", 0, 36},
-    {0x8A, "signal.quon.mcu.set.wifi.connect", 0, 134},
-    {0x8B, "signal.quon.mcu.set.wifi.disconnect", 0, 0},
-    {0x8C, "method.quon.mcu.get.wifi.status", 1000, 0},
-    {0x8D, "signal.quon.mcu.set.wifi.keepalive", 0, 164},
-    {0x9D, "signal.quon.mcu.set.wifi.extended.info", 0, 66},
-    {0xA9, "method.quon.mcu.get.wifi.scanf.info", 2000, 1},
-    {0x8E, "signal.quon.mcu.set.system.state", 0, 1},
-    {0x8F, "method.quon.mcu.upg.start", 3000, 5},
-    {0x90, "method.quon.mcu.upg.transmit", 3000, 265},
-    {0x91, "method.quon.mcu.upg.finish", 0, 0},
-    {0x92, "signal.quon.mcu.set.store.params", 0, 48},
-    {0x93, "method.quon.mcu.get.store.params", 1000, 0},
-    {0x94, "signal.quon.mcu.set.wdg.state", 0, 1},
-    {0x95, "method.quon.mcu.get.wdg.state", 1000, 0},
-    {0x96, "signal.quon.mcu.set.wdg.period", 0, 4},
-    {0x97, "signal.quon.mcu.set.wdg.feed", 0, 0},
-    {0x98, "signal.quon.mcu.set.alarm", 0, 7},
-    {0x99, "method.quon.mcu.get.alarm", 1000, 0},
-    {0x9A, "signal.quon.mcu.set.ap.start", 0, 166},
-    {0x9B, "signal.quon.mcu.set.ap.stop", 0, 0},
-    {0x9C, "signal.quon.mcu.set.crash.test", 0, 0},
-    {0x9E, "method.quon.mcu.get.err.report", 1000, 0},
-    {0x9F, "method.quon.mcu.get.soc.min.ver", 1000, 0},
-    {0xA0, "signal.quon.mcu.set.uart.switch", 0, 1},
-    {0xA1, "signal.quon.mcu.set.wakeup.info", 0, 71},
-    {0xA3, "method.quon.mcu.get.status.info", 1000, 0},
-    {0xA4, "signal.quon.mcu.set.charge.auto.poweron", 0, 67},
-    {0xA5, "signal.quon.mcu.set.cmd", 0, 0},
-    {0xA6, "signal.quon.mcu.set.tamper.info", 0, 1},
-    {0xA7, "method.quon.mcu.get.config.info", 1000, 0},
-    {0xAA, "method.quon.mcu.get.wifi.extended.status", 1000, 0},
-    {0xAB, "signal.quon.mcu.set.soc.time.info", 0, 44},
-    {0xAC, "method.quon.mcu.get.soc.time.list", 1000, 0},
-    {0xAD, "method.quon.mcu.get.soc.time.cur.info", 1000, 0},
-};
+TEST(TheCommandMessages, AreThoseOfTheOperations) {
+    for (const ExpectedOperation& row : expected::messages()) {
+        const message* found = find_message(row.message());
+        ASSERT_NE(found, nullptr) << row.name;
+        EXPECT_EQ(found->timeout_ms, row.timeout_ms) << row.name;
+        expect_size(found->request, row.request_size, row.name);
+        EXPECT_EQ(found->reply != nullptr, row.waits()) << row.name;
+    }
+}
 
 TEST(TheCommandMessages, BelongToTheServicesThatSendThem) {
-    std::map<std::string_view, const message_row*> by_service;
-    for (const message_row& row : kCommands) {
-        const message* found = find_message(row.type);
-        ASSERT_NE(found, nullptr) << int{row.type};
-        EXPECT_EQ(found->timeout_ms, row.timeout_ms) << found->name;
-        EXPECT_EQ(found->request == nullptr ? 0 : found->request->size, row.body) << found->name;
-        EXPECT_EQ(found->reply != nullptr, row.timeout_ms != 0) << found->name;
-        by_service[row.service] = &row;
-    }
-    for (const service& each : services()) {
-        const auto row = by_service.find(each.name);
-        ASSERT_EQ(each.message.has_value(), row != by_service.end()) << each.name;
-        if (row != by_service.end()) {
-            EXPECT_EQ(*each.message, row->second->type) << each.name;
-            EXPECT_EQ(each.timeout_ms, row->second->timeout_ms) << each.name;
+    for (const ExpectedService& row : expected::kServices) {
+        const service* found = find_service(row.name);
+        ASSERT_NE(found, nullptr) << row.name;
+        const ExpectedOperation& operation = expected::operation_of(row);
+        ASSERT_EQ(found->message.has_value(), operation.sends()) << row.name;
+        if (operation.sends()) {
+            EXPECT_EQ(*found->message, operation.message()) << row.name;
+            EXPECT_EQ(found->timeout_ms, operation.timeout_ms) << row.name;
         }
     }
 }
@@ -206,36 +78,35 @@ TEST(TheCommandMessages, BelongToTheServicesThatSendThem) {
 // The daemon makes a digit of the watchdog state and a zero word of the upgrade's answers; all else
 // goes through it unchanged.
 TEST(TheCommandMessages, CarryTheRecordsOfTheirServices) {
-    const std::set<std::string_view> other_reply = {
-        "method.quon.mcu.get.wdg.state", "method.quon.mcu.upg.start",
-        "method.quon.mcu.upg.transmit", "method.quon.mcu.upg.finish"};
-    for (const service& each : services()) {
+    for (const ExpectedService& row : expected::kServices) {
+        const service& each = *find_service(row.name);
         if (!each.message) {
             continue;
         }
         const message* sent = find_message(*each.message);
-        ASSERT_NE(sent, nullptr) << each.name;
-        EXPECT_EQ(sent->request, each.request) << each.name;
-        EXPECT_EQ(sent->reply == each.reply, !other_reply.contains(each.name)) << each.name;
+        ASSERT_NE(sent, nullptr) << row.name;
+        EXPECT_EQ(sent->request, each.request) << row.name;
+        const bool made = row.reply == Reply::kTextOfNumber || row.reply == Reply::kZeroWord;
+        EXPECT_EQ(sent->reply == each.reply, !made) << row.name;
     }
 }
 
 TEST(TheMessages, AreTheSixEventsAndTheCommandsInOrderOfType) {
-    constexpr size_t kEvents = 6;
-    ASSERT_EQ(messages().size(), kEvents + std::size(kCommands));
+    constexpr size_t kEvents = std::size(expected::kEvents);
+    ASSERT_EQ(messages().size(), kEvents + expected::messages().size());
     for (size_t i = 0; i < messages().size(); ++i) {
         const message& each = messages()[i];
         EXPECT_EQ(find_message(each.type), &each);
         EXPECT_EQ(message_name(each.type), each.name);
         if (i < kEvents) {
-            EXPECT_EQ(each.type, i);
+            EXPECT_EQ(each.type, expected::kEvents[i]);
             EXPECT_EQ(each.timeout_ms, 0);
         } else {
             EXPECT_GT(each.type, messages()[i - 1].type);
         }
     }
-    EXPECT_EQ(message_name(HI3861L_EVENT_NET), "event_net");
-    EXPECT_EQ(message_name(HI3861L_GET_TIME), "get_time");
+    EXPECT_EQ(message_name(0x03), "event_net");
+    EXPECT_EQ(message_name(expected::message_of("get.time")), "get_time");
     EXPECT_EQ(find_message(0xA8), nullptr);
     EXPECT_EQ(message_name(0xA8), "unknown");
 }

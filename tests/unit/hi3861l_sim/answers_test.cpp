@@ -5,106 +5,104 @@
 
 #include "answers.h"
 #include "chip_fixture.h"
-#include "hi3861l_protocol.h"
+#include "expected_table.h"
 
 namespace quon::sim {
 namespace {
 
 using test::from_hex;
 
-struct sized_answer {
-    uint8_t type;
-    size_t size;
-    const char* request = "";
-};
+namespace expected = test::expected;
+using test::Answer;
+using test::ExpectedOperation;
 
-// The sizes of the reply records.
-constexpr sized_answer kSizedAnswers[] = {
-    {0x80, 32},  {0x81, 26},  {0x82, 71},        {0x84, 10},  {0x86, 5},   {0x89, 36},
-    {0x8C, 70},  {0x93, 48},  {0x95, 1},         {0x99, 7},   {0x9E, 181}, {0x9F, 32},
-    {0xA3, 136}, {0xA7, 256}, {0xA9, 241, "03"}, {0xAA, 264}, {0xAC, 221}, {0xAD, 212},
-};
+int answer_size(const ExpectedOperation& row) {
+    if (row.slot == test::kNoSlot) {
+        return expected::kNetRecordSize;
+    }
+    return row.answer == Answer::kText ? expected::kVersionSize
+                                       : expected::service_of(row).reply_size;
+}
 
 TEST(AnAnswer, HasTheSizeOfItsRecord) {
     test_chip chip;
-    for (const sized_answer& each : kSizedAnswers) {
-        EXPECT_EQ(chip.answer_to(each.type, each.request).size(), each.size)
-            << std::hex << int{each.type};
+    for (const ExpectedOperation& row : expected::messages()) {
+        if (row.fills_area()) {
+            const char* const request = row.request_size == 1 ? "03" : "";
+            EXPECT_EQ(chip.answer_to(row.message(), request).size(),
+                      static_cast<size_t>(answer_size(row)))
+                << row.name;
+        }
     }
 }
 
 TEST(AnAnswer, GoesOutForNoCommandThatIsOnlySet) {
-    struct row {
-        uint8_t type;
-        size_t size;
-    };
-    constexpr row kSetCommands[] = {
-        {0x83, 10},  {0x85, 1}, {0x87, 1},  {0x88, 1},  {0x8A, 134}, {0x8B, 0},  {0x8D, 164},
-        {0x8E, 1},   {0x91, 0}, {0x92, 48}, {0x94, 1},  {0x96, 4},   {0x97, 0},  {0x98, 7},
-        {0x9A, 166}, {0x9B, 0}, {0x9C, 0},  {0x9D, 66}, {0xA0, 1},   {0xA1, 71}, {0xA2, 36},
-        {0xA4, 67},  {0xA5, 9}, {0xA6, 1},  {0xAB, 44},
-    };
     test_chip chip;
-    for (const row& each : kSetCommands) {
-        EXPECT_TRUE(chip.ask(each.type, pattern(each.size)).empty()) << std::hex << int{each.type};
+    for (const ExpectedOperation& row : expected::sending_operations()) {
+        const int size = row.request_size == test::kAnySize ? 9 : row.request_size;
+        EXPECT_TRUE(chip.ask(row.message(), pattern(static_cast<size_t>(size))).empty())
+            << row.name;
         EXPECT_EQ(chip.log.lines().back().find("ignored"), std::string::npos)
             << chip.log.lines().back();
     }
 }
 
+// What a service sends, and where it comes back.
 struct set_and_get {
-    const char* what;
-    uint8_t set;
-    size_t size;
-    uint8_t get;
+    const char* set;
+    const char* get;
     size_t offset;  // of what was set, in the answer
     const char* get_request = "";
+
+    uint8_t set_type() const { return expected::message_of(set); }
+    uint8_t get_type() const { return expected::message_of(get); }
+    size_t size() const { return static_cast<size_t>(expected::service(set).request_size); }
 };
 
 constexpr set_and_get kPairs[] = {
-    {"PIR info", 0xA2, 36, 0x89, 0},
-    {"store params", 0x92, 48, 0x93, 0},
-    {"watchdog state", 0x94, 1, 0x95, 0},
-    {"alarm", 0x98, 7, 0x99, 0},
-    {"wake-up info", 0xA1, 71, 0x82, 0},
-    {"PIR switch", 0x87, 1, 0x89, 0},
-    {"PIR sensitivity", 0x88, 1, 0x89, 1},
-    {"system state", 0x8E, 1, 0xA3, 0},
-    {"LED", 0x85, 1, 0xA3, 1},
-    {"tamper switch", 0xA6, 1, 0xA3, 2},
-    {"UART switch", 0xA0, 1, 0xA3, 3},
-    {"watchdog period", 0x96, 4, 0xA3, 8},
-    {"AP start", 0x9A, 166, 0xA7, 0},
-    {"charge auto power-on", 0xA4, 67, 0xA7, 166},
-    {"Wi-Fi extended info", 0x9D, 66, 0xAA, 0},
-    {"Wi-Fi keep-alive", 0x8D, 164, 0xAA, 66},
-    {"scan selector", 0xA9, 1, 0xA9, 0, "1d"},
-    {"power-on time, in the list", 0xAB, 44, 0xAC, 1},
-    {"power-on time, the current one", 0xAB, 44, 0xAD, 0},
+    {"set.pir.info", "get.pir.info", 0},
+    {"set.store.params", "get.store.params", 0},
+    {"set.wdg.state", "get.wdg.state", 0},
+    {"set.alarm", "get.alarm", 0},
+    {"set.wakeup.info", "get.wakeup.info", 0},
+    {"set.pir.switch", "get.pir.info", 0},
+    {"set.pir.sensitivity", "get.pir.info", 1},
+    {"set.system.state", "get.status.info", 0},
+    {"set.led", "get.status.info", 1},
+    {"set.tamper.info", "get.status.info", 2},
+    {"set.uart.switch", "get.status.info", 3},
+    {"set.wdg.period", "get.status.info", 8},
+    {"set.ap.start", "get.config.info", 0},
+    {"set.charge.auto.poweron", "get.config.info", 166},
+    {"set.wifi.extended.info", "get.wifi.extended.status", 0},
+    {"set.wifi.keepalive", "get.wifi.extended.status", 66},
+    {"get.wifi.scanf.info", "get.wifi.scanf.info", 0, "1d"},  // its selector
+    {"set.soc.time.info", "get.soc.time.list", 1},
+    {"set.soc.time.info", "get.soc.time.cur.info", 0},
 };
 
 TEST(WhatASetCommandStores, ComesBackInTheMatchingAnswer) {
     for (const set_and_get& each : kPairs) {
         test_chip chip;
-        const std::string stored = pattern(each.size, 0x1D);
-        chip.ask(each.set, stored);
-        const bytes answer = chip.answer_to(each.get, each.get_request);
-        ASSERT_GE(answer.size(), each.offset + each.size) << each.what;
-        EXPECT_EQ(hex(bytes_view(answer).subspan(each.offset, each.size)), stored) << each.what;
+        const std::string stored = pattern(each.size(), 0x1D);
+        chip.ask(each.set_type(), stored);
+        const bytes answer = chip.answer_to(each.get_type(), each.get_request);
+        ASSERT_GE(answer.size(), each.offset + each.size()) << each.set;
+        EXPECT_EQ(hex(bytes_view(answer).subspan(each.offset, each.size())), stored) << each.set;
     }
 }
 
 TEST(WhatASetCommandStores, IsKeptOnlyWhenItsSizeIsRight) {
     for (const set_and_get& each : kPairs) {
-        for (const size_t size : {each.size - 1, each.size + 1}) {
-            if (each.set == each.get) {
+        for (const size_t size : {each.size() - 1, each.size() + 1}) {
+            if (each.set_type() == each.get_type()) {
                 continue;
             }
             test_chip chip;
-            const bytes before = chip.answer_to(each.get, each.get_request);
-            chip.ask(each.set, pattern(size, 0x91));
-            EXPECT_NE(chip.log.lines().back().find("ignored"), std::string::npos) << each.what;
-            EXPECT_EQ(chip.answer_to(each.get, each.get_request), before) << each.what;
+            const bytes before = chip.answer_to(each.get_type(), each.get_request);
+            chip.ask(each.set_type(), pattern(size, 0x91));
+            EXPECT_NE(chip.log.lines().back().find("ignored"), std::string::npos) << each.set;
+            EXPECT_EQ(chip.answer_to(each.get_type(), each.get_request), before) << each.set;
         }
     }
 }
