@@ -5,12 +5,15 @@
 
 #include "catalog/catalog.h"
 #include "checks.h"
-#include "mcu_records.h"
+#include "expected_table.h"
 #include "sockets.h"
 
 namespace quon::board {
 
 namespace {
+
+using test::ExpectedOperation;
+using test::ExpectedService;
 
 constexpr int kFailed = -1;
 constexpr int kAnyText = -2;
@@ -28,8 +31,8 @@ Bytes text(std::string_view words) {
 }
 
 Bytes upgrade_block_of_one_byte() {
-    Bytes block(kMcuUpgBlockSize);
-    block[kMcuUpgBlockLengthOffset] = 1;
+    Bytes block(265);
+    block[4] = 1;  // of its data
     return block;
 }
 
@@ -38,7 +41,7 @@ Bytes upgrade_block_of_one_byte() {
 const Special kSpecials[] = {
     {"method.quon.mcu.get.ver", {}, kAnyText},
     {"method.quon.mcu.get.soc.min.ver", {}, kAnyText},
-    {"method.quon.mcu.upg.transmit", upgrade_block_of_one_byte(), kMcuUpgReplySize},
+    {"method.quon.mcu.upg.transmit", upgrade_block_of_one_byte(), 4},
     {"method.quon.mcu.get.system", text("false"), 3},
     {"method.quon.mcu.get.popen", text("echo board"), 6},
     {"signal.quon.mcu.set.cmd", {0x01, 0x02, 0x03}, 0},
@@ -46,15 +49,13 @@ const Special kSpecials[] = {
     {"method.quon.mcu.get.bit.err.rate", {}, kFailed},
 };
 
-Special expectation(const catalog::service& service) {
+Special expectation(const ExpectedService& service) {
     for (const Special& special : kSpecials) {
         if (special.name == service.name) {
             return special;
         }
     }
-    const uint32_t request = service.request != nullptr ? service.request->size : 0;
-    const uint32_t reply = service.reply != nullptr ? service.reply->size : 0;
-    return {service.name, Bytes(request), static_cast<int>(reply)};
+    return {service.name, Bytes(static_cast<size_t>(service.request_size)), service.reply_size};
 }
 
 bool fits(const DbusMsg& message, int expected) {
@@ -77,16 +78,17 @@ std::string use_method(const BusPeer& peer, const Special& expected) {
     return {};
 }
 
-std::string use(const BusPeer& peer, const catalog::service& service) {
-    const Special expected = expectation(service);
+std::string use(const BusPeer& peer, const ExpectedService& service) {
+    const Special special = expectation(service);
     std::string fault;
-    if (service.kind == catalog::service_kind::method) {
-        fault = use_method(peer, expected);
+    if (service.is_signal()) {
+        peer.send(DBUS_TYPE_SIGNAL, special.name, special.request, 0);
     } else {
-        peer.send(DBUS_TYPE_SIGNAL, expected.name, expected.request, 0);
+        fault = use_method(peer, special);
     }
-    if (fault.empty() && service.message &&
-        !chip_control("wait-frame " + std::string(catalog::message_name(*service.message)) +
+    const ExpectedOperation& operation = test::expected::operation_of(service);
+    if (fault.empty() && operation.sends() &&
+        !chip_control("wait-frame " + std::string(catalog::message_name(operation.message())) +
                       " timeout " + std::to_string(kPatienceMs))) {
         fault = "its message does not reach the chip";
     }
@@ -99,7 +101,7 @@ bool raise_event(const BusPeer& peer) {
     chip_control("event raw 01 00");
     while (std::chrono::steady_clock::now() < end) {
         const auto result = peer.call("method.quon.mcu.get.event.info", {});
-        if (result && result->result == kMcuEventInfoSize) {
+        if (result && result->result == 33) {
             return chip_control("event raw 01 00");
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -113,11 +115,11 @@ int check_every_service() {
     const BusPeer peer;
     int failures = raise_event(peer) ? 0 : 1;
     chip_control("forget");
-    for (const catalog::service& service : catalog::services()) {
+    for (const ExpectedService& service : test::expected::kServices) {
         const std::string fault = use(peer, service);
         failures += fault.empty() ? 0 : 1;
-        std::printf("%s service %s %s\n", fault.empty() ? "ok   " : "FAIL ",
-                    std::string(service.name).c_str(), fault.c_str());
+        std::printf("%s service %s %s\n", fault.empty() ? "ok   " : "FAIL ", service.name,
+                    fault.c_str());
     }
     return failures;
 }

@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <regex>
 #include <stdexcept>
 #include <string>
@@ -15,6 +14,7 @@
 
 #include "captured_output.h"
 #include "child_process.h"
+#include "files.h"
 #include "hex.h"
 #include "private_world.h"
 #include "waiting.h"
@@ -23,11 +23,6 @@ namespace quon::test {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string content_of(const std::string& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 std::string shell(const std::string& command) {
     const Result result = run({"/bin/sh", "-c", command});

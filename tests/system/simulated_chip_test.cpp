@@ -71,18 +71,16 @@ TEST_F(WithTheSimulatedChip, GivesBackTheRecordsThatItIsSent) {
     start_with();
     struct Row {
         const char* setter;
-        std::size_t size;
-        std::uint8_t type;
         const char* getter;
     };
-    for (const Row& row : {Row{"set.pir.info", 36, 0xA2, "get.pir.info"},
-                           Row{"set.store.params", 48, 0x92, "get.store.params"},
-                           Row{"set.alarm", 7, 0x98, "get.alarm"},
-                           Row{"set.wakeup.info", 71, 0xA1, "get.wakeup.info"}}) {
+    for (const Row& row :
+         {Row{"set.pir.info", "get.pir.info"}, Row{"set.store.params", "get.store.params"},
+          Row{"set.alarm", "get.alarm"}, Row{"set.wakeup.info", "get.wakeup.info"}}) {
         SCOPED_TRACE(row.setter);
-        const Bytes record = pattern(row.size, 3);
+        const int size = expected::service(row.setter).request_size;
+        const Bytes record = pattern(static_cast<std::size_t>(size), 3);
         tell(row.setter, record);
-        ASSERT_TRUE(sim().wait_for(row.type));
+        ASSERT_TRUE(sim().wait_for(expected::message_of(row.setter)));
         EXPECT_EQ(to_hex(ask(row.getter)), to_hex(record));
     }
     tell("set.wdg.state", {7});
@@ -102,26 +100,24 @@ TEST_F(WithTheSimulatedChip, ObeysTheSwitches) {
     struct Row {
         const char* service;
         Bytes request;
-        std::uint8_t type;
         const char* value;
         const char* expected;
     };
-    for (const Row& row : {Row{"set.led", {3}, 0x85, "led", "3"},
-                           Row{"set.pir.switch", {0}, 0x87, "pir-switch", "0"},
-                           Row{"set.pir.sensitivity", {9}, 0x88, "pir-sensitivity", "9"},
-                           Row{"set.system.state", {2}, 0x8E, "system-state", "2"},
-                           Row{"set.uart.switch", {1}, 0xA0, "uart-switch", "1"},
-                           Row{"set.tamper.info", {1}, 0xA6, "tamper-switch", "1"},
-                           Row{"set.wdg.period", {0x10, 0x27, 0, 0}, 0x96, "wdg-period", "10000"},
-                           Row{"set.wdg.feed", {}, 0x97, "wdg-feeds", "1"},
-                           Row{"set.crash.test", {}, 0x9C, "crash-tests", "1"},
-                           Row{"set.ap.start", Bytes(166, 1), 0x9A, "ap-running", "1"},
-                           Row{"set.ap.stop", {}, 0x9B, "ap-running", "0"},
-                           Row{"set.wifi.disconnect", {}, 0x8B, "wifi-state", "0"},
-                           Row{"set.cmd", {0xCA, 0xFE}, 0xA5, "command", "cafe"}}) {
+    for (const Row& row :
+         {Row{"set.led", {3}, "led", "3"}, Row{"set.pir.switch", {0}, "pir-switch", "0"},
+          Row{"set.pir.sensitivity", {9}, "pir-sensitivity", "9"},
+          Row{"set.system.state", {2}, "system-state", "2"},
+          Row{"set.uart.switch", {1}, "uart-switch", "1"},
+          Row{"set.tamper.info", {1}, "tamper-switch", "1"},
+          Row{"set.wdg.period", {0x10, 0x27, 0, 0}, "wdg-period", "10000"},
+          Row{"set.wdg.feed", {}, "wdg-feeds", "1"}, Row{"set.crash.test", {}, "crash-tests", "1"},
+          Row{"set.ap.start", Bytes(166, 1), "ap-running", "1"},
+          Row{"set.ap.stop", {}, "ap-running", "0"},
+          Row{"set.wifi.disconnect", {}, "wifi-state", "0"},
+          Row{"set.cmd", {0xCA, 0xFE}, "command", "cafe"}}) {
         SCOPED_TRACE(row.service);
         tell(row.service, row.request);
-        ASSERT_TRUE(sim().wait_for(row.type));
+        ASSERT_TRUE(sim().wait_for(expected::message_of(row.service)));
         EXPECT_EQ(sim().get(row.value), row.expected);
     }
 }

@@ -80,12 +80,6 @@ bool file_exists(const std::string& path) {
     return lstat(path.c_str(), &unused) == 0;
 }
 
-std::string content_of(const std::string& path) {
-    std::ostringstream content;
-    content << std::ifstream(path).rdbuf();  // a process that ends meanwhile leaves it short
-    return content.str();
-}
-
 std::vector<pid_t> children_of(pid_t parent) {
     std::vector<pid_t> children;
     for (const auto& entry : std::filesystem::directory_iterator("/proc")) {

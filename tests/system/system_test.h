@@ -13,6 +13,7 @@
 #include "child_process.h"
 #include "daemon_process.h"
 #include "expected_lines.h"
+#include "files.h"
 #include "hex.h"
 #include "log_lines.h"
 #include "scripted_chip.h"
@@ -31,7 +32,6 @@ std::uint32_t word_at(const Bytes& bytes, std::size_t offset);
 Bytes slice(const Bytes& bytes, std::size_t offset, std::size_t size);
 std::string text_of(const Bytes& bytes);
 bool file_exists(const std::string& path);
-std::string content_of(const std::string& path);
 
 // Processes whose parent is `parent`, zombies included.
 std::vector<pid_t> children_of(pid_t parent);

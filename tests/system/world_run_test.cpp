@@ -8,11 +8,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <sstream>
 
 #include "child_process.h"
+#include "files.h"
 #include "launch.h"
 #include "waiting.h"
 
@@ -45,11 +45,6 @@ class SharedFolder {
   private:
     std::string path_;
 };
-
-std::string content_of(const std::string& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 // The command line, and the sanitizers' settings for a daemon that is preloaded.
 ChildProcess::Options run_options(const Words& words) {

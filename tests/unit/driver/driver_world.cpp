@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 
 #include "private_world.h"
@@ -68,13 +67,8 @@ void prepare_world() {
     setenv("PATH", (std::string(kTools) + ":" + search_path()).c_str(), 1);
 }
 
-std::string file_content(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 std::vector<std::string> commands() {
-    std::istringstream content(file_content(kCommands));
+    std::istringstream content(content_of(kCommands));
     std::vector<std::string> lines;
     for (std::string line; std::getline(content, line);) {
         lines.push_back(line);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "fake_channel.h"
+#include "files.h"
 #include "hi3861l_dev.h"
 #include "log_recorder.h"
 
@@ -37,8 +38,6 @@ void forget_commands();
 
 // From now on every command ends with status 1 instead of doing its work.
 void make_commands_fail(bool fail);
-
-std::string file_content(const std::string& path);
 
 // A network record of 26 bytes: IP address, netmask, gateway, MAC, two DNS servers.
 Bytes net_record(const std::string& hex_ip, const std::string& hex_netmask,

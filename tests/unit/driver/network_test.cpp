@@ -129,7 +129,7 @@ TEST_F(ANetworkEvent, SetsTheMacAtFirstEvenIfItIsTheKnownOne) {
 }
 
 TEST_F(ANetworkEvent, WithoutAMacEndsAfterTakingTheInterfaceDown) {
-    const std::string resolver = file_content(kResolvConf);
+    const std::string resolver = content_of(kResolvConf);
     channel().deliver(net_event(1, record_with_mac(kNoMac)));
     EXPECT_EQ(commands(), std::vector<std::string>{"ifconfig wlan0 down"});
     EXPECT_EQ(log_lines(),
@@ -137,7 +137,7 @@ TEST_F(ANetworkEvent, WithoutAMacEndsAfterTakingTheInterfaceDown) {
                            driver_line(1, "hi3861l_update_ip_info", expected::kInvalidMacLine)}));
     EXPECT_EQ(update_flag(), 0U);
     EXPECT_EQ(wifi_field(1), "192.168.1.10");  // still the record of the start
-    EXPECT_EQ(file_content(kResolvConf), resolver);
+    EXPECT_EQ(content_of(kResolvConf), resolver);
     EXPECT_TRUE(event_is_queued());
 }
 
@@ -164,7 +164,7 @@ TEST_F(ANetworkEvent, EndsAtTheFirstCommandThatCannotBeRun) {
         SCOPED_TRACE(command);
         TearDown();
         SetUp();
-        const std::string resolver = file_content(kResolvConf);
+        const std::string resolver = content_of(kResolvConf);
         on_log_line([&](const LogLine& line) {
             if (line.text == command + "\n") {
                 std::signal(SIGCHLD, SIG_IGN);
@@ -181,7 +181,7 @@ TEST_F(ANetworkEvent, EndsAtTheFirstCommandThatCannotBeRun) {
                   std::vector{driver_line(1, "hi3861l_update_ip_info", command + " failed\n")});
         EXPECT_EQ(update_flag(), 0U);
         EXPECT_EQ(wifi_field(1), "192.168.1.10");
-        EXPECT_EQ(file_content(kResolvConf), resolver);
+        EXPECT_EQ(content_of(kResolvConf), resolver);
         EXPECT_TRUE(event_is_queued());
 
         // The MAC counts as applied when its own command was run.
@@ -267,14 +267,14 @@ TEST_F(ANetworkEvent, WritesEachNameServerOnceAndTheGatewayLast) {
     // clang-format on
     for (const Row& row : rows) {
         channel().deliver(net_event(1, record_with_dns(row.dns1, row.dns2, row.gateway)));
-        EXPECT_EQ(file_content(kResolvConf), row.content);
+        EXPECT_EQ(content_of(kResolvConf), row.content);
         EXPECT_TRUE(event_is_queued());
     }
 }
 
 // From the last command on, the process may open no more files.
 TEST_F(ANetworkEvent, IsAppliedAlsoWhenTheResolverFileCannotBeOpened) {
-    const std::string resolver = file_content(kResolvConf);
+    const std::string resolver = content_of(kResolvConf);
     rlimit usual{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
     on_log_line([&](const LogLine& line) {
@@ -289,7 +289,7 @@ TEST_F(ANetworkEvent, IsAppliedAlsoWhenTheResolverFileCannotBeOpened) {
               std::vector{driver_line(1, "hi3861l_update_dns", expected::kNoResolverFileLine)});
     EXPECT_EQ(update_flag(), 1U);
     EXPECT_EQ(wifi_field(1), "192.168.10.20");
-    EXPECT_EQ(file_content(kResolvConf), resolver);
+    EXPECT_EQ(content_of(kResolvConf), resolver);
 }
 
 // --- what the daemon reads back

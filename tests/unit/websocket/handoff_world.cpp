@@ -12,11 +12,11 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
 
+#include "files.h"
 #include "private_world.h"
 
 namespace quon::test {
@@ -41,11 +41,6 @@ std::uint32_t parsed(const std::string& address) {
     in_addr ip{};
     require(inet_pton(AF_INET, address.c_str(), &ip) == 1, "inet_pton");
     return ip.s_addr;
-}
-
-std::string content_of(const std::filesystem::path& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 std::string formatted(const char* format, std::uint32_t ip, int port, int state = 0) {
