@@ -15,13 +15,13 @@ constexpr auto kSlack = 5s;
 
 // ---- The exchanges
 
-enum class Reply { kRecord, kText, kDigit, kList, kAccepted, kAcceptedByOctet };
+enum class Shape { kRecord, kText, kDigit, kList, kAccepted, kAcceptedByOctet };
 
 struct Exchange {
     const char* service;
     std::uint8_t type;
     std::chrono::milliseconds time_out;
-    Reply reply;
+    Shape shape;
     std::size_t size;  // of a record or list
     Bytes request = {};
 };
@@ -30,34 +30,49 @@ void PrintTo(const Exchange& exchange, std::ostream* stream) {
     *stream << exchange.service;
 }
 
-const Exchange kExchanges[] = {
-    {"get.ver", 0x80, 1000ms, Reply::kText, 6},
-    {"get.wakeup.info", 0x82, 2000ms, Reply::kRecord, 71},
-    {"get.time", 0x84, 1000ms, Reply::kRecord, 10},
-    {"get.battery.status", 0x86, 2000ms, Reply::kRecord, 5},
-    {"get.pir.info", 0x89, 1000ms, Reply::kRecord, 36},
-    {"get.wifi.status", 0x8C, 1000ms, Reply::kRecord, 70},
-    {"get.store.params", 0x93, 1000ms, Reply::kRecord, 48},
-    {"get.wdg.state", 0x95, 1000ms, Reply::kDigit, 1},
-    {"get.alarm", 0x99, 1000ms, Reply::kRecord, 7},
-    {"get.err.report", 0x9E, 1000ms, Reply::kList, 181},
-    {"get.soc.min.ver", 0x9F, 1000ms, Reply::kText, 6},
-    {"get.status.info", 0xA3, 1000ms, Reply::kRecord, 136},
-    {"get.config.info", 0xA7, 1000ms, Reply::kRecord, 256},
-    {"get.wifi.scanf.info", 0xA9, 2000ms, Reply::kRecord, 241, {1}},
-    {"get.wifi.extended.status", 0xAA, 1000ms, Reply::kRecord, 264},
-    {"get.soc.time.list", 0xAC, 1000ms, Reply::kList, 221},
-    {"get.soc.time.cur.info", 0xAD, 1000ms, Reply::kRecord, 212},
-    {"upg.start", 0x8F, 3000ms, Reply::kAccepted, 5, {1, 2, 3, 4, 5}},
-    {"upg.transmit", 0x90, 3000ms, Reply::kAcceptedByOctet, 5, Bytes(265, 0)},
-};
+Shape shape_of(const ExpectedService& service, const ExpectedOperation& operation) {
+    if (operation.answer != Answer::kByLength) {
+        return operation.answer == Answer::kText    ? Shape::kText
+               : operation.answer == Answer::kList  ? Shape::kList
+               : service.passed == Passed::kPointer ? Shape::kAcceptedByOctet
+                                                    : Shape::kAccepted;
+    }
+    return service.reply == Reply::kTextOfNumber ? Shape::kDigit : Shape::kRecord;
+}
+
+// Of the chip's healthy answer, where the service's reply does not tell.
+std::size_t size_of(const ExpectedService& service, Shape shape) {
+    switch (shape) {
+        case Shape::kText:
+            return 6;
+        case Shape::kAccepted:
+        case Shape::kAcceptedByOctet:
+            return 5;
+        default:
+            return static_cast<std::size_t>(service.reply_size);
+    }
+}
+
+std::vector<Exchange> exchanges() {
+    std::vector<Exchange> all;
+    for (const ExpectedOperation& operation : expected::waiting_operations()) {
+        const ExpectedService& service = expected::service_of(operation);
+        const Shape shape = shape_of(service, operation);
+        const auto request = static_cast<std::size_t>(service.request_size);
+        all.push_back({service.short_name(), operation.message(),
+                       std::chrono::milliseconds(operation.timeout_ms), shape,
+                       size_of(service, shape),
+                       shape == Shape::kAcceptedByOctet ? Bytes(request) : pattern(request)});
+    }
+    return all;
+}
 
 // What a healthy chip answers; another one for every `first`.
 Bytes healthy_answer(const Exchange& exchange, std::uint8_t first) {
     Bytes answer = pattern(exchange.size, first);
-    if (exchange.reply == Reply::kList) {
+    if (exchange.shape == Shape::kList) {
         answer[0] = 5;  // entries, which fill the list
-    } else if (exchange.reply == Reply::kAcceptedByOctet) {
+    } else if (exchange.shape == Shape::kAcceptedByOctet) {
         answer[4] = 0xA1;
     }
     return answer;
@@ -82,20 +97,20 @@ const Outcome kFailed{-1, {}};
 // What the service makes of a payload that the driver has taken.
 Outcome outcome_of(const Exchange& exchange, const Bytes& taken) {
     const Bytes payload = padded(taken, kPayloadSize);
-    switch (exchange.reply) {
-        case Reply::kText: {
+    switch (exchange.shape) {
+        case Shape::kText: {
             const std::string text = text_of(slice(payload, 0, kPayloadSize - 1));
             return of_size(payload, std::min(text.size(), text.find('\0')));
         }
-        case Reply::kDigit:
+        case Shape::kDigit:
             return of_size(bytes_of(std::to_string(payload[0])), 1);
-        case Reply::kList:
+        case Shape::kList:
             return of_size(payload[0] != 0 ? payload : Bytes(kPayloadSize), exchange.size);
-        case Reply::kAccepted:
+        case Shape::kAccepted:
             return {4, Bytes(4)};
-        case Reply::kAcceptedByOctet:
+        case Shape::kAcceptedByOctet:
             return payload[4] == 0xA1 ? Outcome{4, Bytes(4)} : kFailed;
-        case Reply::kRecord:
+        case Shape::kRecord:
             break;
     }
     return of_size(payload, exchange.size);
@@ -309,11 +324,12 @@ TEST_P(AChipsFaultIn, EndsTheExchangeWithItsOwnResultAndSpoilsNoOther) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, AChipsFaultIn, ::testing::ValuesIn(kExchanges), [](const auto& row) {
-    std::string name = row.param.service;
-    std::replace(name.begin(), name.end(), '.', '_');
-    return name;
-});
+INSTANTIATE_TEST_SUITE_P(Each, AChipsFaultIn, ::testing::ValuesIn(exchanges()),
+                         [](const auto& row) {
+                             std::string name = row.param.service;
+                             std::replace(name.begin(), name.end(), '.', '_');
+                             return name;
+                         });
 
 // ---- In the first query of the start
 
@@ -336,8 +352,8 @@ class AChipsFaultAtTheStart : public AChipsFault, public ::testing::WithParamInt
 };
 
 TEST_P(AChipsFaultAtTheStart, HoldsItUpForASecondAtMostAndLeavesADaemonThatServes) {
-    constexpr std::uint8_t kNetwork = 0x81;
-    constexpr std::uint8_t kAfterNetwork = 0x82;
+    const std::uint8_t kNetwork = expected::kNetQuery.message();
+    const std::uint8_t kAfterNetwork = expected::message_of("get.wakeup.info");
     const Bytes answer = pattern(26, 10);
     const Fault& fault = GetParam();
     start_chip().ignore(kNetwork);

@@ -5,6 +5,7 @@
 #include <ostream>
 #include <string>
 
+#include "expected_table.h"
 #include "fake_daemon.h"
 #include "quon_mcu_client.h"
 
@@ -14,13 +15,9 @@ namespace {
 constexpr int32_t kTimeout = 20000;
 
 struct Row {
-    const char* name;  // on the bus
-    int request;       // bytes
-    int reply;         // bytes; kAny: as many as there are; kSignal: none
+    const char* name;  // without "method.quon.mcu." or "signal.quon.mcu."
     quon_mcu_status (*call)(quon_mcu_client* client);
 };
-constexpr int kAny = -1;
-constexpr int kSignal = -2;
 
 void PrintTo(const Row& row, std::ostream* out) {
     *out << row.name;
@@ -55,62 +52,62 @@ quon_mcu_status ask(quon_mcu_client* client,
 #define ASK(function) [](quon_mcu_client* client) { return ask(client, quon_mcu_client_##function); }
 #define DO(function) [](quon_mcu_client* client) { return quon_mcu_client_##function(client, kTimeout); }
 constexpr Row kRows[] = {
-    {"method.quon.mcu.get.ver", 0, kAny, GET(get_ver)},
-    {"method.quon.mcu.get.wakeup.info", 0, 71, GET(get_wakeup_info)},
-    {"method.quon.mcu.get.allwakeup.info", 0, 400, GET(get_allwakeup_info)},
-    {"signal.quon.mcu.set.time", 10, kSignal, SET(set_time)},
-    {"method.quon.mcu.get.time", 0, 10, GET(get_time)},
-    {"signal.quon.mcu.set.led", 1, kSignal, SET(set_led)},
-    {"method.quon.mcu.get.battery.status", 0, 5, GET(get_battery_status)},
-    {"signal.quon.mcu.set.pir.switch", 1, kSignal, SET(set_pir_switch)},
-    {"signal.quon.mcu.set.pir.sensitivity", 1, kSignal, SET(set_pir_sensitivity)},
-    {"method.quon.mcu.get.pir.info", 0, 36, GET(get_pir_info)},
-    {"signal.quon.mcu.set.pir.info", 36, kSignal, SET(set_pir_info)},
-    {"signal.quon.mcu.set.wifi.connect", 134, kSignal, SET(set_wifi_connect)},
-    {"signal.quon.mcu.set.wifi.disconnect", 0, kSignal, DO(set_wifi_disconnect)},
-    {"method.quon.mcu.get.wifi.status", 0, 70, GET(get_wifi_status)},
-    {"method.quon.mcu.get.wifi.info", 0, 160, GET(get_wifi_info)},
-    {"signal.quon.mcu.set.wifi.keepalive", 164, kSignal, SET(set_wifi_keepalive)},
-    {"signal.quon.mcu.set.wifi.extended.info", 66, kSignal, SET(set_wifi_extended_info)},
-    {"method.quon.mcu.get.wifi.scanf.info", 1, 241, ASK(get_wifi_scanf_info)},
-    {"signal.quon.mcu.set.system.state", 1, kSignal, SET(set_system_state)},
-    {"method.quon.mcu.get.event.info", 0, 33, GET(get_event_info)},
-    {"method.quon.mcu.upg.start", 5, 4, ASK(upg_start)},
-    {"method.quon.mcu.upg.transmit", 265, 4, ASK(upg_transmit)},
-    {"method.quon.mcu.upg.finish", 0, 4, GET(upg_finish)},
-    {"signal.quon.mcu.set.store.params", 48, kSignal, SET(set_store_params)},
-    {"method.quon.mcu.get.store.params", 0, 48, GET(get_store_params)},
-    {"signal.quon.mcu.set.wdg.state", 1, kSignal, SET(set_wdg_state)},
-    {"method.quon.mcu.get.wdg.state", 0, 1, GET(get_wdg_state)},
-    {"signal.quon.mcu.set.wdg.period", 4, kSignal, SET(set_wdg_period)},
-    {"signal.quon.mcu.set.wdg.feed", 0, kSignal, DO(set_wdg_feed)},
-    {"signal.quon.mcu.set.alarm", 7, kSignal, SET(set_alarm)},
-    {"method.quon.mcu.get.alarm", 0, 7, GET(get_alarm)},
-    {"signal.quon.mcu.set.crash.test", 0, kSignal, DO(set_crash_test)},
-    {"signal.quon.mcu.set.ap.start", 166, kSignal, SET(set_ap_start)},
-    {"signal.quon.mcu.set.ap.stop", 0, kSignal, DO(set_ap_stop)},
-    {"method.quon.mcu.get.err.report", 0, 181, GET(get_err_report)},
-    {"method.quon.mcu.get.system", 1, kAny, ASK(get_system)},
-    {"method.quon.mcu.get.popen", 1, kAny, ASK(get_popen)},
-    {"signal.quon.mcu.set.log.profile", 35, kSignal, SET(set_log_profile)},
-    {"method.quon.mcu.get.log.profile", 0, 35, GET(get_log_profile)},
-    {"method.quon.mcu.get.soc.min.ver", 0, kAny, GET(get_soc_min_ver)},
-    {"signal.quon.mcu.set.uart.switch", 1, kSignal, SET(set_uart_switch)},
-    {"signal.quon.mcu.set.wakeup.info", 71, kSignal, SET(set_wakeup_info)},
-    {"method.quon.mcu.get.status.info", 0, 136, GET(get_status_info)},
-    {"signal.quon.mcu.set.charge.auto.poweron", 67, kSignal, SET(set_charge_auto_poweron)},
-    {"signal.quon.mcu.set.cmd", 0, kSignal, SET(set_cmd)},
-    {"signal.quon.mcu.set.tamper.info", 1, kSignal, SET(set_tamper_info)},
-    {"method.quon.mcu.get.config.info", 0, 256, GET(get_config_info)},
-    {"method.quon.mcu.get.bit.err.rate", 0, 259, GET(get_bit_err_rate)},
-    {"method.quon.mcu.get.socup.time", 0, 12, GET(get_socup_time)},
-    {"method.quon.mcu.get.wifi.extended.status", 0, 264, GET(get_wifi_extended_status)},
-    {"signal.quon.mcu.set.soc.time.info", 44, kSignal, SET(set_soc_time_info)},
-    {"method.quon.mcu.get.soc.time.list", 0, 221, GET(get_soc_time_list)},
-    {"method.quon.mcu.get.soc.time.cur.info", 0, 212, GET(get_soc_time_cur_info)},
+    {"get.ver", GET(get_ver)},
+    {"get.wakeup.info", GET(get_wakeup_info)},
+    {"get.allwakeup.info", GET(get_allwakeup_info)},
+    {"set.time", SET(set_time)},
+    {"get.time", GET(get_time)},
+    {"set.led", SET(set_led)},
+    {"get.battery.status", GET(get_battery_status)},
+    {"set.pir.switch", SET(set_pir_switch)},
+    {"set.pir.sensitivity", SET(set_pir_sensitivity)},
+    {"get.pir.info", GET(get_pir_info)},
+    {"set.pir.info", SET(set_pir_info)},
+    {"set.wifi.connect", SET(set_wifi_connect)},
+    {"set.wifi.disconnect", DO(set_wifi_disconnect)},
+    {"get.wifi.status", GET(get_wifi_status)},
+    {"get.wifi.info", GET(get_wifi_info)},
+    {"set.wifi.keepalive", SET(set_wifi_keepalive)},
+    {"set.wifi.extended.info", SET(set_wifi_extended_info)},
+    {"get.wifi.scanf.info", ASK(get_wifi_scanf_info)},
+    {"set.system.state", SET(set_system_state)},
+    {"get.event.info", GET(get_event_info)},
+    {"upg.start", ASK(upg_start)},
+    {"upg.transmit", ASK(upg_transmit)},
+    {"upg.finish", GET(upg_finish)},
+    {"set.store.params", SET(set_store_params)},
+    {"get.store.params", GET(get_store_params)},
+    {"set.wdg.state", SET(set_wdg_state)},
+    {"get.wdg.state", GET(get_wdg_state)},
+    {"set.wdg.period", SET(set_wdg_period)},
+    {"set.wdg.feed", DO(set_wdg_feed)},
+    {"set.alarm", SET(set_alarm)},
+    {"get.alarm", GET(get_alarm)},
+    {"set.crash.test", DO(set_crash_test)},
+    {"set.ap.start", SET(set_ap_start)},
+    {"set.ap.stop", DO(set_ap_stop)},
+    {"get.err.report", GET(get_err_report)},
+    {"get.system", ASK(get_system)},
+    {"get.popen", ASK(get_popen)},
+    {"set.log.profile", SET(set_log_profile)},
+    {"get.log.profile", GET(get_log_profile)},
+    {"get.soc.min.ver", GET(get_soc_min_ver)},
+    {"set.uart.switch", SET(set_uart_switch)},
+    {"set.wakeup.info", SET(set_wakeup_info)},
+    {"get.status.info", GET(get_status_info)},
+    {"set.charge.auto.poweron", SET(set_charge_auto_poweron)},
+    {"set.cmd", SET(set_cmd)},
+    {"set.tamper.info", SET(set_tamper_info)},
+    {"get.config.info", GET(get_config_info)},
+    {"get.bit.err.rate", GET(get_bit_err_rate)},
+    {"get.socup.time", GET(get_socup_time)},
+    {"get.wifi.extended.status", GET(get_wifi_extended_status)},
+    {"set.soc.time.info", SET(set_soc_time_info)},
+    {"get.soc.time.list", GET(get_soc_time_list)},
+    {"get.soc.time.cur.info", GET(get_soc_time_cur_info)},
 };
 // clang-format on
-static_assert(std::size(kRows) == 53);
+static_assert(std::size(kRows) == std::size(expected::kServices));
 
 class AService : public testing::TestWithParam<Row> {
   protected:
@@ -125,26 +122,34 @@ class AService : public testing::TestWithParam<Row> {
         quon_mcu_client_disconnect(client);
         return status;
     }
+    // Zeros; an empty command's text is its end alone.
+    std::string empty_request() const {
+        const int size = service_.request_size != kAnySize  ? service_.request_size
+                         : service_.passed == Passed::kText ? 1
+                                                            : 0;
+        return std::string(static_cast<size_t>(size), '\0');
+    }
+    const ExpectedService& service_ = expected::service(GetParam().name);
     DbusMsg request_{};
 };
 
 TEST_P(AService, IsAskedByItsNameWithItsBytes) {
-    EXPECT_EQ(answered_with(std::max(GetParam().reply, 0)), QUON_MCU_OK);
-    EXPECT_EQ(text_of(request_.name), GetParam().name);
+    EXPECT_EQ(answered_with(std::max(service_.reply_size, 0)), QUON_MCU_OK);
+    EXPECT_EQ(text_of(request_.name), service_.name);
     EXPECT_EQ(text_of(request_.dst_name), "quon.mcu.daemon");
     EXPECT_EQ(text_of(request_.src_name), "test.client");
-    EXPECT_EQ(request_.type, GetParam().reply == kSignal ? 0U : 1U);
-    EXPECT_EQ(payload_of(request_), std::string(static_cast<size_t>(GetParam().request), '\0'));
+    EXPECT_EQ(request_.type, service_.is_signal() ? 0U : 1U);
+    EXPECT_EQ(payload_of(request_), empty_request());
 }
 
 TEST_P(AService, TakesNoAnswerOfAnotherSize) {
-    if (GetParam().reply == kSignal) {
+    if (service_.is_signal()) {
         EXPECT_EQ(answered_with(0), QUON_MCU_OK) << "a signal has no answer";
-    } else if (GetParam().reply == kAny) {
+    } else if (service_.reply_size == kAnySize) {
         EXPECT_EQ(answered_with(1), QUON_MCU_OK);
     } else {
-        EXPECT_EQ(answered_with(GetParam().reply - 1), QUON_MCU_MALFORMED);
-        EXPECT_EQ(answered_with(GetParam().reply + 1), QUON_MCU_MALFORMED);
+        EXPECT_EQ(answered_with(service_.reply_size - 1), QUON_MCU_MALFORMED);
+        EXPECT_EQ(answered_with(service_.reply_size + 1), QUON_MCU_MALFORMED);
     }
 }
 
