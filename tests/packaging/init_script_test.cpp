@@ -73,7 +73,7 @@ class TheInitScript : public SystemTest {
     static std::string script(const std::string& word, const std::string& before = "") {
         const Result result =
             run({"/bin/sh", "-c",
-                 before + " CONFIG=" + kConfig + " exec " + QUON_INIT_SCRIPT + " " + word});
+                 before + " CONFIG=" + kConfig + " exec '" + QUON_INIT_SCRIPT + "' " + word});
         std::string text = as_text(result.status) + "\n" + result.out + result.err;
         const std::string number = process() == 0 ? "" : "process " + std::to_string(process());
         const std::size_t at = number.empty() ? std::string::npos : text.find(number);
@@ -173,6 +173,7 @@ TEST_F(TheInitScript, GivesTheStatusOfTheDaemon) {
     EXPECT_EQ(script("status"), said("does not run", 3));
     const pid_t daemon = start_with_chip();
     EXPECT_EQ(script("status"), said("runs, process PID"));
+    ASSERT_GT(daemon, 0);  // 0 would be the tests' own process group
     kill(daemon, SIGKILL);
     EXPECT_TRUE(wait_until([&] { return !exists(daemon); }));
     EXPECT_EQ(script("status"), said("does not run", 3));
@@ -203,6 +204,7 @@ TEST_F(TheInitScript, HasNothingToStopWhereNothingRuns) {
 
 TEST_F(TheInitScript, KillsADaemonThatDoesNotEndByItselfWithinFiveSeconds) {
     const pid_t daemon = start_with_chip();
+    ASSERT_GT(daemon, 0);
     ASSERT_EQ(kill(daemon, SIGSTOP), 0);
     EXPECT_EQ(script("stop"), said("stopped"));
     int status = 0;
@@ -244,6 +246,7 @@ TEST_F(TheInitScript, RestartsWhileACommandOfAShellServiceStillRuns) {
 
 TEST_F(TheInitScript, StartsAfterADaemonThatWasKilledAndWaitsForTheNewRunFlag) {
     const pid_t first = start_with_chip();
+    ASSERT_GT(first, 0);
     kill(first, SIGKILL);
     ASSERT_TRUE(wait_until([&] { return !exists(first); }));
     const int old_flag = open(kRunFlag, O_PATH | O_CLOEXEC);  // keeps its number in use

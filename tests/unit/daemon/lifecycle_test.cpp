@@ -72,8 +72,10 @@ class TheDaemon : public testing::Test {
     void SetUp() override { enter_private_world(); }
 
     static std::unique_ptr<ChildProcess> start(const Environment& environment = {}) {
+        std::vector<std::string> command = words_of(QUON_EMULATOR);
+        command.emplace_back(DAEMON_WITH_SCRIPTED_OPERATIONS);
         return std::make_unique<ChildProcess>(
-            ChildProcess::Options{.command = words_of(DAEMON_WITH_SCRIPTED_OPERATIONS),
+            ChildProcess::Options{.command = command,
                                   .environment = environment,
                                   .output = ChildProcess::Output::kTerminal,
                                   .separate_errors = false,

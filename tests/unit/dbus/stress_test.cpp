@@ -38,7 +38,8 @@ class Server {
   private:
     void start() {
         ChildProcess::Options options;
-        options.command = words_of(QUON_STRESS_SERVER);
+        options.command = words_of(QUON_EMULATOR);
+        options.command.emplace_back(QUON_STRESS_SERVER);
         options.command.push_back(name_);
         process_ = std::make_unique<ChildProcess>(options);
         if (!process_->wait_for_text("ready")) {
