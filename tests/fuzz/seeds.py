@@ -433,7 +433,7 @@ def simulator() -> dict[str, bytes]:
         "upgrade": host(0x8F, u8(1) + u32(300)) + block(0, 256) + block(256, 44) + host(0x91),
         "upgrade_of_any_size": host(0x8F, u8(1) + u32(0)) + block(0, 256) + block(0, 256)
         + host(0x91),
-        "block_says_too_much": host(0x8F, u8(1) + u32(0)) + block(0, 256, 257)
+        "block_says_too_much": host(0x8F, u8(1) + u32(0)) + block(0, 256, 300) + block(0, 256, 257)
         + block(0, 256, 0xFFFFFFFF),
         "block_without_start": block(0, 256) + host(0x91),
         "datagrams": datagram(b"") + datagram(bytes(15)) + datagram(bytes(16)) + datagram(
