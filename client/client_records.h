@@ -30,6 +30,8 @@ struct Field {
     bool is_daemons;  // measured by the daemon itself
     const char* unit;
     std::span<const KnownValue> values;
+    int16_t least;  // what people may give; both 0: all that its bytes can hold
+    int16_t most;
 };
 
 // After a count byte; `size` is 0 where there is no list.

@@ -65,7 +65,9 @@ std::string field_rows(const record& what) {
                 (is_known || what.fields.empty() ? "true" : "false") + ", " +
                 (is_known && each.known->is_daemons ? "true" : "false") + ", " +
                 (is_known ? quoted(each.known->unit) : "\"\"") + ", " +
-                (has_values ? values_name(what, each) : "{}") + "},\n";
+                (has_values ? values_name(what, each) : "{}") + ", " +
+                std::to_string(is_known ? each.known->range.least : 0) + ", " +
+                std::to_string(is_known ? each.known->range.most : 0) + "},\n";
     }
     return text + "};\n";
 }
