@@ -7,7 +7,7 @@ namespace {
 
 struct request {
     chip_state& chip;
-    bytes_view payload;
+    byte_view payload;
     chip_clock::time_point now;
 };
 
@@ -57,7 +57,7 @@ outcome feed_watchdog(const request& in) {
 outcome crash_test(const request& in) {
     const uint32_t count = number(in.chip, place::kCrashTests) + 1;
     set_number(in.chip, place::kCrashTests, count);
-    bytes entry(kMcuErrReportEntrySize);
+    byte_list entry(kMcuErrReportEntrySize);
     entry[0] = 1;
     std::ranges::copy(in.chip.clock.read(in.now), entry.begin() + 1);
     put_le(entry, kMcuErrReportEntrySize - 4, 4, count);
@@ -84,7 +84,7 @@ outcome add_soc_time(const request& in) {
 
 // Bytes 0 to 3 say how many bytes the chip holds, byte 4 whether it accepted.
 outcome upgrade_answer(const upgrade& image, bool accepted) {
-    bytes body(kHi3861lUpgAnswerOffset + 1);
+    byte_list body(kHi3861lUpgAnswerOffset + 1);
     put_le(body, 0, 4, static_cast<uint32_t>(image.received()));
     body[kHi3861lUpgAnswerOffset] = accepted ? kHi3861lUpgAccepted : 0;
     return {body, accepted ? "" : "upgrade refused: " + image.refusal()};
@@ -153,7 +153,7 @@ constexpr row kTable[] = {
 };
 // clang-format on
 
-std::optional<outcome> size_refusal(int expected, bytes_view payload) {
+std::optional<outcome> size_refusal(int expected, byte_view payload) {
     if (expected == kAnySize || payload.size() == static_cast<size_t>(expected)) {
         return std::nullopt;
     }
@@ -161,7 +161,7 @@ std::optional<outcome> size_refusal(int expected, bytes_view payload) {
                                      " bytes, expected " + std::to_string(expected)};
 }
 
-outcome by_row(const row& known, chip_state& chip, bytes_view payload, chip_clock::time_point now) {
+outcome by_row(const row& known, chip_state& chip, byte_view payload, chip_clock::time_point now) {
     if (const auto refusal = size_refusal(known.request_size, payload)) {
         return *refusal;
     }
@@ -174,7 +174,7 @@ outcome by_row(const row& known, chip_state& chip, bytes_view payload, chip_cloc
 
 }  // namespace
 
-outcome answer_by_catalog(chip_state& chip, const catalog::message& message, bytes_view payload) {
+outcome answer_by_catalog(chip_state& chip, const catalog::message& message, byte_view payload) {
     if (message.timeout_ms != 0) {
         return {chip.records.at(message.reply->name), ""};
     }
@@ -194,7 +194,7 @@ bool has_answer(uint8_t type) {
     return message != nullptr && message->timeout_ms != 0;
 }
 
-outcome answer_message(chip_state& chip, uint8_t type, bytes_view payload,
+outcome answer_message(chip_state& chip, uint8_t type, byte_view payload,
                        chip_clock::time_point now) {
     const auto known = std::ranges::find(kTable, type, &row::type);
     if (known != std::end(kTable)) {

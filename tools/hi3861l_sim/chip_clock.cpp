@@ -9,7 +9,7 @@ namespace {
 
 constexpr int kEpochYear = 2000;
 
-int8_t part(bytes_view record, size_t index) {
+int8_t part(byte_view record, size_t index) {
     return static_cast<int8_t>(record[index]);
 }
 
@@ -17,7 +17,7 @@ bool within(int8_t value, int limit) {
     return value >= 0 && value < limit;
 }
 
-std::chrono::year_month_day date_of(bytes_view record) {
+std::chrono::year_month_day date_of(byte_view record) {
     using namespace std::chrono;
     return {year(kEpochYear + part(record, 0)), month(static_cast<unsigned>(part(record, 1))),
             day(static_cast<unsigned>(part(record, 2)))};
@@ -25,12 +25,12 @@ std::chrono::year_month_day date_of(bytes_view record) {
 
 }  // namespace
 
-bool is_time(bytes_view record) {
+bool is_time(byte_view record) {
     return date_of(record).ok() && within(part(record, 3), 24) && within(part(record, 4), 60) &&
            within(part(record, 5), 60);
 }
 
-void chip_clock::set(bytes_view record, time_point now) {
+void chip_clock::set(byte_view record, time_point now) {
     using namespace std::chrono;
     record_.assign(record.begin(), record.end());
     set_at_ = now;
@@ -41,7 +41,7 @@ void chip_clock::set(bytes_view record, time_point now) {
     }
 }
 
-bytes chip_clock::read(time_point now) const {
+byte_list chip_clock::read(time_point now) const {
     using namespace std::chrono;
     if (!runs_) {
         return record_;
@@ -50,7 +50,7 @@ bytes chip_clock::read(time_point now) const {
     const local_days midnight = floor<days>(time);
     const year_month_day date(midnight);
     const hh_mm_ss clock(time - midnight);
-    bytes record = record_;
+    byte_list record = record_;
     record[0] = static_cast<uint8_t>(static_cast<int>(date.year()) - kEpochYear);
     record[1] = static_cast<uint8_t>(static_cast<unsigned>(date.month()));
     record[2] = static_cast<uint8_t>(static_cast<unsigned>(date.day()));
@@ -60,11 +60,11 @@ bytes chip_clock::read(time_point now) const {
     return record;
 }
 
-bytes machine_time() {
+byte_list machine_time() {
     const std::time_t now = std::time(nullptr);
     std::tm parts{};
     localtime_r(&now, &parts);
-    bytes record(kMcuTimeSize);
+    byte_list record(kMcuTimeSize);
     record[0] = static_cast<uint8_t>(parts.tm_year + 1900 - kEpochYear);
     record[1] = static_cast<uint8_t>(parts.tm_mon + 1);
     record[2] = static_cast<uint8_t>(parts.tm_mday);

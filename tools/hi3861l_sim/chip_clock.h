@@ -3,7 +3,7 @@
 
 #include <chrono>
 
-#include "bytes.h"
+#include "shared/bytes.h"
 
 namespace quon::sim {
 
@@ -13,22 +13,22 @@ class chip_clock {
 
     // Takes a 10-byte time record. A record whose first six bytes are no calendar time stands
     // still: it is given back as it came.
-    void set(bytes_view record, time_point now);
+    void set(byte_view record, time_point now);
 
     // The 10-byte time record at `now`; bytes 6 to 9 as they were set.
-    [[nodiscard]] bytes read(time_point now) const;
+    [[nodiscard]] byte_list read(time_point now) const;
 
   private:
-    bytes record_;
+    byte_list record_;
     std::chrono::local_seconds base_{};
     time_point set_at_;
     bool runs_ = false;
 };
 
 // Whether the first six bytes of a time record are a calendar time.
-bool is_time(bytes_view record);
+bool is_time(byte_view record);
 
 // The machine's local time as a time record.
-bytes machine_time();
+byte_list machine_time();
 
 }  // namespace quon::sim

@@ -21,7 +21,7 @@ constexpr uint32_t kDefaultWdgPeriod = 60;
 constexpr uint8_t kDefaultRssi = 0xC8;  // -56 dBm
 
 // A network in the air: 33 bytes of name, 6 of address, 1 of signal strength.
-void put_scan_entry(bytes& scan, size_t index, std::string_view ssid, uint8_t last_octet) {
+void put_scan_entry(byte_list& scan, size_t index, std::string_view ssid, uint8_t last_octet) {
     constexpr size_t kEntrySize = 40;
     const size_t at = 1 + index * kEntrySize;
     std::ranges::copy(ssid, scan.begin() + static_cast<ptrdiff_t>(at));
@@ -61,11 +61,11 @@ record_store::record_store(std::span<const catalog::message> messages) : message
     }
 }
 
-bytes& record_store::at(std::string_view name) {
-    return const_cast<bytes&>(std::as_const(*this).at(name));
+byte_list& record_store::at(std::string_view name) {
+    return const_cast<byte_list&>(std::as_const(*this).at(name));
 }
 
-const bytes& record_store::at(std::string_view name) const {
+const byte_list& record_store::at(std::string_view name) const {
     const auto found = records_.find(name);
     if (found == records_.end()) {
         throw std::out_of_range("no record " + std::string(name));
@@ -100,14 +100,14 @@ chip_state::chip_state() {
 }
 
 std::span<uint8_t> view(chip_state& chip, const slice& where) {
-    bytes& record = chip.records.at(where.record);
+    byte_list& record = chip.records.at(where.record);
     if (where.offset + where.size > record.size()) {
         throw std::out_of_range("outside the record " + std::string(where.record));
     }
     return std::span(record).subspan(where.offset, where.size);
 }
 
-bytes_view view(const chip_state& chip, const slice& where) {
+byte_view view(const chip_state& chip, const slice& where) {
     return view(const_cast<chip_state&>(chip), where);
 }
 
@@ -120,7 +120,7 @@ void set_number(chip_state& chip, const slice& where, uint32_t value) {
 }
 
 std::string text(const chip_state& chip, const slice& where) {
-    const bytes_view area = view(chip, where);
+    const byte_view area = view(chip, where);
     return {area.begin(), std::ranges::find(area, 0)};
 }
 
@@ -149,7 +149,7 @@ void set_battery(chip_state& chip, uint32_t percent) {
     set_number(chip, place::kBatteryMillivolt, 3300 + percent * 9);
 }
 
-void append_entry(bytes& list, bytes_view entry) {
+void append_entry(byte_list& list, byte_view entry) {
     const size_t room = (list.size() - 1) / entry.size();
     if (list[0] >= room) {
         std::rotate(list.begin() + 1, list.begin() + 1 + static_cast<ptrdiff_t>(entry.size()),

@@ -6,11 +6,11 @@
 #include <string>
 #include <string_view>
 
-#include "bytes.h"
 #include "catalog/catalog.h"
 #include "chip_clock.h"
 #include "hi3861l_protocol.h"
 #include "mcu_records.h"
+#include "shared/bytes.h"
 #include "upgrade.h"
 
 namespace quon::sim {
@@ -23,24 +23,24 @@ class record_store {
     explicit record_store(std::span<const catalog::message> messages = catalog::messages());
 
     // Throws std::out_of_range for a name that is none.
-    bytes& at(std::string_view name);
-    const bytes& at(std::string_view name) const;
+    byte_list& at(std::string_view name);
+    const byte_list& at(std::string_view name) const;
 
     // The name of the record that a set command stores.
     [[nodiscard]] std::string_view stored_as(const catalog::message& command) const;
 
-    [[nodiscard]] const std::map<std::string_view, bytes>& all() const { return records_; }
+    [[nodiscard]] const std::map<std::string_view, byte_list>& all() const { return records_; }
 
   private:
     std::span<const catalog::message> messages_;
-    std::map<std::string_view, bytes> records_;
+    std::map<std::string_view, byte_list> records_;
 };
 
 struct chip_state {
     chip_state();
 
     record_store records;
-    bytes last_command;  // of set_cmd
+    byte_list last_command;  // of set_cmd
     chip_clock clock;
     upgrade image;
 };
@@ -98,7 +98,7 @@ static_assert(kMcuWifiExtendedInfoSize + kMcuWifiKeepaliveSize <= kMcuWifiExtend
 
 // Throws std::out_of_range when the record is shorter.
 std::span<uint8_t> view(chip_state& chip, const slice& where);
-bytes_view view(const chip_state& chip, const slice& where);
+byte_view view(const chip_state& chip, const slice& where);
 
 // An integer of 1 to 4 bytes.
 uint32_t number(const chip_state& chip, const slice& where);
@@ -113,6 +113,6 @@ void set_net_record(chip_state& chip, const hi3861l_net_info& record);
 void set_battery(chip_state& chip, uint32_t percent);
 
 // A list record keeps its newest entries, newest last; the oldest leaves a full list.
-void append_entry(bytes& list, bytes_view entry);
+void append_entry(byte_list& list, byte_view entry);
 
 }  // namespace quon::sim

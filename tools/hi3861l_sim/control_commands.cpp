@@ -92,16 +92,16 @@ void forget(const call& in) {
 void raise_net_event(const call& in) {
     const net_report report = parse_net(join_words(in.words, 2), net_record(in.sim.chip()));
     set_net_record(in.sim.chip(), report.record);
-    bytes payload(kHi3861lNetEventRecordOffset);
+    byte_list payload(kHi3861lNetEventRecordOffset);
     payload[0] = kNetEventId;
     payload[kHi3861lNetEventStateOffset] = report.state;
-    const bytes& record = in.sim.chip().records.at("net_info");
+    const byte_list& record = in.sim.chip().records.at("net_info");
     payload.insert(payload.end(), record.begin(), record.end());
     finish(in, in.sim.send_frame(HI3861L_EVENT_NET, payload));
 }
 
-bytes parse_message(const call& in, size_t from) {
-    bytes message = parse_hex(join_words(in.words, from));
+byte_list parse_message(const call& in, size_t from) {
+    byte_list message = parse_hex(join_words(in.words, from));
     if (message.size() > kLargestMessage) {
         throw bad_value("message of " + std::to_string(message.size()) + " bytes is too long");
     }

@@ -16,6 +16,7 @@
 #include "control_commands.h"
 #include "listening_socket.h"
 #include "properties.h"
+#include "shared/json_text.h"
 #include "text_values.h"
 
 namespace quon::sim {
@@ -94,9 +95,7 @@ void print(const std::string& command, const std::vector<std::string>& lines, bo
     const std::vector<std::string> words = split_words(command);
     const std::string name = words.empty() ? "" : words[0];
     if (json) {
-        std::cout << document(answer_of(name), lines)
-                         .dump(-1, ' ', false, ordered_json::error_handler_t::replace)
-                  << '\n';
+        std::cout << dump(document(answer_of(name), lines)) << '\n';
         return;
     }
     for (const std::string& line : lines) {

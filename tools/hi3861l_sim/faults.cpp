@@ -142,9 +142,9 @@ bool fault_table::pass(uint8_t type) {
     return !take(type, fault_action::drop);
 }
 
-shaped_frame fault_table::shape(uint8_t type, bytes frame) {
+shaped_frame fault_table::shape(uint8_t type, byte_list frame) {
     shaped_frame shaped{.frame = std::move(frame), .faults = {}};
-    bytes& data = shaped.frame;
+    byte_list& data = shaped.frame;
     const auto applies = [&](fault_action action) {
         const auto argument = take(type, action);
         if (argument) {

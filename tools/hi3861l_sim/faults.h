@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "bytes.h"
+#include "shared/bytes.h"
 
 namespace quon::sim {
 
@@ -36,7 +36,7 @@ std::string show_fault(const fault_rule& rule);
 
 // A frame as the faults left it.
 struct shaped_frame {
-    bytes frame;
+    byte_list frame;
     uint32_t delay_ms = 0;
     int copies = 1;
     std::string faults;  // the actions that took part, for the journal
@@ -53,7 +53,7 @@ class fault_table {
     bool pass(uint8_t type);
 
     // Changes a frame of `type` that is about to leave.
-    shaped_frame shape(uint8_t type, bytes frame);
+    shaped_frame shape(uint8_t type, byte_list frame);
 
     // While silent the chip sends nothing.
     [[nodiscard]] bool silent() const { return silent_; }

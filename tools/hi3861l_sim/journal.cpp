@@ -30,7 +30,7 @@ std::string time_stamp() {
 
 }  // namespace
 
-std::string describe_frame(bool from_host, bytes_view frame) {
+std::string describe_frame(bool from_host, byte_view frame) {
     const std::string direction = from_host ? "host->chip " : "chip->host ";
     if (frame.size() < kHi3861lFrameHeadSize) {
         return direction + "malformed, " + std::to_string(frame.size()) + " bytes " +
@@ -38,7 +38,7 @@ std::string describe_frame(bool from_host, bytes_view frame) {
     }
     const uint8_t type = frame[0];
     const uint32_t length = get_le(frame, 1, 4);
-    const bytes_view payload = frame.subspan(kHi3861lFrameHeadSize);
+    const byte_view payload = frame.subspan(kHi3861lFrameHeadSize);
     const std::string head = direction + show_type(type) + " len " + std::to_string(length) + " ";
     if (length != payload.size()) {
         return head + "malformed, " + std::to_string(payload.size()) + " payload bytes " +
@@ -48,7 +48,7 @@ std::string describe_frame(bool from_host, bytes_view frame) {
     return head + catalog::describe_payload(way, type, payload);
 }
 
-void journal::frame(bool from_host, bytes_view frame, const std::string& remark) {
+void journal::frame(bool from_host, byte_view frame, const std::string& remark) {
     print(describe_frame(from_host, frame) + (remark.empty() ? "" : " (" + remark + ")"));
 }
 

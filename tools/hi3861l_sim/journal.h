@@ -5,14 +5,14 @@
 #include <deque>
 #include <string>
 
-#include "bytes.h"
+#include "shared/bytes.h"
 
 namespace quon::sim {
 
 // One frame as a journal shows it, without the time: direction, type with its name, length, then
 // the payload's fields or its hex digits. A frame whose length field is not the length of what
 // follows says so.
-std::string describe_frame(bool from_host, bytes_view frame);
+std::string describe_frame(bool from_host, byte_view frame);
 
 class journal {
   public:
@@ -21,7 +21,7 @@ class journal {
     // Writes to `out`, which it does not close.
     explicit journal(std::FILE* out) : out_(out) {}
 
-    void frame(bool from_host, bytes_view frame, const std::string& remark = {});
+    void frame(bool from_host, byte_view frame, const std::string& remark = {});
     void note(const std::string& text);
 
     [[nodiscard]] const std::deque<std::string>& lines() const { return lines_; }

@@ -47,8 +47,8 @@ class netlink_transport : public transport {
     netlink_transport(const netlink_transport&) = delete;
     netlink_transport& operator=(const netlink_transport&) = delete;
 
-    delivery send(bytes_view message) override {
-        const bytes datagram = with_header(message);
+    delivery send(byte_view message) override {
+        const byte_list datagram = with_header(message);
         if (sendto(fd_.get(), datagram.data(), datagram.size(), MSG_DONTWAIT,
                    reinterpret_cast<const sockaddr*>(&peer_), sizeof peer_) >= 0) {
             return delivery::sent;
@@ -67,7 +67,7 @@ class netlink_transport : public transport {
     void read_one() {
         const ssize_t size = recv(fd_.get(), buffer_.data(), buffer_.size(), MSG_DONTWAIT);
         if (size > 0) {
-            take(bytes_view(buffer_).first(static_cast<size_t>(size)));
+            take(byte_view(buffer_).first(static_cast<size_t>(size)));
         }
     }
 
@@ -75,7 +75,7 @@ class netlink_transport : public transport {
     std::string name_;
     sockaddr_nl peer_;
     owned_descriptor fd_;
-    bytes buffer_ = bytes(kLargestDatagram);
+    byte_list buffer_ = byte_list(kLargestDatagram);
 };
 
 }  // namespace

@@ -47,7 +47,7 @@ property binary(std::string_view name, const slice& where) {
             .get = [where](simulator& sim) { return show_hex(view(sim.chip(), where)); },
             .set =
                 [where](simulator& sim, std::string_view value) {
-                    const bytes data = parse_hex(value);
+                    const byte_list data = parse_hex(value);
                     if (data.size() != where.size) {
                         throw bad_value(std::to_string(data.size()) + " bytes, expected " +
                                         std::to_string(where.size));
@@ -102,7 +102,7 @@ void set_battery_percent(simulator& sim, std::string_view value) {
 }
 
 std::string get_time(simulator& sim) {
-    const bytes record = sim.chip().clock.read(event_loop::clock::now());
+    const byte_list record = sim.chip().clock.read(event_loop::clock::now());
     const auto part = [&](size_t i) { return static_cast<int8_t>(record[i]); };
     std::array<char, 64> shown{};
     std::snprintf(shown.data(), shown.size(), "%04d-%02d-%02d %02d:%02d:%02d", part(0) + 2000,
@@ -118,7 +118,7 @@ void set_time(simulator& sim, std::string_view value) {
     if (count != 6 || static_cast<size_t>(end) != given.size()) {
         throw bad_value("time \"" + given + "\" is not YYYY-MM-DD HH:MM:SS");
     }
-    bytes record(kMcuTimeSize);
+    byte_list record(kMcuTimeSize);
     part[0] -= 2000;
     std::ranges::transform(part, record.begin(), [](int n) { return static_cast<uint8_t>(n); });
     const bool fits = std::ranges::all_of(part, [](int n) { return n >= -128 && n <= 127; });

@@ -7,8 +7,8 @@
 
 namespace quon::sim {
 
-bytes make_frame(uint8_t type, bytes_view payload) {
-    bytes frame(kHi3861lFrameHeadSize + payload.size());
+byte_list make_frame(uint8_t type, byte_view payload) {
+    byte_list frame(kHi3861lFrameHeadSize + payload.size());
     frame[0] = type;
     put_le(frame, 1, 4, static_cast<uint32_t>(payload.size()));
     std::copy(payload.begin(), payload.end(), frame.begin() + kHi3861lFrameHeadSize);
@@ -17,14 +17,14 @@ bytes make_frame(uint8_t type, bytes_view payload) {
 
 simulator::simulator(event_loop& loop, transport& link, journal& log)
     : loop_(loop), link_(link), log_(log) {
-    link_.on_message([this](bytes_view frame) { take_frame(frame); });
+    link_.on_message([this](byte_view frame) { take_frame(frame); });
     link_.on_note([this](const std::string& what) {
         log_.note(what);
         tell_watchers();
     });
 }
 
-void simulator::take_frame(bytes_view frame) {
+void simulator::take_frame(byte_view frame) {
     frames_in_++;
     log_.frame(true, frame);
     const bool whole = frame.size() >= kHi3861lFrameHeadSize &&
@@ -38,7 +38,7 @@ void simulator::take_frame(bytes_view frame) {
     tell_watchers();
 }
 
-void simulator::take_message(uint8_t type, bytes_view payload) {
+void simulator::take_message(uint8_t type, byte_view payload) {
     if (!faults_.pass(type)) {
         log_.note(show_type(type) + " lost (fault drop)");
         return;
@@ -52,7 +52,7 @@ void simulator::take_message(uint8_t type, bytes_view payload) {
     }
 }
 
-delivery simulator::send_frame(uint8_t type, bytes_view payload) {
+delivery simulator::send_frame(uint8_t type, byte_view payload) {
     if (!faults_.pass(type)) {
         log_.note(show_type(type) + " lost (fault drop)");
         return delivery::sent;
@@ -60,7 +60,7 @@ delivery simulator::send_frame(uint8_t type, bytes_view payload) {
     return send_shaped(type, make_frame(type, payload));
 }
 
-delivery simulator::send_shaped(uint8_t type, bytes frame) {
+delivery simulator::send_shaped(uint8_t type, byte_list frame) {
     const shaped_frame shaped = faults_.shape(type, std::move(frame));
     const std::string remark = shaped.faults.empty() ? "" : "fault " + shaped.faults;
     if (shaped.delay_ms != 0) {
@@ -78,7 +78,7 @@ delivery simulator::send_shaped(uint8_t type, bytes frame) {
     return result;
 }
 
-delivery simulator::transmit(bytes_view frame, const std::string& remark) {
+delivery simulator::transmit(byte_view frame, const std::string& remark) {
     if (faults_.silent()) {
         log_.note("silent, not sent: " + describe_frame(false, frame));
         return delivery::sent;
@@ -93,7 +93,7 @@ delivery simulator::transmit(bytes_view frame, const std::string& remark) {
     return result;
 }
 
-delivery simulator::send_raw(bytes_view message) {
+delivery simulator::send_raw(byte_view message) {
     const delivery result = link_.send(message);
     if (result == delivery::sent) {
         frames_out_++;
@@ -106,7 +106,7 @@ delivery simulator::send_raw(bytes_view message) {
 
 void simulator::forget_frames() {
     received_.fill(0);
-    std::ranges::for_each(last_, [](bytes& frame) { frame.clear(); });
+    std::ranges::for_each(last_, [](byte_list& frame) { frame.clear(); });
     frames_in_ = 0;
     frames_out_ = 0;
     log_.forget();

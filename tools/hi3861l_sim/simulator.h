@@ -28,14 +28,14 @@ class simulator {
 
     // An event, or any other frame that the chip sends of its own accord. Faults apply. Returns
     // whether it was sent, and `sent` when a fault or silence took it.
-    delivery send_frame(uint8_t type, bytes_view payload);
+    delivery send_frame(uint8_t type, byte_view payload);
 
     // Any bytes as one message, bypassing faults and silence.
-    delivery send_raw(bytes_view message);
+    delivery send_raw(byte_view message);
 
     // Well-formed frames of a type that came since the start or since forget_frames().
     [[nodiscard]] uint64_t received(uint8_t type) const { return received_[type]; }
-    [[nodiscard]] const bytes& last_frame(uint8_t type) const { return last_[type]; }
+    [[nodiscard]] const byte_list& last_frame(uint8_t type) const { return last_[type]; }
     [[nodiscard]] uint64_t frames_in() const { return frames_in_; }
     [[nodiscard]] uint64_t frames_out() const { return frames_out_; }
     void forget_frames();
@@ -47,10 +47,10 @@ class simulator {
     void cancel_watch(watch_id watch);
 
   private:
-    void take_frame(bytes_view frame);
-    void take_message(uint8_t type, bytes_view payload);
-    delivery send_shaped(uint8_t type, bytes frame);
-    delivery transmit(bytes_view frame, const std::string& remark);
+    void take_frame(byte_view frame);
+    void take_message(uint8_t type, byte_view payload);
+    delivery send_shaped(uint8_t type, byte_list frame);
+    delivery transmit(byte_view frame, const std::string& remark);
     void tell_watchers();
 
     event_loop& loop_;
@@ -59,7 +59,7 @@ class simulator {
     chip_state chip_;
     fault_table faults_;
     std::array<uint64_t, 256> received_{};
-    std::array<bytes, 256> last_;
+    std::array<byte_list, 256> last_;
     uint64_t frames_in_ = 0;
     uint64_t frames_out_ = 0;
     std::list<std::pair<watch_id, std::function<bool()>>> watchers_;
@@ -67,6 +67,6 @@ class simulator {
 };
 
 // Type, length, payload.
-bytes make_frame(uint8_t type, bytes_view payload);
+byte_list make_frame(uint8_t type, byte_view payload);
 
 }  // namespace quon::sim

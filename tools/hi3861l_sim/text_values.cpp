@@ -7,10 +7,11 @@
 #include <bit>
 #include <cctype>
 #include <charconv>
-#include <cmath>
 #include <cstring>
 
 #include "catalog/catalog.h"
+#include "shared/failure.h"
+#include "shared/values.h"
 
 namespace quon::sim {
 namespace {
@@ -20,6 +21,15 @@ constexpr std::string_view kBlanks = " \t\r\n";
 [[noreturn]] void refuse(std::string_view what, std::string_view text, std::string_view wanted) {
     throw bad_value(std::string(what) + " \"" + std::string(text) + "\" is not " +
                     std::string(wanted));
+}
+
+// What the client takes too, refused in this program's words.
+auto read(auto parse, std::string_view what, std::string_view text, std::string_view wanted) {
+    try {
+        return parse(text);
+    } catch (const failure&) {
+        refuse(what, text, wanted);
+    }
 }
 
 std::optional<uint32_t> to_number(std::string_view text, int base) {
@@ -33,7 +43,7 @@ bool has_hex_prefix(std::string_view text) {
     return text.starts_with("0x") || text.starts_with("0X");
 }
 
-std::string joined_octets(bytes_view octets, const char* format, char separator) {
+std::string joined_octets(byte_view octets, const char* format, char separator) {
     std::string text;
     for (const uint8_t octet : octets) {
         std::array<char, 8> digits{};
@@ -43,7 +53,7 @@ std::string joined_octets(bytes_view octets, const char* format, char separator)
     return text;
 }
 
-void copy_octets(const bytes& from, uint8_t* to) {
+void copy_octets(const byte_list& from, uint8_t* to) {
     std::ranges::copy(from, to);
 }
 
@@ -51,7 +61,7 @@ void parse_dns(std::string_view text, hi3861l_net_info& record) {
     const size_t comma = text.find(',');
     copy_octets(parse_ipv4(text.substr(0, comma)), record.dns1);
     const bool second = comma != std::string_view::npos;
-    copy_octets(second ? parse_ipv4(text.substr(comma + 1)) : bytes(4), record.dns2);
+    copy_octets(second ? parse_ipv4(text.substr(comma + 1)) : byte_list(4), record.dns2);
 }
 
 void parse_address(std::string_view text, hi3861l_net_info& record) {
@@ -96,18 +106,11 @@ uint32_t parse_number(std::string_view text, uint32_t limit, std::string_view wh
 }
 
 uint32_t parse_time_span(std::string_view text, uint32_t limit_ms, std::string_view what) {
-    const bool seconds = text.ends_with("s") && !text.ends_with("ms");
-    const std::string_view digits = text.substr(0, text.size() - (seconds                ? 1
-                                                                  : text.ends_with("ms") ? 2
-                                                                                         : 0));
-    double value = -1;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value,
-                                              std::chars_format::fixed);
-    const double ms = std::round(seconds ? value * 1000 : value);
-    const bool whole = error == std::errc() && end == digits.data() + digits.size();
-    if (!whole || !(ms >= 0 && ms <= limit_ms)) {
-        refuse(what, text,
-               "a time from 0 to " + std::to_string(limit_ms) + "ms, as in 300, 300ms or 1.5s");
+    const std::string wanted =
+        "a time from 0 to " + std::to_string(limit_ms) + "ms, as in 300, 300ms or 1.5s";
+    const int32_t ms = read(quon::parse_duration, what, text, wanted);
+    if (static_cast<uint32_t>(ms) > limit_ms) {
+        refuse(what, text, wanted);
     }
     return static_cast<uint32_t>(ms);
 }
@@ -127,65 +130,44 @@ uint8_t parse_type(std::string_view text) {
 }
 
 std::string show_type(uint8_t type) {
-    const bytes_view one(&type, 1);
+    const byte_view one(&type, 1);
     return "0x" + show_hex(one) + " " + std::string(catalog::message_name(type));
 }
 
-bytes parse_hex(std::string_view text) {
+byte_list parse_hex(std::string_view text) {
     std::string digits;
     std::ranges::copy_if(text, std::back_inserter(digits),
                          [](char c) { return kBlanks.find(c) == std::string_view::npos; });
-    bytes data;
-    for (size_t i = 0; i < digits.size(); i += 2) {
-        const auto value = to_number(std::string_view(digits).substr(i, 2), 16);
-        if (!value || i + 1 == digits.size()) {
-            refuse("payload", text, "pairs of hex digits");
-        }
-        data.push_back(static_cast<uint8_t>(*value));
+    const bool others = digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos;
+    if (others || digits.size() % 2 != 0) {
+        refuse("payload", text, "pairs of hex digits");
     }
-    return data;
+    return quon::parse_hex(digits);
 }
 
-std::string show_hex(bytes_view data) {
+std::string show_hex(byte_view data) {
     return catalog::to_hex(data);
 }
 
-bytes parse_ipv4(std::string_view text) {
-    bytes octets(4);
-    if (inet_pton(AF_INET, std::string(text).c_str(), octets.data()) != 1) {
-        refuse("address", text, "an IPv4 address");
-    }
-    return octets;
+byte_list parse_ipv4(std::string_view text) {
+    return read(quon::parse_ipv4, "address", text, "an IPv4 address");
 }
 
-std::string show_ipv4(bytes_view octets) {
+std::string show_ipv4(byte_view octets) {
     return joined_octets(octets, "%u", '.');
 }
 
-bytes parse_mac(std::string_view text) {
-    bytes octets;
-    for (size_t at = 0; at <= text.size();) {
-        const size_t end = std::min(text.find(':', at), text.size());
-        const auto value = to_number(text.substr(at, end - at), 16);
-        if (!value || *value > 0xff) {
-            break;
-        }
-        octets.push_back(static_cast<uint8_t>(*value));
-        at = end + 1;
-    }
-    if (octets.size() != 6 || std::ranges::count(text, ':') != 5) {
-        refuse("MAC", text, "a hardware address, as in 02:00:00:00:00:01");
-    }
-    return octets;
+byte_list parse_mac(std::string_view text) {
+    return read(quon::parse_mac, "MAC", text, "a hardware address, as in 02:00:00:00:00:01");
 }
 
-std::string show_mac(bytes_view octets) {
+std::string show_mac(byte_view octets) {
     return joined_octets(octets, "%02x", ':');
 }
 
 server_address parse_server(std::string_view text) {
     if (text == "none") {
-        return {bytes(4), 0};
+        return {byte_list(4), 0};
     }
     const size_t colon = text.rfind(':');
     if (colon == std::string_view::npos) {

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "bytes.h"
 #include "hi3861l_protocol.h"
+#include "shared/bytes.h"
 
 namespace quon::sim {
 
@@ -32,16 +32,16 @@ uint8_t parse_type(std::string_view text);
 std::string show_type(uint8_t type);  // "0x84 get_time"
 
 // Pairs of hex digits; blanks between them do not matter.
-bytes parse_hex(std::string_view text);
-std::string show_hex(bytes_view data);
+byte_list parse_hex(std::string_view text);
+std::string show_hex(byte_view data);
 
-bytes parse_ipv4(std::string_view text);
-std::string show_ipv4(bytes_view octets);
-bytes parse_mac(std::string_view text);
-std::string show_mac(bytes_view octets);
+byte_list parse_ipv4(std::string_view text);
+std::string show_ipv4(byte_view octets);
+byte_list parse_mac(std::string_view text);
+std::string show_mac(byte_view octets);
 
 struct server_address {
-    bytes ip;
+    byte_list ip;
     uint16_t port;
 };
 // "ADDRESS:PORT", or "none" for 0.0.0.0:0.

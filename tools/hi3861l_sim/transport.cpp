@@ -24,16 +24,16 @@ std::string show_delivery(delivery result) {
     return "not sent: the socket failed";
 }
 
-bytes transport::with_header(bytes_view message) {
+byte_list transport::with_header(byte_view message) {
     nlmsghdr header{};
     header.nlmsg_len = static_cast<uint32_t>(sizeof header + message.size());
-    bytes datagram(header.nlmsg_len);
+    byte_list datagram(header.nlmsg_len);
     std::memcpy(datagram.data(), &header, sizeof header);
     std::ranges::copy(message, datagram.begin() + sizeof header);
     return datagram;
 }
 
-void transport::take(bytes_view datagram) {
+void transport::take(byte_view datagram) {
     nlmsghdr header{};
     if (datagram.size() < sizeof header) {
         note("datagram of " + std::to_string(datagram.size()) + " bytes from the host, no header");

@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-#include "bytes.h"
 #include "event_loop.h"
+#include "shared/bytes.h"
 
 namespace quon::sim {
 
@@ -15,13 +15,13 @@ std::string show_delivery(delivery result);
 
 class transport {
   public:
-    using receiver = std::function<void(bytes_view message)>;  // header stripped
+    using receiver = std::function<void(byte_view message)>;  // header stripped
     using observer = std::function<void(const std::string& what)>;
 
     virtual ~transport() = default;
 
     // Sends one message to port 1100. Never waits: a host that does not read loses messages.
-    virtual delivery send(bytes_view message) = 0;
+    virtual delivery send(byte_view message) = 0;
     [[nodiscard]] virtual bool host_present() const = 0;
     [[nodiscard]] virtual std::string where() const = 0;
 
@@ -29,8 +29,8 @@ class transport {
     void on_note(observer call) { note_ = std::move(call); }
 
   protected:
-    static bytes with_header(bytes_view message);
-    void take(bytes_view datagram);
+    static byte_list with_header(byte_view message);
+    void take(byte_view datagram);
     void note(const std::string& text) const;
 
   private:

@@ -37,12 +37,12 @@ class unix_transport : public transport {
     unix_transport(const unix_transport&) = delete;
     unix_transport& operator=(const unix_transport&) = delete;
 
-    delivery send(bytes_view message) override {
+    delivery send(byte_view message) override {
         const int host = host_socket();
         if (host < 0) {
             return delivery::no_host;
         }
-        const bytes datagram = with_header(message);
+        const byte_list datagram = with_header(message);
         if (::send(host, datagram.data(), datagram.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >= 0) {
             return delivery::sent;
         }
@@ -107,7 +107,7 @@ class unix_transport : public transport {
     void read_host(std::list<owned_descriptor>::iterator peer) {
         const ssize_t size = recv(peer->get(), buffer_.data(), buffer_.size(), MSG_DONTWAIT);
         if (size > 0) {
-            take(bytes_view(buffer_).first(static_cast<size_t>(size)));
+            take(byte_view(buffer_).first(static_cast<size_t>(size)));
             return;
         }
         if (size < 0 && (errno == EAGAIN || errno == EINTR)) {
@@ -125,7 +125,7 @@ class unix_transport : public transport {
     bool present_ = false;  // as the journal was told
     event_loop::timer_id port_timer_ = 0;
     std::chrono::milliseconds port_pause_ = kShortestPortPause;
-    bytes buffer_ = bytes(kLargestDatagram);
+    byte_list buffer_ = byte_list(kLargestDatagram);
 };
 
 }  // namespace

@@ -11,7 +11,7 @@ bool upgrade::refuse(std::string why) {
     return false;
 }
 
-bool upgrade::start(bytes_view request) {
+bool upgrade::start(byte_view request) {
     if (request.size() != kMcuUpgStartSize) {
         return refuse("start of " + std::to_string(request.size()) + " bytes");
     }
@@ -24,12 +24,12 @@ bool upgrade::start(bytes_view request) {
     return true;
 }
 
-bool upgrade::repeats_last(uint32_t offset, bytes_view data) const {
+bool upgrade::repeats_last(uint32_t offset, byte_view data) const {
     return blocks_ > 0 && offset == last_offset_ && offset + data.size() == image_.size() &&
            std::equal(data.begin(), data.end(), image_.begin() + offset);
 }
 
-bool upgrade::block(bytes_view request) {
+bool upgrade::block(byte_view request) {
     if (state_ != "receiving") {
         return refuse("block without a start");
     }
@@ -41,7 +41,7 @@ bool upgrade::block(bytes_view request) {
     if (length == 0 || length > kMcuUpgBlockDataSize) {
         return refuse("block with " + std::to_string(length) + " data bytes");
     }
-    const bytes_view data = request.subspan(kMcuUpgBlockDataOffset, length);
+    const byte_view data = request.subspan(kMcuUpgBlockDataOffset, length);
     if (repeats_last(offset, data)) {
         return true;
     }

@@ -3,19 +3,19 @@
 
 #include <string>
 
-#include "bytes.h"
+#include "shared/bytes.h"
 
 namespace quon::sim {
 
 class upgrade {
   public:
     // Bytes 1 to 4 announce the image's size (0: any). Whatever arrived before is forgotten.
-    bool start(bytes_view request);
+    bool start(byte_view request);
 
     // A block is accepted when it continues the image: its word is the offset of its data, it holds
     // 1 to 256 bytes, and the image does not grow beyond its size. A repeated last block (its
     // answer was lost) is accepted again.
-    bool block(bytes_view request);
+    bool block(byte_view request);
 
     void finish();
 
@@ -29,14 +29,14 @@ class upgrade {
 
   private:
     bool refuse(std::string why);
-    [[nodiscard]] bool repeats_last(uint32_t offset, bytes_view data) const;
+    [[nodiscard]] bool repeats_last(uint32_t offset, byte_view data) const;
 
     std::string state_ = "idle";
     std::string refusal_;
     uint32_t kind_ = 0;
     uint32_t size_ = 0;
     uint32_t blocks_ = 0;
-    bytes image_;
+    byte_list image_;
     size_t last_offset_ = 0;
 };
 

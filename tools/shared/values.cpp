@@ -72,7 +72,7 @@ int32_t parse_duration(std::string_view text) {
     }
     double value = 0;
     const double most = std::numeric_limits<int32_t>::max();
-    if (!whole(number, value) || !(value >= 0) || value * unit > most) {
+    if (!whole(number, value, std::chars_format::fixed) || !(value >= 0) || value * unit > most) {
         throw failure(exit_status::usage,
                       quoted(text) + " is no duration; write milliseconds or, say, 1.5s");
     }
@@ -113,8 +113,11 @@ byte_list parse_ipv4(std::string_view text) {
 }
 
 byte_list parse_mac(std::string_view text) {
-    const bool has_its_length = text.size() == std::string_view("02:00:00:00:00:01").size();
-    byte_list bytes = has_its_length ? parse_hex(text) : byte_list{};
+    bool has_its_shape = text.size() == std::string_view("02:00:00:00:00:01").size();
+    for (size_t i = 2; i < text.size(); i += 3) {
+        has_its_shape = has_its_shape && text[i] == ':';
+    }
+    byte_list bytes = has_its_shape ? parse_hex(text) : byte_list{};
     if (bytes.size() != 6) {
         throw failure(exit_status::usage, quoted(text) + " is no MAC address");
     }

@@ -86,9 +86,9 @@ TEST(WhatASetCommandStores, ComesBackInTheMatchingAnswer) {
         test_chip chip;
         const std::string stored = pattern(each.size(), 0x1D);
         chip.ask(each.set_type(), stored);
-        const bytes answer = chip.answer_to(each.get_type(), each.get_request);
+        const byte_list answer = chip.answer_to(each.get_type(), each.get_request);
         ASSERT_GE(answer.size(), each.offset + each.size()) << each.set;
-        EXPECT_EQ(hex(bytes_view(answer).subspan(each.offset, each.size())), stored) << each.set;
+        EXPECT_EQ(hex(byte_view(answer).subspan(each.offset, each.size())), stored) << each.set;
     }
 }
 
@@ -99,7 +99,7 @@ TEST(WhatASetCommandStores, IsKeptOnlyWhenItsSizeIsRight) {
                 continue;
             }
             test_chip chip;
-            const bytes before = chip.answer_to(each.get_type(), each.get_request);
+            const byte_list before = chip.answer_to(each.get_type(), each.get_request);
             chip.ask(each.set_type(), pattern(size, 0x91));
             EXPECT_NE(chip.log.lines().back().find("ignored"), std::string::npos) << each.set;
             EXPECT_EQ(chip.answer_to(each.get_type(), each.get_request), before) << each.set;
@@ -225,9 +225,9 @@ TEST(AList, KeepsItsNewestFiveEntriesOldestFirst) {
         chip.ask(0xAB, pattern(44, i));
         EXPECT_EQ(int{chip.answer_to(0xAC)[0]}, std::min(int{i}, 5));
     }
-    const bytes list = chip.answer_to(0xAC);
+    const byte_list list = chip.answer_to(0xAC);
     for (uint8_t i = 0; i < 5; i++) {
-        EXPECT_EQ(hex(bytes_view(list).subspan(1 + i * 44U, 44)),
+        EXPECT_EQ(hex(byte_view(list).subspan(1 + i * 44U, 44)),
                   pattern(44, static_cast<uint8_t>(i + 2)));
     }
 }
@@ -237,9 +237,9 @@ TEST(ACrashTest, LeavesAnEntryInTheErrorReport) {
     EXPECT_EQ(chip.answer_to(0x9E)[0], 0);
     chip.ask(0x83, "1a0c1f0a0b0c01020304");
     chip.ask(0x9C);
-    const bytes report = chip.answer_to(0x9E);
+    const byte_list report = chip.answer_to(0x9E);
     EXPECT_EQ(report[0], 1);
-    EXPECT_EQ(hex(bytes_view(report).subspan(2, 5)), "1a0c1f0a0b");
+    EXPECT_EQ(hex(byte_view(report).subspan(2, 5)), "1a0c1f0a0b");
     for (int i = 0; i < 6; i++) {
         chip.ask(0x9C);
     }
@@ -249,15 +249,15 @@ TEST(ACrashTest, LeavesAnEntryInTheErrorReport) {
 
 TEST(AFreshChip, AnswersPlausibly) {
     test_chip chip;
-    const bytes version = chip.answer_to(0x80);
+    const byte_list version = chip.answer_to(0x80);
     EXPECT_NE(version[0], 0);
     EXPECT_EQ(version[31], 0);
-    const bytes net = chip.answer_to(0x81);
-    EXPECT_EQ(hex(bytes_view(net).first(12)), "c0a80114ffffff00c0a80101");
-    const bytes wakeup = chip.answer_to(0x82);
-    EXPECT_EQ(hex(bytes_view(wakeup).subspan(54, 6)), hex(bytes_view(net).subspan(12, 6)));
+    const byte_list net = chip.answer_to(0x81);
+    EXPECT_EQ(hex(byte_view(net).first(12)), "c0a80114ffffff00c0a80101");
+    const byte_list wakeup = chip.answer_to(0x82);
+    EXPECT_EQ(hex(byte_view(wakeup).subspan(54, 6)), hex(byte_view(net).subspan(12, 6)));
     EXPECT_LE(chip.answer_to(0x86)[0], 100);
-    const bytes time = chip.answer_to(0x84);
+    const byte_list time = chip.answer_to(0x84);
     EXPECT_TRUE(time[1] >= 1 && time[1] <= 12 && time[2] >= 1 && time[2] <= 31 && time[3] < 24 &&
                 time[4] < 60 && time[5] < 60);
 }

@@ -16,7 +16,7 @@ namespace quon::sim {
 
 class fake_link : public transport {
   public:
-    delivery send(bytes_view message) override {
+    delivery send(byte_view message) override {
         if (next == delivery::sent) {
             sent.emplace_back(message.begin(), message.end());
         }
@@ -26,18 +26,18 @@ class fake_link : public transport {
     [[nodiscard]] std::string where() const override { return "nowhere"; }
 
     // A datagram from the host, its netlink header in front of the frame.
-    void deliver(bytes_view frame) {
-        bytes datagram = with_header(frame);
+    void deliver(byte_view frame) {
+        byte_list datagram = with_header(frame);
         put_le(datagram, 12, 4, 1100);
         take(datagram);
     }
-    void deliver_datagram(bytes_view datagram) { take(datagram); }
+    void deliver_datagram(byte_view datagram) { take(datagram); }
     void host_changes(bool now) {
         present = now;
         note(now ? "host connected" : "host gone");
     }
 
-    std::vector<bytes> sent;
+    std::vector<byte_list> sent;
     delivery next = delivery::sent;
     bool present = true;
 };
@@ -59,17 +59,17 @@ struct control_answer : responder {
 
 struct test_chip {
     // The answers, of frames that the chip sends at once, to one frame from the host.
-    std::vector<bytes> ask(bytes_view frame) {
+    std::vector<byte_list> ask(byte_view frame) {
         link.sent.clear();
         link.deliver(frame);
         return link.sent;
     }
-    std::vector<bytes> ask(uint8_t type, const std::string& payload_hex = "") {
+    std::vector<byte_list> ask(uint8_t type, const std::string& payload_hex = "") {
         return ask(make_frame(type, test::from_hex(payload_hex)));
     }
     // The one answer's payload; empty when there is not exactly one answer of this type.
-    bytes answer_to(uint8_t type, const std::string& payload_hex = "") {
-        const std::vector<bytes> frames = ask(type, payload_hex);
+    byte_list answer_to(uint8_t type, const std::string& payload_hex = "") {
+        const std::vector<byte_list> frames = ask(type, payload_hex);
         if (frames.size() != 1 || frames[0].size() < 5 || frames[0][0] != type ||
             get_le(frames[0], 1, 4) != frames[0].size() - 5) {
             return {};
@@ -112,7 +112,7 @@ struct test_chip {
 };
 
 // Hex digits without blanks.
-inline std::string hex(bytes_view data) {
+inline std::string hex(byte_view data) {
     std::string text = test::to_hex(data);
     std::erase(text, ' ');
     return text;

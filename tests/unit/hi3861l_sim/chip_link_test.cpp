@@ -21,7 +21,7 @@ using std::to_string;
 // A message as the host sends it: a netlink header of port 1100 in front of the frame.
 std::string message(const std::string& frame) {
     const auto length = static_cast<uint8_t>(16 + frame.size() / 2);
-    return show_hex(bytes_view(&length, 1)) + "000000" + "0000000000000000" + "4c040000" + frame;
+    return show_hex(byte_view(&length, 1)) + "000000" + "0000000000000000" + "4c040000" + frame;
 }
 
 enum class form { preloaded, linked_in };

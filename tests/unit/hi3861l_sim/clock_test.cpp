@@ -42,7 +42,7 @@ TEST(TheChipsTime, RunsFromWhatWasSet) {
 
 TEST(TheChipsTime, IsTheMachinesUntilItIsSet) {
     const std::time_t before = std::time(nullptr);
-    const bytes record = machine_time();
+    const byte_list record = machine_time();
     std::tm parts{};
     localtime_r(&before, &parts);
     ASSERT_EQ(record.size(), 10U);

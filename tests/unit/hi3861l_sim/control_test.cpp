@@ -81,10 +81,10 @@ TEST(Set, ChangesWhatTheChipAnswers) {
         const std::string name = each.name;
         EXPECT_EQ(chip.control("set " + name + " " + each.value)->ending(), "ok") << name;
         EXPECT_EQ(chip.get(name), name + "=" + each.shown);
-        const bytes answer = chip.answer_to(each.get);
+        const byte_list answer = chip.answer_to(each.get);
         const size_t size = test::from_hex(each.octets).size();
         ASSERT_GE(answer.size(), each.offset + size);
-        EXPECT_EQ(to_hex(bytes_view(answer).subspan(each.offset, size)), each.octets) << name;
+        EXPECT_EQ(to_hex(byte_view(answer).subspan(each.offset, size)), each.octets) << name;
     }
 }
 
@@ -125,12 +125,12 @@ TEST(AnEvent, OfTheNetworkCarriesItsRecordAndChangesTheChips) {
                   ->ending(),
               "ok");
     ASSERT_EQ(chip.link.sent.size(), 1U);
-    const bytes& frame = chip.link.sent[0];
-    EXPECT_EQ(to_hex(bytes_view(frame).first(5)), "03 1c 00 00 00");
+    const byte_list& frame = chip.link.sent[0];
+    EXPECT_EQ(to_hex(byte_view(frame).first(5)), "03 1c 00 00 00");
     EXPECT_EQ(frame[6], 1);
     const std::string record =
         "c0 a8 07 14 ff ff ff 00 c0 a8 07 01 02 00 00 00 00 01 08 08 08 08 01 01 01 01";
-    EXPECT_EQ(to_hex(bytes_view(frame).subspan(7)), record);
+    EXPECT_EQ(to_hex(byte_view(frame).subspan(7)), record);
     EXPECT_EQ(to_hex(chip.answer_to(0x81)), record);
 }
 

@@ -19,7 +19,7 @@ struct watchdog_chip : test_chip {
     // The frames that answer one query, joined by '|'.
     std::string query() {
         std::string text;
-        for (const bytes& frame : ask(0x95)) {
+        for (const byte_list& frame : ask(0x95)) {
             text += (text.empty() ? "" : "|") + to_hex(frame);
         }
         return text;
@@ -169,7 +169,7 @@ TEST(ASilentChip, StillSendsRawMessages) {
     watchdog_chip chip;
     chip.control("silent");
     EXPECT_EQ(chip.control("raw 95")->ending(), "ok");
-    EXPECT_EQ(chip.link.sent.back(), bytes{0x95});
+    EXPECT_EQ(chip.link.sent.back(), byte_list{0x95});
 }
 
 TEST(AFaultRule, IsShownAsItIsWritten) {

@@ -87,9 +87,9 @@ TEST(TheJournal, TellsWhatAFaultDid) {
 
 TEST(TheJournal, TellsOfDatagramsThatAreNoMessages) {
     test_chip chip;
-    chip.link.deliver_datagram(bytes(15));
+    chip.link.deliver_datagram(byte_list(15));
     EXPECT_NE(chip.log.lines().back().find("note datagram of 15 bytes"), std::string::npos);
-    bytes wrong_port(21);
+    byte_list wrong_port(21);
     put_le(wrong_port, 0, 4, 21);
     put_le(wrong_port, 12, 4, 1101);
     wrong_port[16] = 0x95;

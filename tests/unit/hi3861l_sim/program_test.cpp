@@ -279,14 +279,14 @@ TEST(TheNetlinkTransport, CarriesMessagesBothWays) {
     EXPECT_EQ(test::to_hex(std::span(got).first(21)),
               "15 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 84 00 00 00 00");
 
-    bytes taken;
+    byte_list taken;
     std::string noted;
-    link->on_message([&](bytes_view frame) {
+    link->on_message([&](byte_view frame) {
         taken.assign(frame.begin(), frame.end());
         loop.stop();
     });
     link->on_note([&](const std::string& what) { noted = what; });
-    const bytes datagram =
+    const byte_list datagram =
         test::from_hex("17 00 00 00 00 00 00 00 00 00 00 00 4c 04 00 00 85 02 00 00 00 01 02");
     address.nl_pid = port;
     ASSERT_EQ(sendto(host.get(), datagram.data(), datagram.size(), 0,

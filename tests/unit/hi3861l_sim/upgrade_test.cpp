@@ -5,8 +5,8 @@
 namespace quon::sim {
 namespace {
 
-bytes block(uint32_t offset, uint32_t length, uint8_t fill) {
-    bytes record(265);
+byte_list block(uint32_t offset, uint32_t length, uint8_t fill) {
+    byte_list record(265);
     put_le(record, 0, 4, offset);
     put_le(record, 4, 4, length);
     std::fill_n(record.begin() + 8, std::min<uint32_t>(length, 256), fill);
@@ -15,13 +15,13 @@ bytes block(uint32_t offset, uint32_t length, uint8_t fill) {
 
 struct upgrading_chip : test_chip {
     explicit upgrading_chip(uint32_t size = 600) {
-        bytes start(5);
+        byte_list start(5);
         put_le(start, 1, 4, size);
         EXPECT_EQ(answer(0x8F, start), 0xA1);
     }
     // Byte 4 of the answer.
-    int answer(uint8_t type, const bytes& payload) {
-        const bytes body = answer_to(type, test::to_hex(payload));
+    int answer(uint8_t type, const byte_list& payload) {
+        const byte_list body = answer_to(type, test::to_hex(payload));
         return body.size() < 5 ? -1 : body[4];
     }
     int send(uint32_t offset, uint32_t length, uint8_t fill) {
@@ -44,7 +44,7 @@ TEST(AnUpgrade, AcceptsBlocksInOrderAndFinishes) {
 // The check value of CRC-32 (IEEE) for the nine digits.
 TEST(AnUpgrade, ShowsACrc32OfWhatArrived) {
     upgrading_chip chip(9);
-    bytes record = block(0, 9, 0);
+    byte_list record = block(0, 9, 0);
     std::ranges::copy(test::bytes_of("123456789"), record.begin() + 8);
     EXPECT_EQ(chip.answer(0x90, record), 0xA1);
     EXPECT_EQ(chip.get("upgrade-checksum"), "upgrade-checksum=cbf43926");
@@ -80,8 +80,8 @@ TEST(AnUpgrade, RefusesABlockThatDoesNotContinueTheImage) {
 
 TEST(AnUpgrade, RefusesABlockRecordOfAnotherSize) {
     upgrading_chip chip;
-    EXPECT_EQ(chip.answer(0x90, bytes(264)), 0x00);
-    EXPECT_EQ(chip.answer(0x90, bytes(266)), 0x00);
+    EXPECT_EQ(chip.answer(0x90, byte_list(264)), 0x00);
+    EXPECT_EQ(chip.answer(0x90, byte_list(266)), 0x00);
     EXPECT_EQ(chip.answer(0x90, {}), 0x00);
 }
 

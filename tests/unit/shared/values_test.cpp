@@ -51,7 +51,8 @@ TEST(ADuration, IsInMillisecondsOrSeconds) {
 }
 
 TEST(ADuration, IsRefusedWhenItIsNone) {
-    for (const char* text : {"", "s", "-1", "5m", "abc", "1e", "2147483648", "nan", "inf", "1 s"}) {
+    for (const char* text :
+         {"", "s", "-1", "5m", "abc", "1e", "1e3", "2147483648", "nan", "inf", "1 s"}) {
         const auto refused = failure_of([text] { parse_duration(text); });
         EXPECT_EQ(refused.status, 2) << text;
         EXPECT_EQ(refused.text,
@@ -88,8 +89,8 @@ TEST(AnAddress, IsReadFromItsParts) {
 
 TEST(AHardwareAddress, IsReadFromSixPairsOfDigits) {
     EXPECT_EQ(parse_mac("02:aB:00:0c:FF:01"), (byte_list{0x02, 0xab, 0x00, 0x0c, 0xff, 0x01}));
-    for (const char* text :
-         {"", "02ab000cff01", "02:ab:00:0c:ff", "02:ab:00:0c:ff:01:02", "2:ab:00:0c:ff:01"}) {
+    for (const char* text : {"", "02ab000cff01", "02:ab:00:0c:ff", "02:ab:00:0c:ff:01:02",
+                             "2:ab:00:0c:ff:01", "02ab000cff:::::01"}) {
         const auto refused = failure_of([text] { parse_mac(text); });
         EXPECT_EQ(refused.status, 2) << text;
         EXPECT_EQ(refused.text, "'" + std::string(text) + "' is no MAC address");
