@@ -18,7 +18,7 @@ constexpr std::size_t kMostTogether = 64;
 
 void note_answers(sim::test_chip& chip, std::uint8_t type) {
     saw(chip.link.sent.empty() ? "a frame was not answered" : "a frame was answered");
-    for (const sim::bytes& answer : chip.link.sent) {
+    for (const byte_list& answer : chip.link.sent) {
         if (answer.size() < 5 || answer[0] != type ||
             sim::get_le(answer, 1, 4) != answer.size() - 5) {
             saw("a fault changed an answer");
