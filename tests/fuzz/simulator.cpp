@@ -20,7 +20,7 @@ void note_answers(sim::test_chip& chip, std::uint8_t type) {
     saw(chip.link.sent.empty() ? "a frame was not answered" : "a frame was answered");
     for (const byte_list& answer : chip.link.sent) {
         if (answer.size() < 5 || answer[0] != type ||
-            sim::get_le(answer, 1, 4) != answer.size() - 5) {
+            quon::get_le(answer, 1, 4) != answer.size() - 5) {
             saw("a fault changed an answer");
         }
     }
