@@ -14,8 +14,8 @@ import sys
 import time
 
 TOP = pathlib.Path(__file__).resolve().parents[1]
-sys.path.insert(0, str(TOP / "examples"))
-import quon_mcu_client as bus  # noqa: E402  (found by the line above)
+sys.path.insert(0, str(TOP / "python"))
+import quon_mcu as bus  # noqa: E402  (found by the line above)
 
 PEERS = {"sd-bus, dbus-daemon": ("peer_sdbus", "--variant", "daemon"),
          "sd-bus, dbus-broker": ("peer_sdbus", "--variant", "broker"),

@@ -17,8 +17,9 @@ import threading
 import time
 
 TOP = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(TOP / "examples"))
-import quon_mcu_client as bus  # noqa: E402  (found by the line above)
+sys.path.insert(0, str(TOP / "python"))
+import quon_mcu as bus  # noqa: E402  (found by the line above)
+from quon_mcu import _bus as records  # noqa: E402
 
 VERSION = "V1.0.soak"
 CONTROL = "/tmp/hi3861l-sim.ctl"
@@ -228,7 +229,7 @@ class Load:
         try:
             request(client, choice)
             self.tally.add("ok")
-        except bus.ServiceFailed:
+        except bus.Failed:
             self.tally.add("failed")
         except bus.TimedOut as error:
             self.tally.add("no answer")
@@ -269,7 +270,7 @@ class Load:
     def _take_event(self, client, _choice):
         try:
             event = client.call(METHOD + "get.event.info", timeout=ANSWER_BOUND)
-        except bus.ServiceFailed:
+        except bus.Failed:
             self.stop.wait(0.01)
             raise
         if event[0] == MARK:
@@ -356,7 +357,8 @@ class Client(bus.Client):
     """Also a peer that leaves without reading what it asked for."""
 
     def write_only(self, member):
-        self._write(0, bus.METHOD, member, b"", time.monotonic() + ANSWER_BOUND)
+        _, record = records.request(records.METHOD, "soak", member, b"")
+        self._write(member, record, time.monotonic() + ANSWER_BOUND)
 
 
 bus.Client = Client
