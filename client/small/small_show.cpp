@@ -94,7 +94,9 @@ void show_long_bytes(FILE* out, const Piece& piece, int width, const char* zero)
     const size_t hidden = zero == nullptr ? 0 : piece.unproven;
     const Bytes shown = piece.bytes.first(piece.bytes.size() - hidden);
     for (size_t at = 0; at < shown.size(); at += kLine) {
-        fprintf(out, at == 0 ? "" : "%*s  ", width, "");
+        if (at != 0) {
+            fprintf(out, "%*s  ", width, "");
+        }
         show_bytes(out, shown.subspan(at, std::min(kLine, shown.size() - at)));
         fputc('\n', out);
     }

@@ -18,7 +18,7 @@ class Fault(NamedTuple):
 FAULTS = {
     "chip_receive": Fault(
         "a frame's length is not held against what came",
-        "std::min(msg.len, size - HI3861L_FRAME_HEAD_SIZE)",
+        "std::min(msg.len, size - kHi3861lFrameHeadSize)",
         "msg.len",
     ),
     "bus_server": Fault(
@@ -53,8 +53,8 @@ FAULTS = {
     ),
     "client_upgrade": Fault(
         "the last block is a whole one",
-        "std::min(block_size, image_.size() - offset)",
-        "std::max(block_size, image_.size() - offset)",
+        "std::min(kBlockSize, image_.size() - offset)",
+        "std::max(kBlockSize, image_.size() - offset)",
     ),
     "replayed_log": Fault(
         "a dump line has all its digits",
@@ -63,7 +63,7 @@ FAULTS = {
     ),
     "simulator": Fault(
         "a block of an image is at most as long as it can be",
-        "length == 0 || length > MCU_UPG_BLOCK_DATA_SIZE",
+        "length == 0 || length > kMcuUpgBlockDataSize",
         "length == 0",
     ),
 }
