@@ -108,7 +108,8 @@ class Transcript : public SystemTest, public ::testing::WithParamInterface<std::
     }
 
     static void expect_session(const TranscriptStep& step) {
-        const std::string setup = "cd " + std::string(kFolder) + "; PATH=" + kPrograms + ":$PATH; ";
+        const std::string setup =
+            "cd " + std::string(kFolder) + "; PATH='" + kPrograms + "':$PATH; ";
         ChildProcess command({.command = {"/bin/sh", "-c", setup + step.words},
                               .environment = {{"LC_ALL", "C"}, {"TZ", "UTC"}},
                               .output = ChildProcess::Output::kPipe,

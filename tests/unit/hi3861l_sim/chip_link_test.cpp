@@ -31,7 +31,7 @@ class TheChipLink : public testing::TestWithParam<form> {
     std::unique_ptr<probe> new_probe(const std::string& simulator = "chip") {
         const std::string name = "fifo" + to_string(++probes_);
         return GetParam() == form::preloaded
-                   ? std::make_unique<probe>(folder_, name, CHIP_LINK_PROBE, CHIP_LINK_LIBRARY,
+                   ? std::make_unique<probe>(folder_, name, CHIP_LINK_PROBE, chip_link_library(),
                                              simulator)
                    : std::make_unique<probe>(folder_, name, CHIP_LINK_PROBE_STATIC, "", simulator);
     }

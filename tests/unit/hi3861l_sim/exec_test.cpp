@@ -30,7 +30,7 @@ TEST(Exec, BecomesTheCommand) {
 TEST(Exec, GivesTheCommandTheLinkAndTheChipsSocket) {
     const test::Result result =
         run_exec({"--socket", "/a/chip", "sh", "-c", "echo \"$LD_PRELOAD $HI3861L_SIM_SOCKET\""});
-    EXPECT_EQ(result.out, fs::canonical(CHIP_LINK_LIBRARY).string() + " /a/chip\n");
+    EXPECT_EQ(result.out, preload_entry(fs::canonical(CHIP_LINK_LIBRARY)) + " /a/chip\n");
     EXPECT_EQ(result.err, "");
 }
 

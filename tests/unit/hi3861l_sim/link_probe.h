@@ -13,10 +13,17 @@
 #include <string>
 #include <vector>
 
+#include "preload_path.h"
 #include "sim_process.h"
 #include "waiting.h"
 
 namespace quon::sim {
+
+// As an entry of LD_PRELOAD, which takes no path with a blank.
+inline const std::string& chip_link_library() {
+    static const std::string entry = preload_entry(CHIP_LINK_LIBRARY);
+    return entry;
+}
 
 class probe {
   public:

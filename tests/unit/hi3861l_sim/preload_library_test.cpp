@@ -42,7 +42,7 @@ constexpr char kSocketsOfAChild[] = "child ls -l /proc/self/fd | grep -c socket:
 TEST_P(BehindAWrapper, TheLinkReachesItsProgramAndNotTheCommandsOfTheProgram) {
     const scratch_folder folder;
     const sim_process sim(folder);
-    probe program(folder, "fifo", CHIP_LINK_PROBE, CHIP_LINK_LIBRARY, "chip", GetParam().words);
+    probe program(folder, "fifo", CHIP_LINK_PROBE, chip_link_library(), "chip", GetParam().words);
     const std::string fd = program.ask(new_socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, 28));
     EXPECT_EQ(program.ask("bind " + fd + " 1100"), "0");
     EXPECT_EQ(program.ask(kPreloadListOfAChild).find("chip_link"), std::string::npos);
@@ -51,10 +51,10 @@ TEST_P(BehindAWrapper, TheLinkReachesItsProgramAndNotTheCommandsOfTheProgram) {
 
 TEST(ThePreloadLibrary, LeavesTheVariableWhenItsProgramOpensTheChannel) {
     const scratch_folder folder;
-    probe program(folder, "fifo", CHIP_LINK_PROBE, CHIP_LINK_LIBRARY);
+    probe program(folder, "fifo", CHIP_LINK_PROBE, chip_link_library());
     EXPECT_EQ(program.ask(new_socket(AF_UNIX, SOCK_DGRAM, 0)), "4");
     EXPECT_EQ(program.ask(new_socket(AF_NETLINK, SOCK_RAW, NETLINK_ROUTE)), "5");
-    EXPECT_EQ(program.ask("variable LD_PRELOAD"), CHIP_LINK_LIBRARY);
+    EXPECT_EQ(program.ask("variable LD_PRELOAD"), chip_link_library());
     EXPECT_EQ(program.ask("socket 16 3 28"), "EPROTONOSUPPORT");  // there is no simulator
     EXPECT_EQ(program.ask("variable LD_PRELOAD"), "unset");
     EXPECT_EQ(program.ask(kPreloadListOfAChild), "unset");
@@ -64,13 +64,13 @@ TEST(ThePreloadLibrary, LeavesTheVariableOfTheDaemonFromItsStartOn) {
     const scratch_folder folder;
     const std::string daemon = folder.file("quon_mcu_daemon");
     std::filesystem::create_symlink(CHIP_LINK_PROBE, daemon);
-    probe program(folder, "fifo", daemon, CHIP_LINK_LIBRARY, "chip", {"env"});
+    probe program(folder, "fifo", daemon, chip_link_library(), "chip", {"env"});
     EXPECT_EQ(program.ask("variable LD_PRELOAD"), "unset");
     EXPECT_EQ(program.ask(kPreloadListOfAChild), "unset");
 }
 
 TEST(ThePreloadLibrary, LeavesOtherLibrariesInTheVariable) {
-    const std::string library = CHIP_LINK_LIBRARY;
+    const std::string library = chip_link_library();
     const std::string lists[][2] = {
         {"libm.so.6:" + library, "libm.so.6:"},
         {library + ":libm.so.6", "libm.so.6"},
