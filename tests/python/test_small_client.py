@@ -113,7 +113,7 @@ class TheSmallClient(unittest.TestCase):
             err,
             b"quon-mcu-small: method.quon.mcu.get.log.profile: the service failed, result -1\n",
         )
-        self.assertEqual(run("sh", "-c", f"{SMALL} get alarm >/dev/full")[0], 1)
+        self.assertEqual(run("sh", "-c", '"$0" get alarm >/dev/full', SMALL)[0], 1)
 
 
 if __name__ == "__main__":

@@ -27,7 +27,7 @@ void make_wrapper() {
     std::ofstream script(wrapper);
     script << "#!/bin/sh\nexec";
     for (const std::string& word : client_launch()) {
-        script << " " << word;
+        script << " '" << word << "'";
     }
     script << " \"$@\"\n";
     script.close();
@@ -108,8 +108,7 @@ class Transcript : public SystemTest, public ::testing::WithParamInterface<std::
     }
 
     static void expect_session(const TranscriptStep& step) {
-        const std::string setup =
-            "cd " + std::string(kFolder) + "; PATH='" + kPrograms + "':$PATH; ";
+        const std::string setup = "cd " + std::string(kFolder) + "; PATH=" + kPrograms + ":$PATH; ";
         ChildProcess command({.command = {"/bin/sh", "-c", setup + step.words},
                               .environment = {{"LC_ALL", "C"}, {"TZ", "UTC"}},
                               .output = ChildProcess::Output::kPipe,
