@@ -165,19 +165,19 @@ TEST(Run, KeepsBothLogsInAFolder) {
 TEST(Run, WorksSeveralTimesSideBySide) {
     const SharedFolder folder;
     std::vector<std::unique_ptr<ChildProcess>> runs;
-    constexpr int kWorlds = 6;
+    constexpr size_t kWorlds = 6;
     const std::string meet = "touch " + folder.file("here.$1") + "; until [ $(ls " + folder.path() +
                              " | wc -l) = " + std::to_string(kWorlds) + " ]; do sleep 0.05; done;";
-    for (int i = 0; i < kWorlds; i++) {
+    for (size_t i = 0; i < kWorlds; i++) {
         const std::string level = std::to_string(10 + i);
         runs.push_back(std::make_unique<ChildProcess>(run_options(
             joined({"--keep", folder.path(), "--battery", level},
                    {"sh", "-c", meet + "quon-mcu call get.battery.status --hex", "sh", level}))));
     }
-    for (int i = 0; i < kWorlds; i++) {
+    for (size_t i = 0; i < kWorlds; i++) {
         EXPECT_EQ(runs[i]->wait_exit(3 * kLongEnough), exited(0)) << runs[i]->errors();
         char level[4];
-        std::snprintf(level, sizeof level, "%02x", 10 + i);
+        std::snprintf(level, sizeof level, "%02zx", 10 + i);
         EXPECT_EQ(runs[i]->output().substr(0, 2), level);
     }
 }

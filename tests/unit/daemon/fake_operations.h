@@ -33,7 +33,7 @@ struct FakeOperations {
     ws_preinit_param hand_off{};  // the last start record
     int hand_off_result = 0;
 
-    void* slot_address(int slot) { return reinterpret_cast<char*>(&table) + slot * sizeof(void*); }
+    void* slot_address(int slot) { return reinterpret_cast<void**>(&table) + slot; }
     void empty_slot(int slot);
     std::vector<int> called_slots() const;
 };

@@ -212,7 +212,7 @@ TEST(Wifi, TakesAConnectRecordWithoutAnyZeroByte) {
 
 TEST(ARawCommand, IsKeptWhateverItsLength) {
     test_chip chip;
-    for (const size_t size : {0, 1, 384}) {
+    for (const size_t size : {size_t{0}, size_t{1}, size_t{384}}) {
         chip.ask(0xA5, pattern(size));
         EXPECT_EQ(chip.get("command"), "command=" + pattern(size));
     }
