@@ -1,4 +1,5 @@
 // One function a service: what it puts on the bus, and which sizes it takes for an answer.
+// Generated is only which function a row calls.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -52,59 +53,7 @@ quon_mcu_status ask(quon_mcu_client* client,
 #define ASK(function) [](quon_mcu_client* client) { return ask(client, quon_mcu_client_##function); }
 #define DO(function) [](quon_mcu_client* client) { return quon_mcu_client_##function(client, kTimeout); }
 constexpr Row kRows[] = {
-    {"get.ver", GET(get_ver)},
-    {"get.wakeup.info", GET(get_wakeup_info)},
-    {"get.allwakeup.info", GET(get_allwakeup_info)},
-    {"set.time", SET(set_time)},
-    {"get.time", GET(get_time)},
-    {"set.led", SET(set_led)},
-    {"get.battery.status", GET(get_battery_status)},
-    {"set.pir.switch", SET(set_pir_switch)},
-    {"set.pir.sensitivity", SET(set_pir_sensitivity)},
-    {"get.pir.info", GET(get_pir_info)},
-    {"set.pir.info", SET(set_pir_info)},
-    {"set.wifi.connect", SET(set_wifi_connect)},
-    {"set.wifi.disconnect", DO(set_wifi_disconnect)},
-    {"get.wifi.status", GET(get_wifi_status)},
-    {"get.wifi.info", GET(get_wifi_info)},
-    {"set.wifi.keepalive", SET(set_wifi_keepalive)},
-    {"set.wifi.extended.info", SET(set_wifi_extended_info)},
-    {"get.wifi.scanf.info", ASK(get_wifi_scanf_info)},
-    {"set.system.state", SET(set_system_state)},
-    {"get.event.info", GET(get_event_info)},
-    {"upg.start", ASK(upg_start)},
-    {"upg.transmit", ASK(upg_transmit)},
-    {"upg.finish", GET(upg_finish)},
-    {"set.store.params", SET(set_store_params)},
-    {"get.store.params", GET(get_store_params)},
-    {"set.wdg.state", SET(set_wdg_state)},
-    {"get.wdg.state", GET(get_wdg_state)},
-    {"set.wdg.period", SET(set_wdg_period)},
-    {"set.wdg.feed", DO(set_wdg_feed)},
-    {"set.alarm", SET(set_alarm)},
-    {"get.alarm", GET(get_alarm)},
-    {"set.crash.test", DO(set_crash_test)},
-    {"set.ap.start", SET(set_ap_start)},
-    {"set.ap.stop", DO(set_ap_stop)},
-    {"get.err.report", GET(get_err_report)},
-    {"get.system", ASK(get_system)},
-    {"get.popen", ASK(get_popen)},
-    {"set.log.profile", SET(set_log_profile)},
-    {"get.log.profile", GET(get_log_profile)},
-    {"get.soc.min.ver", GET(get_soc_min_ver)},
-    {"set.uart.switch", SET(set_uart_switch)},
-    {"set.wakeup.info", SET(set_wakeup_info)},
-    {"get.status.info", GET(get_status_info)},
-    {"set.charge.auto.poweron", SET(set_charge_auto_poweron)},
-    {"set.cmd", SET(set_cmd)},
-    {"set.tamper.info", SET(set_tamper_info)},
-    {"get.config.info", GET(get_config_info)},
-    {"get.bit.err.rate", GET(get_bit_err_rate)},
-    {"get.socup.time", GET(get_socup_time)},
-    {"get.wifi.extended.status", GET(get_wifi_extended_status)},
-    {"set.soc.time.info", SET(set_soc_time_info)},
-    {"get.soc.time.list", GET(get_soc_time_list)},
-    {"get.soc.time.cur.info", GET(get_soc_time_cur_info)},
+#include "services_rows.inc"
 };
 // clang-format on
 static_assert(std::size(kRows) == std::size(expected::kServices));

@@ -24,6 +24,7 @@ constexpr page kPages[] = {
     {"client/client_records_table.cpp", quon::generate::c_records},
     {"client/client_services.cpp", quon::generate::c_functions},
     {"python/quon_mcu/_services.py", quon::generate::python_module},
+    {"tests/unit/client/services_rows.inc", quon::generate::c_test_rows},
 };
 
 std::string content_of(const fs::path& path) {

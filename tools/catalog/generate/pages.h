@@ -1,4 +1,4 @@
-// The generated sources of the client libraries, each as one text.
+// The generated sources of the client libraries and of their tests, each as one text.
 #pragma once
 
 #include <string>
@@ -8,6 +8,7 @@ namespace quon::generate {
 std::string c_header();     // structures and functions of the C client library
 std::string c_records();    // what its structures hold, for its one encoder and decoder
 std::string c_functions();  // one function a service
+std::string c_test_rows();
 std::string python_module();
 
 }  // namespace quon::generate

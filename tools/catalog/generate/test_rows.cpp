@@ -1,0 +1,22 @@
+#include "catalog/generate/members.h"
+#include "catalog/generate/pages.h"
+
+namespace quon::generate {
+
+// The typed functions by the names of their services, each with the macro of its shape. It holds no
+// expectation: those stand in the tests' own table.
+std::string c_test_rows() {
+    std::string text =
+        R"(// Generated from the table of the services: the functions that the rows of services_test.cpp call.
+// clang-format off
+)";
+    for (const catalog::service& each : catalog::services()) {
+        const bool asks = each.reply != nullptr;
+        const char* shape =
+            each.request == nullptr ? (asks ? "GET" : "DO") : (asks ? "ASK" : "SET");
+        text += "{\"" + short_name(each) + "\", " + shape + "(" + identifier(each) + ")},\n";
+    }
+    return text + "// clang-format on\n";
+}
+
+}  // namespace quon::generate
