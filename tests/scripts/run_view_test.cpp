@@ -53,6 +53,19 @@ bool has_ended(pid_t process) {
     return state.empty() || state.find("\tZ") != std::string::npos;
 }
 
+// Ends a child, unless it has been waited for (-1), and what it had started.
+void end_with(pid_t child, const std::vector<pid_t>& started) {
+    if (child > 0) {
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+    }
+    for (const pid_t one : started) {
+        if (!has_ended(one)) {
+            kill(one, SIGKILL);
+        }
+    }
+}
+
 class TheView : public testing::Test {
   protected:
     TheView() {
@@ -84,15 +97,7 @@ class TheView : public testing::Test {
     }
 
     ~TheView() override {
-        if (process > 0) {
-            kill(process, SIGKILL);
-            waitpid(process, nullptr, 0);
-        }
-        for (const pid_t one : started) {
-            if (!has_ended(one)) {
-                kill(one, SIGKILL);
-            }
-        }
+        end_with(process, started);
         close(terminal);
     }
 
@@ -130,14 +135,7 @@ class TheView : public testing::Test {
         process = -1;
         EXPECT_EQ(WIFEXITED(status), exited);
         EXPECT_EQ(exited ? WEXITSTATUS(status) : WTERMSIG(status), code);
-        EXPECT_TRUE(wait_until([&] {
-            for (const pid_t one : started) {
-                if (!has_ended(one)) {
-                    return false;
-                }
-            }
-            return true;
-        }));
+        EXPECT_TRUE(wait_until([&] { return std::ranges::all_of(started, has_ended); }));
     }
 
     void send_to(const std::string& name, int signal_number) {
@@ -249,15 +247,7 @@ class ATour : public testing::TestWithParam<TourEnd> {
         output = ends[0];
     }
     ~ATour() override {
-        if (process > 0) {
-            kill(process, SIGKILL);
-            waitpid(process, nullptr, 0);
-        }
-        for (const pid_t one : started) {
-            if (!has_ended(one)) {
-                kill(one, SIGKILL);
-            }
-        }
+        end_with(process, started);
         close(output);
     }
 
