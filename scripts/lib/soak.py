@@ -166,6 +166,14 @@ class EchoServer(socketserver.ThreadingTCPServer):
         threading.Thread(target=self.serve_forever, daemon=True).start()
 
 
+class Client(bus.Client):
+    """Also a peer that leaves without reading what it asked for."""
+
+    def write_only(self, member):
+        _, record = records.request(records.METHOD, "soak", member, b"")
+        self._write(member, record, time.monotonic() + ANSWER_BOUND)
+
+
 class Load:
     """Everything that works against the daemon until `stop` is set."""
 
@@ -191,7 +199,7 @@ class Load:
         """More requests at once than ever come later. What the C library keeps of their threads and
         memory it has from then on: growth after that is the daemon's."""
         self._chip.command("silent")
-        peers = [bus.Client(name="soak", wait=10) for _ in range(CROWD)]
+        peers = [Client(name="soak", wait=10) for _ in range(CROWD)]
         for peer in peers:
             peer.write_only(METHOD + "get.time")
         self.stop.wait(0.5)
@@ -216,7 +224,7 @@ class Load:
         """A bus peer that makes such requests over one connection after the other."""
         def run(choice):
             while not self.stop.is_set():
-                with bus.Client(name="soak", wait=10) as client:
+                with Client(name="soak", wait=10) as client:
                     for _ in range(choice.randrange(1, 200)):
                         if self.stop.is_set():
                             return
@@ -353,17 +361,6 @@ class Load:
             self.tally.add("visitors")
 
 
-class Client(bus.Client):
-    """Also a peer that leaves without reading what it asked for."""
-
-    def write_only(self, member):
-        _, record = records.request(records.METHOD, "soak", member, b"")
-        self._write(member, record, time.monotonic() + ANSWER_BOUND)
-
-
-bus.Client = Client
-
-
 def line(begin, tally, daemon):
     counts = tally.snapshot()
     errors = "  ".join(f"{kind} {counts.get(kind, 0)}"
@@ -409,7 +406,7 @@ def judge_quiet(daemon, before, tally):
     except RuntimeError:
         tally.blame("descriptors, threads, zombies were %d, %d, %d and are %d, %d, %d" %
                     (*before, *now()))
-    with bus.Client(name="soak") as client:
+    with Client(name="soak") as client:
         if client.call(METHOD + "get.ver", timeout=10).rstrip(b"\0") != VERSION.encode():
             tally.blame("get.ver is wrong at the end")
 
