@@ -36,7 +36,7 @@ run_emulated() {
     [ $# -gt 0 ] || chosen+=(--no-tests=error)
     say "tests of $mode"
     rm -f "$log"
-    if ! ctest --test-dir "$folder" --output-on-failure -j "$(($(nproc) * 2))" "${chosen[@]}" "$@" |
+    if ! without_locks ctest --test-dir "$folder" --output-on-failure -j "$(($(nproc) * 2))" "${chosen[@]}" "$@" |
         tee "$log"; then
         status=1
     fi

@@ -3,6 +3,9 @@
 
 shopt -s inherit_errexit
 
+# As sh, bash lacks what the scripts use.
+set +o posix
+
 # What opens next would take a closed stream's number.
 { : 3>&2; } || exec 2>/dev/null
 { : 3<&0; } 2>/dev/null || exec </dev/null
@@ -52,17 +55,56 @@ attempt() {
 }
 
 # Ends with a clear sentence when something of the folder build, or of its named parts, cannot be
-# written: old results must not pass for new ones.
-need_build_folder() { # [PRESET...]
+# written: old results must not pass for new ones. Waits until no other script works with these parts,
+# and keeps them for this one until it ends.
+need_build_folder() { # [PART...]
     local part found
     mkdir -p "$top/build" 2>/dev/null || [ -w "$top" ] || read_only_checkout
     [ -w "$top/build" ] || [ -w "$top" ] || read_only_checkout
     [ -w "$top/build" ] || not_writable "$top/build"
-    for part in "$@" "${@/%/.log}" packages.log; do
+    for part in "$@" "${@/%/.log}" "${@/%/.lock}" packages.log; do
         [ -e "$top/build/$part" ] || continue
         found=$(find "$top/build/$part" ! -type l ! -writable -print -quit)
         [ -z "$found" ] || not_writable "$found"
     done
+    for part in "$@"; do
+        [ -n "${locks[$part]:-}" ] || lock_part "$part"
+    done
+}
+
+# The descriptor that holds the lock of each part of the folder build.
+declare -A locks=()
+
+lock_part() { # PART
+    local lock=$top/build/$1.lock descriptor status=0 user
+    : >>"$lock" || die "$lock cannot be written"
+    exec {descriptor}<"$lock"
+    locks[$1]=$descriptor
+    flock -n "$descriptor" || status=$?
+    if [ "$status" -eq 1 ]; then
+        read -r user <"$lock" || true
+        say "build/$1 is in use by ${user:-another script}: waiting for its end"
+        flock "$descriptor" || die "$lock cannot be locked"
+    fi
+    # Some file systems know no locks; then two scripts at once are not told apart.
+    echo "${0##*/} (process $$)" >"$lock"
+}
+
+# For programs that may outlive the script.
+drop_locks() {
+    local descriptor
+    for descriptor in "${locks[@]}"; do
+        exec {descriptor}<&-
+    done
+    locks=()
+}
+
+# Runs a program that does not hold the locks itself: what it leaves behind would.
+without_locks() {
+    (
+        drop_locks
+        exec "$@"
+    )
 }
 
 read_only_checkout() {

@@ -1,6 +1,8 @@
 // What a script says when it cannot go on, and that it says so before it installs anything.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pwd.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -213,6 +215,7 @@ constexpr Ending kEndings[] = {
     {"LintTidy", "scripts/lint tidy", "clang-tidy", 1, "lint: found something: tidy\n"},
     {"LintConfigure", "scripts/lint tidy", "cmake", 1,
      "lint: the preset lint cannot be configured (log: build/lint.log)\n"},
+    {"Fuzz", "scripts/fuzz one 5", "fuzz_one", 1, "fuzz: one failed with status 1 after "},
     {"BoardModule", "scripts/board", "make -C /", 1, "does not build (whole log: "},
     {"BoardDownload", "scripts/board", "apt-get download", 3,
      "board-packages: the packages for the emulated board cannot be downloaded; is there a "
@@ -247,6 +250,66 @@ TEST(ThePackagesOfTheBoard, ComeFromTheMachinesOwnMirrorAlone) {
         std::string::npos)
         << result.err;
     EXPECT_FALSE(tree.called("apt-get download"));
+}
+
+constexpr const char* kCommands[] = {"board", "bench",  "coverage", "docs", "fuzz",
+                                     "lint",  "mutate", "run",      "soak", "test"};
+
+TEST(ACommand, MayBeCalledThroughALink) {
+    ScriptTree tree;
+    for (const std::string command : kCommands) {
+        fs::create_symlink("scripts/" + command, tree.path("my-" + command));
+        const Result result = tree.run_script("my-" + command + " --help", {});
+        EXPECT_EQ(result.status, (ExitStatus{true, 0})) << command << ": " << result.err;
+        EXPECT_TRUE(result.out.starts_with("usage: scripts/" + command)) << result.out;
+    }
+    const Result demo = tree.run_script("my-run --demo", {});
+    EXPECT_EQ(demo.status, (ExitStatus{true, 0})) << demo.err;
+    EXPECT_TRUE(tree.called("demo-tour"));
+}
+
+TEST(ACommand, IsGivenToBashByAnotherShell) {
+    ScriptTree tree;
+    for (const std::string command : kCommands) {
+        const Result result = run({"sh", tree.path("scripts/" + command), "--help"});
+        EXPECT_EQ(result.status, (ExitStatus{true, 0})) << command << ": " << result.err;
+        EXPECT_TRUE(result.out.starts_with("usage: scripts/" + command)) << result.out;
+    }
+}
+
+// Its build and its log are this script's own until its tests have ended, and no longer.
+TEST(TwoAtOnce, TakeTurnsInABuildFolder) {
+    ScriptTree tree;
+    const Result alone = tree.run_script("scripts/test", {.further = {"STUB_LOCKED=yes"}});
+    EXPECT_EQ(alone.status, (ExitStatus{true, 0})) << alone.err;
+    EXPECT_EQ(alone.out, "100% tests passed\n");
+    tree.keep_results();
+    const int other = open(tree.path("build/dev.lock").c_str(), O_RDWR | O_CLOEXEC | O_TRUNC);
+    ASSERT_GE(other, 0);
+    ASSERT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
+    ASSERT_EQ(write(other, "test (process 7)\n", 17), 17);
+    ChildProcess script({.command = tree.command_of("scripts/test", {}),
+                         .environment = {},
+                         .output = ChildProcess::Output::kPipe,
+                         .separate_errors = false,
+                         .input = {}});
+    EXPECT_TRUE(
+        script.wait_for_text("== build/dev is in use by test (process 7): waiting for its end\n"))
+        << script.output();
+    EXPECT_FALSE(tree.called("cmake"));
+    close(other);
+    EXPECT_EQ(script.wait_exit(), (ExitStatus{true, 0})) << script.output();
+    EXPECT_TRUE(tree.called("ctest"));
+}
+
+TEST(TwoAtOnce, HaveBuildFoldersOfTheirOwn) {
+    ScriptTree tree;
+    ASSERT_EQ(tree.run_script("scripts/test", {}).status, (ExitStatus{true, 0}));
+    tree.keep_results();
+    const int other = open(tree.path("build/dev.lock").c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
+    EXPECT_EQ(tree.run_script("scripts/run --demo", {}).status, (ExitStatus{true, 0}));
+    close(other);
 }
 
 TEST(AWrongMode, IsAnErrorOfItsOwn) {
