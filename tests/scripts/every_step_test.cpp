@@ -18,7 +18,9 @@ const std::regex kHarmless(
     "(apt-get|sudo env .*) -q .* update|"  // old lists may do
     "sudo -n true|"                        // then it asks for the password
     "rm -f.*|rm -rf .*/(fetch|unpack|uclibc-[^/]*\\.build|stub)[^/]*|"  // clearing up at the end
-    "wc -l ?|"  // a figure of a message, or in arithmetic of the shell
+    "flock -n .*|"  // asks: then it waits for the lock
+    "cmp -s .*|"    // asks: then it is written anew
+    "wc -l ?|"      // a figure of a message, or in arithmetic of the shell
     "grep -qE? \\^ii|grep -F \\*\\*\\*Skipped .*|"  // asks
     "sha256sum --check .*|"                         // then downloads anew
     "timeout .*|qemu-system-mipsel .*|tr .*|"       // the verdict on the console counts
@@ -78,6 +80,13 @@ INSTANTIATE_TEST_SUITE_P(
             false,
             ".*",
             {"QUON_FRESH_SUITE=bookworm"}},
+        Row{"Fuzz", "scripts/fuzz one 1", 10, false},
+        Row{"FuzzAll", "scripts/fuzz all 1", 12, false},
+        Row{"FuzzCheck", "scripts/fuzz --check", 12, false},
+        Row{"Soak", "scripts/soak 1 release 7", 6, false},
+        Row{"Bench", "scripts/bench --quick", 6, false}, Row{"Mutate", "scripts/mutate", 3, false},
+        Row{"Docs", "scripts/docs", 12, false},
+        Row{"Words", "scripts/lint words", 20, false, "(git|grep|sort|comm) .*"},
         Row{"Coverage", "scripts/coverage", 8, false},
         Row{"Mipsel", "scripts/test mipsel", 10, false},
         Row{"Model", "scripts/test model --worlds 2", 6, false},
