@@ -76,6 +76,7 @@ TEST_P(AStalePage, IsNamedAndMadeAnew) {
 INSTANTIATE_TEST_SUITE_P(
     Of, AStalePage,
     testing::Values(Spoiled{"Services", "services.md", "firmware version of the chip", "version"},
+                    Spoiled{"Messages", "messages.md", "No memory for", "Memory for"},
                     Spoiled{"ATable", "protocol.md", "| 4 | 4 | `id`", "| 4 | 8 | `id`"},
                     Spoiled{"APicture", "pictures/layers.svg", "netlink channel", "channel"}),
     [](const auto& row) { return std::string(row.param.name); });

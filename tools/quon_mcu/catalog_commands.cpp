@@ -4,6 +4,7 @@
 
 #include "quon_mcu/commands.h"
 #include "quon_mcu/describe.h"
+#include "quon_mcu/log_messages.h"
 #include "quon_mcu/names.h"
 #include "shared/failure.h"
 #include "shared/suggestions.h"
@@ -63,6 +64,7 @@ struct page_row {
 };
 constexpr page_row kPages[] = {
     {"services", services_page},
+    {"messages", log_messages_page},
     {"services-table", services_table},
     {"messages-table", messages_table},
     {"bus-record-table", bus_record_table},

@@ -141,7 +141,7 @@ void command_line::add_catalog_commands() {
     const auto page = std::make_shared<std::string>();
     CLI::App* docs = add("docs", "Print a generated page of the documentation",
                          [this, page] { print_page(ctx_, *page); });
-    docs->add_option("PAGE", *page, "services, or a table of protocol.md")->required();
+    docs->add_option("PAGE", *page, "services, messages, or a table of protocol.md")->required();
     docs->group("");  // for maintainers
 }
 
