@@ -297,7 +297,9 @@ need_namespaces() {
 }
 
 need_container() {
-    ! grep -q '^ *wlan0:' /proc/net/dev ||
+    local interfaces
+    interfaces=$(cat /proc/net/dev)
+    ! [[ $interfaces =~ (^|$'\n')' '*wlan0: ]] ||
         die "QUON_WORLD=here would change the wlan0 of this machine: it is for containers without one"
     [ -w /tmp ] || die "QUON_WORLD=here needs a /tmp that $(id -un) can write"
     say "QUON_WORLD=here: no namespaces, everything works with this container's /tmp and resolv.conf"

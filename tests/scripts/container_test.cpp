@@ -76,5 +76,12 @@ TEST_F(InAContainer, AWlan0IsRefusedBeforeAnythingIsBuilt) {
     EXPECT_EQ(resolver(), "nameserver 192.0.2.1\n");
 }
 
+TEST_F(InAContainer, GoesOnOnlyWhereItsInterfacesCanBeListed) {
+    remove_wlan0();
+    ScriptTree tree;
+    EXPECT_EQ(run_here(tree, "scripts/test", "cat /proc/net/dev").status, (ExitStatus{true, 1}));
+    EXPECT_FALSE(tree.called("cmake"));
+}
+
 }  // namespace
 }  // namespace quon::test
