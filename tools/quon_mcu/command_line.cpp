@@ -270,11 +270,18 @@ void command_line::add_watch_command() {
 }
 
 void command_line::add_decode_command() {
-    const auto file = std::make_shared<std::string>();
-    add("decode", "Decode the chip's frames in a log or a journal",
-        [this, file] { decode_log(ctx_, *file); })
-        ->add_option("FILE", *file,
-                     "The daemon's log or the simulated chip's journal (default: standard input)");
+    const auto words = std::make_shared<decode_words>();
+    CLI::App* decode = add("decode", "Decode the chip's frames in a log or a journal",
+                           [this, words] { decode_logs(ctx_, *words); });
+    decode->add_option(
+        "FILE", words->files,
+        "The daemon's log or the simulated chip's journal (default: standard input)");
+    decode->add_flag("--follow", words->follow, "Go on with what is appended to FILE");
+    decode->add_flag("--exchanges", words->exchanges, "One line for a question and its answer");
+    decode->add_flag("--timeline", words->timeline,
+                     "Draw the start of the camera; of several FILEs side by side");
+    decode->add_option("--svg", words->svg, "With --timeline: write it as a picture as well")
+        ->type_name("PICTURE");
 }
 
 void command_line::add_completion_commands() {

@@ -100,8 +100,15 @@ struct watch_words {
 };
 void watch(context& ctx, watch_words words);
 
-// decode: "" and "-" are standard input
-void decode_log(context& ctx, const std::string& file);
+// decode
+struct decode_words {
+    std::vector<std::string> files;  // "-" is standard input, and so is none
+    bool follow = false;
+    bool exchanges = false;
+    bool timeline = false;
+    std::string svg;
+};
+void decode_logs(context& ctx, const decode_words& words);
 
 // completion
 void print_completion(context& ctx, const std::string& shell);

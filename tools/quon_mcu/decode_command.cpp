@@ -1,15 +1,18 @@
-// decode: a log with hex dumps, or a journal, as one line a frame.
+// decode: a log with hex dumps, or a journal, as one line a frame or an exchange, or as the time
+// line of a start.
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <iostream>
 #include <sstream>
 
 #include "hi3861l_protocol.h"
 #include "quon_mcu/commands.h"
+#include "quon_mcu/exchanges.h"
 #include "quon_mcu/log_decoder.h"
+#include "quon_mcu/log_input.h"
 #include "quon_mcu/present.h"
+#include "quon_mcu/timeline.h"
 #include "shared/failure.h"
 #include "shared/values.h"
 
@@ -110,7 +113,43 @@ std::string frame_text(const logged_frame& frame) {
     return time + (to_chip ? "host->chip " : "chip->host ") + frame.text;
 }
 
-void decode_stream(context& ctx, std::istream& in) {
+json exchange_json(const exchange& what) {
+    constexpr const char* kKinds[] = {"query", "command", "answer", "event", "broken"};
+    json document;
+    if (!what.time.empty()) {
+        document["time"] = what.time;
+    }
+    document["kind"] = kKinds[static_cast<size_t>(what.kind)];
+    document["name"] = what.name;
+    if (what.kind == exchange_kind::query || what.kind == exchange_kind::command) {
+        document["question"] = what.question;
+    }
+    if (what.kind != exchange_kind::command && what.kind != exchange_kind::broken) {
+        document["answer"] = what.answer ? json(*what.answer) : json(nullptr);
+    }
+    if (what.for_us) {
+        document["ms"] = static_cast<double>(*what.for_us) / 1000;
+    }
+    if (!what.asked_by.empty()) {
+        document["asked_by"] = what.asked_by;
+    }
+    return document;
+}
+
+std::string timed(const std::string& time, const std::string& text) {
+    return time.empty() ? text : time + " " + text;
+}
+
+void hint_at_what_is_missing(output& out, size_t strays, size_t found) {
+    if (strays != 0) {
+        out.note(std::to_string(strays) + " dump lines belong to no frame");
+    }
+    if (found == 0) {
+        out.note("no frame found; the daemon dumps frames at log level debug");
+    }
+}
+
+void decode_frames(context& ctx, const std::string& file, bool follow) {
     size_t frames = 0;
     log_decoder decoder([&](const logged_frame& frame) {
         ++frames;
@@ -120,38 +159,93 @@ void decode_stream(context& ctx, std::istream& in) {
             ctx.out.line(frame_text(frame));
         }
     });
-    for (std::string line; std::getline(in, line);) {
-        decoder.line(line);
-    }
+    read_log(ctx.out, file, follow,
+             {[&](std::string_view line) { decoder.line(line); }, [&] { decoder.idle(); }});
     decoder.end();
-    if (decoder.strays() != 0) {
-        ctx.out.note(std::to_string(decoder.strays()) + " dump lines belong to no frame");
+    hint_at_what_is_missing(ctx.out, decoder.strays(), frames);
+}
+
+void decode_exchanges(context& ctx, const std::string& file, bool follow) {
+    size_t exchanges = 0;
+    exchange_reader reader([&](const exchange& what) {
+        ++exchanges;
+        if (ctx.out.mode == output_mode::json) {
+            print(ctx.out, exchange_json(what));
+        } else {
+            ctx.out.line(timed(what.time, exchange_text(what)));
+        }
+    });
+    read_log(ctx.out, file, follow,
+             {[&](std::string_view line) { reader.line(line); }, [&] { reader.idle(); }});
+    reader.end();
+    hint_at_what_is_missing(ctx.out, reader.strays(), exchanges);
+}
+
+timeline start_in(context& ctx, const std::string& file) {
+    timeline_reader reader;
+    read_log(ctx.out, file, false, {[&reader](std::string_view line) { reader.line(line); }});
+    timeline start = reader.end(file == "-" ? "standard input" : file);
+    if (start.steps.empty()) {
+        ctx.out.note(start.title + ": no step of a start found; its lines need times");
     }
-    if (frames == 0) {
-        ctx.out.note("no frame found; the daemon dumps frames at log level debug");
+    return start;
+}
+
+void write_picture(const std::string& file, const std::string& picture) {
+    std::ofstream out(file);
+    out << picture;
+    out.close();
+    if (!out) {
+        throw failure(exit_status::failure, "cannot write '" + file + "': " + std::strerror(errno));
+    }
+}
+
+void draw_timelines(context& ctx, const decode_words& words) {
+    std::vector<timeline> starts;
+    for (const std::string& file : words.files) {
+        starts.push_back(start_in(ctx, file));
+    }
+    if (ctx.out.mode == output_mode::json) {
+        std::ranges::for_each(
+            starts, [&ctx](const timeline& each) { print(ctx.out, timeline_json(each)); });
+    } else {
+        ctx.out.write(timeline_text(starts));
+    }
+    if (!words.svg.empty()) {
+        write_picture(words.svg, timeline_svg(starts));
+    }
+}
+
+void refuse_what_excludes(const context& ctx, const decode_words& words) {
+    if (ctx.out.mode == output_mode::hex || ctx.out.mode == output_mode::raw) {
+        throw failure(exit_status::usage, "decode prints lines or --json");
+    }
+    if (words.timeline && (words.follow || words.exchanges)) {
+        throw failure(exit_status::usage, "--timeline excludes --follow and --exchanges");
+    }
+    if (!words.svg.empty() && !words.timeline) {
+        throw failure(exit_status::usage, "--svg needs --timeline");
+    }
+    if (words.follow && words.files.size() > 1) {
+        throw failure(exit_status::usage, "--follow takes one file");
     }
 }
 
 }  // namespace
 
-void decode_log(context& ctx, const std::string& file) {
-    if (ctx.out.mode == output_mode::hex || ctx.out.mode == output_mode::raw) {
-        throw failure(exit_status::usage, "decode prints lines or --json");
+void decode_logs(context& ctx, const decode_words& given) {
+    decode_words words = given;
+    refuse_what_excludes(ctx, words);
+    if (words.files.empty()) {
+        words.files.emplace_back("-");
     }
-    if (file.empty() || file == "-") {
-        decode_stream(ctx, std::cin);
+    if (words.timeline) {
+        draw_timelines(ctx, words);
         return;
     }
-    errno = 0;
-    std::ifstream in(file);
-    if (!in || in.peek() == std::ifstream::traits_type::eof()) {
-        if (!in.is_open() || in.bad()) {
-            throw failure(exit_status::usage,
-                          "cannot read '" + file + "': " + std::strerror(errno));
-        }
-        in.clear();
+    for (const std::string& file : words.files) {
+        (words.exchanges ? decode_exchanges : decode_frames)(ctx, file, words.follow);
     }
-    decode_stream(ctx, in);
 }
 
 }  // namespace quon::client

@@ -36,20 +36,6 @@ std::string trimmed(std::string_view text) {
                : std::string(text.substr(first, text.find_last_not_of(' ') - first + 1));
 }
 
-// What stands before a dump, up to its time of day; empty without one. A log may be kept by a
-// program that puts a time before each line.
-std::string time_in(std::string_view before) {
-    const auto is_digit = [&before](size_t at) {
-        return at < before.size() && before[at] >= '0' && before[at] <= '9';
-    };
-    for (size_t at = 1; at < before.size(); ++at) {
-        if (before[at] == ':' && is_digit(at - 1) && is_digit(at + 1) && is_digit(at + 2)) {
-            return trimmed(before.substr(0, before.find(' ', at)));
-        }
-    }
-    return "";
-}
-
 std::optional<size_t> hex_number(std::string_view digits) {
     size_t value = 0;
     for (const char each : digits) {
@@ -77,6 +63,18 @@ std::string type_text(uint8_t type) {
 }
 
 }  // namespace
+
+std::string time_in(std::string_view before) {
+    const auto is_digit = [&before](size_t at) {
+        return at < before.size() && before[at] >= '0' && before[at] <= '9';
+    };
+    for (size_t at = 1; at < before.size(); ++at) {
+        if (before[at] == ':' && is_digit(at - 1) && is_digit(at + 1) && is_digit(at + 2)) {
+            return trimmed(before.substr(0, before.find(' ', at)));
+        }
+    }
+    return "";
+}
 
 void log_decoder::line(std::string_view text) {
     const std::string plain = without_colour(text);
@@ -139,6 +137,12 @@ void log_decoder::dump_line(std::string_view before, std::string_view text, size
 bool log_decoder::is_complete() const {
     return frame_.size() >= kHi3861lFrameHeadSize &&
            frame_.size() - kHi3861lFrameHeadSize >= declared_length(frame_);
+}
+
+void log_decoder::idle() {
+    if (is_complete()) {
+        emit();
+    }
 }
 
 void log_decoder::end() {

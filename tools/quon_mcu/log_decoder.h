@@ -29,6 +29,9 @@ class log_decoder {
     // One line without its newline; colour sequences and words around the dump are ignored.
     void line(std::string_view text);
 
+    // Nothing more comes for now: a dump that has its declared length is a frame.
+    void idle();
+
     // The log is over: a dump that has begun is a frame.
     void end();
 
@@ -45,6 +48,10 @@ class log_decoder {
     std::string time_;  // of the frame that is being gathered
     size_t strays_ = 0;
 };
+
+// What stands before a dump or a log line, up to its time of day; empty without one. A log may be
+// kept by a program that puts a time before each line.
+std::string time_in(std::string_view before);
 
 // The fields in the words of a journal ("year=26 month=2"), as its record names them; empty when
 // the words have none.

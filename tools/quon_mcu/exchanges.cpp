@@ -1,0 +1,217 @@
+#include "quon_mcu/exchanges.h"
+
+#include <algorithm>
+#include <sstream>
+
+#include "hi3861l_protocol.h"
+#include "quon_log.h"
+#include "quon_mcu/log_input.h"
+#include "quon_mcu/names.h"
+#include "quon_mcu_services.h"
+
+namespace quon::client {
+namespace {
+
+constexpr std::string_view kNoAnswer = "[hi3861l_send_msg_sync failed] failed";
+constexpr std::string_view kFailed = "] failed";
+constexpr std::string_view kDriverPrefix = "hi3861l_api_";
+constexpr std::string_view kNetInfoQuery = "hi3861l_get_ip_info";
+constexpr std::string_view kStart = "hi3861l_wlan_init_mac";
+
+struct handler_name {
+    std::string_view handler;
+    std::string_view service;
+};
+#define HANDLER_NAME(index, name, handler) {#handler, name},
+constexpr handler_name kHandlers[] = {QUON_MCU_SERVICES(HANDLER_NAME)};
+#undef HANDLER_NAME
+
+// Whether a log line's function, cut to its field, may be this one.
+bool is_function(std::string_view logged, std::string_view name) {
+    return logged == name.substr(0, QN_LOG_FUNC_SIZE - 1);
+}
+
+// "hi3861l_api_get_time" of "E/HI3861L [...] (hi3861l_api_get_time:24) ..."; empty without one.
+std::string_view function_in(std::string_view line) {
+    const size_t open = line.find("] (");
+    const size_t colon = line.find(':', open == std::string_view::npos ? open : open + 3);
+    return open == std::string_view::npos || colon == std::string_view::npos
+               ? std::string_view()
+               : line.substr(open + 3, colon - open - 3);
+}
+
+// The chip's message that a function of the driver asks with; the function where it cannot be told.
+std::string message_asked_by(std::string_view function) {
+    if (function == kNetInfoQuery) {
+        return "get_net_info";
+    }
+    std::string found;
+    for (const catalog::message& each : catalog::messages()) {
+        const std::string api = std::string(kDriverPrefix) + std::string(each.name);
+        if (is_function(function, api)) {
+            if (!found.empty()) {
+                return std::string(function);
+            }
+            found = each.name;
+        }
+    }
+    return found.empty() ? std::string(function) : found;
+}
+
+// What a program put before the line, else the line's own "[02-03 04:05:06.789]".
+std::string time_of_line(std::string_view text) {
+    const size_t bracket = text.find('[', text.find('/'));
+    const std::string before = time_in(text.substr(0, text.find("E/")));
+    if (!before.empty() || bracket == std::string_view::npos) {
+        return before;
+    }
+    return std::string(text.substr(bracket + 1, text.find(']', bracket) - bracket - 1));
+}
+
+std::string asker_of(std::string_view function) {
+    if (function == kStart) {
+        return "the daemon's start";
+    }
+    const auto row = std::ranges::find_if(kHandlers, [function](const handler_name& each) {
+        return is_function(function, each.handler);
+    });
+    const catalog::service* service =
+        row == std::end(kHandlers) ? nullptr : catalog::find_service(row->service);
+    return service == nullptr ? "" : std::string(short_name(*service));
+}
+
+// "0x84 get_time len 10 year=26 ..." as an exchange's name and words.
+exchange read_words(const logged_frame& frame) {
+    const std::string text =
+        frame.bytes.empty()
+            ? frame.text
+            : describe_frame(frame.way, frame.bytes).substr(std::size("host->chip ") - 1);
+    std::istringstream words(text);
+    std::string type;
+    std::string length;
+    exchange read{.kind = exchange_kind::broken, .name = text, .time = frame.time};
+    read.at_us = time_of_day(frame.time);
+    std::string name;
+    if (words >> type >> name >> length >> length && type.starts_with("0x")) {
+        read.name = name;
+        words >> std::ws;
+        std::getline(words, read.question);
+        read.kind =
+            read.question.starts_with("malformed") ? exchange_kind::broken : exchange_kind::query;
+    }
+    return read;
+}
+
+bool awaits_answer(std::string_view name) {
+    const auto all = catalog::messages();
+    const auto found = std::ranges::find(all, name, &catalog::message::name);
+    return found == all.end() || found->timeout_ms != 0;
+}
+
+}  // namespace
+
+exchange_reader::exchange_reader(std::function<void(const exchange&)> found)
+    : found_(std::move(found)), decoder_([this](const logged_frame& each) { frame(each); }) {}
+
+void exchange_reader::line(std::string_view text) {
+    decoder_.line(text);
+    if (text.find(kFailed) != std::string_view::npos) {
+        failure_line(text);
+    }
+}
+
+void exchange_reader::end() {
+    decoder_.end();
+    give_up();
+}
+
+void exchange_reader::frame(const logged_frame& frame) {
+    exchange read = read_words(frame);
+    if (read.kind == exchange_kind::broken) {
+        found_(read);
+    } else if (frame.way == catalog::direction::to_chip) {
+        const bool is_awaited = awaits_answer(read.name);
+        question(std::move(read), is_awaited);
+    } else {
+        answer(read);
+    }
+}
+
+void exchange_reader::question(exchange asked, bool is_awaited) {
+    give_up();
+    if (is_awaited) {
+        open_ = std::move(asked);
+        return;
+    }
+    asked.kind = exchange_kind::command;
+    found_(asked);
+}
+
+void exchange_reader::answer(const exchange& given) {
+    if (open_ && !failed_ && open_->name == given.name) {
+        open_->answer = given.question;
+        if (open_->at_us && given.at_us) {
+            open_->for_us = elapsed_us(*open_->at_us, *given.at_us);
+        }
+        found_(*open_);
+        open_.reset();
+        return;
+    }
+    exchange alone = given;
+    alone.kind = given.name.starts_with("event_") ? exchange_kind::event : exchange_kind::answer;
+    alone.answer = alone.question;
+    alone.question.clear();
+    found_(alone);
+}
+
+// The driver's line says that there was no answer, the handler's next one who asked.
+void exchange_reader::failure_line(std::string_view text) {
+    const std::string_view function = function_in(text);
+    if (text.find(kNoAnswer) != std::string_view::npos) {
+        if (open_ && (failed_ || open_->name != message_asked_by(function))) {
+            give_up();
+        }
+        if (!open_) {
+            open_ = exchange{.kind = exchange_kind::query,
+                             .name = message_asked_by(function),
+                             .time = time_of_line(text)};
+            open_->at_us = time_of_day(text);
+        }
+        failed_ = true;
+        return;
+    }
+    if (failed_ && open_->asked_by.empty()) {
+        open_->asked_by = asker_of(function);
+    }
+}
+
+void exchange_reader::give_up() {
+    if (open_) {
+        found_(*open_);
+        open_.reset();
+    }
+    failed_ = false;
+}
+
+std::string exchange_text(const exchange& what) {
+    const bool is_plain = what.question.empty() || what.question == "empty";
+    std::string text = what.name + (is_plain ? "" : " " + what.question);
+    switch (what.kind) {
+        case exchange_kind::broken:
+            return text;
+        case exchange_kind::event:
+            return what.name + " (event) " + *what.answer;
+        case exchange_kind::command:
+            return text + (is_plain ? " (command)" : "");
+        case exchange_kind::query:
+        case exchange_kind::answer:
+            break;
+    }
+    text += " -> " + what.answer.value_or("no answer");
+    if (what.for_us) {
+        text += " (" + ms_text(*what.for_us) + ")";
+    }
+    return what.asked_by.empty() ? text : text + " (asked by " + what.asked_by + ")";
+}
+
+}  // namespace quon::client
