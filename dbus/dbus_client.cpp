@@ -3,8 +3,6 @@
 #include <string.h>
 #include <unistd.h>
 
-#include <algorithm>
-
 #include "dbus_clock.h"
 #include "dbus_method_thread.h"
 #include "dbus_pending_calls.h"
@@ -20,7 +18,8 @@ namespace {
 
 // A reconnection may close the socket under a waiter and give its number to another file: so a
 // waiter looks again after at most this time.
-constexpr int64_t kRoomSliceMs = 20;
+constexpr int32_t kRoomSliceMs = 20;
+constexpr Deadline kLongPast = {0, 0};
 
 // A caller that is cancelled in the middle of a call would leave its node behind and perhaps
 // locked: a call is no cancellation point.
@@ -35,7 +34,7 @@ class NoCancellation {
     int before_ = 0;
 };
 
-bool wait_for_end_of_reconnection(State* state, int64_t deadline) {
+bool wait_for_end_of_reconnection(State* state, const Deadline& deadline) {
     bool in_time = true;
     pthread_mutex_lock(&state->lock);
     while (client_phase(state) == kClientReconnecting && in_time) {
@@ -47,7 +46,7 @@ bool wait_for_end_of_reconnection(State* state, int64_t deadline) {
 
 // The mutex is held for long by a reconnection only, which lets those pass that are entering.
 // False: a reconnection is going on and the deadline has passed.
-bool lock_until(State* state, int64_t deadline) {
+bool lock_until(State* state, const Deadline& deadline) {
     do {
         __atomic_add_fetch(&state->entering, 1, __ATOMIC_SEQ_CST);
         const bool free = client_phase(state) != kClientReconnecting;
@@ -64,7 +63,7 @@ bool lock_until(State* state, int64_t deadline) {
 
 // During a reconnection the list is out of reach: then the next one to hold the mutex does it.
 void end_call(State* state, DbusMethodNode* call) {
-    if (!lock_until(state, 0)) {
+    if (!lock_until(state, kLongPast)) {
         abandon_call(&state->abandoned, call);
         return;
     }
@@ -101,14 +100,8 @@ Sent try_to_send(State* state, const DbusMsg* request, DbusMethodNode* node) {
 
 // ---- Room
 
-// In milliseconds. Never negative, which would be for ever.
-int slice_until(int64_t deadline) {
-    const int64_t left_ms = (deadline - now_ns() + kNsPerMs - 1) / kNsPerMs;
-    return static_cast<int>(std::clamp(left_ms, int64_t{0}, kRoomSliceMs));
-}
-
 // One caller of a registration looks for room; the others wait until it has found some.
-void wait_for_turn(State* state, int fd, int64_t deadline) {
+void wait_for_turn(State* state, int fd, const Deadline& deadline) {
     pthread_mutex_lock(&state->lock);
     if (state->looking_for_room) {
         __atomic_add_fetch(&state->room_waiters, 1, __ATOMIC_RELAXED);
@@ -117,7 +110,7 @@ void wait_for_turn(State* state, int fd, int64_t deadline) {
     } else {
         state->looking_for_room = true;
         pthread_mutex_unlock(&state->lock);
-        wait_for_room(fd, slice_until(deadline));
+        wait_for_room(fd, ms_until(deadline, kRoomSliceMs));
         pthread_mutex_lock(&state->lock);
         state->looking_for_room = false;
     }
@@ -134,7 +127,7 @@ void pass_turn(State* state) {
 }
 
 DbusCallStatus try_until(State* state, const DbusMsg* request, DbusMethodNode* node,
-                         int64_t deadline) {
+                         const Deadline& deadline) {
     for (;;) {
         if (!lock_until(state, deadline)) {
             return DBUS_CALL_TIMEOUT;
@@ -145,7 +138,7 @@ DbusCallStatus try_until(State* state, const DbusMsg* request, DbusMethodNode* n
         if (sent != Sent::kNoRoom) {
             return sent == Sent::kWhole ? DBUS_CALL_OK : DBUS_CALL_NO_CONNECTION;
         }
-        if (now_ns() >= deadline) {
+        if (has_passed(deadline)) {
             return DBUS_CALL_TIMEOUT;
         }
         wait_for_turn(state, fd, deadline);
@@ -154,9 +147,9 @@ DbusCallStatus try_until(State* state, const DbusMsg* request, DbusMethodNode* n
 
 // ---- Connecting
 
-bool connect_until(int fd, const sockaddr_un& address, int64_t deadline) {
+bool connect_until(int fd, const sockaddr_un& address, const Deadline& deadline) {
     while (!connect_once(fd, address)) {
-        if (now_ns() >= deadline) {
+        if (has_passed(deadline)) {
             return false;
         }
         connect_pause(nullptr);
@@ -166,14 +159,14 @@ bool connect_until(int fd, const sockaddr_un& address, int64_t deadline) {
 
 // One attempt; only a server that is there and busy is given until the deadline. Without the mutex:
 // nobody else connects, and nobody sends.
-int connect_anew(const DbusInfo* info, int64_t deadline) {
+int connect_anew(const DbusInfo* info, const Deadline& deadline) {
     sockaddr_un address;
     set_address_of(&address, info->server_name);
     const int fd = open_socket();
     bool connected = false;
     while (fd >= 0 && !connected) {
         connected = connect_once(fd, address);
-        if (!connected && (errno != EAGAIN || now_ns() >= deadline)) {
+        if (!connected && (errno != EAGAIN || has_passed(deadline))) {
             close(fd);
             return -1;
         }
@@ -192,7 +185,7 @@ void replace_connection(State* state, int fd) {
 }
 
 // The method thread has gone and left the connection broken.
-void heal_now(State* state, int64_t deadline) {
+void heal_now(State* state, const Deadline& deadline) {
     DbusInfo* info = state->info;
     const int fd = connect_anew(info, deadline);
     if (fd < 0) {
@@ -206,7 +199,7 @@ void heal_now(State* state, int64_t deadline) {
 }
 
 // One caller heals, the others wait for it.
-void heal(State* state, int64_t deadline) {
+void heal(State* state, const Deadline& deadline) {
     pthread_mutex_lock(&state->lock);
     bool in_time = true;
     while (in_time && (state->healing || client_phase(state) == kClientEnded)) {
@@ -228,7 +221,7 @@ void heal(State* state, int64_t deadline) {
 // Returns when the record is on its way, and `node` (null for a signal) on the list, or with a
 // failure, and the node on no list.
 DbusCallStatus send_until(State* state, const DbusMsg* request, DbusMethodNode* node,
-                          int64_t deadline) {
+                          const Deadline& deadline) {
     if (state->heals && !can_bring_results(state)) {
         heal(state, deadline);
     }
@@ -245,7 +238,7 @@ void take_reply(const DbusMsg* result, DbusReply* reply) {
     }
 }
 
-DbusCallStatus wait_for_result(State* state, DbusMethodNode* node, int64_t deadline,
+DbusCallStatus wait_for_result(State* state, DbusMethodNode* node, const Deadline& deadline,
                                DbusReply* reply) {
     DbusCallStatus status = DBUS_CALL_TIMEOUT;
     bool waiting = true;
@@ -266,7 +259,8 @@ DbusCallStatus wait_for_result(State* state, DbusMethodNode* node, int64_t deadl
 }
 
 // Frees the call, or leaves it to be freed.
-DbusCallStatus run_call(State* state, DbusMethodNode* call, int64_t deadline, DbusReply* reply) {
+DbusCallStatus run_call(State* state, DbusMethodNode* call, const Deadline& deadline,
+                        DbusReply* reply) {
     DbusCallStatus status = send_until(state, call->request_msg, call, deadline);
     if (status != DBUS_CALL_OK) {
         free_call(call);
@@ -311,12 +305,8 @@ void fill_request(const DbusInfo* info, uint32_t type, const char* member, const
     }
 }
 
-int64_t deadline_in(int32_t timeout_ms) {
-    return now_ns() + timeout_ms * kNsPerMs;
-}
-
 // Dbus_Register with a patience of the caller's choosing and without its messages.
-bool register_until(State* state, int64_t deadline) {
+bool register_until(State* state, const Deadline& deadline) {
     DbusInfo* info = state->info;
     sockaddr_un address;
     set_address_of(&address, info->server_name);
@@ -331,7 +321,7 @@ bool register_until(State* state, int64_t deadline) {
     return false;
 }
 
-bool register_quietly(DbusInfo* info, int64_t deadline) {
+bool register_quietly(DbusInfo* info, const Deadline& deadline) {
     State* state = enter_state(info);
     if (state == nullptr) {
         return false;
@@ -382,7 +372,7 @@ DbusCallStatus Dbus_Method_Call(DbusInfo* info, const char* member, const uint8_
         return DBUS_CALL_INVALID;
     }
     const NoCancellation guard;
-    const int64_t deadline = deadline_in(timeout_ms);
+    const Deadline deadline = deadline_in(timeout_ms);
     DbusMethodNode* call = make_call();
     if (call == nullptr) {
         return DBUS_CALL_NO_MEMORY;
@@ -404,7 +394,7 @@ DbusCallStatus Dbus_Signal_Send(DbusInfo* info, const char* member, const uint8_
         return DBUS_CALL_INVALID;
     }
     const NoCancellation guard;
-    const int64_t deadline = deadline_in(timeout_ms);
+    const Deadline deadline = deadline_in(timeout_ms);
     DbusMsg request;
     memset_s(&request, sizeof(request), 0, sizeof(request));
     fill_request(info, DBUS_TYPE_SIGNAL, member, data, len, &request);

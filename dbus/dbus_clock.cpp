@@ -1,20 +1,57 @@
 #include "dbus_clock.h"
 
 #include <errno.h>
-#include <time.h>
+
+#include <algorithm>
 
 namespace quon::dbus {
 
 namespace {
 
-constexpr int64_t kNsPerSecond = 1'000'000'000;
+constexpr int32_t kMsPerSecond = 1000;
+constexpr int32_t kNsPerMs = 1'000'000;
+constexpr int32_t kNsPerSecond = 1'000'000'000;
+
+timespec now() {
+    timespec time;
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return time;
+}
+
+// `nanoseconds` from -kNsPerSecond to twice that.
+timespec make_time(time_t seconds, long nanoseconds) {
+    timespec time;
+    const int carry = nanoseconds < 0 ? -1 : nanoseconds >= kNsPerSecond ? 1 : 0;
+    time.tv_sec = seconds + carry;
+    time.tv_nsec = nanoseconds - carry * kNsPerSecond;
+    return time;
+}
+
+timespec time_until(const Deadline& deadline) {
+    const timespec time = now();
+    return make_time(deadline.tv_sec - time.tv_sec, deadline.tv_nsec - time.tv_nsec);
+}
 
 }  // namespace
 
-int64_t now_ns() {
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<int64_t>(now.tv_sec) * kNsPerSecond + now.tv_nsec;
+Deadline deadline_in(int32_t ms) {
+    const timespec time = now();
+    return make_time(time.tv_sec + ms / kMsPerSecond, time.tv_nsec + ms % kMsPerSecond * kNsPerMs);
+}
+
+bool has_passed(const Deadline& deadline) {
+    const timespec left = time_until(deadline);
+    return left.tv_sec < 0 || (left.tv_sec == 0 && left.tv_nsec == 0);
+}
+
+int32_t ms_until(const Deadline& deadline, int32_t most) {
+    const timespec left = time_until(deadline);
+    if (left.tv_sec < 0 || left.tv_sec > most / kMsPerSecond) {
+        return left.tv_sec < 0 ? 0 : most;
+    }
+    const int32_t ms = static_cast<int32_t>(left.tv_sec) * kMsPerSecond +
+                       static_cast<int32_t>((left.tv_nsec + kNsPerMs - 1) / kNsPerMs);
+    return std::min(ms, most);
 }
 
 void init_condition(pthread_cond_t* condition) {
@@ -25,11 +62,8 @@ void init_condition(pthread_cond_t* condition) {
     pthread_condattr_destroy(&attributes);
 }
 
-bool wait_until(pthread_cond_t* condition, pthread_mutex_t* lock, int64_t deadline) {
-    timespec until;
-    until.tv_sec = static_cast<time_t>(deadline / kNsPerSecond);
-    until.tv_nsec = static_cast<decltype(until.tv_nsec)>(deadline % kNsPerSecond);
-    return pthread_cond_timedwait(condition, lock, &until) != ETIMEDOUT;
+bool wait_until(pthread_cond_t* condition, pthread_mutex_t* lock, const Deadline& deadline) {
+    return pthread_cond_timedwait(condition, lock, &deadline) != ETIMEDOUT;
 }
 
 }  // namespace quon::dbus

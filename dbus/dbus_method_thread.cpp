@@ -19,10 +19,10 @@ namespace quon::dbus {
 
 namespace {
 
-constexpr int64_t kStopBoundNs = 1000 * kNsPerMs;
+constexpr int32_t kStopBoundMs = 1000;
 // Between two requests to end: the thread may be about to put a new connection in place of the one
 // that was shut down.
-constexpr int64_t kStopSliceNs = 10 * kNsPerMs;
+constexpr int32_t kStopSliceMs = 10;
 constexpr useconds_t kEnteringPauseUs = 20;
 
 void set_phase_locked(State* state, ClientPhase phase) {
@@ -251,14 +251,14 @@ void start_method_thread(State* state) {
 
 // A cancellation would do as well, but needs the unwinder, which is not installed everywhere.
 bool stop_method_thread(State* state) {
-    const int64_t deadline = now_ns() + kStopBoundNs;
+    const Deadline deadline = deadline_in(kStopBoundMs);
     pthread_mutex_lock(&state->lock);
-    while (!has_gone(state) && now_ns() < deadline) {
+    while (!has_gone(state) && !has_passed(deadline)) {
         pthread_mutex_unlock(&state->lock);
         request_end(state);
         pthread_mutex_lock(&state->lock);
         if (!has_gone(state)) {
-            wait_until(&state->changed, &state->lock, now_ns() + kStopSliceNs);
+            wait_until(&state->changed, &state->lock, deadline_in(kStopSliceMs));
         }
     }
     const bool gone = has_gone(state);
