@@ -36,14 +36,17 @@ void decode_lines(const std::string& text) {
 }
 
 // The whole command, over a file.
-void decode_file(const std::string& text, bool as_json) {
+void decode_file(const std::string& text, bool as_json, bool exchanges) {
     static const owned_descriptor nowhere(open("/dev/null", O_WRONLY | O_CLOEXEC));
     const owned_descriptor file(memfd_create("log", MFD_CLOEXEC));
     require(write(file.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size()),
             "there is memory for a log");
     client::context ctx{.out = output("fuzz", nowhere.get(), nowhere.get())};
     ctx.out.mode = as_json ? output_mode::json : output_mode::people;
-    client::decode_log(ctx, "/proc/self/fd/" + std::to_string(file.get()));
+    client::decode_words words;
+    words.files = {"/proc/self/fd/" + std::to_string(file.get())};
+    words.exchanges = exchanges;
+    client::decode_logs(ctx, words);
     saw("a log was decoded");
 }
 
@@ -54,10 +57,10 @@ std::span<const std::string_view> outcomes() {
 }
 
 void run_input(Input& input) {
-    const bool as_json = (input.byte() & 1) != 0;
+    const uint8_t form = input.byte();
     const std::string text = input.text_to_the_end();
     decode_lines(text);
-    decode_file(text, as_json);
+    decode_file(text, (form & 1) != 0, (form & 2) != 0);
 }
 
 }  // namespace quon::fuzz
