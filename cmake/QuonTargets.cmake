@@ -83,6 +83,31 @@ function(quon_shared_counterpart name)
   target_link_libraries(${name}_shared PUBLIC Threads::Threads PRIVATE quon_device_options)
 endfunction()
 
+# Installs a program or a library of the named component, without what only a debugger reads.
+function(quon_install_stripped name component)
+  install(TARGETS ${name}
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT ${component}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${component} NAMELINK_COMPONENT dev
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
+  # A sanitizer's reports name functions.
+  if(NOT CMAKE_STRIP OR QUON_SANITIZE)
+    return()
+  endif()
+  get_target_property(type ${name} TYPE)
+  set(folder ${CMAKE_INSTALL_LIBDIR})
+  set(what --strip-unneeded)
+  if(type STREQUAL "EXECUTABLE")
+    set(folder ${CMAKE_INSTALL_BINDIR})
+  elseif(type STREQUAL "STATIC_LIBRARY")
+    set(what --strip-debug --enable-deterministic-archives)
+    set(component dev)
+  endif()
+  set(file "\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${folder}/$<TARGET_FILE_NAME:${name}>")
+  string(JOIN " " what ${what})
+  install(CODE "execute_process(COMMAND ${CMAKE_STRIP} ${what} \"${file}\" COMMAND_ERROR_IS_FATAL ANY)"
+          COMPONENT ${component})
+endfunction()
+
 # NAME_headers: the public headers of a device library, with those of the libraries that come with it.
 function(quon_headers_alone name)
   add_library(${name}_headers INTERFACE)
@@ -147,23 +172,23 @@ function(quon_device_library name)
   endif()
   if(ARG_HEADERS)
     if(TARGET ${name}_shared)
-      install(TARGETS ${name}_shared LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+      quon_install_stripped(${name}_shared libraries)
     endif()
-    install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-                            ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-    install(FILES ${ARG_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quon)
+    quon_install_stripped(${name} libraries)
+    install(FILES ${ARG_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/quon COMPONENT dev)
     quon_pkg_config_needs(${ARG_LIBS})
     set(PC_NAME ${name})
     configure_file(${PROJECT_SOURCE_DIR}/cmake/library.pc.in
                    ${CMAKE_BINARY_DIR}/pkgconfig/${name}.pc @ONLY)
     install(FILES ${CMAKE_BINARY_DIR}/pkgconfig/${name}.pc
-            DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+            DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
   endif()
 endfunction()
 
-# A program of the device, linked by the C driver.
+# A program of the device, linked by the C driver, and the component that it is installed with; its
+# static form, where there is one, is of the component `static`.
 function(quon_device_program name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "" "COMPONENT" "SOURCES;LIBS" ${ARGN})
   set(links ${name})
   if(QUON_BOTH_LINKS)
     list(APPEND links ${name}_static)
@@ -176,6 +201,7 @@ function(quon_device_program name)
   endforeach()
   if(QUON_BOTH_LINKS)
     target_link_options(${name}_static PRIVATE -static)
+    quon_install_stripped(${name}_static static)
   endif()
-  install(TARGETS ${links} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  quon_install_stripped(${name} ${ARG_COMPONENT})
 endfunction()
