@@ -1,0 +1,1 @@
+# CMAKE_OPTIONS, as the package leaves it.
