@@ -5,6 +5,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include "dbus_calm.h"
 #include "dbus_records.h"
 #include "dbus_sockets.h"
 #include "securec.h"
@@ -43,6 +44,7 @@ void remove_first(Connection* connection) {
     __atomic_sub_fetch(&connection->waiting, 1U, __ATOMIC_RELAXED);
     pthread_cond_signal(&connection->gone);
     free(first);
+    load_ends();
 }
 
 // As many as find room. True: none is left.
@@ -74,6 +76,7 @@ Connection* make_connection(State* state, int32_t fd) {
     connection->users = 1;
     connection->last = &connection->first;
     pthread_cond_init(&connection->gone, nullptr);
+    load_begins();
     return connection;
 }
 
@@ -89,6 +92,7 @@ void leave_connection(Connection* connection) {
     leave_state(connection->state);
     pthread_cond_destroy(&connection->gone);
     free(connection);
+    load_ends();
 }
 
 Delivery deliver_result(Connection* connection, const DbusMsg* result, WaitingResult* place) {

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "dbus_aside.h"
+#include "dbus_calm.h"
 #include "dbus_connection.h"
 #include "dbus_message_thread.h"
 #include "dbus_module.h"
@@ -52,6 +53,7 @@ void start_message(Reader* reader, Message* message) {
     args->fd = reader->connection->fd;
     message->connection = reader->connection;
     join_connection(reader->connection);
+    load_begins();
     put_aside(&message->aside, args);
     if (!reader->messages.start(Dbus_ReadWrite_Process, args)) {
         take_aside(args);

@@ -6,6 +6,7 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
+#include "dbus_calm.h"
 #include "dbus_module.h"
 #include "dbus_records.h"
 #include "securec.h"
@@ -134,6 +135,7 @@ bool process_message(Message* message) {
     }
     if (delivery == Delivery::kDone) {
         free(message);
+        load_ends();
     }
     return delivery == Delivery::kWaitsFor;
 }

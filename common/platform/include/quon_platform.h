@@ -21,6 +21,18 @@ static inline void quon_limit_malloc_arenas(void) {
 #endif
 }
 
+// Hands free pages of the heap back to the system. Takes the heap's lock for some milliseconds
+// where the heap is large.
+static inline void quon_release_heap(void) {
+#ifdef __GLIBC__
+    (void)malloc_trim(0);
+#endif
+}
+
+// The stacks of ended threads that the C library keeps for new ones: bytes in all, glibc and uClibc
+// alike. One more byte drives the oldest ones out.
+#define QUON_STACK_CACHE ((size_t)40 << 20)
+
 // Sets the stack size of a thread to be made to `wanted` bytes, or to the least that the C library
 // accepts when that is more. Returns 0, or an error number and leaves the default size.
 static inline int quon_set_thread_stack(pthread_attr_t* attr, size_t wanted) {

@@ -1,0 +1,14 @@
+// Gives memory back when a storm of peers or messages is over.
+#ifndef DBUS_CALM_H
+#define DBUS_CALM_H
+
+namespace quon::dbus {
+
+// Around the life of each connection, and of each message from its reading until its result is
+// sent. Each means a thread for a while.
+void load_begins();
+void load_ends();
+
+}  // namespace quon::dbus
+
+#endif
