@@ -22,6 +22,8 @@ HEAD = 0x5AA55AA5
 LOG_LINE = re.compile(
     r"(?P<level>[FEWID])/(?P<tag>\S+) +\[[^]]*\] \((?P<function>\w+):\d+\) (?P<text>[^\n]*)\n"
 )
+# Printed by the hand-off's thread at any moment after the start: no step's lines.
+HAND_OFF = ("ws ", "[", "websocket")
 COLOUR = re.compile(r"\x1b\[[0-9;]*m")
 
 
@@ -118,23 +120,27 @@ class Log:
         self._text += COLOUR.sub("", data.decode(errors="replace")) if data else ""
         return bool(data)
 
-    def take(self, count):
-        """The next `count` lines, or as many as come in time; then what else is there."""
-        end = time.monotonic() + BOUND
-        while self._text.count("\n") < count and time.monotonic() < end:
-            self._read(0.1)
-        while self._read(0):
-            pass
-        whole, newline, rest = self._text.rpartition("\n")
-        self._text = rest
+    def _whole_lines(self):
+        whole, newline, self._text = self._text.rpartition("\n")
         lines = []
         for text in (whole + newline).splitlines(keepends=True):
             match = LOG_LINE.fullmatch(text)
             if match:
                 lines.append((match["tag"], match["function"], match["text"]))
-            elif not text.startswith(("ws ", "[", "websocket")):
+            elif not text.startswith(HAND_OFF):
                 lines.append(("", "", text.rstrip("\n")))
         return lines
+
+    def take(self, count):
+        """The next `count` lines, or as many as come in time; then what else is there."""
+        end = time.monotonic() + BOUND
+        lines = self._whole_lines()
+        while len(lines) < count and time.monotonic() < end:
+            self._read(0.1)
+            lines += self._whole_lines()
+        while self._read(0):
+            pass
+        return lines + self._whole_lines()
 
 
 class Daemon:
