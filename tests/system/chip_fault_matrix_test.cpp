@@ -1,5 +1,5 @@
-// Every exchange with the chip against every way in which the chip can spoil it: the
-// right result in its time, the next request is served, and events come in order.
+// Every exchange with the chip against every way in which the chip can spoil it: the right result
+// in its time, the next request is served, and events come in order.
 #include <array>
 
 #include "system_test.h"
@@ -123,7 +123,7 @@ using Payloads = std::vector<Bytes>;
 
 struct Fault {
     const char* name;
-    enum class Moment { kAtOnce, kAfterTheTimeOut } moment;
+    enum class Moment { kBefore, kAfter, kBeforeAndAfter } moment;  // the result
     bool restart;  // of the chip, before it sends anything
     Frames (*frames)(std::uint8_t type, const Bytes& answer);
     // The payloads that the driver may take; none: the exchange times out.
@@ -158,36 +158,36 @@ Bytes other_answer(const Bytes& answer) {
 
 // clang-format off
 const Fault kFaults[] = {
-    {"Silent", Fault::Moment::kAtOnce, false,
+    {"Silent", Fault::Moment::kBefore, false,
      [](std::uint8_t, const Bytes&) { return Frames{}; }, nothing_taken},
-    {"Late", Fault::Moment::kAfterTheTimeOut, false, healthy_frame, nothing_taken},
-    {"OfAnotherType", Fault::Moment::kAtOnce, false,
+    {"Late", Fault::Moment::kAfter, false, healthy_frame, nothing_taken},
+    {"OfAnotherType", Fault::Moment::kBefore, false,
      [](std::uint8_t type, const Bytes& answer) {
          return Frames{chip_frame(static_cast<std::uint8_t>(type ^ 0x01), answer)};
      }, nothing_taken},
-    {"Empty", Fault::Moment::kAtOnce, false,
+    {"Empty", Fault::Moment::kBefore, false,
      [](std::uint8_t type, const Bytes&) { return Frames{chip_frame(type)}; },
      [](const Bytes&) { return Payloads{Bytes{}}; }},
-    {"OverLong", Fault::Moment::kAtOnce, false,
+    {"OverLong", Fault::Moment::kBefore, false,
      [](std::uint8_t type, const Bytes& answer) {
          return Frames{chip_frame(type, too_long(answer))};
      },
      [](const Bytes& answer) {
          return Payloads{padded(slice(too_long(answer), 0, kLongestOnTheChannel), kPayloadSize)};
      }},
-    {"DeclaringMoreThanItHas", Fault::Moment::kAtOnce, false,
+    {"DeclaringMoreThanItHas", Fault::Moment::kBefore, false,
      [](std::uint8_t type, const Bytes& answer) {
          return Frames{chip_frame_declaring(type, 0xFFFFFFFF, beginning_of(answer))};
      },
      [](const Bytes& answer) { return Payloads{padded(beginning_of(answer), kPayloadSize)}; }},
-    {"Twice", Fault::Moment::kAtOnce, false,
+    {"Twice", Fault::Moment::kBeforeAndAfter, false,
      [](std::uint8_t type, const Bytes& answer) {
          return Frames{chip_frame(type, answer), chip_frame(type, other_answer(answer))};
      },
      [](const Bytes& answer) { return Payloads{answer, other_answer(answer)}; }},
-    {"FromARestartedChip", Fault::Moment::kAtOnce, true,
+    {"FromARestartedChip", Fault::Moment::kBefore, true,
      [](std::uint8_t, const Bytes&) { return Frames{}; }, nothing_taken},
-    {"AmongEvents", Fault::Moment::kAtOnce, false,
+    {"AmongEvents", Fault::Moment::kBefore, false,
      [](std::uint8_t type, const Bytes& answer) {
          return Frames{chip_frame(0x00, pattern(33, 101)), chip_frame(0x05, pattern(33, 102)),
                        chip_frame(type, answer), chip_frame(0x02, pattern(33, 103))};
@@ -205,13 +205,13 @@ class AChipsFault : public SystemTest {
             restart_chip();
             chip().ignore(type);
         }
-        if (fault.moment == Fault::Moment::kAtOnce) {
+        if (fault.moment != Fault::Moment::kAfter) {
             send_frames(fault, type, answer);
         }
     }
     // What comes after it, with one more event behind.
     void end(const Fault& fault, std::uint8_t type, const Bytes& answer) {
-        if (fault.moment == Fault::Moment::kAfterTheTimeOut) {
+        if (fault.moment != Fault::Moment::kBefore) {
             send_frames(fault, type, answer);
         }
         send_event(0x04, 2);
@@ -263,7 +263,7 @@ class AChipsFault : public SystemTest {
 class AChipsFaultIn : public AChipsFault, public ::testing::WithParamInterface<Exchange> {
   protected:
     // Each with an answer of its own, so that none is taken for another's.
-    void expect_documented_outcome(const Exchange& exchange, const Fault& fault) {
+    void expect_right_outcome(const Exchange& exchange, const Fault& fault) {
         const Bytes answer = healthy_answer(exchange, ++answers_);
         const std::size_t asked = chip().count(exchange.type);
         chip().ignore(exchange.type);
@@ -317,7 +317,7 @@ TEST_P(AChipsFaultIn, EndsTheExchangeWithItsOwnResultAndSpoilsNoOther) {
     start();
     for (const Fault& fault : kFaults) {
         SCOPED_TRACE(fault.name);
-        expect_documented_outcome(GetParam(), fault);
+        expect_right_outcome(GetParam(), fault);
         if (HasFatalFailure()) {
             return;
         }
