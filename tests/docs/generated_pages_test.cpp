@@ -16,7 +16,11 @@ const fs::path kTop = QUON_SOURCE_FOLDER;
 
 class TheGeneratedPages : public testing::Test {
   protected:
-    TheGeneratedPages() { fs::copy(kTop / "docs", docs(), fs::copy_options::recursive); }
+    TheGeneratedPages() {
+        fs::copy(kTop / "docs", docs(), fs::copy_options::recursive);
+        fs::create_directory(folder_.path() / "tools");
+        fs::copy(kTop / "tools/wireshark", folder_.path() / "tools/wireshark");
+    }
 
     [[nodiscard]] fs::path docs() const { return folder_.path() / "docs"; }
     [[nodiscard]] Result make(const std::vector<std::string>& options) const {
@@ -77,6 +81,8 @@ INSTANTIATE_TEST_SUITE_P(
     Of, AStalePage,
     testing::Values(Spoiled{"Services", "services.md", "firmware version of the chip", "version"},
                     Spoiled{"Messages", "messages.md", "No memory for", "Memory for"},
+                    Spoiled{"TheDissector", "../tools/wireshark/quon.lua", "\"get_time\"",
+                            "\"time\""},
                     Spoiled{"ATable", "protocol.md", "| 4 | 4 | `id`", "| 4 | 8 | `id`"},
                     Spoiled{"APicture", "pictures/layers.svg", "netlink channel", "channel"}),
     [](const auto& row) { return std::string(row.param.name); });

@@ -52,6 +52,10 @@ void add_place_options(CLI::App& app, chip_settings& chosen) {
         ->capture_default_str();
 }
 
+void add_capture_option(CLI::App& app, chip_settings& chosen) {
+    app.add_option("--pcap", chosen.pcap, "Packet capture of all frames, written anew");
+}
+
 void add_state_options(CLI::App& app, chip_settings& chosen) {
     for (const state_option& each : kStateOptions) {
         app.add_option_function<std::string>(

@@ -19,6 +19,7 @@ struct chip_settings {
     std::string socket = default_socket();
     std::string control = kDefaultControl;
     std::string journal = "-";
+    std::string pcap;           // empty: no capture
     uint32_t netlink_port = 0;  // 0: the chip link's socket instead
     std::vector<std::pair<std::string, std::string>> state;
     std::vector<std::string> assignments;
@@ -27,6 +28,9 @@ struct chip_settings {
 
 // Where the chip is reached and where its journal goes.
 void add_place_options(CLI::App& app, chip_settings& chosen);
+
+// A capture of its frames.
+void add_capture_option(CLI::App& app, chip_settings& chosen);
 
 // What the chip starts with: its values and its faults.
 void add_state_options(CLI::App& app, chip_settings& chosen);

@@ -9,8 +9,10 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 
+#include "capture.h"
 #include "control_server.h"
 #include "hichannel_host.h"
 
@@ -68,6 +70,11 @@ void run_chip(const chip_settings& chosen,
     const std::unique_ptr<transport> link = make_transport(loop, chosen);
     const file out = open_journal(chosen.journal);
     journal log(out.get());
+    std::optional<capture> packets;
+    if (!chosen.pcap.empty()) {
+        packets.emplace(chosen.pcap);
+        log.tap([&packets](bool from_host, byte_view frame) { packets->frame(from_host, frame); });
+    }
     simulator sim(loop, *link, log);
     apply_settings(sim, chosen);
     const control_server control(sim, chosen.control);

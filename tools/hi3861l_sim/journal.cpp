@@ -49,6 +49,7 @@ std::string describe_frame(bool from_host, byte_view frame) {
 }
 
 void journal::frame(bool from_host, byte_view frame, const std::string& remark) {
+    tap_(from_host, frame);
     print(describe_frame(from_host, frame) + (remark.empty() ? "" : " (" + remark + ")"));
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <deque>
+#include <functional>
 #include <string>
 
 #include "shared/bytes.h"
@@ -24,6 +25,9 @@ class journal {
     void frame(bool from_host, byte_view frame, const std::string& remark = {});
     void note(const std::string& text);
 
+    // Is told of every frame as well.
+    void tap(std::function<void(bool from_host, byte_view frame)> call) { tap_ = std::move(call); }
+
     [[nodiscard]] const std::deque<std::string>& lines() const { return lines_; }
     void forget() { lines_.clear(); }
 
@@ -31,6 +35,7 @@ class journal {
     void print(const std::string& text);
 
     std::FILE* out_;
+    std::function<void(bool, byte_view)> tap_ = [](bool, byte_view) {};
     bool lost_ = false;  // the last line could not be written
     std::deque<std::string> lines_;
 };

@@ -70,6 +70,7 @@ constexpr page_row kPages[] = {
     {"bus-record-table", bus_record_table},
     {"chip-frame-table", chip_frame_table},
     {"channel-message-table", channel_message_table},
+    {"wireshark-tables", wireshark_tables},
 };
 
 }  // namespace

@@ -30,6 +30,7 @@ std::string messages_table();
 std::string bus_record_table();
 std::string chip_frame_table();
 std::string channel_message_table();
+std::string wireshark_tables();  // of tools/wireshark/quon.lua
 
 // A Markdown table of rows, header first.
 std::string markdown(const row_list& rows);
