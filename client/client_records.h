@@ -8,12 +8,14 @@
 
 #include <span>
 
+#include "quon_mcu_services.h"
+
 namespace quon::typed {
 
 enum class Kind : uint8_t { u8, s8, u16, u32, text, address_text, digit_text, ipv4, mac, bytes };
 
 inline constexpr uint16_t kNone = 0xffff;
-inline constexpr size_t kServiceCount = 53;
+inline constexpr size_t kServiceCount = QUON_MCU_SERVICE_COUNT;
 
 struct KnownValue {
     uint32_t value;

@@ -3,7 +3,6 @@
 #include <stdlib.h>
 
 #include "client_calls.h"
-#include "quon_mcu_services.h"
 
 struct quon_mcu_client {
     DbusInfo* bus;
@@ -13,7 +12,6 @@ namespace quon::typed {
 
 namespace {
 
-static_assert(QUON_MCU_SERVICE_COUNT == kServiceCount);
 static_assert(static_cast<int>(QUON_MCU_TIMEOUT) == DBUS_CALL_TIMEOUT);
 static_assert(static_cast<int>(QUON_MCU_NO_CONNECTION) == DBUS_CALL_NO_CONNECTION);
 static_assert(static_cast<int>(QUON_MCU_INVALID) == DBUS_CALL_INVALID);

@@ -278,8 +278,9 @@ TEST_F(Examples, ThePythonPackageCanBeInstalledByPip) {
     EXPECT_TRUE(file_exists(scratch("packages/quon_mcu/py.typed")));
     expect_run({"env", "PYTHONPATH=" + scratch("packages"), "/usr/bin/python3", "-B", "-c",
                 "import quon_mcu, importlib.metadata as m; "
-                "print(quon_mcu.__version__, m.version('quon-mcu'), len(quon_mcu.SERVICES))"},
-               0, std::string(QUON_VERSION) + " " + QUON_VERSION + " 53\n", "");
+                "print(quon_mcu.__version__, m.version('quon-mcu'), quon_mcu.SERVICES[0].name)"},
+               0, std::string(QUON_VERSION) + " " + QUON_VERSION + " method.quon.mcu.get.ver\n",
+               "");
 }
 
 }  // namespace

@@ -75,7 +75,7 @@ class TheView : public testing::Test {
                                          tree.path("build/release/") + part);
         }
         fs::copy(fs::path(QUON_SOURCE_FOLDER) / "tools", tree.path("tools"),
-                 fs::copy_options::recursive);
+                 fs::copy_options::recursive | fs::copy_options::skip_existing);
         tree.keep_results();
         const std::vector<std::string> command = command_of("scripts/run");
         std::vector<char*> words;

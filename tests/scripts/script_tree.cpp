@@ -113,7 +113,7 @@ ScriptTree::ScriptTree(const std::string& parent) {
     make_stubs(folder_ + "/bin");
     for (const char* part :
          {".ci", "bench", "cmake", "docs/man", "docs/pictures", "packaging", "scripts",
-          "tests/board/guest", "tests/board/module", "tests/cannot_run.txt"}) {
+          "tests/board/guest", "tests/board/module", "tests/cannot_run.txt", "tools/wireshark"}) {
         copy_into(checkout_, part);
     }
     for (const char* program :

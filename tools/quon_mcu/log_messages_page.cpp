@@ -1,6 +1,7 @@
 // The page of messages.
 #include "quon_mcu/describe.h"
 #include "quon_mcu/log_messages.h"
+#include "quon_mcu_services.h"
 
 namespace quon::client {
 namespace {
@@ -25,65 +26,46 @@ constexpr const char* kServicesHead =
     "cause;\n"
     "without one, the operation itself refused.\n\n";
 
-struct service_failure {
-    std::string_view reason;
-    std::string_view service;  // or the function that asked
-    std::string_view source;
+struct service_handler {
+    std::string_view service;
+    std::string_view handler;
 };
 
-// clang-format off
-constexpr service_failure kFailures[] = {
-    {"mcu_get_wakeup_info failed", "get.wakeup.info", "query_handlers.cpp"},
-    {"mcu_get_time failed", "get.time", "query_handlers.cpp"},
-    {"mcu_get_battery_status failed", "get.battery.status", "query_handlers.cpp"},
-    {"mcu_get_pir_info failed", "get.pir.info", "query_handlers.cpp"},
-    {"mcu_get_wifi_status failed", "get.wifi.status", "query_handlers.cpp"},
-    {"mcu_get_wifi_info failed", "get.wifi.info", "query_handlers.cpp"},
-    {"mcu_get_store_params failed", "get.store.params", "query_handlers.cpp"},
-    {"mcu_get_alarm failed", "get.alarm", "query_handlers.cpp"},
-    {"mcu_get_err_report failed", "get.err.report", "query_handlers.cpp"},
-    {"mcu_get_status_info failed", "get.status.info", "query_handlers.cpp"},
-    {"mcu_get_config_info failed", "get.config.info", "query_handlers.cpp"},
-    {"mcu_get_wifi_extended_status failed", "get.wifi.extended.status", "query_handlers.cpp"},
-    {"mcu_get_soc_poweron_time_info_list failed", "get.soc.time.list", "query_handlers.cpp"},
-    {"mcu_get_soc_poweron_time_cur_info failed", "get.soc.time.cur.info", "query_handlers.cpp"},
-    {"mcu_get_log_profile failed", "get.log.profile", "query_handlers.cpp"},
-    {"mcu_get_bit_err_rate failed", "get.bit.err.rate", "query_handlers.cpp"},
-    {"quon_mcu_get_wifi_scanf_info failed", "get.wifi.scanf.info", "query_handlers.cpp"},
-    {"mcu_get_version failed", "get.ver", "query_handlers.cpp"},
-    {"mcu_get_wdg_state failed", "get.wdg.state", "query_handlers.cpp"},
-    {"mcu_get_soc_min_version failed", "get.soc.min.ver", "query_handlers.cpp"},
-    {"mcu_set_time failed", "set.time", "command_handlers.cpp"},
-    {"mcu_set_led_state failed", "set.led", "command_handlers.cpp"},
-    {"mcu_set_pir_switch failed", "set.pir.switch", "command_handlers.cpp"},
-    {"mcu_set_pir_sensitivity failed", "set.pir.sensitivity", "command_handlers.cpp"},
-    {"mcu_set_pir_info failed", "set.pir.info", "command_handlers.cpp"},
-    {"mcu_set_wifi_connect failed", "set.wifi.connect", "command_handlers.cpp"},
-    {"mcu_set_wifi_disconnect failed", "set.wifi.disconnect", "command_handlers.cpp"},
-    {"mcu_set_wifi_keepalive failed", "set.wifi.keepalive", "command_handlers.cpp"},
-    {"mcu_set_wifi_extended_info failed", "set.wifi.extended.info", "command_handlers.cpp"},
-    {"mcu_set_system_state failed", "set.system.state", "command_handlers.cpp"},
-    {"mcu_set_store_params failed", "set.store.params", "command_handlers.cpp"},
-    {"mcu_set_wdg_state failed", "set.wdg.state", "command_handlers.cpp"},
-    {"mcu_set_wdg_period failed", "set.wdg.period", "command_handlers.cpp"},
-    {"mcu_set_wdg_feed failed", "set.wdg.feed", "command_handlers.cpp"},
-    {"mcu_set_alarm failed", "set.alarm", "command_handlers.cpp"},
-    {"mcu_set_ap_start failed", "set.ap.start", "command_handlers.cpp"},
-    {"mcu_set_ap_stop failed", "set.ap.stop", "command_handlers.cpp"},
-    {"mcu_set_crash_test failed", "set.crash.test", "command_handlers.cpp"},
-    {"mcu_set_uart_switch failed", "set.uart.switch", "command_handlers.cpp"},
-    {"mcu_set_wakeup_info failed", "set.wakeup.info", "command_handlers.cpp"},
-    {"mcu_set_charge_auto_poweron failed", "set.charge.auto.poweron", "command_handlers.cpp"},
-    {"mcu_set_tamper_switch failed", "set.tamper.info", "command_handlers.cpp"},
-    {"mcu_set_soc_poweron_time_info failed", "set.soc.time.info", "command_handlers.cpp"},
-    {"mcu_upg_start failed", "upg.start", "command_handlers.cpp"},
-    {"mcu_upg_transmit failed", "upg.transmit", "command_handlers.cpp"},
-    {"mcu_upg_finish failed", "upg.finish", "command_handlers.cpp"},
-    {"mcu_set_cmd failed", "set.cmd", "command_handlers.cpp"},
-    {"mcu_set_log_profile failed", "set.log.profile", "command_handlers.cpp"},
-    {"mcu_get_ipaddr_update_status failed", "quon_mcu_get_ipaddr_update_status", "remote_wakeup.cpp"},
+#define HANDLER(index, name, handler) {name, #handler},
+constexpr service_handler kHandlers[] = {QUON_MCU_SERVICES(HANDLER)};
+#undef HANDLER
+
+constexpr std::string_view kNone = {};
+
+// Handlers whose reason is not their own name without "quon_".
+struct other_reason {
+    std::string_view handler;
+    std::string_view reason;
 };
-// clang-format on
+constexpr other_reason kOtherReasons[] = {
+    {"quon_mcu_get_allwakeup_info", kNone},
+    {"quon_mcu_set_pir_sensivity", "mcu_set_pir_sensitivity failed"},
+    {"quon_mcu_get_wifi_scanf_info", "quon_mcu_get_wifi_scanf_info failed"},
+    {"quon_mcu_get_event_info", kNone},
+    {"system_call", kNone},
+    {"popen_call", kNone},
+    {"quon_mcu_get_socup_time", kNone},
+    {"quon_mcu_get_soc_poweron_time_list", "mcu_get_soc_poweron_time_info_list failed"},
+};
+
+std::string reason_of(std::string_view handler) {
+    for (const other_reason& each : kOtherReasons) {
+        if (each.handler == handler) {
+            return std::string(each.reason);
+        }
+    }
+    return std::string(handler.substr(std::string_view("quon_").size())) + " failed";
+}
+
+// "set.time"
+std::string_view short_name(std::string_view service) {
+    return service.substr(std::string_view("signal.quon.mcu.").size());
+}
 
 std::string as_code(std::string_view text) {
     return "`" + std::string(text) + "`";
@@ -102,12 +84,24 @@ std::string table_of(std::span<const log_message> messages) {
     return markdown(rows);
 }
 
+std::vector<std::string> failure_row(const std::string& reason, const char* source,
+                                     std::string_view service) {
+    return {as_code("[" + reason + R"(] failed\n)"), "1", source, as_code(service)};
+}
+
 std::string table_of_failures() {
     row_list rows = {{"message", "level", "source", "service"}};
-    for (const service_failure& each : kFailures) {
-        rows.push_back({as_code("[" + std::string(each.reason) + R"(] failed\n)"), "1",
-                        std::string(each.source), as_code(each.service)});
+    for (const service_handler& each : kHandlers) {
+        const std::string reason = reason_of(each.handler);
+        const std::string_view service = short_name(each.service);
+        if (!reason.empty()) {
+            rows.push_back(failure_row(
+                reason, service.starts_with("get") ? "query_handlers.cpp" : "command_handlers.cpp",
+                service));
+        }
     }
+    rows.push_back(failure_row("mcu_get_ipaddr_update_status failed", "remote_wakeup.cpp",
+                               "quon_mcu_get_ipaddr_update_status"));
     return markdown(rows);
 }
 
