@@ -175,10 +175,16 @@ TEST(TheNextEvent, EndsByItsTimeOutWhenNoneComes) {
     const FakeDaemon daemon(failing(-1));
     const Client client = connected();
     quon_mcu_event_info event;
-    const int64_t start = now_ms();
-    EXPECT_EQ(quon_mcu_client_next_event(client.get(), &event, 150), QUON_MCU_TIMEOUT);
-    EXPECT_GE(now_ms() - start, 149);
-    EXPECT_GE(daemon.count(), 2U);
+    std::size_t before = 0;
+    int time_out = 150;
+    // A busy machine may need longer for the second question.
+    for (; time_out < 20000 && daemon.count() < before + 2; time_out *= 4) {
+        before = daemon.count();
+        const int64_t start = now_ms();
+        EXPECT_EQ(quon_mcu_client_next_event(client.get(), &event, time_out), QUON_MCU_TIMEOUT);
+        EXPECT_GE(now_ms() - start, time_out - 1);
+    }
+    EXPECT_GE(daemon.count(), before + 2);
 }
 
 TEST(TheNextEvent, TellsAnotherFailureAndAWrongSize) {
