@@ -2,22 +2,15 @@
 #ifndef CLIENT_CALLS_H
 #define CLIENT_CALLS_H
 
-#include <time.h>
-
 #include "client_records.h"
 #include "quon_mcu_client.h"
 
 namespace quon::typed {
 
-inline int64_t now_ms() {
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
-}
-
-// `request` is null where the service has none; `reply` may be null.
+// `request` is null where the service has none; `reply` may be null. `result`, which may be null,
+// is set with QUON_MCU_FAILED.
 quon_mcu_status ask(quon_mcu_client* client, const Service& service, const void* request,
-                    void* reply, int32_t timeout_ms);
+                    void* reply, int32_t timeout_ms, int32_t* result = nullptr);
 quon_mcu_status tell(quon_mcu_client* client, const Service& service, const void* request,
                      int32_t timeout_ms);
 

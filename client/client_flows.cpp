@@ -7,6 +7,7 @@
 #include <algorithm>
 
 #include "client_calls.h"
+#include "quon_clock.h"
 #include "quon_mcu_client.h"
 #include "securec.h"
 
@@ -17,22 +18,24 @@ namespace {
 constexpr int32_t kNoEvent = -1;  // the service's result while none is there
 constexpr int64_t kPauseMs = 100;
 constexpr int64_t kEventUnderWayMs = 1000;
-constexpr size_t kEventService = 19;
+
+// The table has every service; without one, a call of no name is refused.
+const Service& row_of(const char* name) {
+    static constexpr Service kNobody = {"", nullptr, nullptr, nullptr};
+    const Service* found = service_named(name);
+    return found != nullptr ? *found : kNobody;
+}
 
 // Sets `got` or, in the calm of an empty queue, does not.
 quon_mcu_status take_event(quon_mcu_client* client, quon_mcu_event_info* event, int64_t left_ms,
                            bool& got) {
-    const Service& service = kServices[kEventService];
     const auto timeout_ms =
         static_cast<int32_t>(std::clamp(left_ms, kEventUnderWayMs, int64_t{INT32_MAX}));
-    DbusReply answer;
+    int32_t result = 0;
     const quon_mcu_status status =
-        quon_mcu_client_call(client, service.name, nullptr, 0, timeout_ms, &answer);
+        ask(client, row_of("method.quon.mcu.get.event.info"), nullptr, event, timeout_ms, &result);
     got = status == QUON_MCU_OK;
-    if (got) {
-        return take(service, answer, event);
-    }
-    return status == QUON_MCU_FAILED && answer.result == kNoEvent ? QUON_MCU_OK : status;
+    return status == QUON_MCU_FAILED && result == kNoEvent ? QUON_MCU_OK : status;
 }
 
 bool is_sound(const quon_mcu_upgrade* upgrade) {
@@ -49,10 +52,12 @@ void tell_progress(const quon_mcu_upgrade& upgrade) {
 quon_mcu_status begin_upgrade(quon_mcu_client* client, quon_mcu_upgrade& upgrade,
                               int32_t timeout_ms) {
     upgrade.stopped_at = upgrade.from;
+    upgrade.result = 0;
     const quon_mcu_upg_start start = {upgrade.first, upgrade.second};
-    const quon_mcu_status status =
-        upgrade.from == 0 ? quon_mcu_client_upg_start(client, &start, nullptr, timeout_ms)
-                          : QUON_MCU_OK;
+    const quon_mcu_status status = upgrade.from == 0
+                                       ? ask(client, row_of("method.quon.mcu.upg.start"), &start,
+                                             nullptr, timeout_ms, &upgrade.result)
+                                       : QUON_MCU_OK;
     if (status == QUON_MCU_OK) {
         tell_progress(upgrade);
     }
@@ -68,8 +73,8 @@ quon_mcu_status send_block(quon_mcu_client* client, quon_mcu_upgrade& upgrade, i
     if (upgrade.read(upgrade.context, offset, block.data, block.length) != 0) {
         return QUON_MCU_INVALID;
     }
-    const quon_mcu_status status =
-        quon_mcu_client_upg_transmit(client, &block, nullptr, timeout_ms);
+    const quon_mcu_status status = ask(client, row_of("method.quon.mcu.upg.transmit"), &block,
+                                       nullptr, timeout_ms, &upgrade.result);
     if (status == QUON_MCU_OK) {
         upgrade.stopped_at += block.length;
         tell_progress(upgrade);
@@ -99,14 +104,14 @@ quon_mcu_status quon_mcu_client_next_event(quon_mcu_client* client, quon_mcu_eve
     if (timeout_ms < 0) {
         return QUON_MCU_INVALID;
     }
-    const int64_t deadline = now_ms() + timeout_ms;
+    const int64_t deadline = quon_clock_ms64() + timeout_ms;
     for (;;) {
         bool got = false;
-        const quon_mcu_status status = take_event(client, event, deadline - now_ms(), got);
+        const quon_mcu_status status = take_event(client, event, deadline - quon_clock_ms64(), got);
         if (got || status != QUON_MCU_OK) {
             return status;
         }
-        const int64_t left = deadline - now_ms();
+        const int64_t left = deadline - quon_clock_ms64();
         if (left <= 0) {
             return QUON_MCU_TIMEOUT;
         }
@@ -123,7 +128,8 @@ quon_mcu_status quon_mcu_client_exec(quon_mcu_client* client, const char* comman
         return QUON_MCU_INVALID;
     }
     (void)memcpy_s(request.command, sizeof(request.command), command, strlen(command) + 1);
-    const quon_mcu_status status = quon_mcu_client_get_system(client, &request, &reply, timeout_ms);
+    const quon_mcu_status status = ask(client, row_of("method.quon.mcu.get.system"), &request,
+                                       &reply, timeout_ms, wait_status);
     if (status != QUON_MCU_OK) {
         return status;
     }
@@ -139,5 +145,7 @@ quon_mcu_status quon_mcu_client_upgrade(quon_mcu_client* client, quon_mcu_upgrad
     while (status == QUON_MCU_OK && upgrade->stopped_at < upgrade->size) {
         status = send_block(client, *upgrade, timeout_ms);
     }
-    return status == QUON_MCU_OK ? quon_mcu_client_upg_finish(client, nullptr, timeout_ms) : status;
+    return status == QUON_MCU_OK ? ask(client, row_of("method.quon.mcu.upg.finish"), nullptr,
+                                       nullptr, timeout_ms, &upgrade->result)
+                                 : status;
 }

@@ -241,6 +241,13 @@ uint32_t decode_fields(const Record& what, std::span<const uint8_t> bytes, bool 
 
 }  // namespace
 
+const Service* service_named(const char* name) {
+    const auto* found =
+        std::find_if(std::begin(kServices), std::end(kServices),
+                     [name](const Service& each) { return strcmp(each.name, name) == 0; });
+    return found == std::end(kServices) ? nullptr : found;
+}
+
 bool is_text(Kind kind) {
     return kind == Kind::text || kind == Kind::address_text || kind == Kind::digit_text;
 }

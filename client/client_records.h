@@ -66,6 +66,9 @@ struct Service {
 
 extern const Service kServices[kServiceCount];
 
+// By its whole name; null when there is none.
+const Service* service_named(const char* name);
+
 // Bytes of the request within `into`, which has room for the longest record; -1 when the structure
 // holds what cannot be sent: no address, or a length that is too long.
 int32_t encode(const Record& what, const void* structure, uint8_t* into);

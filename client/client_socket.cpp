@@ -11,6 +11,7 @@
 #include <algorithm>
 
 #include "client_calls.h"
+#include "quon_clock.h"
 #include "quon_mcu_client.h"
 #include "securec.h"
 #include "websocket.h"
@@ -69,11 +70,11 @@ void send_drop(int fd) {
 }
 
 bool wait_readable(int fd, int32_t timeout_ms) {
-    const int64_t deadline = now_ms() + timeout_ms;
+    const int64_t deadline = quon_clock_ms64() + timeout_ms;
     pollfd entry = {fd, POLLIN, 0};
     int ready = 0;
     do {
-        const int64_t left = std::max(deadline - now_ms(), int64_t{0});
+        const int64_t left = std::max(deadline - quon_clock_ms64(), int64_t{0});
         ready = poll(&entry, 1, static_cast<int>(left));
     } while (ready < 0 && errno == EINTR);
     return ready > 0;

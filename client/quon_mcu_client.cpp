@@ -54,7 +54,7 @@ quon_mcu_status take(const Service& service, const DbusReply& answer, void* repl
 }
 
 quon_mcu_status ask(quon_mcu_client* client, const Service& service, const void* request,
-                    void* reply, int32_t timeout_ms) {
+                    void* reply, int32_t timeout_ms, int32_t* result) {
     uint8_t bytes[DBUS_DATA_SIZE];
     const int32_t length = request_of(service, request, bytes);
     if (length < 0) {
@@ -63,6 +63,9 @@ quon_mcu_status ask(quon_mcu_client* client, const Service& service, const void*
     DbusReply answer;
     const quon_mcu_status status = quon_mcu_client_call(
         client, service.name, bytes, static_cast<uint32_t>(length), timeout_ms, &answer);
+    if (status == QUON_MCU_FAILED && result != nullptr) {
+        *result = answer.result;
+    }
     return status == QUON_MCU_OK ? take(service, answer, reply) : status;
 }
 

@@ -71,7 +71,8 @@ quon_mcu_status quon_mcu_client_next_event(quon_mcu_client* client, quon_mcu_eve
                                            int32_t timeout_ms);
 
 // Runs `command` in the daemon's shell. `wait_status` is as of waitpid: -1 when no shell could be
-// started. The daemon does not end a command whose caller has given up.
+// started, and the service's result with QUON_MCU_FAILED. The daemon does not end a command whose
+// caller has given up.
 quon_mcu_status quon_mcu_client_exec(quon_mcu_client* client, const char* command,
                                      int32_t* wait_status, int32_t timeout_ms);
 
@@ -91,6 +92,7 @@ typedef struct quon_mcu_upgrade {
     void* context;
     // Where it stopped, in bytes: `size` after all blocks, else the block that was not taken.
     uint32_t stopped_at;
+    int32_t result;  // the service's, with QUON_MCU_FAILED
 } quon_mcu_upgrade;
 
 // Start (unless it begins in the middle), blocks, finish; `timeout_ms` bounds each step. Blocks.

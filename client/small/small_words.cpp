@@ -148,11 +148,11 @@ const Field* find_field(const Record& what, const char* name, size_t length) {
 
 const Service* find_service(const char* name) {
     for (const Service& each : typed::kServices) {
-        if (strcmp(each.name, name) == 0 || strcmp(short_name(each), name) == 0) {
+        if (strcmp(short_name(each), name) == 0) {
             return &each;
         }
     }
-    return nullptr;
+    return typed::service_named(name);
 }
 
 const Service& service_of(const char* verb, const char* object) {

@@ -9,7 +9,7 @@ from collections.abc import AsyncIterator
 from typing import Any
 
 from . import _bus
-from ._client import EVENT_UNDER_WAY, NO_EVENT, PAUSE, block_at, check_image, wait_status
+from ._client import BLOCK, EVENT_UNDER_WAY, NO_EVENT, PAUSE, block_at, check_image, wait_status
 from ._errors import Failed, NoConnection, TimedOut
 from ._layout import Service, decode, encode
 from ._services import DEFAULT_TIMEOUT, AsyncServices, EventInfo, ShellCommand, UpgStart
@@ -116,7 +116,7 @@ class AsyncClient(AsyncServices):
         check_image(image, resume_from)
         if resume_from == 0:
             await self.upg_start(UpgStart(0, len(image)), timeout)
-        for offset in range(resume_from, len(image), 256):
+        for offset in range(resume_from, len(image), BLOCK):
             block = block_at(image, offset)
             await self.upg_transmit(block, timeout)
             yield offset + block.length

@@ -5,12 +5,16 @@
 #include <stdint.h>
 #include <time.h>
 
-// Milliseconds since an unnamed start, in 32 bits: wraps after about 49.7 days, so that only
-// differences mean something.
-static inline uint32_t quon_clock_ms(void) {
+// Milliseconds since an unnamed start; never wraps.
+static inline int64_t quon_clock_ms64(void) {
     struct timespec now = {0, 0};
     (void)clock_gettime(CLOCK_MONOTONIC, &now);
-    return (uint32_t)now.tv_sec * 1000U + (uint32_t)(now.tv_nsec / 1000000);
+    return (int64_t)now.tv_sec * 1000 + now.tv_nsec / 1000000;
+}
+
+// The same in 32 bits: wraps after about 49.7 days, so that only differences mean something.
+static inline uint32_t quon_clock_ms(void) {
+    return (uint32_t)quon_clock_ms64();
 }
 
 #endif
