@@ -53,8 +53,8 @@ FAULTS = {
     ),
     "client_upgrade": Fault(
         "the last block is a whole one",
-        "std::min(kBlockSize, image_.size() - offset)",
-        "std::max(kBlockSize, image_.size() - offset)",
+        "std::min<uint32_t>(upgrade.size - offset, QUON_MCU_UPGRADE_BLOCK)",
+        "std::max<uint32_t>(upgrade.size - offset, QUON_MCU_UPGRADE_BLOCK)",
     ),
     "replayed_log": Fault(
         "a dump line has all its digits",

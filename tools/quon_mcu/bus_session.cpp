@@ -6,7 +6,6 @@
 #include <string>
 
 #include "quon_mcu/daemon_state.h"
-#include "quon_mcu_client.h"
 #include "quon_mcu_services.h"
 #include "shared/failure.h"
 
@@ -133,6 +132,20 @@ byte_list bus_session::query(const catalog::service& service, byte_view request)
                  std::to_string(size));
     }
     return std::move(got.payload);
+}
+
+void bus_session::check(const catalog::service& service, quon_mcu_status status, int32_t result,
+                        int32_t took_ms) const {
+    switch (status) {
+        case QUON_MCU_OK:
+            return;
+        case QUON_MCU_FAILED:
+            throw failure(exit_status::failure, refusal_text(service, {result, {}, took_ms}));
+        case QUON_MCU_MALFORMED:
+            fail(exit_status::malformed, service, "malformed answer");
+        default:
+            fail_call(status, service, timeout_ms_);
+    }
 }
 
 void bus_session::send(const catalog::service& service, byte_view request) {

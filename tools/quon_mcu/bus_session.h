@@ -6,9 +6,8 @@
 #include <string>
 
 #include "catalog/catalog.h"
+#include "quon_mcu_client.h"
 #include "shared/bytes.h"
-
-struct quon_mcu_client;
 
 namespace quon::client {
 
@@ -43,6 +42,14 @@ class bus_session {
 
     // Hands a signal to the connection.
     void send(const catalog::service& service, byte_view request);
+
+    // For what the library does in several calls.
+    quon_mcu_client* library() const { return client_; }
+
+    // Throws as query does when the library's call of `service`, which took so long, did not end
+    // well; `result` matters with QUON_MCU_FAILED.
+    void check(const catalog::service& service, quon_mcu_status status, int32_t result,
+               int32_t took_ms) const;
 
   private:
     int32_t timeout_ms_;

@@ -2,6 +2,7 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <chrono>
 
 #include "dbus_socket_common.h"
 #include "quon_mcu/bus_session.h"
@@ -39,21 +40,22 @@ std::string command_text(const context& ctx) {
     return text;
 }
 
-byte_list ask(context& ctx, const catalog::service& service, const std::string& text) {
-    const byte_list request = encode_field(service.request->fields[0], text);
-    bus_session bus(ctx.timeout_ms);
-    return bus.query(service, request);
-}
-
-// The wait status, which the service sends in decimal.
-int wait_status(const catalog::service& service, const byte_list& payload) {
-    try {
-        const std::string_view text(reinterpret_cast<const char*>(payload.data()), payload.size());
-        return static_cast<int>(parse_number(text, INT32_MIN, INT32_MAX));
-    } catch (const failure&) {
+// Its wait status.
+int run_on_camera(context& ctx, const catalog::service& service, const std::string& text) {
+    const bus_session bus(ctx.timeout_ms);
+    int32_t status = 0;
+    const auto start = std::chrono::steady_clock::now();
+    const quon_mcu_status ended =
+        quon_mcu_client_exec(bus.library(), text.c_str(), &status, ctx.timeout_ms);
+    const auto took = std::chrono::steady_clock::now() - start;
+    if (ended == QUON_MCU_MALFORMED) {
         throw failure(exit_status::malformed,
                       std::string(service.name) + ": malformed answer: no wait status");
     }
+    bus.check(
+        service, ended, status,
+        static_cast<int32_t>(std::chrono::duration_cast<std::chrono::milliseconds>(took).count()));
+    return status;
 }
 
 std::string people_status(int status) {
@@ -81,15 +83,16 @@ json status_json(const std::string& command, int status) {
 void exec_on_camera(context& ctx) {
     const catalog::service& service = service_named("get.system");
     const std::string text = command_text(ctx);
-    const byte_list payload = ask(ctx, service, text);
-    const int status = wait_status(service, payload);
+    const int status = run_on_camera(ctx, service, text);
     if (status == -1) {
         throw failure(exit_status::failure, "the daemon could not start a shell");
     }
     if (ctx.out.mode == output_mode::people) {
         ctx.out.line(people_status(status));
     } else {
-        show_record(ctx.out, *service.reply, payload, status_json(text, status));
+        const std::string shown = std::to_string(status);
+        show_record(ctx.out, *service.reply, byte_list(shown.begin(), shown.end()),
+                    status_json(text, status));
     }
     ctx.status = static_cast<int>(status == 0 ? exit_status::done : exit_status::failure);
 }
@@ -97,7 +100,8 @@ void exec_on_camera(context& ctx) {
 void popen_on_camera(context& ctx) {
     const catalog::service& service = service_named("get.popen");
     const std::string text = command_text(ctx);
-    const byte_list payload = ask(ctx, service, text);
+    bus_session bus(ctx.timeout_ms);
+    const byte_list payload = bus.query(service, encode_field(service.request->fields[0], text));
     if (ctx.out.mode == output_mode::people) {
         ctx.out.write(payload);
     } else {

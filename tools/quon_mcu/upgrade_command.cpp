@@ -5,14 +5,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
+#include <exception>
 #include <span>
 #include <utility>
 
-#include "mcu_records.h"
 #include "quon_mcu/bus_session.h"
 #include "quon_mcu/commands.h"
-#include "quon_mcu/encode.h"
 #include "quon_mcu/names.h"
 #include "quon_mcu/present.h"
 #include "shared/failure.h"
@@ -22,7 +22,9 @@
 namespace quon::client {
 namespace {
 
-constexpr size_t kBlockSize = kMcuUpgBlockDataSize;
+using steady = std::chrono::steady_clock;
+
+constexpr size_t kBlockSize = QUON_MCU_UPGRADE_BLOCK;
 
 // A firmware image, read block by block while it is sent.
 class image_file {
@@ -138,32 +140,42 @@ class progress {
 class image_sender {
   public:
     image_sender(context& ctx, const upgrade_words& words)
-        : ctx_(ctx), image_(words.file), name_(words.file) {
-        const std::string size = std::to_string(image_.size());
-        const std::string second = words.second == "size" ? size : words.second;
-        const std::string assigned[] = {"first=" + words.first, "second=" + second};
-        start_ = encode(*service_named("upg.start").request, {}, assigned);
-        tail_ = static_cast<uint8_t>(parse_number("--tail", words.tail, 0, UINT8_MAX));
-        if (!words.resume_from.empty()) {
-            resumed_ = true;
-            from_ = offset_of(words.resume_from);
-        }
+        : ctx_(ctx), image_(words.file), name_(words.file), bar_(ctx.out, image_.size()) {
+        const auto size = static_cast<uint32_t>(image_.size());
+        sent_.size = size;
+        sent_.first = static_cast<uint8_t>(parse_number("first", words.first, 0, UINT8_MAX));
+        sent_.second =
+            words.second == "size"
+                ? size
+                : static_cast<uint32_t>(parse_number("second", words.second, 0, UINT32_MAX));
+        sent_.tail = static_cast<uint8_t>(parse_number("--tail", words.tail, 0, UINT8_MAX));
+        sent_.from = words.resume_from.empty() ? 0 : offset_of(words.resume_from);
+        sent_.context = this;
+        sent_.read = [](void* own, uint32_t offset, uint8_t* into, uint32_t length) {
+            return static_cast<image_sender*>(own)->read(offset, {into, length});
+        };
+        sent_.progress = [](void* own, uint32_t done, uint32_t) {
+            static_cast<image_sender*>(own)->step(done);
+        };
     }
 
     void run() {
         bus_session bus(ctx_.timeout_ms);
-        if (!resumed_) {
-            query(bus, "upg.start", start_, "start");
+        step_start_ = steady::now();
+        const quon_mcu_status status =
+            quon_mcu_client_upgrade(bus.library(), &sent_, ctx_.timeout_ms);
+        bar_.end_bar();
+        if (refusal_ != nullptr) {
+            std::rethrow_exception(refusal_);
         }
-        send_blocks(bus);
-        query(bus, "upg.finish", {}, "finish");
+        check(bus, status);
         report();
     }
 
   private:
-    size_t offset_of(const std::string& text) const {
+    uint32_t offset_of(const std::string& text) const {
         const auto last = static_cast<int64_t>(image_.size()) - 1;
-        const auto offset = static_cast<size_t>(parse_number("--resume-from", text, 0, last));
+        const auto offset = static_cast<uint32_t>(parse_number("--resume-from", text, 0, last));
         if (offset % kBlockSize != 0) {
             throw failure(exit_status::usage, "a block begins at a multiple of " +
                                                   std::to_string(kBlockSize) + ", not at " + text);
@@ -171,53 +183,59 @@ class image_sender {
         return offset;
     }
 
-    static void query(bus_session& bus, std::string_view name, std::span<const uint8_t> request,
-                      const std::string& what) {
+    // No exception may cross the library.
+    int read(size_t offset, std::span<uint8_t> room) noexcept {
         try {
-            static_cast<void>(bus.query(service_named(name), request));
+            image_.read_at(offset, room);
+            return 0;
+        } catch (...) {
+            refusal_ = std::current_exception();
+            return -1;
+        }
+    }
+
+    void step(size_t done) noexcept {
+        try {
+            has_started_ = true;
+            bar_.at(done);
+        } catch (...) {
+            refusal_ = std::current_exception();
+        }
+        step_start_ = steady::now();
+    }
+
+    void check(const bus_session& bus, quon_mcu_status status) const {
+        const auto took =
+            std::chrono::duration_cast<std::chrono::milliseconds>(steady::now() - step_start_);
+        const bool is_finishing = sent_.stopped_at == sent_.size;
+        const std::string_view name = !has_started_  ? "upg.start"
+                                      : is_finishing ? "upg.finish"
+                                                     : "upg.transmit";
+        try {
+            bus.check(service_named(name), status, sent_.result,
+                      static_cast<int32_t>(took.count()));
         } catch (const failure& error) {
-            throw failure(error.status(), "upgrade stopped at the " + what + ": " + error.what());
+            throw failure(error.status(), stopped_at(is_finishing) + error.what());
         }
     }
 
-    byte_list block_at(size_t offset) const {
-        const size_t length = std::min(kBlockSize, image_.size() - offset);
-        byte_list block(kMcuUpgBlockSize);
-        put_le(block, 0, 4, static_cast<uint32_t>(offset));
-        put_le(block, kMcuUpgBlockLengthOffset, 4, static_cast<uint32_t>(length));
-        image_.read_at(offset, std::span(block).subspan(kMcuUpgBlockDataOffset, length));
-        block[kMcuUpgBlockTailOffset] = tail_;
-        return block;
-    }
-
-    void send_blocks(bus_session& bus) {
-        const catalog::service& transmit = service_named("upg.transmit");
-        progress bar(ctx_.out, image_.size());
-        for (size_t offset = from_; offset < image_.size(); offset += kBlockSize) {
-            bar.at(offset);
-            try {
-                static_cast<void>(bus.query(transmit, block_at(offset)));
-            } catch (const failure& error) {
-                bar.end_bar();
-                throw failure(error.status(), stopped_at(offset) + error.what());
-            }
+    std::string stopped_at(bool is_finishing) const {
+        if (!has_started_ || is_finishing) {
+            return std::string("upgrade stopped at the ") + (is_finishing ? "finish" : "start") +
+                   ": ";
         }
-        bar.at(image_.size());
-    }
-
-    static std::string stopped_at(size_t offset) {
-        const std::string at = std::to_string(offset);
-        return "upgrade stopped at block " + std::to_string(offset / kBlockSize) + ", offset " +
-               at + " (--resume-from " + at + " goes on there): ";
+        const std::string at = std::to_string(sent_.stopped_at);
+        return "upgrade stopped at block " + std::to_string(sent_.stopped_at / kBlockSize) +
+               ", offset " + at + " (--resume-from " + at + " goes on there): ";
     }
 
     void report() {
-        const size_t sent = image_.size() - from_;
+        const size_t sent = sent_.size - sent_.from;
         const size_t blocks = (sent + kBlockSize - 1) / kBlockSize;
         if (ctx_.out.mode == output_mode::json) {
             print(ctx_.out, {{"file", name_},
-                             {"size", image_.size()},
-                             {"from", from_},
+                             {"size", sent_.size},
+                             {"from", sent_.from},
                              {"sent", sent},
                              {"blocks", blocks}});
         } else {
@@ -229,10 +247,11 @@ class image_sender {
     context& ctx_;
     image_file image_;
     std::string name_;
-    byte_list start_;
-    uint8_t tail_ = 0;
-    bool resumed_ = false;
-    size_t from_ = 0;
+    progress bar_;
+    quon_mcu_upgrade sent_ = {};
+    bool has_started_ = false;
+    steady::time_point step_start_;
+    std::exception_ptr refusal_;
 };
 
 }  // namespace

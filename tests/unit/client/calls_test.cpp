@@ -318,7 +318,7 @@ TEST(AnUpgrade, IsItsStartItsBlocksAndItsFinish) {
 TEST(AnUpgrade, StopsAtTheBlockThatIsRefusedAndGoesOnThere) {
     std::atomic<int> seen{0};
     const FakeDaemon daemon([&](const DbusMsg& request) {
-        return ++seen == 3 ? make_result(request, -1)
+        return ++seen == 3 ? make_result(request, -7)
                            : make_result(request, 4, std::string(4, '\0'));
     });
     const Client client = connected();
@@ -326,6 +326,7 @@ TEST(AnUpgrade, StopsAtTheBlockThatIsRefusedAndGoesOnThere) {
     quon_mcu_upgrade upgrade = upgrade_of(image);
     EXPECT_EQ(quon_mcu_client_upgrade(client.get(), &upgrade, kTimeout), QUON_MCU_FAILED);
     EXPECT_EQ(upgrade.stopped_at, 256U);
+    EXPECT_EQ(upgrade.result, -7);
     upgrade.from = upgrade.stopped_at;
     EXPECT_EQ(quon_mcu_client_upgrade(client.get(), &upgrade, kTimeout), QUON_MCU_OK);
     EXPECT_EQ(hex_of(daemon.request(3)).substr(0, 11), "00 01 00 00");
@@ -340,6 +341,7 @@ TEST(AnUpgrade, TellsWhenItsStartOrItsFinishFails) {
         const FakeDaemon daemon(failing(-1));
         EXPECT_EQ(quon_mcu_client_upgrade(connected().get(), &upgrade, kTimeout), QUON_MCU_FAILED);
         EXPECT_EQ(upgrade.stopped_at, 0U);
+        EXPECT_EQ(upgrade.result, -1);
         EXPECT_EQ(daemon.count(), 1U);
     }
     const FakeDaemon daemon([](const DbusMsg& request) {
@@ -349,6 +351,7 @@ TEST(AnUpgrade, TellsWhenItsStartOrItsFinishFails) {
     });
     EXPECT_EQ(quon_mcu_client_upgrade(connected().get(), &upgrade, kTimeout), QUON_MCU_FAILED);
     EXPECT_EQ(upgrade.stopped_at, 1U);
+    EXPECT_EQ(upgrade.result, -1);
 }
 
 TEST(AnUpgrade, RefusesAnImageThatCannotBeSent) {
