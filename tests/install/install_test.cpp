@@ -88,6 +88,7 @@ TEST(AnInstallation, HoldsTheProgramsEachWithItsPage) {
     const Installation installation;
     for (const auto& [program, page] : {std::pair{"quon_mcu_daemon", "man8/quon_mcu_daemon.8"},
                                         std::pair{"quon-mcu", "man1/quon-mcu.1"},
+                                        std::pair{"quon-mcu-small", "man1/quon-mcu-small.1"},
                                         std::pair{"hi3861l-sim", "man1/hi3861l-sim.1"}}) {
         const fs::path path = installation.programs() / program;
         struct stat status {};
