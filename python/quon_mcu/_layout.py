@@ -69,7 +69,7 @@ def encode(record: Any) -> bytes:
         raise ValueError(f"{layout.name} is an answer")
     data = bytearray(layout.size)
     for each in layout.fields:
-        piece = _encode_field(each, getattr(record, each.name))
+        piece = encode_value(each, getattr(record, each.name))
         if len(data) < each.offset + len(piece):
             data.extend(bytes(each.offset + len(piece) - len(data)))
         data[each.offset : each.offset + len(piece)] = piece
@@ -88,7 +88,7 @@ def decode(record: Any, data: bytes, zero_is_fact: bool) -> Any:
     values = {}
     for each in layout.fields:
         end = each.offset + each.size if each.size else len(data)
-        value = _decode_field(each, data[each.offset : end])
+        value = decode_value(each, data[each.offset : end])
         absent = each.is_counted and not zero_is_fact and _is_absent(layout, each, data, end, value)
         values[each.name] = None if absent else value
     return record(**values)
@@ -106,7 +106,8 @@ def _entries(layout: Layout, data: bytes) -> list[bytes]:
     return [data[1 + i * size : 1 + (i + 1) * size] for i in range(count)]
 
 
-def _decode_field(what: Field, data: bytes) -> Any:
+def decode_value(what: Field, data: bytes) -> Any:
+    """The value of one field's bytes."""
     if what.kind in _NUMBERS:
         return int.from_bytes(data, "little", signed=what.kind is Kind.S8)
     if what.kind in _TEXTS:
@@ -118,7 +119,8 @@ def _decode_field(what: Field, data: bytes) -> Any:
     return data
 
 
-def _encode_field(what: Field, value: Any) -> bytes:
+def encode_value(what: Field, value: Any) -> bytes:
+    """The bytes of one field. Raises ValueError for what cannot be in it."""
     if value is None:
         return bytes(what.size)
     if what.kind in _NUMBERS:

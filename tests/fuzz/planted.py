@@ -61,6 +61,11 @@ FAULTS = {
         "at + 2 <= text.size() ? hex_number(text.substr(at, 2)) : std::nullopt",
         "hex_number(text.substr(at, 2))",
     ),
+    "record_definitions": Fault(
+        "a field that begins within its record ends there too",
+        "must(offset < most && offset + size <= most, where,",
+        "must(offset < most, where,",
+    ),
     "simulator": Fault(
         "a block of an image is at most as long as it can be",
         "length == 0 || length > kMcuUpgBlockDataSize",

@@ -455,8 +455,33 @@ def simulator() -> dict[str, bytes]:
     return inputs
 
 
+def record_definitions() -> dict[str, bytes]:
+    """Length of an answer in two bytes, the answer, then a file."""
+    def of(text: str, answer: bytes = bytes(range(1, 40))) -> bytes:
+        return len(answer).to_bytes(2, "little") + answer + text.encode()
+
+    field = '{"name": "%s", "offset": %d, "kind": "%s", "unit": "mV", "meaning": "m"%s}'
+    fields = ", ".join([
+        field % ("a", 0, "u8", ', "values": {"1": "one", "0xff": "all"}'), field % ("b", 1, "s8", ""),
+        field % ("c", 2, "u16", ""), field % ("d", 4, "u32", ""), field % ("e", 8, "ipv4", ""),
+        field % ("f", 12, "mac", ""), field % ("g", 18, "text", ', "size": 4'),
+        field % ("h", 22, "bytes", ""),
+    ])
+    return {
+        "known": of('{"pir_info": {"size": 36, "fields": [' + fields + "]}}"),
+        "new": of('{"mine": {"fields": [' + fields + '], "size": 30}} // a comment'),
+        "list": of('{"err_report": {"fields": [' + field % ("a", 35, "u8", "") + "]}}"),
+        "kept": of('{"wakeup_context": {"fields": [' + field % ("a", 81, "u8", "") + "]}}"),
+        "behind": of('{"battery_status": {"fields": [' + field % ("a", 4, "u32", "") + "]}}"),
+        "overlap": of('{"mine": {"fields": [' + field % ("a", 0, "u16", "") + ", "
+                      + field % ("b", 1, "u16", "") + "]}}"),
+        "deep": of("[" * 20),
+        "no json": of('{"a": /* no end'),
+    }
+
+
 HARNESSES = [chip_receive, bus_server, bus_client, handoff, log_output, replayed_log,
-             client_decoder, client_parsers, client_upgrade, simulator]
+             client_decoder, client_parsers, client_upgrade, record_definitions, simulator]
 
 
 def main(words: list[str]) -> None:

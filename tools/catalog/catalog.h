@@ -59,6 +59,7 @@ struct record {
     std::span<const uint32_t> parts = {};  // offsets where the answers begin that make it up;
                                            // empty: it is one
     std::string_view zero = {};            // what a zero may mean beside the value 0, as a reason
+    bool is_makers = false;                // has fields from a file of definitions
 };
 
 enum class service_kind { method, signal };

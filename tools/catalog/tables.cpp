@@ -2,6 +2,7 @@
 #include <array>
 
 #include "catalog/records.h"
+#include "catalog/table_changes.h"
 
 namespace quon::catalog {
 namespace {
@@ -182,45 +183,69 @@ constexpr auto kServiceTable = [] {
     return all;
 }();
 
-// Every record once, in the order in which services and messages name them.
-struct record_set {
-    std::array<const record*, 2 * (kMessageTable.size() + kServiceRows.size())> all{};
-    size_t count = 0;
+// What is shown: the tables above, until a record has been put into them.
+struct shown_tables {
+    std::vector<service> services{kServiceTable.begin(), kServiceTable.end()};
+    std::vector<message> messages{kMessageTable.begin(), kMessageTable.end()};
+    std::vector<const record*> records;  // each once, in the order of services and messages
+
+    shown_tables() {
+        for_each([this](const record*& one) { add(one); });
+    }
+
+    void for_each(const auto& act) {
+        for (service& each : services) {
+            act(each.request);
+            act(each.reply);
+        }
+        for (message& each : messages) {
+            act(each.request);
+            act(each.reply);
+        }
+    }
 
     void add(const record* one) {
-        const auto end = all.begin() + static_cast<std::ptrdiff_t>(count);
-        if (one != nullptr && std::find(all.begin(), end, one) == end) {
-            all[count++] = one;
+        if (one != nullptr && std::ranges::find(records, one) == records.end()) {
+            records.push_back(one);
         }
+    }
+
+    void replace(const record* old, const record* by) {
+        for_each([&](const record*& one) { one = one == old ? by : one; });
+        std::ranges::replace(records, old, by);
     }
 };
 
-record_set all_records() {
-    record_set found;
-    for (const service& each : kServiceTable) {
-        found.add(each.request);
-        found.add(each.reply);
-    }
-    for (const message& each : kMessageTable) {
-        found.add(each.request);
-        found.add(each.reply);
-    }
-    return found;
+shown_tables& shown() {
+    static shown_tables tables;
+    return tables;
 }
 
 }  // namespace
 
 std::span<const service> services() {
-    return kServiceTable;
+    return shown().services;
 }
 
 std::span<const message> messages() {
-    return kMessageTable;
+    return shown().messages;
 }
 
 std::span<const record* const> records() {
-    static const record_set table = all_records();
-    return std::span(table.all).first(table.count);
+    return shown().records;
+}
+
+void put_record(const record& what) {
+    const record* old = find_record(what.name);
+    if (old == nullptr) {
+        shown().add(&what);
+    } else {
+        shown().replace(old, &what);
+    }
+}
+
+void forget_records() {
+    shown() = shown_tables();
 }
 
 std::string_view zero_reason(const service& what) {
@@ -233,12 +258,13 @@ std::string_view zero_reason(const service& what) {
 }
 
 const service* find_service(std::string_view full_name) {
-    const auto found = std::ranges::find(kServiceTable, full_name, &service::name);
-    return found == kServiceTable.end() ? nullptr : &*found;
+    const auto found = std::ranges::find(shown().services, full_name, &service::name);
+    return found == shown().services.end() ? nullptr : &*found;
 }
 
 const message* find_message(uint8_t type) {
-    return message_of(type);
+    const auto found = std::ranges::find(shown().messages, type, &message::type);
+    return found == shown().messages.end() ? nullptr : &*found;
 }
 
 const record* find_record(std::string_view name) {

@@ -65,6 +65,8 @@ void add_state_options(CLI::App& app, chip_settings& chosen) {
             },
             each.help);
     }
+    app.add_option("--records", chosen.records,
+                   "File that defines records (default: records.json in the usual places)");
     app.add_option("--set", chosen.assignments, "NAME=VALUE, any value that control can set")
         ->take_all();
     app.add_option("--fault", chosen.faults,

@@ -20,6 +20,7 @@ struct chip_settings {
     std::string control = kDefaultControl;
     std::string journal = "-";
     std::string pcap;           // empty: no capture
+    std::string records;        // file of record definitions; empty: the usual places
     uint32_t netlink_port = 0;  // 0: the chip link's socket instead
     std::vector<std::pair<std::string, std::string>> state;
     std::vector<std::string> assignments;

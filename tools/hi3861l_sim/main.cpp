@@ -4,12 +4,14 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "catalog/definitions.h"
 #include "chip_program.h"
 #include "completion.h"
 #include "control_commands.h"
 #include "control_tool.h"
 #include "exec_program.h"
 #include "prefix_command.h"
+#include "shared/failure.h"
 #include "text_values.h"
 #include "world_run.h"
 
@@ -150,6 +152,15 @@ class command_line {
         return flush_output() ? exit_done : exit_error;
     }
 
+    // The words that a chip's properties go by, among others.
+    static void load_records(const std::string& file) {
+        try {
+            catalog::load_definitions(file);
+        } catch (const failure& problem) {
+            throw bad_value(problem.what());
+        }
+    }
+
     int act() {
         if (control_->parsed()) {
             return send_control_command(chosen_.chip.control, join_words(chosen_.command, 0),
@@ -159,12 +170,14 @@ class command_line {
             return exec_program(chosen_.exec);
         }
         if (run_->parsed()) {
+            load_records(chosen_.run.chip.records);
             return run_in_world(chosen_.run);
         }
         if (help_->parsed() || completion_->parsed()) {
             std::cout << (help_->parsed() ? explanation() : completion_script(chosen_.shell));
             return flush_output() ? exit_done : exit_error;
         }
+        load_records(chosen_.chip.records);
         run_chip(chosen_.chip, [this](const std::string& where) {
             std::cerr << "hi3861l-sim: ready, chip on " << where << ", control on "
                       << chosen_.chip.control << std::endl;

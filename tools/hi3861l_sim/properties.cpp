@@ -191,6 +191,47 @@ const std::vector<property> kNamed = {
 };
 // clang-format on
 
+property address(std::string_view name, const slice& where) {
+    return {.name = std::string(name),
+            .value_help = "ADDRESS",
+            .get = [where](simulator& sim) { return show_ipv4(view(sim.chip(), where)); },
+            .set =
+                [where](simulator& sim, std::string_view value) {
+                    std::ranges::copy(parse_ipv4(value), view(sim.chip(), where).begin());
+                }};
+}
+
+// One field that the camera's maker has defined: "battery-status.charge".
+property defined(const std::string& name, const slice& where, catalog::field_kind kind) {
+    switch (kind) {
+        case catalog::field_kind::text:
+            return textual(name, where);
+        case catalog::field_kind::ipv4:
+            return address(name, where);
+        case catalog::field_kind::mac:
+            return hardware(name, where);
+        case catalog::field_kind::bytes:
+            return binary(name, where);
+        default:
+            return numeric(name, where);  // one with a sign as its byte
+    }
+}
+
+void add_defined(std::vector<property>& all, std::string_view record, size_t size,
+                 const std::string& shown) {
+    const catalog::record* known = catalog::find_record(record);
+    if (known == nullptr || !known->is_makers || known->entry_size != 0) {
+        return;
+    }
+    for (const catalog::field& each : known->fields) {
+        const size_t own = each.size != 0 ? each.size : size - std::min<size_t>(size, each.offset);
+        if (own != 0 && each.offset + own <= size) {
+            all.push_back(defined(shown + "." + std::string(each.name), {record, each.offset, own},
+                                  each.kind));
+        }
+    }
+}
+
 // The table's, and each record of the chip that none of them has the name of, in hex.
 std::vector<property> all_properties() {
     std::vector<property> all = kNamed;
@@ -202,6 +243,7 @@ std::vector<property> all_properties() {
         if (!taken && !content.empty()) {
             all.push_back(binary(name, {record, 0, content.size()}));
         }
+        add_defined(all, record, content.size(), name);
     }
     return all;
 }

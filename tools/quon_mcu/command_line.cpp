@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "catalog/definitions.h"
 #include "quon_mcu/names.h"
 #include "shared/failure.h"
 #include "shared/suggestions.h"
@@ -125,6 +126,9 @@ void command_line::add_program_options() {
             "--timeout", set_timeout,
             "How long to wait for an answer: milliseconds or, say, 1.5s (default 5s)")
         ->type_name("TIME");
+    app_.add_option("--records", ctx_.records,
+                    "File that defines records (default: records.json in the usual places)")
+        ->type_name("FILE");
     app_.set_version_flag("--version", "quon-mcu " QUON_VERSION);
 }
 
@@ -333,6 +337,21 @@ std::function<void()> command_line::parse(std::vector<std::string> words) {
         throw failure(exit_status::usage, "a command is missing; see 'quon-mcu --help'");
     }
     return action_;
+}
+
+void command_line::load_records() {
+    const auto commands = app_.get_subcommands();
+    if (commands.empty() || commands[0]->get_name() != "complete") {
+        catalog::load_definitions(ctx_.records);
+        return;
+    }
+    const auto named = std::ranges::find(ctx_.rest, "--records");
+    const bool has_file = named != ctx_.rest.end() && std::next(named) != ctx_.rest.end();
+    try {
+        catalog::load_definitions(has_file ? *std::next(named) : "");
+    } catch (const failure&) {
+        return;  // a shell is waiting for words, not for reasons
+    }
 }
 
 // Takes what follows a prefix command and its options off `words`.

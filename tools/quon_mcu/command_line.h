@@ -24,6 +24,10 @@ class command_line {
     // latter also for --help and --version.
     std::function<void()> parse(std::vector<std::string> words);
 
+    // Reads the definitions of records that the line names, or those of the usual places. Throws
+    // failure, unless the line asks for completions, which do without.
+    void load_records();
+
     CLI::App& app() { return app_; }
 
     // All that may stand at the last of `words` and begins as it does.

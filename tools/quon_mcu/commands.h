@@ -12,6 +12,7 @@ namespace quon::client {
 struct context {
     output out;
     int32_t timeout_ms = 5000;
+    std::string records{};            // file of record definitions; empty: the usual places
     std::vector<std::string> rest{};  // what a command that ends the line got, options and all
     bool rest_is_verbatim = false;    // it stood after "--"
     std::vector<std::string> own_options{};  // "--json" and the like

@@ -51,6 +51,22 @@ std::vector<std::string> rest_row(const record& what, uint32_t from, const std::
     return {std::to_string(from), size, "bytes", name, "", "not interpreted"};
 }
 
+std::vector<std::string> field_row(const field& what, uint32_t offset, const std::string& name) {
+    return {std::to_string(offset), field_size(what),  type_text(what.kind), name,
+            std::string(what.unit), meaning_text(what)};
+}
+
+void add_list_rows(row_list& rows, const record& list) {
+    rows.push_back({"0", "1", "u8", "count", "", "number of entries"});
+    if (list.fields.empty()) {
+        rows.push_back({"1", std::to_string(list.entry_size), "bytes", "entry[0]", "",
+                        "first entry; the others follow"});
+    }
+    for (const field& each : list.fields) {
+        rows.push_back(field_row(each, each.offset + 1, "entry[0]." + std::string(each.name)));
+    }
+}
+
 json field_json(const field& what) {
     json values = json::object();
     for (const catalog::known_value& each : what.values) {
@@ -89,21 +105,20 @@ std::string timeout_text(int timeout_ms) {
 
 row_list field_rows(const record& what) {
     row_list rows = {{"offset", "size", "type", "name", "unit", "meaning"}};
+    if (what.entry_size != 0) {
+        add_list_rows(rows, what);
+        return rows;
+    }
     uint32_t done = 0;
     for (const field& each : what.fields) {
         if (each.offset > done) {
             rows.push_back(rest_row(what, done, std::to_string(each.offset - done)));
         }
-        rows.push_back({std::to_string(each.offset), field_size(each), type_text(each.kind),
-                        std::string(each.name), std::string(each.unit), meaning_text(each)});
+        rows.push_back(field_row(each, each.offset, std::string(each.name)));
         done = each.offset + each.size;
     }
     const bool open_ended = !what.fields.empty() && what.fields.back().size == 0;
-    if (what.entry_size != 0) {
-        rows.push_back({"0", "1", "u8", "count", "", "number of entries"});
-        rows.push_back({"1", std::to_string(what.entry_size), "bytes", "entry[0]", "",
-                        "first entry; the others follow"});
-    } else if (done < what.size) {
+    if (done < what.size) {
         rows.push_back(rest_row(what, done, std::to_string(what.size - done)));
     } else if (what.size == 0 && !open_ended) {
         rows.push_back(rest_row(what, done, "to the end"));

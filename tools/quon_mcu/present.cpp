@@ -83,11 +83,23 @@ json value_json(const catalog::decoded_field& field, std::string_view zero) {
     return catalog::is_number(field.kind) ? json(std::stoll(field.value)) : json(field.value);
 }
 
+// Into "entries": the value of an entry, or of one field of it.
+void add_entry(json& entries, std::string_view name, json value) {
+    const size_t dot = name.find('.');
+    if (dot == std::string_view::npos) {
+        entries.push_back(std::move(value));
+        return;
+    }
+    constexpr std::string_view kStart = "entry[";
+    const size_t index = std::stoul(std::string(name.substr(kStart.size())));
+    entries[index][name.substr(dot + 1)] = std::move(value);
+}
+
 json fields_json(const catalog::record& what, byte_view bytes, std::string_view zero) {
     json fields = json::object();
     for (const catalog::decoded_field& each : catalog::decode(what, bytes)) {
         if (each.name.starts_with("entry[")) {
-            fields["entries"].push_back(value_json(each, zero));
+            add_entry(fields["entries"], each.name, value_json(each, zero));
         } else {
             fields[each.name] = value_json(each, zero);
         }

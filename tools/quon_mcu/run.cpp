@@ -29,7 +29,9 @@ int run(std::vector<std::string> words, output out, int32_t timeout_ms) {
     context ctx{.out = out, .timeout_ms = timeout_ms};
     command_line line(ctx, words);
     try {
-        line.parse(std::move(words))();
+        const std::function<void()> action = line.parse(std::move(words));
+        line.load_records();
+        action();
         return ctx.status;
     } catch (const failure& error) {
         ctx.out.note(error.what());
