@@ -98,6 +98,7 @@ INSTANTIATE_TEST_SUITE_P(
             "(cmake --install|tar|gzip|install) .*"},
         Row{"Format", "scripts/lint format", 6, false},
         Row{"Shell", "scripts/lint shell", 6, false}, Row{"Tidy", "scripts/lint tidy", 6, false},
+        Row{"Types", "scripts/lint types", 5, false},
         Row{"Cppcheck", "scripts/lint cppcheck", 8, false},
         Row{"Analyzer", "scripts/lint analyzer", 6, false}, Row{"Board", "scripts/board", 25, true},
         Row{"BoardPackages", "scripts/lib/board-packages", 10, false},
