@@ -128,9 +128,10 @@ TEST(AnInstallation, HoldsThePublicHeadersAndNoOther) {
         headers.push_back(entry.path().filename().string());
     }
     std::ranges::sort(headers);
-    EXPECT_EQ(headers, (Words{"dbus_socket_common.h", "hichannel_host.h", "quon_log.h",
-                              "quon_mcu_client.h", "quon_mcu_client_services.h",
-                              "quon_mcu_services.h", "quon_queue.h", "websocket.h"}));
+    EXPECT_EQ(headers,
+              (Words{"dbus_socket_common.h", "hichannel_host.h", "quon_log.h", "quon_mcu_client.h",
+                     "quon_mcu_client_services.h", "quon_mcu_services.h", "quon_mcu_testing.h",
+                     "quon_queue.h", "websocket.h"}));
 }
 
 }  // namespace
