@@ -3,6 +3,7 @@
 import threading
 
 import battery_guard
+import quon_mcu
 from quon_mcu.testing import Chip, HandoffServer
 
 
@@ -32,7 +33,7 @@ def test_sees_events_in_their_order(quon_chip: Chip) -> None:
 
 
 def test_sends_what_is_set(quon_chip: Chip) -> None:
-    quon_chip.client.set_led(battery_guard.quon_mcu.Value(2))
+    quon_chip.client.set_led(quon_mcu.Value(2))
     quon_chip.wait_frame("set_led")
     assert quon_chip.get("led") == "2"
 

@@ -56,9 +56,12 @@ class APlainCall(unittest.TestCase):
         with FakeDaemon(stale) as daemon, quon_mcu.Client() as client:
             with self.assertRaises(quon_mcu.TimedOut):
                 client.get_ver(timeout=0.01)
+            daemon.request(0)
             late = list(RECORD.unpack(daemon.records[0]))
             late[6], late[7], late[8] = 3, 3, b"old"
             daemon._peers[0].sendall(RECORD.pack(*late))
+            of_another = [late[0], late[1] + 1, *late[2:5], b"method.quon.mcu.get.time", *late[6:]]
+            daemon._peers[0].sendall(RECORD.pack(*of_another))
             self.assertEqual(client.get_ver(LONG).version, "V2")
 
     def test_tells_that_nobody_is_there_and_that_the_connection_is_lost(self):
@@ -198,7 +201,20 @@ class CallsInALoop(unittest.IsolatedAsyncioTestCase):
                 self.assertEqual(await client.popen("ls"), b"768")
                 done = [each async for each in client.upgrade(b"a" * 300)]
                 self.assertEqual(done, [256, 300])
+                before = len(daemon.requests)
+                done = [each async for each in client.upgrade(b"a" * 300, resume_from=256)]
+                self.assertEqual(done, [300])
+            self.assertEqual(daemon.requests[before][0], "method.quon.mcu.upg.transmit")
+            self.assertEqual(daemon.requests[before][2][:8].hex(), "000100002c000000")
             self.assertEqual(daemon.requests[-1][0], "method.quon.mcu.upg.finish")
+
+    async def test_forget_an_answer_that_nobody_waits_for(self):
+        with FakeDaemon():
+            async with quon_mcu.AsyncClient() as client:
+                for _ in range(3):
+                    with self.assertRaises(quon_mcu.TimedOut):
+                        await client.get_time(timeout=0.01)
+                self.assertEqual(client._waiting, {})
 
 
 class AHandOff(unittest.TestCase):
