@@ -5,7 +5,7 @@
 
 bool may_record(quon_mcu_client* client) {
     quon_mcu_battery_status battery;
-    const quon_mcu_status status = quon_mcu_client_get_battery_status(client, &battery, 2000);
+    const quon_mcu_status status = quon_mcu_client_get_battery_status(client, &battery, 5000);
     return status == QUON_MCU_OK && (battery.absent & QUON_MCU_BATTERY_STATUS_BYTES) == 0 &&
            battery.bytes[0] > 10;
 }

@@ -6,7 +6,7 @@ import quon_mcu
 def may_record(client: quon_mcu.Client) -> bool:
     """Only with enough charge, and not when the chip does not say."""
     try:
-        battery = client.get_battery_status(timeout=2.0).bytes
+        battery = client.get_battery_status().bytes
     except quon_mcu.Failed:
         return False
     return battery is not None and battery[0] > 10

@@ -250,8 +250,16 @@ std::vector<property> all_properties() {
 
 }  // namespace
 
+// Made anew when records have been defined since.
 std::span<const property> properties() {
-    static const std::vector<property> all = all_properties();
+    static std::vector<property> all;
+    static std::ptrdiff_t defined = -1;
+    const std::ptrdiff_t now = std::ranges::count_if(
+        catalog::records(), [](const catalog::record* each) { return each->is_makers; });
+    if (now != defined) {
+        all = all_properties();
+        defined = now;
+    }
     return all;
 }
 
