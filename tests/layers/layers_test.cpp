@@ -29,6 +29,7 @@ struct Folder {
 constexpr Folder kHouse[] = {
     {"tools/quon_mcu/", 10},
     {"tools/hi3861l_sim/", 10},
+    {"tools/testing/", 10},
     {"tools/catalog/", 9},
     {"tools/shared/", 8},
     {"tools/world/", 8},
