@@ -31,14 +31,19 @@ property textual(std::string_view name, const slice& where) {
                            std::string_view value) { set_text(sim.chip(), where, value); }};
 }
 
-property hardware(std::string_view name, const slice& where) {
+property address(std::string_view name, std::string_view help, const slice& where,
+                 byte_list (*parse)(std::string_view), std::string (*show)(byte_view)) {
     return {.name = std::string(name),
-            .value_help = "MAC",
-            .get = [where](simulator& sim) { return show_mac(view(sim.chip(), where)); },
+            .value_help = help,
+            .get = [where, show](simulator& sim) { return show(view(sim.chip(), where)); },
             .set =
-                [where](simulator& sim, std::string_view value) {
-                    std::ranges::copy(parse_mac(value), view(sim.chip(), where).begin());
+                [where, parse](simulator& sim, std::string_view value) {
+                    std::ranges::copy(parse(value), view(sim.chip(), where).begin());
                 }};
+}
+
+property hardware(std::string_view name, const slice& where) {
+    return address(name, "MAC", where, parse_mac, show_mac);
 }
 
 property binary(std::string_view name, const slice& where) {
@@ -191,23 +196,13 @@ const std::vector<property> kNamed = {
 };
 // clang-format on
 
-property address(std::string_view name, const slice& where) {
-    return {.name = std::string(name),
-            .value_help = "ADDRESS",
-            .get = [where](simulator& sim) { return show_ipv4(view(sim.chip(), where)); },
-            .set =
-                [where](simulator& sim, std::string_view value) {
-                    std::ranges::copy(parse_ipv4(value), view(sim.chip(), where).begin());
-                }};
-}
-
 // One field that the camera's maker has defined: "battery-status.charge".
 property defined(const std::string& name, const slice& where, catalog::field_kind kind) {
     switch (kind) {
         case catalog::field_kind::text:
             return textual(name, where);
         case catalog::field_kind::ipv4:
-            return address(name, where);
+            return address(name, "ADDRESS", where, parse_ipv4, show_ipv4);
         case catalog::field_kind::mac:
             return hardware(name, where);
         case catalog::field_kind::bytes:
