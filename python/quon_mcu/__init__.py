@@ -26,9 +26,8 @@ from ._errors import Failed, Malformed, NoConnection, QuonMcuError, TimedOut
 from ._handoff import take_socket, take_socket_async
 from ._services import *  # noqa: F403
 from ._services import SERVICES
+from ._services import VERSION as __version__
 from ._services import __all__ as _records
-
-__version__ = "1.0.0"
 
 __all__ = [
     "SERVICES",

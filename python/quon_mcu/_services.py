@@ -16,6 +16,7 @@ from typing import Any, ClassVar, cast
 from ._layout import Field, Kind, Layout, Service
 
 DEFAULT_TIMEOUT = 5.0
+VERSION = "1.0.0"
 
 __all__ = [
     "Version",

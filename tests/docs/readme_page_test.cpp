@@ -1,4 +1,5 @@
-// README.md: its map has every folder, and its transcript the demo's steps.
+// README.md: its map has every folder, and its transcript the demo's steps. CHANGELOG.md: this
+// version.
 
 #include <gtest/gtest.h>
 
@@ -67,6 +68,14 @@ TEST(TheReadme, ShowsTheStepsOfTheDemoAndWhatTheyShow) {
     EXPECT_EQ(shown, steps);
     EXPECT_NE(page.find("demo: all " + std::to_string(steps.size()) + " steps passed"),
               std::string::npos);
+}
+
+TEST(TheChanges, AreToldOfThisVersionUnderWhatIsNotYetOne) {
+    const std::string page = content_of(kTop / "CHANGELOG.md");
+    const std::size_t unreleased = page.find("\n## ");
+    EXPECT_EQ(page.substr(unreleased, 15), "\n## Unreleased\n");
+    EXPECT_EQ(page.find("\n## ", unreleased + 1),
+              page.find(std::string("\n## ") + QUON_VERSION + "\n"));
 }
 
 }  // namespace

@@ -168,7 +168,7 @@ from typing import Any, ClassVar, cast
 from ._layout import Field, Kind, Layout, Service
 
 DEFAULT_TIMEOUT = 5.0
-)";
+VERSION = ")" QUON_VERSION "\"\n";
     text += "\n__all__ = [\n";
     for (const record* each : records_of_services()) {
         text += "    " + quoted(class_name(*each)) + ",\n";
