@@ -23,7 +23,7 @@ constexpr ExitStatus kDone{.exited = true, .code = 0};
 
 const fs::path kPackaging = QUON_PACKAGING;
 const fs::path kStandIns = QUON_STAND_INS;
-constexpr char kOptions[] = "options -DQUON_TOOLS=OFF -DQUON_TESTS=OFF\n";
+constexpr char kOptions[] = "-DQUON_TOOLS=OFF -DQUON_TESTS=OFF\n";
 
 class ADescription : public testing::Test {
   protected:
@@ -99,7 +99,8 @@ class TheBuildrootPackage : public ADescription {
 TEST_F(TheBuildrootPackage, BuildsThisCheckoutWithoutToolsAndTests) {
     const Result result = make("show");
     EXPECT_EQ(result.out, std::string("version ") + QUON_VERSION + "\nsite local " +
-                              kPackaging.parent_path().string() + "\nstaging YES\n" + kOptions);
+                              kPackaging.parent_path().string() + "\nstaging YES\noptions " +
+                              kOptions);
     EXPECT_EQ(result.err, "");
 }
 
@@ -143,7 +144,8 @@ class TheOpenWrtPackage : public ADescription {
 
 TEST_F(TheOpenWrtPackage, BuildsThisCheckoutWithoutToolsAndTests) {
     EXPECT_EQ(make("show").out, std::string("package quon-mcu-daemon quon-mcu-daemon ") +
-                                    QUON_VERSION + "-1\n" + kOptions);
+                                    QUON_VERSION + "-1\noptions -DBUILD_SHARED_LIBS=OFF " +
+                                    kOptions);
     const Result prepared = make("prepare");
     ASSERT_EQ(prepared.status, kDone) << prepared.err;
     EXPECT_EQ(content_of(scratch("build") / "CMakeLists.txt"),
