@@ -84,6 +84,19 @@ Words sorted(Words front, const Words& back) {
     return front;
 }
 
+// What the tree has of it: the package's own files come and go with its owners' needs.
+Words python_modules() {
+    Words names = {"lib/python3/dist-packages/quon_mcu/py.typed"};
+    for (const auto& entry : fs::directory_iterator(QUON_PYTHON_FOLDER)) {
+        if (entry.path().extension() == ".py") {
+            names.push_back("lib/python3/dist-packages/quon_mcu/" +
+                            entry.path().filename().string());
+        }
+    }
+    std::ranges::sort(names);
+    return names;
+}
+
 const Held kHeld[] = {
     {"quon-mcu-daemon",
      sorted(programs({"bin/quon_mcu_daemon"}), data({"lib/systemd/system/quon_mcu_daemon.service",
@@ -119,18 +132,7 @@ const Held kHeld[] = {
                                          "lib/pkgconfig/quon_mcu_client.pc",
                                          "lib/pkgconfig/quon_queue.pc",
                                          "lib/pkgconfig/websocket.pc"}))},
-    {"python3-quon-mcu", sorted({}, data({"lib/python3/dist-packages/quon_mcu/__init__.py",
-                                          "lib/python3/dist-packages/quon_mcu/_aio.py",
-                                          "lib/python3/dist-packages/quon_mcu/_bus.py",
-                                          "lib/python3/dist-packages/quon_mcu/_client.py",
-                                          "lib/python3/dist-packages/quon_mcu/_definitions.py",
-                                          "lib/python3/dist-packages/quon_mcu/_errors.py",
-                                          "lib/python3/dist-packages/quon_mcu/_handoff.py",
-                                          "lib/python3/dist-packages/quon_mcu/_layout.py",
-                                          "lib/python3/dist-packages/quon_mcu/_services.py",
-                                          "lib/python3/dist-packages/quon_mcu/pytest_plugin.py",
-                                          "lib/python3/dist-packages/quon_mcu/testing.py",
-                                          "lib/python3/dist-packages/quon_mcu/py.typed"}))},
+    {"python3-quon-mcu", data(python_modules())},
 };
 
 class APackage : public testing::TestWithParam<Held> {};
