@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "dbus_state.h"
+#include "dbus_threads.h"
 #include "quon_platform.h"
 
 namespace quon::dbus {
@@ -55,15 +56,32 @@ void wait_for_calm() {
     } while (look_at(changes) - before >= kCalm);
 }
 
+void* end_at_once(void* /*unused*/) {
+    return nullptr;
+}
+
+// A storm leaves hundreds of stacks in the C library's cache, with the pages that were used. One
+// that alone fills the cache drives all the others out.
+void release_stacks() {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, QUON_STACK_CACHE);
+    pthread_t thread;
+    if (pthread_create(&thread, &attributes, end_at_once, nullptr) == 0) {
+        pthread_join(thread, nullptr);
+    }
+    pthread_attr_destroy(&attributes);
+}
+
 void start_watch();
 
-// A storm leaves hundreds of stacks in the C library's cache, with the pages that were used. When
-// this thread ends, its stack alone fills the cache, and all the others have to go.
+// The stacks first: the C library's data on them are spread over the heap.
 void* watch(void* /*unused*/) {
     prctl(PR_SET_NAME, kWatchName);
     do {
         wait_for_calm();
         forget_height();
+        release_stacks();
         quon_release_heap();
     } while (has_dropped(look_at(load)));
     set_flag(&watched, false);
@@ -75,18 +93,9 @@ void* watch(void* /*unused*/) {
 
 // Where there is no room for such a thread, the end of another one tries again.
 void start_watch() {
-    if (swap_flag(&watched, true)) {
-        return;
-    }
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-    pthread_attr_setstacksize(&attributes, QUON_STACK_CACHE);
-    pthread_t thread;
-    if (pthread_create(&thread, &attributes, watch, nullptr) != 0) {
+    if (!swap_flag(&watched, true) && !ThreadKind().start(watch, nullptr)) {
         set_flag(&watched, false);
     }
-    pthread_attr_destroy(&attributes);
 }
 
 }  // namespace

@@ -25,8 +25,6 @@ constexpr bool kSanitized = true;  // its memory is for the most part its saniti
 constexpr bool kSanitized = false;
 #endif
 
-constexpr long kOtherPagesKib = 256;
-
 // ---- What a daemon holds
 
 // Of the bus: the others are there from the start to the end.
@@ -50,10 +48,10 @@ struct Footing {
         return {daemon.descriptors().size(), bus_threads_of(daemon), children_of(daemon.pid()),
                 resident * sysconf(_SC_PAGESIZE) / 1024};
     }
-    // A third more memory at most, with some pages of the C library's that no service had used.
+    // Three tenths more memory at most.
     [[nodiscard]] bool is_back_at(const Footing& before) const {
         return descriptors == before.descriptors && threads == before.threads && children.empty() &&
-               (kSanitized || resident_kib <= before.resident_kib * 13 / 10 + kOtherPagesKib);
+               (kSanitized || resident_kib <= before.resident_kib * 13 / 10);
     }
 };
 
