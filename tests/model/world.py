@@ -157,12 +157,15 @@ class Daemon:
             [program], env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
             stderr=self._errors)
         self.asked = []
+        self.start_took = 0.0
         try:
             self.chip.accept()
+            begin = time.monotonic()
             for _ in range(len(answers)):
                 question = self.chip.next_frame()
                 self.asked.append(question)
                 self.chip.send(answers[question[0]])
+            self.start_took = time.monotonic() - begin
             self.log = Log(self._process.stdout)
             self.peer = Peer()
         except BaseException:
