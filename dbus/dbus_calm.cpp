@@ -19,15 +19,26 @@ constexpr int32_t kWorthIt = 8;  // what fewer leave behind is little
 constexpr uint32_t kCalm = 8;    // changes between two looks
 constexpr useconds_t kLookUs = 200'000;
 
-// Atomic.
-int32_t load;
-int32_t highest;   // load since memory was given back
-uint32_t changes;  // of the load
+constexpr size_t kCacheLine = 64;
+
+// Atomic. Two that many threads change, and what they only look at, each with a line of its own.
+alignas(kCacheLine) uint32_t begun;
+alignas(kCacheLine) uint32_t ended;
+alignas(kCacheLine) int32_t highest;  // load since memory was given back
 bool watched;
 
 template <typename Number>
 Number look_at(const Number& number) {
     return __atomic_load_n(&number, __ATOMIC_SEQ_CST);
+}
+
+int32_t load() {
+    const uint32_t over = look_at(ended);
+    return static_cast<int32_t>(look_at(begun) - over);
+}
+
+uint32_t changes() {
+    return look_at(begun) + look_at(ended);
 }
 
 void raise_height(int32_t to) {
@@ -37,10 +48,9 @@ void raise_height(int32_t to) {
     }
 }
 
-// What begins meanwhile raises it, too.
+// The end of what goes on raises it again.
 void forget_height() {
     __atomic_store_n(&highest, 0, __ATOMIC_SEQ_CST);
-    raise_height(look_at(load));
 }
 
 bool has_dropped(int32_t now) {
@@ -51,9 +61,9 @@ bool has_dropped(int32_t now) {
 void wait_for_calm() {
     uint32_t before = 0;
     do {
-        before = look_at(changes);
+        before = changes();
         usleep(kLookUs);
-    } while (look_at(changes) - before >= kCalm);
+    } while (changes() - before >= kCalm);
 }
 
 void* end_at_once(void* /*unused*/) {
@@ -83,9 +93,9 @@ void* watch(void* /*unused*/) {
         forget_height();
         release_stacks();
         quon_release_heap();
-    } while (has_dropped(look_at(load)));
+    } while (has_dropped(load()));
     set_flag(&watched, false);
-    if (has_dropped(look_at(load))) {
+    if (has_dropped(load())) {
         start_watch();
     }
     return nullptr;
@@ -101,13 +111,13 @@ void start_watch() {
 }  // namespace
 
 void load_begins() {
-    __atomic_add_fetch(&changes, 1U, __ATOMIC_SEQ_CST);
-    raise_height(__atomic_add_fetch(&load, 1, __ATOMIC_SEQ_CST));
+    __atomic_add_fetch(&begun, 1U, __ATOMIC_RELAXED);
 }
 
 void load_ends() {
-    __atomic_add_fetch(&changes, 1U, __ATOMIC_SEQ_CST);
-    const int32_t now = __atomic_sub_fetch(&load, 1, __ATOMIC_SEQ_CST);
+    const uint32_t over = __atomic_add_fetch(&ended, 1U, __ATOMIC_SEQ_CST);
+    const auto now = static_cast<int32_t>(look_at(begun) - over);
+    raise_height(now + 1);
     if (has_dropped(now) && !get_flag(&watched)) {
         start_watch();
     }
