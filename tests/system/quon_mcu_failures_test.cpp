@@ -197,7 +197,7 @@ const WrongAnswer kWrongAnswers[] = {
      5,
      "",
      {"events"},
-     "method.quon.mcu.get.event.info: malformed answer: 5 bytes"},
+     "method.quon.mcu.get.event.info: malformed answer"},
     {"a status that is no number",
      3,
      3,

@@ -114,21 +114,19 @@ class event_poller {
     // False when no event is pending: the service's result is then -1.
     bool take(bus_session& bus) {
         const catalog::service& service = service_named("get.event.info");
-        const answer got = bus.call(service, {});
-        if (got.result < 0) {
+        quon_mcu_event_info event;
+        const quon_mcu_status status =
+            quon_mcu_client_get_event_info(bus.library(), &event, ctx_.timeout_ms);
+        if (status == QUON_MCU_FAILED) {
             return false;
         }
-        if (got.payload.size() != service.reply->size) {
-            throw failure(exit_status::malformed,
-                          std::string(service.name) + ": malformed answer: " +
-                              std::to_string(got.payload.size()) + " bytes");
-        }
+        bus.check(service, status, 0, 0);
         ++seen_;
-        show(got.payload);
+        show(event.bytes);
         return true;
     }
 
-    void show(const byte_list& event) {
+    void show(byte_view event) {
         const std::string hex = catalog::to_hex(event);
         switch (ctx_.out.mode) {
             case output_mode::people:
@@ -152,7 +150,7 @@ class event_poller {
         }
     }
 
-    void add_fields(json& document, const byte_list& event) const {
+    void add_fields(json& document, byte_view event) const {
         document["fields"] = fields_json(*as_, event, kZeroInEvent);
         const json reasons = reasons_json(*as_, event, kZeroInEvent);
         if (!reasons.empty()) {
