@@ -269,10 +269,11 @@ void* run_and_tell(void* start_pointer) {
     return nullptr;
 }
 
-// Without threads the server takes the way that it has for a machine that has none left.
+// Without threads the server takes the way that it has for a machine that has none left. Giving
+// memory back takes a thread that waits for calm: there is none of those here.
 int Session::start_thread(const pthread_attr_t* attributes, void* (*function)(void*),
                           void* argument) {
-    if (!with_threads_) {
+    if (!with_threads_ || function != Dbus_ReadWrite_Process) {
         return EAGAIN;
     }
     {
