@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,8 +20,9 @@ struct chip_settings {
     std::string socket = default_socket();
     std::string control = kDefaultControl;
     std::string journal = "-";
-    std::string pcap;           // empty: no capture
-    std::string records;        // file of record definitions; empty: the usual places
+    std::string pcap;     // empty: no capture
+    std::string records;  // file of record definitions; empty: the usual places
+    std::optional<learned_chip> learned;
     uint32_t netlink_port = 0;  // 0: the chip link's socket instead
     std::vector<std::pair<std::string, std::string>> state;
     std::vector<std::string> assignments;
@@ -30,8 +32,8 @@ struct chip_settings {
 // Where the chip is reached and where its journal goes.
 void add_place_options(CLI::App& app, chip_settings& chosen);
 
-// A capture of its frames.
-void add_capture_option(CLI::App& app, chip_settings& chosen);
+// A capture of its frames, and the log that it learns from, which is read at once.
+void add_log_options(CLI::App& app, chip_settings& chosen);
 
 // What the chip starts with: its values and its faults.
 void add_state_options(CLI::App& app, chip_settings& chosen);

@@ -77,6 +77,9 @@ void run_chip(const chip_settings& chosen,
     }
     simulator sim(loop, *link, log);
     apply_settings(sim, chosen);
+    if (chosen.learned) {
+        sim.replay(*chosen.learned);
+    }
     const control_server control(sim, chosen.control);
     if (out.get() != stdout) {
         begin_anew(out.get());

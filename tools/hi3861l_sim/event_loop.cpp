@@ -28,6 +28,7 @@ void event_loop::run() {
     while (!stopped_) {
         wait_once();
     }
+    stopped_ = false;
 }
 
 int event_loop::next_timeout_ms() const {

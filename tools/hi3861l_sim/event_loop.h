@@ -21,7 +21,7 @@ class event_loop {
     timer_id after(std::chrono::milliseconds delay, std::function<void()> due);
     void cancel(timer_id timer);
 
-    // Runs until stop() is called, also when that was before.
+    // Runs until stop() is called, also when that was before; may be called again.
     void run();
     void stop() { stopped_ = true; }
 

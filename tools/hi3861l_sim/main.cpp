@@ -74,7 +74,7 @@ CLI::App* add_run(CLI::App& app, run_words& words) {
         ->take_all();
     run->add_option("--daemon", words.daemon, "The daemon (default: the installed one)");
     run->add_option("--link", words.link, "The chip link's library (default: the installed one)");
-    add_capture_option(*run, words.chip);
+    add_log_options(*run, words.chip);
     add_state_options(*run, words.chip);
     run->footer("COMMAND and its arguments follow the options, or --.");
     return run;
@@ -109,7 +109,7 @@ class command_line {
     command_line() {
         app_.set_version_flag("--version", "hi3861l-sim " QUON_VERSION);
         add_place_options(app_, chosen_.chip);
-        add_capture_option(app_, chosen_.chip);
+        add_log_options(app_, chosen_.chip);
         add_state_options(app_, chosen_.chip);
         app_.footer(footer());
         app_.require_subcommand(0, 1);

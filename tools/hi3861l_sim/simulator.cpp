@@ -47,8 +47,56 @@ void simulator::take_message(uint8_t type, byte_view payload) {
     if (!result.remark.empty()) {
         log_.note(show_type(type) + " " + result.remark);
     }
-    if (result.answer) {
+    if (learned_ && has_answer(type)) {
+        answer_as_learned(type, result.answer);
+    } else if (result.answer) {
         (void)send_shaped(type, make_frame(type, *result.answer));
+    }
+}
+
+void simulator::replay(learned_chip learned) {
+    log_.note(learned.summary());
+    learned_ = std::move(learned);
+    replayed_.fill(0);
+}
+
+void simulator::answer_as_learned(uint8_t type, const std::optional<byte_list>& usual) {
+    const auto learned = learned_->next_answer(type);
+    if (!learned) {
+        log_.note(show_type(type) + " is not in the learned log, answered from the state");
+        if (usual) {
+            (void)send_shaped(type, make_frame(type, *usual));
+        }
+    } else if (!learned->payload) {
+        log_.note(show_type(type) + " had no answer in the learned log");
+    } else {
+        keep_learned(type, *learned->payload);
+        const byte_list frame = make_frame(type, *learned->payload);
+        if (learned->delay_ms == 0) {
+            (void)send_shaped(type, frame);
+        } else {
+            loop_.after(std::chrono::milliseconds(learned->delay_ms),
+                        [this, type, frame] { (void)send_shaped(type, frame); });
+        }
+    }
+    raise_learned_events(type);
+}
+
+// What the chip said last is its state when the log is over.
+void simulator::keep_learned(uint8_t type, byte_view payload) {
+    if (type == HI3861L_GET_TIME && payload.size() == kMcuTimeSize) {
+        chip_.clock.set(payload, event_loop::clock::now());
+        return;
+    }
+    byte_list& record = chip_.records.at(catalog::find_message(type)->reply->name);
+    std::ranges::fill(record, uint8_t{0});
+    std::ranges::copy(payload.first(std::min(payload.size(), record.size())), record.begin());
+}
+
+void simulator::raise_learned_events(uint8_t type) {
+    for (const learned_event& each : learned_->events_after(type, ++replayed_[type])) {
+        loop_.after(std::chrono::milliseconds(each.delay_ms),
+                    [this, each] { (void)send_frame(each.type, each.payload); });
     }
 }
 

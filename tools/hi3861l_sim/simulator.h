@@ -6,12 +6,14 @@
 #include <functional>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "chip_state.h"
 #include "event_loop.h"
 #include "faults.h"
 #include "journal.h"
+#include "learned.h"
 #include "transport.h"
 
 namespace quon::sim {
@@ -25,6 +27,10 @@ class simulator {
     [[nodiscard]] journal& log() { return log_; }
     [[nodiscard]] event_loop& loop() { return loop_; }
     [[nodiscard]] const transport& link() const { return link_; }
+
+    // From now on answers and raises events as that chip did; what was not learned is answered from
+    // the state, and the journal says so.
+    void replay(learned_chip learned);
 
     // An event, or any other frame that the chip sends of its own accord. Faults apply. Returns
     // whether it was sent, and `sent` when a fault or silence took it.
@@ -49,6 +55,9 @@ class simulator {
   private:
     void take_frame(byte_view frame);
     void take_message(uint8_t type, byte_view payload);
+    void answer_as_learned(uint8_t type, const std::optional<byte_list>& usual);
+    void keep_learned(uint8_t type, byte_view payload);
+    void raise_learned_events(uint8_t type);
     delivery send_shaped(uint8_t type, byte_list frame);
     delivery transmit(byte_view frame, const std::string& remark);
     void tell_watchers();
@@ -58,6 +67,8 @@ class simulator {
     journal& log_;
     chip_state chip_;
     fault_table faults_;
+    std::optional<learned_chip> learned_;
+    std::array<size_t, 256> replayed_{};  // questions since it was learned
     std::array<uint64_t, 256> received_{};
     std::array<byte_list, 256> last_;
     uint64_t frames_in_ = 0;

@@ -4,7 +4,6 @@
 #include <sstream>
 
 #include "hi3861l_protocol.h"
-#include "quon_log.h"
 #include "quon_mcu/log_input.h"
 #include "quon_mcu/names.h"
 #include "quon_mcu_services.h"
@@ -12,10 +11,7 @@
 namespace quon::client {
 namespace {
 
-constexpr std::string_view kNoAnswer = "[hi3861l_send_msg_sync failed] failed";
 constexpr std::string_view kFailed = "] failed";
-constexpr std::string_view kDriverPrefix = "hi3861l_api_";
-constexpr std::string_view kNetInfoQuery = "hi3861l_get_ip_info";
 constexpr std::string_view kStart = "hi3861l_wlan_init_mac";
 
 struct handler_name {
@@ -26,36 +22,10 @@ struct handler_name {
 constexpr handler_name kHandlers[] = {QUON_MCU_SERVICES(HANDLER_NAME)};
 #undef HANDLER_NAME
 
-// Whether a log line's function, cut to its field, may be this one.
-bool is_function(std::string_view logged, std::string_view name) {
-    return logged == name.substr(0, QN_LOG_FUNC_SIZE - 1);
-}
-
-// "hi3861l_api_get_time" of "E/HI3861L [...] (hi3861l_api_get_time:24) ..."; empty without one.
-std::string_view function_in(std::string_view line) {
-    const size_t open = line.find("] (");
-    const size_t colon = line.find(':', open == std::string_view::npos ? open : open + 3);
-    return open == std::string_view::npos || colon == std::string_view::npos
-               ? std::string_view()
-               : line.substr(open + 3, colon - open - 3);
-}
-
 // The chip's message that a function of the driver asks with; the function where it cannot be told.
-std::string message_asked_by(std::string_view function) {
-    if (function == kNetInfoQuery) {
-        return "get_net_info";
-    }
-    std::string found;
-    for (const catalog::message& each : catalog::messages()) {
-        const std::string api = std::string(kDriverPrefix) + std::string(each.name);
-        if (is_function(function, api)) {
-            if (!found.empty()) {
-                return std::string(function);
-            }
-            found = each.name;
-        }
-    }
-    return found.empty() ? std::string(function) : found;
+std::string asked_with(std::string_view function) {
+    const catalog::message* found = catalog::message_asked_by(function);
+    return std::string(found == nullptr ? function : found->name);
 }
 
 // What a program put before the line, else the line's own "[02-03 04:05:06.789]".
@@ -73,7 +43,7 @@ std::string asker_of(std::string_view function) {
         return "the daemon's start";
     }
     const auto row = std::ranges::find_if(kHandlers, [function](const handler_name& each) {
-        return is_function(function, each.handler);
+        return catalog::is_logged_function(function, each.handler);
     });
     const catalog::service* service =
         row == std::end(kHandlers) ? nullptr : catalog::find_service(row->service);
@@ -166,14 +136,14 @@ void exchange_reader::answer(const exchange& given) {
 
 // The driver's line says that there was no answer, the handler's next one who asked.
 void exchange_reader::failure_line(std::string_view text) {
-    const std::string_view function = function_in(text);
-    if (text.find(kNoAnswer) != std::string_view::npos) {
-        if (open_ && (failed_ || open_->name != message_asked_by(function))) {
+    const std::string_view function = catalog::logged_function(text);
+    if (catalog::says_no_answer(text)) {
+        if (open_ && (failed_ || open_->name != asked_with(function))) {
             give_up();
         }
         if (!open_) {
             open_ = exchange{.kind = exchange_kind::query,
-                             .name = message_asked_by(function),
+                             .name = asked_with(function),
                              .time = time_of_line(text)};
             open_->at_us = time_of_day(text);
         }

@@ -3,22 +3,13 @@
 
 #include <cstdint>
 #include <functional>
-#include <optional>
 #include <string>
 #include <string_view>
 
 #include "shared/output.h"
+#include "shared/times.h"
 
 namespace quon::client {
-
-// The time of day that a line begins with, in microseconds since midnight, local time: as a
-// journal, a system log, the daemon's own lines ("04:05:06.789" within the first words) or strace
-// -ttt
-// ("1700000000.123456") have it.
-std::optional<int64_t> time_of_day(std::string_view line);
-
-// From one time of day to a later one, also across midnight.
-int64_t elapsed_us(int64_t from, int64_t to);
 
 // "12 ms", "12.3 ms".
 std::string ms_text(int64_t us);
