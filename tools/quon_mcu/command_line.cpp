@@ -65,6 +65,7 @@ const command_line::command_group command_line::groups[] = {
     {{"handoff"}, &command_line::add_handoff_command},
     {{"watch"}, &command_line::add_watch_command},
     {{"decode"}, &command_line::add_decode_command},
+    {{"report", "check"}, &command_line::add_field_commands},
     {{"completion", "complete", "help"}, &command_line::add_completion_commands},
 };
 
@@ -172,6 +173,7 @@ void command_line::add_object_commands() {
                     "What fields that are not given keep: current (default) or zero")
         ->type_name("BASE")
         ->check(CLI::IsMember({"current", "zero"}));
+    set->add_flag("--verify", given->verify, "Read it back, fail when it was not taken over");
     const auto level = std::make_shared<std::string>();
     add("log-level", "Set the highest level that the daemon logs",
         [this, level] { set_log_level(ctx_, *level); })
@@ -286,6 +288,19 @@ void command_line::add_decode_command() {
                      "Draw the start of the camera; of several FILEs side by side");
     decode->add_option("--svg", words->svg, "With --timeline: write it as a picture as well")
         ->type_name("PICTURE");
+}
+
+void command_line::add_field_commands() {
+    const auto file = std::make_shared<std::string>();
+    add("report", "Put all that can be seen of the camera into one text", [this, file] {
+        make_report(ctx_, *file);
+    })->add_option("FILE", *file, "Where to (default: standard output)");
+    const auto words = std::make_shared<check_words>();
+    CLI::App* check = add("check", "Compare the camera with the expected values of a file",
+                          [this, words] { check_camera(ctx_, *words); });
+    check->add_option("FILE", words->file, "What to ask and what to compare, as JSON")->required();
+    check->add_option("--junit", words->junit, "Write the results as JUnit XML as well")
+        ->type_name("RESULTS");
 }
 
 void command_line::add_completion_commands() {

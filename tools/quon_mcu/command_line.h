@@ -35,7 +35,7 @@ class command_line {
 
   private:
     struct command_group;
-    static const command_group groups[11];
+    static const command_group groups[12];
     static bool names_only_commands(std::span<const std::string> words);
 
     CLI::App* add(const std::string& name, const std::string& meaning,
@@ -55,6 +55,7 @@ class command_line {
     void add_handoff_command();
     void add_watch_command();
     void add_decode_command();
+    void add_field_commands();
     void add_completion_commands();
 
     static std::vector<std::string> command_names();  // without the hidden ones

@@ -31,6 +31,7 @@ struct object_words {
     std::vector<std::string> fields;  // NAME=VALUE each
     std::string hex;
     std::string base = "current";
+    bool verify = false;  // read it back
 
     std::vector<std::string> all() const;
 };
@@ -110,6 +111,16 @@ struct decode_words {
     std::string svg;
 };
 void decode_logs(context& ctx, const decode_words& words);
+
+// report: "" and "-" are standard output
+void make_report(context& ctx, const std::string& file);
+
+// check
+struct check_words {
+    std::string file;
+    std::string junit;
+};
+void check_camera(context& ctx, const check_words& words);
 
 // completion
 void print_completion(context& ctx, const std::string& shell);

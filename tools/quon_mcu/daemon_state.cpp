@@ -153,6 +153,11 @@ std::string why_unreachable(const std::string& path) {
     return refusal_text(path, now.error);
 }
 
+pid_t process_behind(const std::string& path) {
+    const attempt now = try_connect(path);
+    return now.error == 0 ? now.peer : holder_of(inodes_at(path));
+}
+
 daemon_report look_at_daemon(const std::string& path) {
     const attempt now = try_connect(path);
     if (now.error == 0) {

@@ -1,6 +1,8 @@
 // What keeps a daemon from answering, as far as the machine shows it.
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 
 namespace quon::client {
@@ -9,6 +11,9 @@ namespace quon::client {
 // stopped, its queue of connections is full, or it no longer takes any. Never empty. Does not
 // block.
 std::string why_unreachable(const std::string& path);
+
+// The process that listens at `path`; 0 when none is found.
+pid_t process_behind(const std::string& path);
 
 enum class daemon_state { gone, stuck, running };
 

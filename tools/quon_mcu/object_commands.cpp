@@ -8,6 +8,7 @@
 #include "quon_mcu/known_answer.h"
 #include "quon_mcu/names.h"
 #include "quon_mcu/present.h"
+#include "quon_mcu/verify.h"
 #include "shared/failure.h"
 #include "shared/suggestions.h"
 
@@ -25,7 +26,7 @@ byte_list from_hex(const catalog::service& service, const std::string& hex) {
     return bytes;
 }
 
-void check_words(const catalog::service& service, const object_words& words) {
+void check_given(const catalog::service& service, const object_words& words) {
     const std::string name(short_name(service));
     const bool given = !words.all().empty();
     if (service.request == nullptr && (given || !words.hex.empty())) {
@@ -142,7 +143,7 @@ std::vector<std::string> object_words::all() const {
 void get_object(context& ctx, object_words words) {
     const catalog::service& service = service_of("get", words.object);
     const std::vector<std::string> wanted = take_field_names(service, words);
-    check_words(service, words);
+    check_given(service, words);
     if (!wanted.empty() && ctx.out.mode != output_mode::people &&
         ctx.out.mode != output_mode::json) {
         throw failure(exit_status::usage, "--hex and --raw show whole answers: name no field");
@@ -159,13 +160,20 @@ void get_object(context& ctx, object_words words) {
 
 void set_object(context& ctx, const object_words& words) {
     const catalog::service& service = service_of("set", words.object);
-    check_words(service, words);
+    check_given(service, words);
+    if (words.verify && (service.request == nullptr || reader_of(service) == nullptr)) {
+        throw failure(exit_status::usage, std::string(short_name(service)) +
+                                              " cannot be verified: no service reads it");
+    }
     byte_list request = request_of(service, words);
     bus_session bus(ctx.timeout_ms);
     if (wants_present(service, words)) {
         request = encode(*service.request, bus.query(*reader_of(service), {}), words.all());
     }
     bus.send(service, request);
+    if (words.verify) {
+        verify_set(ctx, bus, service, *reader_of(service), request);
+    }
     show_sent(ctx.out, service, request);
 }
 

@@ -140,7 +140,7 @@ TEST(TheClientsManualPage, TellsOfEveryCommandAndOption) {
             }
         }
     }
-    EXPECT_EQ(commands, 19);
+    EXPECT_EQ(commands, 21);
 }
 
 TEST(TheClientsManualPage, TellsOfEveryExitStatus) {

@@ -1,0 +1,168 @@
+// report, check and set --verify, beside a real daemon.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <regex>
+
+#include "client_process.h"
+#include "simulated_chip.h"
+#include "system_test.h"
+
+namespace quon::test {
+namespace {
+
+class InTheField : public SystemTest {
+  protected:
+    ~InTheField() override { unlink(kFile); }
+
+    void start_both(const std::vector<std::string>& options = {}) {
+        chip_ = std::make_unique<SimulatedChip>(options);
+        start_daemon();
+        ASSERT_TRUE(chip_->wait_for(0x80));
+        ASSERT_TRUE(wait_until([] { return file_exists("/tmp/ws_socket"); }));
+    }
+
+    static Result check(const std::string& checks, const std::vector<std::string>& more = {}) {
+        std::ofstream(kFile) << "{\"name\": \"line <4>\", \"checks\": [" << checks << "]}";
+        std::vector<std::string> words = {"check", kFile};
+        words.insert(words.end(), more.begin(), more.end());
+        return run_client(words);
+    }
+
+    static bool has_line(const std::string& text, const std::string& pattern) {
+        return std::regex_search(text, std::regex("(^|\n)" + pattern + "(\n|$)"));
+    }
+
+    static constexpr const char* kFile = "/tmp/field.txt";
+    std::unique_ptr<SimulatedChip> chip_;
+};
+
+TEST_F(InTheField, AReportHasTheAnswersAndTheProcess) {
+    ASSERT_NO_FATAL_FAILURE(start_both({"--firmware-version", "V2.1.7"}));
+    ASSERT_EQ(peer().call("method.quon.mcu.get.time").result, 10);
+    const Result got = run_client({"report"});
+    EXPECT_EQ(got.status, exited_with(0)) << got.err;
+    const std::string pid = std::to_string(daemon().pid());
+    for (const std::string& each : {
+             std::string("get\\.ver +version=V2\\.1\\.7"),
+             std::string("get\\.wifi\\.info +mac=.* ip=192\\.168\\.1\\.20 .*"),
+             std::string("get\\.log\\.profile +method.* the service failed, result -1: .*"),
+             std::string("run flag +set, 20.*"),
+             "daemon +/.*, process " + pid,
+             std::string("Threads +[4-9]"),
+             std::string("[0-9]+ +webpreinit +S \\(sleeping\\)"),
+             std::string("[0-9]+ +Unix, listens +/tmp/dbus-quon\\.mcu\\.daemon +0 peers +- +-"),
+             "[0-9]+ +Unix +/tmp/dbus-quon\\.mcu\\.daemon +0 +0 +.* \\(process " +
+                 std::to_string(getpid()) + "\\)",
+             std::string("== wlan0, as the kernel has it"),
+             std::string("state +up"),
+         }) {
+        EXPECT_TRUE(has_line(got.out, each)) << each << "\n" << got.out;
+    }
+}
+
+TEST_F(InTheField, AReportMasksWhatMayBeAKey) {
+    ASSERT_NO_FATAL_FAILURE(start_both());
+    const std::string name = "71756f6e2d63616d657261";  // the network's name, among unknown bytes
+    EXPECT_NE(run_client({"--hex", "get", "wifi.status"}).out.find(name), std::string::npos);
+    const Result got = run_client({"report"});
+    EXPECT_EQ(got.out.find(name), std::string::npos);
+    EXPECT_TRUE(has_line(got.out, "get\\.wifi\\.status +bytes=01\\*{22}00.*")) << got.out;
+}
+
+TEST_F(InTheField, AReportIsItsOwnersFileAlone) {
+    ASSERT_NO_FATAL_FAILURE(start_both());
+    const Result got = run_client({"report", kFile});
+    EXPECT_EQ(got.status, exited_with(0)) << got.err;
+    EXPECT_EQ(got.out, "");
+    struct stat file {};
+    ASSERT_EQ(stat(kFile, &file), 0);
+    EXPECT_EQ(file.st_mode & 0777U, 0600U);
+    EXPECT_GT(file.st_size, 1000);
+}
+
+TEST_F(InTheField, AReportIsMadeWithoutADaemonToo) {
+    const Result got = run_client({"report"});
+    EXPECT_EQ(got.status, exited_with(3));
+    EXPECT_TRUE(has_line(got.out, "daemon +not found")) << got.out;
+    EXPECT_TRUE(has_line(got.out, "run flag +missing")) << got.out;
+    EXPECT_TRUE(has_line(got.out, "no daemon: nobody answers at /tmp/dbus-quon\\.mcu\\.daemon"))
+        << got.out;
+    EXPECT_TRUE(has_line(got.out, "== wlan0, as the kernel has it"));
+}
+
+TEST_F(InTheField, ACheckPrintsTapAndWritesJunit) {
+    ASSERT_NO_FATAL_FAILURE(start_both({"--firmware-version", "V2.1.7"}));
+    const Result got = check(
+        R"({"get": "ver", "field": "version", "equals": "V2.1.7"},
+           {"name": "no <old> one", "get": "ver", "field": "version", "not": "V2.1.7"},
+           {"get": "wifi.info", "field": "ip", "matches": "192\\.168\\..*"},
+           {"get": "wdg.state", "field": "state", "at_most": 0},
+           {"get": "wdg.state", "field": "state", "at_least": 1},
+           {"get": "log.profile", "fails": true},
+           {"get": "ver", "fails": true})",
+        {"--junit", "/tmp/field.xml"});
+    EXPECT_EQ(got.status, exited_with(1)) << got.err;
+    EXPECT_EQ(got.out,
+              "TAP version 13\n1..7\n"
+              "ok 1 - get.ver version equals V2.1.7\n"
+              "not ok 2 - no <old> one\n"
+              "  ---\n  expected: \"version not V2.1.7\"\n  got: \"V2.1.7\"\n  ...\n"
+              "ok 3 - get.wifi.info ip matches 192\\.168\\..*\n"
+              "ok 4 - get.wdg.state state at_most 0\n"
+              "not ok 5 - get.wdg.state state at_least 1\n"
+              "  ---\n  expected: \"state at_least 1\"\n  got: \"0\"\n  ...\n"
+              "ok 6 - get.log.profile a failure\n"
+              "not ok 7 - get.ver a failure\n"
+              "  ---\n  expected: \"a failure\"\n  got: \"an answer of 6 bytes\"\n  ...\n");
+    std::ifstream results("/tmp/field.xml");
+    const std::string text(std::istreambuf_iterator<char>(results), {});
+    unlink("/tmp/field.xml");
+    EXPECT_NE(text.find("<testsuite name=\"line &lt;4&gt;\" tests=\"7\" failures=\"3\">"),
+              std::string::npos)
+        << text;
+    EXPECT_NE(text.find("<testcase name=\"no &lt;old&gt; one\" time=\""), std::string::npos)
+        << text;
+    EXPECT_NE(text.find("<failure message=\"expected state at_least 1, got 0\"/>"),
+              std::string::npos)
+        << text;
+}
+
+TEST_F(InTheField, ACheckThatHoldsEndsWithZero) {
+    ASSERT_NO_FATAL_FAILURE(start_both());
+    const Result got = check(R"({"get": "time", "field": "month", "at_most": 12})");
+    EXPECT_EQ(got.status, exited_with(0)) << got.err;
+    EXPECT_EQ(got.out, "TAP version 13\n1..1\nok 1 - get.time month at_most 12\n");
+}
+
+TEST_F(InTheField, ACheckWithoutADaemonBailsOut) {
+    const Result got = check(R"({"get": "time", "field": "month", "at_most": 12})");
+    EXPECT_EQ(got.status, exited_with(3));
+    EXPECT_EQ(got.out,
+              "TAP version 13\n1..1\n"
+              "Bail out! no daemon: nobody answers at /tmp/dbus-quon.mcu.daemon\n");
+}
+
+TEST_F(InTheField, WhatWasSetIsReadBack) {
+    ASSERT_NO_FATAL_FAILURE(start_both());
+    EXPECT_EQ(run_client({"set", "time", "now", "--verify"}).status, exited_with(0));
+    EXPECT_EQ(run_client({"set", "wakeup.info", "reason=3", "--verify"}).status, exited_with(0));
+    chip_->command("fault 0xa1 drop");
+    const Result got =
+        run_client({"set", "wakeup.info", "reason=5", "--verify", "--timeout", "500ms"});
+    EXPECT_EQ(got.status, exited_with(1));
+    EXPECT_EQ(got.err, "quon-mcu: set.wakeup.info was not taken over: reason is 3, not 5\n");
+}
+
+TEST_F(InTheField, AClockThatGoesWrongIsNoticed) {
+    ASSERT_NO_FATAL_FAILURE(start_both());
+    chip_->command("fault 0x83 drop");
+    const Result got =
+        run_client({"set", "time", "2031-02-03 04:05:06", "--verify", "--timeout", "500ms"});
+    EXPECT_EQ(got.status, exited_with(1));
+    EXPECT_NE(got.err.find("set.time was not taken over: year is "), std::string::npos) << got.err;
+}
+
+}  // namespace
+}  // namespace quon::test

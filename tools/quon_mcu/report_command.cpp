@@ -1,0 +1,213 @@
+// report: all that can be seen of the camera, in one text.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <fstream>
+
+#include "dbus_socket_common.h"
+#include "quon_mcu/bus_session.h"
+#include "quon_mcu/commands.h"
+#include "quon_mcu/daemon_state.h"
+#include "quon_mcu/names.h"
+#include "quon_mcu/own_network.h"
+#include "quon_mcu/process_view.h"
+#include "quon_mcu_services.h"
+#include "shared/failure.h"
+#include "shared/owned_descriptor.h"
+#include "shared/times.h"
+#include "shared/values.h"
+
+namespace quon::client {
+namespace {
+
+constexpr const char* kBusSocket = "/tmp/dbus-" QUON_MCU_BUS_NAME;
+constexpr size_t kShortestKey = 8;  // a Wi-Fi key has 8 to 63 characters
+constexpr size_t kHexOfByte = 2;
+
+bool is_printable(uint8_t byte) {
+    return byte >= 0x20 && byte <= 0x7e;
+}
+
+// Hex digits with every run of characters that may be a key as "**".
+std::string masked(byte_view bytes) {
+    std::string text = catalog::to_hex(bytes);
+    for (size_t at = 0; at < bytes.size();) {
+        size_t end = at;
+        while (end < bytes.size() && is_printable(bytes[end])) {
+            ++end;
+        }
+        if (end - at >= kShortestKey) {
+            std::fill(text.begin() + static_cast<std::ptrdiff_t>(at * kHexOfByte),
+                      text.begin() + static_cast<std::ptrdiff_t>(end * kHexOfByte), '*');
+        }
+        at = end + 1;
+    }
+    return text;
+}
+
+// Asked for without a request, and nothing happens by it.
+bool is_harmless(const catalog::service& service) {
+    return service.kind == catalog::service_kind::method && service.request == nullptr &&
+           service.reply != nullptr && short_name(service).starts_with("get.") &&
+           short_name(service) != "get.event.info";
+}
+
+class report {
+  public:
+    explicit report(context& ctx) : ctx_(ctx), process_(process_behind(kBusSocket)) {}
+
+    std::string whole() {
+        text_ = "Report of quon-mcu, " + time_text(std::chrono::system_clock::now()) + "\n";
+        add_versions();
+        add_answers();
+        add_events_and_flag();
+        add_process();
+        add_network();
+        return text_;
+    }
+
+  private:
+    void title(const char* words) { text_ += std::string("\n== ") + words + "\n"; }
+    void rows(const row_list& all) { text_ += aligned(all); }
+
+    void add_versions() {
+        utsname kernel{};
+        uname(&kernel);
+        title("Versions");
+        const std::string program = process_ == 0 ? "" : program_of(process_);
+        rows({{"quon-mcu", QUON_VERSION},
+              {"kernel", std::string(kernel.release) + ", " + kernel.machine},
+              {"daemon", process_ == 0 ? "not found"
+                                       : (program.empty() ? "file not readable" : program) +
+                                             ", process " + std::to_string(process_)}});
+    }
+
+    // A service that fails does not hide the others; without a daemon that answers none can follow.
+    void add_answers() {
+        title("Services");
+        try {
+            bus_session bus(ctx_.timeout_ms);
+            row_list all;
+            for (const catalog::service& each : catalog::services()) {
+                if (is_harmless(each)) {
+                    all.push_back({std::string(short_name(each)), answer_text(bus, each)});
+                }
+            }
+            rows(all);
+        } catch (const failure& error) {
+            text_ += std::string(error.what()) + "\n";
+            ctx_.status = to_int(error.status());
+        }
+    }
+
+    static std::string answer_text(bus_session& bus, const catalog::service& service) {
+        const answer got = bus.call(service, {});
+        return got.result < 0 ? refusal_text(service, got)
+                              : masked_line(*service.reply, got.payload);
+    }
+
+    static std::string masked_line(const catalog::record& what, byte_view payload) {
+        std::string line;
+        for (const catalog::decoded_field& each : catalog::decode(what, payload)) {
+            const std::string value = each.kind == catalog::field_kind::bytes
+                                          ? masked(parse_hex(each.value))
+                                          : each.value;
+            line += (line.empty() ? "" : " ") + each.name + "=" + value;
+        }
+        return line.empty() ? "empty" : line;
+    }
+
+    void add_events_and_flag() {
+        struct stat flag {};
+        title("What cannot be asked, and the run flag");
+        rows({{"event queue", "not asked: taking events empties it (quon-mcu events)"},
+              {"log level", "not told: no service of the daemon reads it"},
+              {"run flag",
+               stat(QUON_MCU_RUN_FLAG_PATH, &flag) == 0
+                   ? "set, " + time_text(std::chrono::system_clock::from_time_t(flag.st_mtime))
+                   : std::string("missing")}});
+    }
+
+    void add_process() {
+        title("The daemon's process");
+        if (process_ == 0) {
+            text_ += why_unreachable(kBusSocket) + "\n";
+            return;
+        }
+        row_list all;
+        for (const char* each : {"State", "VmSize", "VmRSS", "VmData", "Threads"}) {
+            all.push_back({each, status_line(process_, each)});
+        }
+        all.push_back({"open files", std::to_string(descriptors_of(process_).size()) + " of " +
+                                         limit_of_descriptors(process_)});
+        rows(all);
+        title("Its threads");
+        row_list threads;
+        for (const thread_view& each : threads_of(process_)) {
+            threads.push_back({std::to_string(each.id), each.name, each.state});
+        }
+        rows(threads);
+        title("Its descriptors");
+        row_list descriptors;
+        for (const descriptor_view& each : descriptors_of(process_)) {
+            descriptors.push_back({std::to_string(each.number), each.what});
+        }
+        rows(descriptors);
+        title("Its sockets");
+        rows(sockets_of(process_));
+    }
+
+    void add_network() {
+        const interface_state wlan0 = state_of_interface("wlan0");
+        const auto or_none = [](const std::string& text) {
+            return text.empty() ? std::string("none") : text;
+        };
+        title("wlan0, as the kernel has it");
+        rows({{"state", !wlan0.exists ? "missing"
+                        : wlan0.is_up ? "up"
+                                      : "down"},
+              {"address", or_none(wlan0.ip)},
+              {"gateway", or_none(wlan0.gateway)},
+              {"MAC", or_none(wlan0.mac)}});
+        title("/etc/resolv.conf");
+        std::ifstream resolver("/etc/resolv.conf");
+        text_ += resolver ? std::string(std::istreambuf_iterator<char>(resolver), {})
+                          : std::string("not readable\n");
+    }
+
+    context& ctx_;
+    pid_t process_;
+    std::string text_;
+};
+
+// For its owner alone: it tells much of the camera.
+void write_report(const std::string& file, const std::string& text) {
+    const owned_descriptor out(
+        open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    if (out.get() < 0 ||
+        write(out.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+        throw failure(exit_status::failure, "cannot write '" + file + "': " + std::strerror(errno));
+    }
+}
+
+}  // namespace
+
+void make_report(context& ctx, const std::string& file) {
+    if (ctx.out.mode != output_mode::people) {
+        throw failure(exit_status::usage, "report is one text: it has no other form");
+    }
+    const std::string text = report(ctx).whole();
+    if (file.empty() || file == "-") {
+        ctx.out.write(text);
+    } else {
+        write_report(file, text);
+    }
+}
+
+}  // namespace quon::client
