@@ -164,5 +164,46 @@ TEST_F(InTheField, AClockThatGoesWrongIsNoticed) {
     EXPECT_NE(got.err.find("set.time was not taken over: year is "), std::string::npos) << got.err;
 }
 
+TEST_F(InTheField, TopCountsCallsAndFailuresOfEachService) {
+    ASSERT_NO_FATAL_FAILURE(start_both({"--firmware-version", "V2.1.7"}));
+    chip_->command("fault 0x84 drop");
+    const Result got = run_client({"top", "--rounds", "2", "--interval", "10ms"});
+    EXPECT_EQ(got.status, exited_with(0)) << got.err;
+    const std::string second = got.out.substr(got.out.rfind("quon-mcu top, "));
+    const std::string ms = " +[0-9]+\\.[0-9] ";
+    for (const std::string& each : {
+             "get\\.ver +2 +0" + ms + ms + ms + ms + " *version=V2\\.1\\.7",
+             "get\\.time +2 +1" + ms + ms + ms + " +1[0-9]{3}\\.[0-9] +year=.*",
+             "daemon +process " + std::to_string(daemon().pid()) +
+                 ", [0-9]+ threads, [0-9]+ of [0-9]+ descriptors, [0-9]+ kB resident",
+             std::string("wlan0 +up, .*"),
+             std::string("[0-9]+ +Unix, listens +/tmp/dbus-quon\\.mcu\\.daemon .*"),
+         }) {
+        EXPECT_TRUE(has_line(second, each)) << each << "\n" << second;
+    }
+}
+
+TEST_F(InTheField, TopIsJsonOnRequest) {
+    ASSERT_NO_FATAL_FAILURE(start_both());
+    const Result got = run_client({"--json", "top", "--rounds", "1"});
+    EXPECT_EQ(got.status, exited_with(0)) << got.err;
+    EXPECT_TRUE(got.out.starts_with("{\"time\":\"")) << got.out;
+    EXPECT_NE(got.out.find("\"daemon\":{\"process\":" + std::to_string(daemon().pid()) + ","),
+              std::string::npos)
+        << got.out;
+    EXPECT_NE(got.out.find("\"get.wifi.info\":{\"calls\":1,\"failures\":0,"), std::string::npos)
+        << got.out;
+    EXPECT_NE(got.out.find("\"trouble\":null"), std::string::npos) << got.out;
+}
+
+TEST_F(InTheField, TopGoesOnWithoutADaemonAndSaysWhy) {
+    const Result got = run_client({"top", "--rounds", "2", "--interval", "10ms"});
+    EXPECT_EQ(got.status, exited_with(3));
+    EXPECT_TRUE(has_line(got.out, "daemon +not found")) << got.out;
+    EXPECT_TRUE(has_line(got.out, "no daemon: nobody answers at /tmp/dbus-quon\\.mcu\\.daemon"))
+        << got.out;
+    EXPECT_NE(got.out.find("quon-mcu top, "), got.out.rfind("quon-mcu top, "));
+}
+
 }  // namespace
 }  // namespace quon::test

@@ -65,7 +65,7 @@ const command_line::command_group command_line::groups[] = {
     {{"handoff"}, &command_line::add_handoff_command},
     {{"watch"}, &command_line::add_watch_command},
     {{"decode"}, &command_line::add_decode_command},
-    {{"report", "check"}, &command_line::add_field_commands},
+    {{"report", "check", "top"}, &command_line::add_field_commands},
     {{"completion", "complete", "help"}, &command_line::add_completion_commands},
 };
 
@@ -301,6 +301,11 @@ void command_line::add_field_commands() {
     check->add_option("FILE", words->file, "What to ask and what to compare, as JSON")->required();
     check->add_option("--junit", words->junit, "Write the results as JUnit XML as well")
         ->type_name("RESULTS");
+    const auto pace = std::make_shared<watch_words>();
+    CLI::App* top = add("top", "Show services with their latency, the network and the daemon",
+                        [this, pace] { show_top(ctx_, *pace); });
+    add_time(top, "--interval", pace->interval, "Time between two rounds (default 2s)");
+    top->add_option("--rounds", pace->rounds, "End after so many")->type_name("N");
 }
 
 void command_line::add_completion_commands() {

@@ -102,6 +102,9 @@ struct watch_words {
 };
 void watch(context& ctx, watch_words words);
 
+// top
+void show_top(context& ctx, const watch_words& words);
+
 // decode
 struct decode_words {
     std::vector<std::string> files;  // "-" is standard input, and so is none

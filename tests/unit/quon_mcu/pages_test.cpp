@@ -140,7 +140,7 @@ TEST(TheClientsManualPage, TellsOfEveryCommandAndOption) {
             }
         }
     }
-    EXPECT_EQ(commands, 21);
+    EXPECT_EQ(commands, 22);
 }
 
 TEST(TheClientsManualPage, TellsOfEveryExitStatus) {
