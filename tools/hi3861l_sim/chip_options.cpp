@@ -54,9 +54,14 @@ void add_place_options(CLI::App& app, chip_settings& chosen) {
 
 void add_log_options(CLI::App& app, chip_settings& chosen) {
     app.add_option("--pcap", chosen.pcap, "Packet capture of all frames, written anew");
-    app.add_option_function<std::string>(
-        "--learn", [&chosen](const std::string& path) { chosen.learned = learn_log(path); },
-        "Answer as the chip did in this camera's log (hex dumps) or journal");
+    app.add_option("--learn", chosen.log,
+                   "Answer as the chip did in this camera's log (hex dumps) or journal");
+}
+
+void read_log(chip_settings& chosen) {
+    if (!chosen.log.empty()) {
+        chosen.learned = learn_log(chosen.log);
+    }
 }
 
 void add_state_options(CLI::App& app, chip_settings& chosen) {

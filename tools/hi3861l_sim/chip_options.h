@@ -22,6 +22,7 @@ struct chip_settings {
     std::string journal = "-";
     std::string pcap;     // empty: no capture
     std::string records;  // file of record definitions; empty: the usual places
+    std::string log;      // to learn from; empty: none
     std::optional<learned_chip> learned;
     uint32_t netlink_port = 0;  // 0: the chip link's socket instead
     std::vector<std::pair<std::string, std::string>> state;
@@ -32,8 +33,12 @@ struct chip_settings {
 // Where the chip is reached and where its journal goes.
 void add_place_options(CLI::App& app, chip_settings& chosen);
 
-// A capture of its frames, and the log that it learns from, which is read at once.
+// A capture of its frames, and the log that it learns from.
 void add_log_options(CLI::App& app, chip_settings& chosen);
+
+// Reads the log that the chip learns from, with the records as they are defined now. Throws
+// bad_value.
+void read_log(chip_settings& chosen);
 
 // What the chip starts with: its values and its faults.
 void add_state_options(CLI::App& app, chip_settings& chosen);

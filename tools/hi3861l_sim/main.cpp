@@ -171,6 +171,7 @@ class command_line {
         }
         if (run_->parsed()) {
             load_records(chosen_.run.chip.records);
+            read_log(chosen_.run.chip);
             return run_in_world(chosen_.run);
         }
         if (help_->parsed() || completion_->parsed()) {
@@ -178,6 +179,7 @@ class command_line {
             return flush_output() ? exit_done : exit_error;
         }
         load_records(chosen_.chip.records);
+        read_log(chosen_.chip);
         run_chip(chosen_.chip, [this](const std::string& where) {
             std::cerr << "hi3861l-sim: ready, chip on " << where << ", control on "
                       << chosen_.chip.control << std::endl;

@@ -302,5 +302,20 @@ TEST(TheNetlinkTransport, CarriesMessagesBothWays) {
     EXPECT_EQ(lonely->send(test::from_hex("84")), delivery::no_host);
 }
 
+TEST(TheSimulator, AnswersAsTheChipOfALogDid) {
+    const scratch_folder folder;
+    const std::string log = folder.file("log");
+    std::ofstream(log) << "04:05:06.000 host->chip 0x80 get_version len 0 empty\n"
+                          "04:05:06.000 chip->host 0x80 get_version len 3 version=V9\n";
+    sim_process sim(folder, {"--learn", log});
+    EXPECT_NE(sim.ask("frames 5").find("note 1 answer and 0 events learned"), std::string::npos);
+}
+
+TEST(TheSimulator, RefusesALogThatItCannotLearnFrom) {
+    const test::Result got = run_sim({"--learn", "/nonexistent"});
+    EXPECT_EQ(got.status, exited(2));
+    EXPECT_EQ(got.err, "hi3861l-sim: cannot read '/nonexistent': No such file or directory\n");
+}
+
 }  // namespace
 }  // namespace quon::sim
