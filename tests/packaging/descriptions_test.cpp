@@ -28,19 +28,32 @@ constexpr char kOptions[] = "-DQUON_TOOLS=OFF -DQUON_TESTS=OFF\n";
 class ADescription : public testing::Test {
   protected:
     ADescription() {
-        std::string path = (fs::temp_directory_path() / "quon-descriptions-XXXXXX").string();
+        std::string path = "/tmp/quon-descriptions-XXXXXX";
         if (mkdtemp(path.data()) == nullptr) {
             throw std::runtime_error("mkdtemp " + path);
         }
         scratch_ = path;
+        copy_checkout();
     }
     ~ADescription() override {
         std::error_code ignored;
         fs::remove_all(scratch_, ignored);
     }
     [[nodiscard]] fs::path scratch(const std::string& name) const { return scratch_ / name; }
+    [[nodiscard]] fs::path checkout() const { return scratch("checkout"); }
+    [[nodiscard]] fs::path stand_ins() const { return scratch("stand_ins"); }
 
   private:
+    // For make, a blank in the checkout's own path would be the end of a name.
+    void copy_checkout() const {
+        for (const char* folder : {"build", ".git"}) {
+            fs::create_directories(checkout() / folder);
+        }
+        fs::copy(kPackaging, checkout() / "packaging", fs::copy_options::recursive);
+        fs::copy(kPackaging.parent_path() / "CMakeLists.txt", checkout());
+        fs::copy(kStandIns, stand_ins(), fs::copy_options::recursive);
+    }
+
     fs::path scratch_;
 };
 
@@ -90,8 +103,8 @@ TEST_F(TheSystemdUnit, StartsTheInstalledDaemonAgainHoweverItEndsWithRoomFor4096
 class TheBuildrootPackage : public ADescription {
   protected:
     [[nodiscard]] Result make(const std::string& target) const {
-        return run({"make", "-s", "-f", kStandIns / "buildroot.mk",
-                    "BR2_EXTERNAL_QUON_PATH=" + (kPackaging / "buildroot").string(),
+        return run({"make", "-s", "-f", stand_ins() / "buildroot.mk",
+                    "BR2_EXTERNAL_QUON_PATH=" + (checkout() / "packaging/buildroot").string(),
                     "TARGET_DIR=" + scratch("root").string(), target});
     }
 };
@@ -99,13 +112,12 @@ class TheBuildrootPackage : public ADescription {
 TEST_F(TheBuildrootPackage, BuildsThisCheckoutWithoutToolsAndTests) {
     const Result result = make("show");
     EXPECT_EQ(result.out, std::string("version ") + QUON_VERSION + "\nsite local " +
-                              kPackaging.parent_path().string() + "\nstaging YES\noptions " +
-                              kOptions);
+                              checkout().string() + "\nstaging YES\noptions " + kOptions);
     EXPECT_EQ(result.err, "");
 }
 
 TEST_F(TheBuildrootPackage, InstallsTheInitScriptOrTheUnit) {
-    const std::string site = kPackaging.parent_path().string();
+    const std::string site = checkout().string();
     const Result sysv = make(site + "/sysv");
     ASSERT_EQ(sysv.status, kDone) << sysv.err;
     const fs::path script = scratch("root") / "etc/init.d/S60quon_mcu_daemon";
@@ -136,9 +148,9 @@ TEST_F(TheBuildrootPackage, IsFoundByItsNameAndSaysWhatItNeeds) {
 class TheOpenWrtPackage : public ADescription {
   protected:
     [[nodiscard]] Result make(const std::string& target) const {
-        return run({"make", "-s", "-C", kPackaging / "openwrt/quon-mcu-daemon",
-                    "TOPDIR=" + (kStandIns / "openwrt").string(), "SCRATCH=" + scratch("").string(),
-                    target});
+        return run({"make", "-s", "-C", checkout() / "packaging/openwrt/quon-mcu-daemon",
+                    "TOPDIR=" + (stand_ins() / "openwrt").string(),
+                    "SCRATCH=" + scratch("").string(), target});
     }
 };
 
