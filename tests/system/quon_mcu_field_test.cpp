@@ -71,6 +71,27 @@ TEST_F(InTheField, AReportMasksWhatMayBeAKey) {
     EXPECT_TRUE(has_line(got.out, "get\\.wifi\\.status +bytes=01\\*{22}00.*")) << got.out;
 }
 
+TEST_F(InTheField, AReportMasksADefinedFieldWhoseNameSaysThatItIsAKey) {
+    ASSERT_NO_FATAL_FAILURE(start_both());
+    std::ofstream(kFile) << R"({"wifi_status": {"fields": [
+        {"name": "wifi_key", "offset": 1, "kind": "text", "size": 32}]}})";
+    const std::vector<std::string> shown = {"--records", kFile, "get", "wifi.status"};
+    EXPECT_NE(run_client(shown).out.find("quon-camera"), std::string::npos);
+    const Result got = run_client({"--records", kFile, "report"});
+    EXPECT_EQ(got.out.find("quon-camera"), std::string::npos);
+    EXPECT_TRUE(has_line(got.out, "get\\.wifi\\.status .*wifi_key=\\*\\* .*")) << got.out;
+}
+
+TEST_F(InTheField, ACheckOfTwoLinesOrWithoutAnEndIsRefusedOrOneLine) {
+    ASSERT_NO_FATAL_FAILURE(start_both({"--firmware-version", "V2.1.7"}));
+    const Result got =
+        check(R"({"get": "ver", "field": "version", "equals": "V2.1.7", "name": "one\ntwo"})");
+    EXPECT_EQ(got.out, "TAP version 13\n1..1\nok 1 - one two\n");
+    const Result endless = run_client({"check", "/dev/zero"});
+    EXPECT_EQ(endless.status, exited_with(2));
+    EXPECT_EQ(endless.err, "quon-mcu: '/dev/zero' has more than 1048576 bytes\n");
+}
+
 TEST_F(InTheField, AReportIsItsOwnersFileAlone) {
     ASSERT_NO_FATAL_FAILURE(start_both());
     const Result got = run_client({"report", kFile});

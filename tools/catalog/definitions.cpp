@@ -3,11 +3,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <deque>
-#include <fstream>
 #include <iterator>
 #include <memory>
 #include <optional>
@@ -16,6 +13,7 @@
 #include "catalog/table_changes.h"
 #include "dbus_socket_common.h"
 #include "shared/failure.h"
+#include "shared/files.h"
 #include "shared/suggestions.h"
 #include "shared/values.h"
 
@@ -24,7 +22,6 @@ namespace {
 
 constexpr size_t kLongestName = 32;
 constexpr size_t kLongestText = 120;
-constexpr size_t kLongestFile = 1 << 20;
 
 struct kind_row {
     std::string_view name;
@@ -314,24 +311,6 @@ std::string usual_file() {
         }
     }
     return "";
-}
-
-std::string content_of(const std::string& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::string text;
-    if (in) {
-        text.resize(kLongestFile + 1);
-        in.read(text.data(), static_cast<std::streamsize>(text.size()));
-        text.resize(static_cast<size_t>(in.gcount()));
-    }
-    if (!in.is_open() || in.bad()) {
-        throw failure(exit_status::usage, "cannot read '" + file + "': " + std::strerror(errno));
-    }
-    if (text.size() > kLongestFile) {
-        throw failure(exit_status::usage,
-                      "'" + file + "' has more than " + std::to_string(kLongestFile) + " bytes");
-    }
-    return text;
 }
 
 }  // namespace

@@ -8,6 +8,8 @@
 #include "answers.h"
 #include "catalog/log_decoder.h"
 #include "hi3861l_protocol.h"
+#include "shared/failure.h"
+#include "shared/files.h"
 #include "shared/times.h"
 #include "text_values.h"
 
@@ -123,7 +125,7 @@ class log_student {
 
 void learned_chip::read(std::istream& log) {
     log_student student(*this);
-    for (std::string line; std::getline(log, line);) {
+    for (std::string line; read_line(log, line);) {
         student.line(line);
     }
     student.end();
@@ -162,8 +164,10 @@ learned_chip learn_log(const std::string& path) {
     errno = 0;
     std::ifstream in(path);
     learned_chip chip;
-    if (in) {
+    try {
         chip.read(in);
+    } catch (const failure& error) {
+        throw bad_value("'" + path + "': " + error.what());
     }
     if (!in.is_open() || in.bad()) {
         throw bad_value("cannot read '" + path + "': " + std::strerror(errno));

@@ -13,6 +13,7 @@
 #include "quon_mcu/names.h"
 #include "quon_mcu/present.h"
 #include "shared/failure.h"
+#include "shared/files.h"
 #include "shared/suggestions.h"
 
 namespace quon::client {
@@ -56,18 +57,17 @@ std::string shown(const expectation& what) {
 }
 
 json read_file(const std::string& file) {
-    errno = 0;
-    std::ifstream in(file);
-    if (!in) {
-        throw failure(exit_status::usage, "cannot read '" + file + "': " + std::strerror(errno));
-    }
-    const std::string text(std::istreambuf_iterator<char>(in), {});
-    json document = json::parse(text, nullptr, false, true);
+    json document = json::parse(content_of(file), nullptr, false, true);
     if (document.is_discarded() || !document.is_object() || !document.contains("checks") ||
         !document["checks"].is_array()) {
         throw failure(exit_status::usage, file + ": not a JSON object with an array \"checks\"");
     }
     return document;
+}
+
+// Which a line of TAP and an attribute of JUnit cannot have.
+bool is_control(char each) {
+    return static_cast<unsigned char>(each) < ' ';
 }
 
 class check_reader {
@@ -86,6 +86,7 @@ class check_reader {
         made.name = given.contains("name")
                         ? text_of(given["name"])
                         : std::string(short_name(*made.service)) + " " + shown(made);
+        std::ranges::replace_if(made.name, is_control, ' ');
         return made;
     }
 

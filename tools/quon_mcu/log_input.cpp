@@ -9,6 +9,7 @@
 #include <iostream>
 
 #include "shared/failure.h"
+#include "shared/files.h"
 
 namespace quon::client {
 namespace {
@@ -21,7 +22,7 @@ class line_gatherer {
     explicit line_gatherer(const log_reader& reader) : reader_(reader) {}
 
     void take_all(std::istream& in) {
-        for (std::string piece; std::getline(in, piece);) {
+        for (std::string piece; read_line(in, piece);) {
             begun_ += piece;
             if (in.eof()) {
                 return;  // its end has not come yet

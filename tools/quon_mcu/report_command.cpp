@@ -51,6 +51,13 @@ std::string masked(byte_view bytes) {
     return text;
 }
 
+// A field that the camera's maker has defined.
+bool is_key(const std::string& name) {
+    constexpr std::string_view kWords[] = {"key", "pass", "psk", "pwd", "secret"};
+    return std::ranges::any_of(
+        kWords, [&name](std::string_view word) { return name.find(word) != std::string::npos; });
+}
+
 // Asked for without a request, and nothing happens by it.
 bool is_harmless(const catalog::service& service) {
     return service.kind == catalog::service_kind::method && service.request == nullptr &&
@@ -117,7 +124,8 @@ class report {
         for (const catalog::decoded_field& each : catalog::decode(what, payload)) {
             const std::string value = each.kind == catalog::field_kind::bytes
                                           ? masked(parse_hex(each.value))
-                                          : each.value;
+                                      : is_key(each.name) ? std::string("**")
+                                                          : each.value;
             line += (line.empty() ? "" : " ") + each.name + "=" + value;
         }
         return line.empty() ? "empty" : line;

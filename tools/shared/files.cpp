@@ -1,0 +1,49 @@
+#include "shared/files.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+
+#include "shared/failure.h"
+
+namespace quon {
+
+std::string content_of(const std::string& file) {
+    errno = 0;
+    std::ifstream in(file, std::ios::binary);
+    std::string text;
+    if (in) {
+        text.resize(kLongestFile + 1);
+        in.read(text.data(), static_cast<std::streamsize>(text.size()));
+        text.resize(static_cast<std::size_t>(in.gcount()));
+    }
+    if (!in.is_open() || in.bad()) {
+        throw failure(exit_status::usage, "cannot read '" + file + "': " + std::strerror(errno));
+    }
+    if (text.size() > kLongestFile) {
+        throw failure(exit_status::usage,
+                      "'" + file + "' has more than " + std::to_string(kLongestFile) + " bytes");
+    }
+    return text;
+}
+
+bool read_line(std::istream& in, std::string& line) {
+    line.clear();
+    constexpr int kEnd = std::istream::traits_type::eof();
+    for (int next = in.get(); next != '\n'; next = in.get()) {
+        if (next == kEnd) {
+            if (!line.empty() && !in.bad()) {
+                in.clear(std::ios::eofbit);  // as std::getline: a last line without its end is one
+            }
+            return !line.empty();
+        }
+        if (line.size() == kLongestLine) {
+            throw failure(exit_status::usage,
+                          "a line has more than " + std::to_string(kLongestLine) + " bytes");
+        }
+        line += static_cast<char>(next);
+    }
+    return true;
+}
+
+}  // namespace quon
