@@ -7,7 +7,7 @@
 
 # The system tests' program runs on this machine, whatever the programs under test run on.
 # shellcheck disable=SC2034  # the scripts that source this file use them
-host_tests=(system_test quon_mcu_system_test)
+host_tests=(system_test fault_matrix_test quon_mcu_system_test)
 # shellcheck disable=SC2034
 host_test_packages=(python3 netcat-openbsd)
 

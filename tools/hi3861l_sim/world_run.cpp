@@ -112,7 +112,8 @@ std::vector<std::string> needed_paths(const run_words& words, const world_progra
     all.push_back(program_folder());
     all.push_back(fs::path(programs.daemon).parent_path().string());
     all.push_back(fs::path(programs.link).parent_path().string());
-    for (const char* variable : {"HOME", "TMPDIR", "XDG_RUNTIME_DIR", "PATH", "LD_LIBRARY_PATH"}) {
+    for (const char* variable :
+         {"HOME", "TMPDIR", "XDG_RUNTIME_DIR", "PATH", "LD_LIBRARY_PATH", "PYTHONPATH"}) {
         add(all, variable);
     }
     for (const std::string& word : words.command) {

@@ -66,7 +66,8 @@ bool is_epoch(std::string_view text, size_t at) {
 }
 
 int64_t epoch_us(std::string_view text, size_t at) {
-    const std::time_t seconds = std::stoll(std::string(text.substr(at, kEpochDigits)));
+    const auto seconds =
+        static_cast<std::time_t>(std::stoll(std::string(text.substr(at, kEpochDigits))));
     std::tm local{};
     localtime_r(&seconds, &local);
     const int64_t minutes = local.tm_hour * 60 + local.tm_min;
