@@ -51,7 +51,7 @@ class log_student {
             const auto* message = catalog::message_asked_by(catalog::logged_function(text));
             if (message != nullptr) {
                 ask(message->type, time_of_day(text));
-                add({std::nullopt, 0});
+                add({.is_silence = true, .payload = {}, .delay_ms = 0});
             }
         }
     }
@@ -79,7 +79,7 @@ class log_student {
 
     void question(uint8_t type, const moment& at) {
         if (is_open_) {
-            add({std::nullopt, 0});
+            add({.is_silence = true, .payload = {}, .delay_ms = 0});
         }
         if (has_answer(type)) {
             ask(type, at);
@@ -100,7 +100,9 @@ class log_student {
             }
             ask(frame[0], at);
         }
-        add({payload_of(frame), delay_between(asked_at_, at)});
+        add({.is_silence = false,
+             .payload = payload_of(frame),
+             .delay_ms = delay_between(asked_at_, at)});
     }
 
     void add(learned_answer given) {

@@ -13,8 +13,9 @@
 namespace quon::sim {
 
 struct learned_answer {
-    std::optional<byte_list> payload;  // none: the chip gave no answer
-    uint32_t delay_ms = 0;             // after the question; 0 where the log does not tell
+    bool is_silence = false;  // the chip gave no answer
+    byte_list payload;
+    uint32_t delay_ms = 0;  // after the question; 0 where the log does not tell
 };
 
 struct learned_event {

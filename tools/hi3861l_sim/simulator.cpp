@@ -67,11 +67,11 @@ void simulator::answer_as_learned(uint8_t type, const std::optional<byte_list>& 
         if (usual) {
             (void)send_shaped(type, make_frame(type, *usual));
         }
-    } else if (!learned->payload) {
+    } else if (learned->is_silence) {
         log_.note(show_type(type) + " had no answer in the learned log");
     } else {
-        keep_learned(type, *learned->payload);
-        const byte_list frame = make_frame(type, *learned->payload);
+        keep_learned(type, learned->payload);
+        const byte_list frame = make_frame(type, learned->payload);
         if (learned->delay_ms == 0) {
             (void)send_shaped(type, frame);
         } else {
