@@ -8,7 +8,12 @@
 #include <cctype>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
 
 #include "private_world.h"
 
@@ -23,6 +28,39 @@ void tidy_the_world() {
     run({"/bin/sh", "-c",
          "rm -rf /tmp/dbus-* /tmp/ws_socket /tmp/hi3861l-sim* /tmp/quon_mcu_daemon_run;"
          "ifconfig wlan0 0.0.0.0 down; : >/etc/resolv.conf"});
+}
+
+constexpr char kHandOffThread[] = "webpreinit";
+
+std::string first_line(const std::filesystem::path& file) {
+    std::ifstream in(file);
+    std::string line;
+    std::getline(in, line);
+    return line;
+}
+
+// How often a thread has gone to sleep.
+std::optional<long> sleeps_of(const std::filesystem::path& thread) {
+    constexpr std::string_view kField = "voluntary_ctxt_switches:";
+    std::ifstream status(thread / "status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with(kField)) {
+            return std::stol(line.substr(kField.size()));
+        }
+    }
+    return std::nullopt;
+}
+
+// Nothing without such a thread.
+std::optional<long> sleeps_of(pid_t process, const std::string& name) {
+    std::error_code ignored;
+    const std::string folder = "/proc/" + std::to_string(process) + "/task";
+    for (const auto& thread : std::filesystem::directory_iterator(folder, ignored)) {
+        if (first_line(thread.path() / "comm") == name) {
+            return sleeps_of(thread.path());
+        }
+    }
+    return std::nullopt;
 }
 
 }  // namespace
@@ -165,6 +203,11 @@ void SystemTest::start() {
     start_daemon();
     wait_until_started();
     ASSERT_TRUE(daemon().process().wait_for_text("ws init ip: 0-0\n"));
+    // A line can be read before its thread is back from writing it, and an end at that moment
+    // writes it once more.
+    const auto before = sleeps_of(daemon().pid(), kHandOffThread);
+    ASSERT_TRUE(!before ||
+                wait_until([&] { return sleeps_of(daemon().pid(), kHandOffThread) != before; }));
 }
 
 BusPeer& SystemTest::peer() {
