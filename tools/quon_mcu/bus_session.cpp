@@ -6,14 +6,12 @@
 #include <string>
 
 #include "quon_mcu/daemon_state.h"
-#include "quon_mcu_services.h"
 #include "shared/failure.h"
 
 namespace quon::client {
 namespace {
 
 constexpr int32_t kOneAttempt = 0;
-constexpr const char* kBusPath = "/tmp/dbus-" QUON_MCU_BUS_NAME;
 
 [[noreturn]] void fail(exit_status status, const catalog::service& service,
                        const std::string& text) {
@@ -27,7 +25,7 @@ const char* own_name() {
 
 // A call that was under way when the daemon ended runs into its time-out like any other.
 [[noreturn]] void fail_by_time(const catalog::service& service, int32_t timeout_ms) {
-    const daemon_report daemon = look_at_daemon(kBusPath);
+    const daemon_report daemon = look_at_daemon(kBusSocket);
     const std::string text = "no answer within " + std::to_string(timeout_ms) + " ms";
     if (daemon.state == daemon_state::gone) {
         fail(exit_status::unreachable, service, text + ", and the daemon is gone");
@@ -97,7 +95,7 @@ std::string refusal_text(const catalog::service& service, const answer& refusal)
 bus_session::bus_session(int32_t timeout_ms)
     : timeout_ms_(timeout_ms), client_(quon_mcu_client_connect(own_name(), kOneAttempt)) {
     if (client_ == nullptr) {
-        throw failure(exit_status::unreachable, why_unreachable(kBusPath));
+        throw failure(exit_status::unreachable, why_unreachable(kBusSocket));
     }
 }
 

@@ -7,9 +7,12 @@
 
 #include "catalog/catalog.h"
 #include "quon_mcu_client.h"
+#include "quon_mcu_services.h"
 #include "shared/bytes.h"
 
 namespace quon::client {
+
+inline constexpr const char* kBusSocket = "/tmp/dbus-" QUON_MCU_BUS_NAME;
 
 struct answer {
     int32_t result;  // length of `payload`, or the service's negative result

@@ -1,9 +1,7 @@
 // check: a production line's expectations, one answer and one comparison each.
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <fstream>
 #include <regex>
 
 #include "quon_mcu/bus_session.h"
@@ -252,15 +250,6 @@ std::string junit_of(const std::string& suite, const std::vector<verdict>& verdi
     return text + "</testsuite>\n";
 }
 
-void write_junit(const std::string& file, const std::string& text) {
-    std::ofstream out(file);
-    out << text;
-    out.close();
-    if (!out) {
-        throw failure(exit_status::failure, "cannot write '" + file + "': " + std::strerror(errno));
-    }
-}
-
 }  // namespace
 
 void check_camera(context& ctx, const check_words& words) {
@@ -284,7 +273,7 @@ void check_camera(context& ctx, const check_words& words) {
     if (!words.junit.empty()) {
         const std::string suite =
             document.contains("name") ? text_of(document["name"]) : words.file;
-        write_junit(words.junit, junit_of(suite, verdicts));
+        write_file(words.junit, junit_of(suite, verdicts));
     }
     const bool passed = std::ranges::all_of(verdicts, &verdict::passed);
     ctx.status = passed ? ctx.status : to_int(exit_status::failure);

@@ -1,9 +1,7 @@
 // decode: a log with hex dumps, or a journal, as one line a frame or an exchange, or as the time
 // line of a start.
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <sstream>
 
 #include "hi3861l_protocol.h"
@@ -14,6 +12,7 @@
 #include "quon_mcu/present.h"
 #include "quon_mcu/timeline.h"
 #include "shared/failure.h"
+#include "shared/files.h"
 #include "shared/values.h"
 
 namespace quon::client {
@@ -191,15 +190,6 @@ timeline start_in(context& ctx, const std::string& file) {
     return start;
 }
 
-void write_picture(const std::string& file, const std::string& picture) {
-    std::ofstream out(file);
-    out << picture;
-    out.close();
-    if (!out) {
-        throw failure(exit_status::failure, "cannot write '" + file + "': " + std::strerror(errno));
-    }
-}
-
 void draw_timelines(context& ctx, const decode_words& words) {
     std::vector<timeline> starts;
     for (const std::string& file : words.files) {
@@ -212,7 +202,7 @@ void draw_timelines(context& ctx, const decode_words& words) {
         ctx.out.write(timeline_text(starts));
     }
     if (!words.svg.empty()) {
-        write_picture(words.svg, timeline_svg(starts));
+        write_file(words.svg, timeline_svg(starts));
     }
 }
 

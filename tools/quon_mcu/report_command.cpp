@@ -10,7 +10,6 @@
 #include <cstring>
 #include <fstream>
 
-#include "dbus_socket_common.h"
 #include "quon_mcu/bus_session.h"
 #include "quon_mcu/commands.h"
 #include "quon_mcu/daemon_state.h"
@@ -26,7 +25,6 @@
 namespace quon::client {
 namespace {
 
-constexpr const char* kBusSocket = "/tmp/dbus-" QUON_MCU_BUS_NAME;
 constexpr size_t kShortestKey = 8;  // a Wi-Fi key has 8 to 63 characters
 constexpr size_t kHexOfByte = 2;
 

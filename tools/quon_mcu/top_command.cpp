@@ -4,14 +4,12 @@
 #include <cstdio>
 #include <memory>
 
-#include "dbus_socket_common.h"
 #include "quon_mcu/bus_session.h"
 #include "quon_mcu/commands.h"
 #include "quon_mcu/daemon_state.h"
 #include "quon_mcu/names.h"
 #include "quon_mcu/own_network.h"
 #include "quon_mcu/process_view.h"
-#include "quon_mcu_services.h"
 #include "shared/failure.h"
 #include "shared/times.h"
 #include "shared/values.h"
@@ -22,7 +20,6 @@ namespace {
 using steady = std::chrono::steady_clock;
 
 constexpr const char* kClearScreen = "\x1b[H\x1b[2J";
-constexpr const char* kBusSocket = "/tmp/dbus-" QUON_MCU_BUS_NAME;
 constexpr size_t kShownAnswer = 60;
 constexpr const char* kAsked[] = {"get.ver", "get.time", "get.battery.status", "get.wifi.status",
                                   "get.wifi.info"};

@@ -27,6 +27,15 @@ std::string content_of(const std::string& file) {
     return text;
 }
 
+void write_file(const std::string& file, const std::string& text) {
+    std::ofstream out(file);
+    out << text;
+    out.close();
+    if (!out) {
+        throw failure(exit_status::failure, "cannot write '" + file + "': " + std::strerror(errno));
+    }
+}
+
 bool read_line(std::istream& in, std::string& line) {
     line.clear();
     constexpr int kEnd = std::istream::traits_type::eof();
