@@ -1,7 +1,7 @@
-// The records of the public header have exactly the fields that callers know. What the library
-// keeps for itself about one of them stands aside and is found by the record's address.
+// The public header's records have exactly the fields that callers know. The library's own data
+// about a record is kept in a table, under the record's address.
 //
-// Any thread may call these; the table's lock is a leaf, held for one look.
+// Any thread may call these functions; the table's lock is a leaf, held for one lookup.
 #ifndef DBUS_ASIDE_H
 #define DBUS_ASIDE_H
 
@@ -9,24 +9,24 @@
 
 namespace quon::dbus {
 
-// First member of what stands aside.
+// Base of the data kept for a record.
 struct Aside {
     const void* record;
     Aside* next;
     uint32_t users;
 };
 
-// With its first user.
+// Enters it for `record`, with one user.
 void put_aside(Aside* aside, const void* record);
 
-// With one user more; null when nothing stands aside for the record.
+// Adds a user; null when the record has no entry.
 Aside* join_aside(const void* record);
 
-// For what has one user, who takes it: it stands aside no more.
+// Removes and returns an entry that has a single user.
 Aside* take_aside(const void* record);
 
-// True for the last user: it stands aside no more. Before that, `let_go` is called, which takes no
-// lock: whoever does not find it any more may free the record at once.
+// Returns true for the last user, after removing the entry. `let_go` is called just before the
+// removal and must take no lock: once the entry is gone, another thread may free the record.
 bool leave_aside(Aside* aside, void (*let_go)(Aside*));
 
 }  // namespace quon::dbus

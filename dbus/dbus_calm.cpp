@@ -15,16 +15,17 @@ namespace quon::dbus {
 namespace {
 
 constexpr char kWatchName[] = "DbusCalm";
-constexpr int32_t kWorthIt = 8;  // what fewer leave behind is little
-constexpr uint32_t kCalm = 8;    // changes between two looks
+constexpr int32_t kWorthIt = 8;  // fewer than this leave little behind
+constexpr uint32_t kCalm = 8;    // most changes between two looks that count as calm
 constexpr useconds_t kLookUs = 200'000;
 
 constexpr size_t kCacheLine = 64;
 
-// Atomic. Two that many threads change, and what they only look at, each with a line of its own.
+// All atomic. Many threads change the two counters; each counter, and the rest, has its own cache
+// line.
 alignas(kCacheLine) uint32_t begun;
 alignas(kCacheLine) uint32_t ended;
-alignas(kCacheLine) int32_t highest;  // load since memory was given back
+alignas(kCacheLine) int32_t highest;  // highest load since memory was last given back
 bool watched;
 
 template <typename Number>
@@ -48,7 +49,7 @@ void raise_height(int32_t to) {
     }
 }
 
-// The end of what goes on raises it again.
+// Work still in progress raises it again when it ends.
 void forget_height() {
     __atomic_store_n(&highest, 0, __ATOMIC_SEQ_CST);
 }
@@ -57,7 +58,7 @@ bool has_dropped(int32_t now) {
     return look_at(highest) - now >= kWorthIt;
 }
 
-// What has ended lately may not have given its memory up yet.
+// Threads that have just ended may not have released their memory yet.
 void wait_for_calm() {
     uint32_t before = 0;
     do {
@@ -70,8 +71,8 @@ void* end_at_once(void* /*unused*/) {
     return nullptr;
 }
 
-// A storm leaves hundreds of stacks in the C library's cache, with the pages that were used. One
-// that alone fills the cache drives all the others out.
+// A storm leaves hundreds of used stacks in the C library's cache. One stack that fills the cache
+// by itself evicts all the others.
 void release_stacks() {
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
@@ -85,7 +86,7 @@ void release_stacks() {
 
 void start_watch();
 
-// The stacks first: the C library's data on them are spread over the heap.
+// Stacks first: the C library's bookkeeping for them is scattered over the heap.
 void* watch(void* /*unused*/) {
     prctl(PR_SET_NAME, kWatchName);
     do {
@@ -101,7 +102,7 @@ void* watch(void* /*unused*/) {
     return nullptr;
 }
 
-// Where there is no room for such a thread, the end of another one tries again.
+// If this thread cannot be created, the next thread to end tries again.
 void start_watch() {
     if (!swap_flag(&watched, true) && !ThreadKind().start(watch, nullptr)) {
         set_flag(&watched, false);

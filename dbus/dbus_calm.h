@@ -4,7 +4,8 @@
 
 namespace quon::dbus {
 
-// Around the life of each connection, and of each message from its reading until its result is
+// Bracket the life of each connection, and of each message from its reading until its result is
+// sent. Each of them takes a thread for a while.
 // sent. Each means a thread for a while.
 void load_begins();
 void load_ends();

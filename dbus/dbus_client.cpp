@@ -16,13 +16,13 @@ namespace quon::dbus {
 
 namespace {
 
-// A reconnection may close the socket under a waiter and give its number to another file: so a
-// waiter looks again after at most this time.
+// A reconnection may close the socket that a caller is polling, and its number may be reused. So no
+// poll lasts longer than this.
 constexpr int32_t kRoomSliceMs = 20;
 constexpr Deadline kLongPast = {0, 0};
 
-// A caller that is cancelled in the middle of a call would leave its node behind and perhaps
-// locked: a call is no cancellation point.
+// A caller cancelled in the middle of a call would leave its node behind, possibly locked, so a
+// call is not a cancellation point.
 class NoCancellation {
   public:
     NoCancellation() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
@@ -44,8 +44,8 @@ bool wait_for_end_of_reconnection(State* state, const Deadline& deadline) {
     return in_time;
 }
 
-// The mutex is held for long by a reconnection only, which lets those pass that are entering.
-// False: a reconnection is going on and the deadline has passed.
+// Only a reconnection holds the mutex for long, and it waits for the callers that are entering.
+// False: a reconnection is still in progress at the deadline.
 bool lock_until(State* state, const Deadline& deadline) {
     do {
         __atomic_add_fetch(&state->entering, 1, __ATOMIC_SEQ_CST);
@@ -61,7 +61,7 @@ bool lock_until(State* state, const Deadline& deadline) {
     return false;
 }
 
-// During a reconnection the list is out of reach: then the next one to hold the mutex does it.
+// During a reconnection the list cannot be locked; the next holder of the mutex frees the call.
 void end_call(State* state, DbusMethodNode* call) {
     if (!lock_until(state, kLongPast)) {
         abandon_call(&state->abandoned, call);
@@ -77,12 +77,12 @@ uint32_t current_connection(const State* state) {
     return __atomic_load_n(&state->connections, __ATOMIC_SEQ_CST);
 }
 
-// With the mutex held. The node is on the list before the request is on its way, so that the
-// fastest result finds it.
+// With the mutex held. The node is listed before the request is sent, so even the fastest result
+// finds it.
 Sent try_to_send(State* state, const DbusMsg* request, DbusMethodNode* node) {
     DbusInfo* info = state->info;
     release_abandoned(info, &state->abandoned);
-    // Before the phase: a connection that ends after this look counts as another.
+    // Read before the phase, so that a connection that ends afterwards counts as a different one.
     const uint32_t connection = current_connection(state);
     if (info->client_fd <= 0 || !can_bring_results(state)) {
         return Sent::kFailed;
@@ -100,7 +100,7 @@ Sent try_to_send(State* state, const DbusMsg* request, DbusMethodNode* node) {
 
 // ---- Room
 
-// One caller of a registration looks for room; the others wait until it has found some.
+// One caller per registration polls for room; the others wait for it.
 void wait_for_turn(State* state, int fd, const Deadline& deadline) {
     pthread_mutex_lock(&state->lock);
     if (state->looking_for_room) {
@@ -117,7 +117,7 @@ void wait_for_turn(State* state, int fd, const Deadline& deadline) {
     pthread_mutex_unlock(&state->lock);
 }
 
-// Whoever stops trying, for whatever reason, lets the next one try.
+// A caller that stops trying, for whatever reason, lets the next one try.
 void pass_turn(State* state) {
     if (__atomic_load_n(&state->room_waiters, __ATOMIC_RELAXED) > 0) {
         pthread_mutex_lock(&state->lock);
@@ -157,8 +157,8 @@ bool connect_until(int fd, const sockaddr_un& address, const Deadline& deadline)
     return true;
 }
 
-// One attempt; only a server that is there and busy is given until the deadline. Without the mutex:
-// nobody else connects, and nobody sends.
+// One attempt; only a server that listens but is busy is retried until the deadline. Runs without
+// the mutex: nobody else connects or sends meanwhile.
 int connect_anew(const DbusInfo* info, const Deadline& deadline) {
     sockaddr_un address;
     set_address_of(&address, info->server_name);
@@ -184,7 +184,7 @@ void replace_connection(State* state, int fd) {
     pthread_mutex_unlock(&info->mutex);
 }
 
-// The method thread has gone and left the connection broken.
+// The method thread has ended and left a broken connection.
 void heal_now(State* state, const Deadline& deadline) {
     DbusInfo* info = state->info;
     const int fd = connect_anew(info, deadline);
@@ -198,7 +198,7 @@ void heal_now(State* state, const Deadline& deadline) {
     start_method_thread(state);
 }
 
-// One caller heals, the others wait for it.
+// One caller reconnects; the others wait for it.
 void heal(State* state, const Deadline& deadline) {
     pthread_mutex_lock(&state->lock);
     bool in_time = true;
@@ -218,8 +218,8 @@ void heal(State* state, const Deadline& deadline) {
     pthread_mutex_unlock(&state->lock);
 }
 
-// Returns when the record is on its way, and `node` (null for a signal) on the list, or with a
-// failure, and the node on no list.
+// On success the record is sent and `node` (null for a signal) is listed; on failure `node` is on
+// no list.
 DbusCallStatus send_until(State* state, const DbusMsg* request, DbusMethodNode* node,
                           const Deadline& deadline) {
     if (state->heals && !can_bring_results(state)) {
@@ -258,7 +258,7 @@ DbusCallStatus wait_for_result(State* state, DbusMethodNode* node, const Deadlin
     return status;
 }
 
-// Frees the call, or leaves it to be freed.
+// Frees the call, or leaves it to the next holder of the mutex.
 DbusCallStatus run_call(State* state, DbusMethodNode* call, const Deadline& deadline,
                         DbusReply* reply) {
     DbusCallStatus status = send_until(state, call->request_msg, call, deadline);
@@ -290,7 +290,7 @@ uint32_t fresh_id() {
     return __atomic_add_fetch(&last, 1U, __ATOMIC_RELAXED);
 }
 
-// `request` comes cleared.
+// `request` must be zeroed.
 void fill_request(const DbusInfo* info, uint32_t type, const char* member, const uint8_t* data,
                   uint32_t len, DbusMsg* request) {
     request->head = DBUS_MSG_HEAD;
@@ -305,7 +305,7 @@ void fill_request(const DbusInfo* info, uint32_t type, const char* member, const
     }
 }
 
-// Dbus_Register with a patience of the caller's choosing and without its messages.
+// Dbus_Register with the caller's own time limit and without its messages.
 bool register_until(State* state, const Deadline& deadline) {
     DbusInfo* info = state->info;
     sockaddr_un address;

@@ -18,7 +18,7 @@ timespec now() {
     return time;
 }
 
-// `nanoseconds` from -kNsPerSecond to twice that.
+// `nanoseconds` ranges from -kNsPerSecond to twice kNsPerSecond.
 timespec make_time(time_t seconds, long nanoseconds) {
     timespec time;
     const int carry = nanoseconds < 0 ? -1 : nanoseconds >= kNsPerSecond ? 1 : 0;

@@ -18,7 +18,7 @@ constexpr uint32_t kMaxWaiting = 1024;
 
 static_assert(offsetof(Connection, aside) == 0);
 
-// One write, under the registration's mutex.
+// One write, with the registration's mutex held.
 Sent try_to_send(int32_t fd, const DbusMsg* result) {
     const Sent sent = send_record(fd, result);
     if (sent == Sent::kFailed) {
@@ -47,7 +47,7 @@ void remove_first(Connection* connection) {
     load_ends();
 }
 
-// As many as find room. True: none is left.
+// Sends as many as there is room for. True: none is left.
 bool send_first_ones(Connection* connection) {
     while (connection->first != nullptr) {
         if (try_to_send(connection->fd, connection->first->record) == Sent::kNoRoom) {
@@ -108,8 +108,8 @@ Delivery deliver_result(Connection* connection, const DbusMsg* result, WaitingRe
     return delivery;
 }
 
-// Room is reported late (once less than a quarter of the socket's buffer is in use), so that each
-// wake-up sends many.
+// Writability is reported late (once less than a quarter of the socket's buffer is in use), so one
+// wake-up sends many results.
 void send_waiting_results(Connection* connection) {
     pthread_mutex_t* mutex = &connection->state->info->mutex;
     bool done = false;

@@ -1,5 +1,5 @@
-// An accepted connection, as its thread and its message threads share it, and the results on their
-// way to its peer.
+// An accepted connection, shared by its thread and its message threads, and the results waiting to
+// be sent to its peer.
 #ifndef DBUS_CONNECTION_H
 #define DBUS_CONNECTION_H
 
@@ -12,48 +12,48 @@
 
 namespace quon::dbus {
 
-// A result that found no room. Begins an allocation of its own, which is freed when it has gone.
+// A result that found no room. It begins an allocation that is freed once the result is gone.
 struct WaitingResult {
     WaitingResult* next;
     DbusMsg* record;  // in the same allocation
 };
 
-// Its thread and each of its message threads use it; the last one to leave closes the socket, so
-// that the number is not given to another peer while a late result may still be written to it.
+// Shared by its thread and each of its message threads. The last to leave closes the socket, so the
+// number cannot be reused for another peer while a late result may still be written to it.
 struct Connection {
-    Aside aside;  // of its ListenArgs, until its thread has taken it over
+    Aside aside;  // for its ListenArgs, until its thread takes it over
     State* state;
     int32_t fd;
     uint32_t users;    // atomic
-    uint32_t waiting;  // results in the list; atomic, changes under the registration's mutex
+    uint32_t waiting;  // results in the list; atomic, changed under the registration's mutex
     // Under the registration's mutex: results in the order in which their handlers finished.
     WaitingResult* first;
     WaitingResult** last;
     bool has_waiter;      // a thread is in send_waiting_results
-    pthread_cond_t gone;  // one of them has gone
+    pthread_cond_t gone;  // a result has left the list
 };
 
-// With its first user; uses `state` as long as it lives. Null without memory.
+// Created with one user; uses `state` throughout its life. Null when out of memory.
 Connection* make_connection(State* state, int32_t fd);
 void join_connection(Connection* connection);
 void leave_connection(Connection* connection);
 
 enum class Delivery {
     kDone,      // sent or lost; `place` is the caller's
-    kWaits,     // `place` holds a copy and waits behind others
-    kWaitsFor,  // the same, and the caller is the one to run send_waiting_results
+    kWaits,     // `place` now belongs to the list and waits behind others
+    kWaitsFor,  // as kWaits, and the caller must run send_waiting_results
 };
 
-// Tries to send a result, behind those that wait. Never waits for the peer.
+// Tries to send a result after those that already wait. Never waits for the peer.
 Delivery deliver_result(Connection* connection, const DbusMsg* result, WaitingResult* place);
 
-// Sends what waits, as the peer makes room; returns when nothing is left, or the peer has gone.
+// Sends waiting results as the peer makes room; returns when none is left or the peer is gone.
 void send_waiting_results(Connection* connection);
 
-// Returns when fewer than 1024 results wait.
+// Returns once fewer than 1024 results are waiting.
 void wait_for_few_waiting(Connection* connection);
 
-// For a message of nobody's connection: waits until the peer has room.
+// For a message without a connection: waits until the peer has room.
 void write_result(DbusInfo* info, int32_t fd, const DbusMsg* result);
 
 }  // namespace quon::dbus

@@ -21,7 +21,7 @@ namespace {
 
 using namespace quon::dbus;
 
-// What the thread of a connection works with.
+// State of a connection's thread.
 struct Reader {
     DbusInfo* info;
     Connection* connection;
@@ -35,7 +35,8 @@ void* run_waiter(void* connection_pointer) {
     return nullptr;
 }
 
-// Without a thread for it the message is handled here: the peer feels it, no message is lost.
+// Without a thread for it, the message is handled here: this peer is slowed down, but nothing is
+// lost.
 void process_here(Reader* reader, Message* message) {
     Connection* connection = reader->connection;
     if (!process_message(message)) {
@@ -77,8 +78,8 @@ void log_no_memory() {
                "alloc msg failed\n");
 }
 
-// Whether to read again. errno alone decides, also at the end of the stream, where it stands as an
-// earlier call left it: intended.
+// Whether to read again. errno alone decides, even at the end of the stream, where it still has the
+// value that an earlier call left: intended.
 bool is_interruption(ssize_t got) {
     if (errno != EINTR) {
         return false;
@@ -90,7 +91,7 @@ bool is_interruption(ssize_t got) {
     return true;
 }
 
-// One read is one record, however much it brings. False: the connection is over.
+// One read is one record, however many bytes it returns. False: the connection is over.
 bool read_message(Reader* reader) {
     auto* message = static_cast<Message*>(malloc(sizeof(Message)));
     if (message == nullptr) {
@@ -100,7 +101,7 @@ bool read_message(Reader* reader) {
     DbusMsg* msg = &message->args.msg;
     memset_s(msg, sizeof(*msg), 0, sizeof(*msg));
     const ssize_t got = read(reader->connection->fd, msg, sizeof(*msg));
-    // Nothing but this read may change what the next one finds in errno.
+    // Nothing but this read may change errno before the next one.
     const int error = errno;
     bool more = true;
     if (got > 0) {
@@ -113,7 +114,7 @@ bool read_message(Reader* reader) {
     return more;
 }
 
-// The peer feels it when more results wait for it than it may leave unread; nobody else does.
+// A peer with too many unread results is slowed down; nobody else is.
 void read_messages(DbusInfo* info, Connection* connection) {
     Reader reader{info, connection, {}};
     do {
@@ -121,8 +122,8 @@ void read_messages(DbusInfo* info, Connection* connection) {
     } while (read_message(&reader));
 }
 
-// The listener has made the connection; for the arguments of another part of the process it is
-// made here.
+// The listener has already created the connection; for arguments from elsewhere in the process it
+// is created here.
 Connection* connection_for(const void* args, DbusInfo* info, int32_t fd) {
     if (Aside* aside = take_aside(args)) {
         return reinterpret_cast<Connection*>(aside);
@@ -151,7 +152,7 @@ void* Dbus_ReadWrite_Thread(void* args_pointer) {
     }
     prctl(PR_SET_NAME, info->name);
     read_messages(info, connection);
-    // The peer sees the end now, even while message threads still hold the socket.
+    // Shows the peer the end now, even if message threads still use the socket.
     shutdown(fd, SHUT_RDWR);
     leave_connection(connection);
     return nullptr;

@@ -18,9 +18,10 @@ namespace {
 
 using namespace quon::dbus;
 
-// Whatever the limit is, a select set holds no more descriptors.
+// A select set has no more descriptors, whatever the limit.
 constexpr rlim_t kHighestLimit = 1024;
-// Connections leave as many to the rest of the process; a quarter where the limit is below 64.
+// Descriptors that connections leave to the rest of the process; a quarter where the limit is below
+// 64.
 constexpr rlim_t kReserve = 16;
 constexpr rlim_t kReserveShare = 4;
 
@@ -32,8 +33,8 @@ int32_t first_reserved() {
     return static_cast<int32_t>(all - kept);
 }
 
-// accept takes its number before it waits for a peer: the low ones may have been in use then and be
-// free now.
+// accept reserves its number before it waits for a peer, so lower numbers may have been freed
+// since.
 int32_t lowest_number(int32_t fd) {
     if (fd < first_reserved()) {
         return fd;
@@ -56,7 +57,7 @@ bool leaves_enough(int32_t fd) {
     return false;
 }
 
-// The connection stands aside of its arguments until its thread takes it over.
+// Kept under the arguments' address until the connection's thread takes it over.
 bool start_thread_of(const ThreadKind& connections, Connection* connection, ListenArgs* args) {
     put_aside(&connection->aside, args);
     if (connections.start(Dbus_ReadWrite_Thread, args)) {
@@ -82,8 +83,8 @@ void start_connection(State* state, const ThreadKind& connections, int32_t fd) {
     }
 }
 
-// Peers are refused from now on, instead of waiting in connect for nobody. The lock keeps the
-// number from being given away meanwhile.
+// From now on peers are refused instead of hanging in connect. The lock prevents the number from
+// being reused meanwhile.
 void refuse_peers(State* state) {
     pthread_mutex_lock(&state->lock);
     if (!get_flag(&state->unregistered)) {

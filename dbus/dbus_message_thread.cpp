@@ -18,7 +18,7 @@ namespace {
 constexpr useconds_t kAfterMethodUs = 1000;
 constexpr size_t kThreadNameLength = 15;
 
-static_assert(offsetof(Message, waiting) == 0);  // what waits is freed by it
+static_assert(offsetof(Message, waiting) == 0);  // freeing it frees the message
 
 bool fits(const DbusInterface& entry, const DbusMsg& msg) {
     // Any type but a signal is a method: intended.
@@ -35,7 +35,7 @@ int32_t find_entry(const DbusInfo* info, const DbusMsg& msg) {
     return -1;
 }
 
-// The end of a long member name tells more than its beginning.
+// The end of a long member name is more telling than its beginning.
 void name_thread_after(const DbusInterface& entry, int32_t index) {
     char name[kThreadNameLength + 1];
     const size_t length = strnlen(entry.name, sizeof(entry.name));
@@ -59,8 +59,8 @@ void fill_head(DbusMsg* result, const DbusMsg& request, int32_t returned) {
     result->data_len = returned >= 0 ? static_cast<uint32_t>(returned) : 0;
 }
 
-// The time-out's slack is set after the handler, so that its commands do not inherit it; without it
-// the pause takes 50 microseconds more than it should.
+// The timer slack is set after the handler so that its commands do not inherit it; without it the
+// pause lasts 50 microseconds too long.
 void pause_after_handler() {
     prctl(PR_SET_TIMERSLACK, 1UL);
     usleep(kAfterMethodUs);  // after every handler: intended
@@ -106,8 +106,7 @@ Message* message_of(Aside* aside) {
     return reinterpret_cast<Message*>(reinterpret_cast<uint8_t*>(aside) - offsetof(Message, aside));
 }
 
-// A record that another part of the process hands over knows no connection: its result is written
-// by this thread alone.
+// A record from elsewhere in the process has no connection; this thread writes the result.
 void process_alone(DbusProcessArgs* args) {
     DbusMsg result;
     if (run_handler(*args, &result)) {

@@ -1,4 +1,4 @@
-// One message: its handler, and what becomes of the result.
+// One message: runs its handler and sends the result.
 #ifndef DBUS_MESSAGE_THREAD_H
 #define DBUS_MESSAGE_THREAD_H
 
@@ -8,8 +8,8 @@
 
 namespace quon::dbus {
 
-// What a connection thread hands to a message thread, in one allocation. Once the handler has run,
-// it is the place where the result can wait.
+// What a connection thread hands to a message thread, in one allocation. After the handler has run,
+// the result can wait in it.
 struct Message {
     WaitingResult waiting;
     Aside aside;  // of `args`
@@ -17,8 +17,8 @@ struct Message {
     DbusProcessArgs args;
 };
 
-// Runs the message on the calling thread and takes the allocation. True: the caller is the one to
-// run send_waiting_results.
+// Runs the message on the calling thread and takes ownership of the allocation. True: the caller
+// must run send_waiting_results.
 bool process_message(Message* message);
 
 }  // namespace quon::dbus

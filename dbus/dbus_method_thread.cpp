@@ -20,8 +20,8 @@ namespace quon::dbus {
 namespace {
 
 constexpr int32_t kStopBoundMs = 1000;
-// Between two requests to end: the thread may be about to put a new connection in place of the one
-// that was shut down.
+// Pause between two stop requests: the thread may be replacing the connection that was just shut
+// down.
 constexpr int32_t kStopSliceMs = 10;
 constexpr useconds_t kEnteringPauseUs = 20;
 
@@ -42,8 +42,8 @@ bool is_to_stop(const State* state) {
 
 // ---- Reading
 
-// A cancellation reaches the thread while it waits for a record and between two attempts to
-// connect, and nowhere else: so it leaves no lock and no half record behind.
+// The thread can be cancelled only while it waits for a record or between two connection attempts,
+// so it never leaves a lock or half a record behind.
 ssize_t read_record(int fd, DbusMsg* record) {
     pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
     const ssize_t got = read(fd, record, sizeof(*record));
@@ -66,15 +66,15 @@ void store_copy(DbusMethodNode* node, const DbusMsg* result) {
     memcpy_s(node->result_msg, sizeof(DbusMsg), result, sizeof(*result));
 }
 
-// The caller looks at its result under the node's lock.
+// The caller tests the result under the node's lock.
 void store_result(DbusMethodNode* node, const DbusMsg* result) {
     pthread_mutex_lock(&node->lock);
     store_copy(node, result);
     pthread_mutex_unlock(&node->lock);
 }
 
-// From here on no result can come: whoever still waits for one learns it, also when it looks only
-// after another caller has healed the connection.
+// From here on no result can come, and everyone still waiting is told, even those who look only
+// after another caller has reconnected.
 void end_client_role(State* state) {
     set_phase(state, kClientEnded);
     __atomic_add_fetch(&state->connections, 1U, __ATOMIC_SEQ_CST);
@@ -83,8 +83,8 @@ void end_client_role(State* state) {
     pthread_mutex_unlock(&state->info->mutex);
 }
 
-// The thread's last look at the registration, cancelled or not. The last user of the state cannot
-// dispose of it before the lock is free.
+// The thread's last access to the registration, cancelled or not. The last user of the state can
+// dispose of it only after the lock is released.
 void leave(void* state_pointer) {
     auto* state = static_cast<State*>(state_pointer);
     end_client_role(state);
@@ -100,7 +100,7 @@ void leave(void* state_pointer) {
     }
 }
 
-// ---- Connecting anew
+// ---- Reconnecting
 
 bool pause_of_reconnection(void* state) {
     connect_pause(nullptr);
@@ -110,8 +110,8 @@ bool pause_of_reconnection(void* state) {
     return !is_to_stop(static_cast<State*>(state));
 }
 
-// Callers that come now wait for the end of the reconnection, up to their time-outs; those that
-// were on their way to the mutex get it first, so that none of them waits in it.
+// New callers wait for the end of the reconnection, up to their time-outs; those already on their
+// way to the mutex get it first, so none of them blocks on it.
 void begin_reconnection(State* state) {
     set_phase(state, kClientReconnecting);
     while (__atomic_load_n(&state->entering, __ATOMIC_SEQ_CST) != 0) {
@@ -159,8 +159,8 @@ int32_t reconnect(State* state) {
 
 // ---- The thread
 
-// Whether to go on reading after a read of 0 or less. errno is looked at first, also at the end of
-// the stream, where it stands as an earlier call left it: intended.
+// Whether to go on after a read that returned 0 or less. errno is checked first, even at the end of
+// the stream, where it still has the value that an earlier call left: intended.
 bool survives(DbusInfo* info, ssize_t got) {
     static constexpr char kFunction[] = "Dbus_Method_Thread";
     const int error = errno;
@@ -190,7 +190,7 @@ void take_record(DbusInfo* info, const DbusMsg* result, ssize_t got) {
     Dbus_Method_Msg_Result(info, result);
 }
 
-// One read is one record, however much it brings. False: the thread has to end.
+// One read is one record, however many bytes it returns. False: the thread must end.
 bool read_result(State* state, DbusMsg* result) {
     if (is_to_stop(state)) {
         return false;
@@ -198,7 +198,7 @@ bool read_result(State* state, DbusMsg* result) {
     DbusInfo* info = state->info;
     memset_s(result, sizeof(*result), 0, sizeof(*result));
     const ssize_t got = read_record(info->client_fd, result);
-    // Nothing but this read may change what the next one finds in errno.
+    // Nothing but this read may change errno before the next one.
     const int error = errno;
     bool more = true;
     if (is_to_stop(state)) {
@@ -212,7 +212,7 @@ bool read_result(State* state, DbusMsg* result) {
     return more;
 }
 
-// Asks the thread to end: a flag, and the end of its connection, which wakes it.
+// Asks the thread to end: sets a flag and shuts the connection down, which wakes it.
 void request_end(State* state) {
     __atomic_store_n(&state->stop, 1, __ATOMIC_RELEASE);
     if (pthread_mutex_trylock(&state->info->mutex) == 0) {
@@ -249,7 +249,7 @@ void start_method_thread(State* state) {
     }
 }
 
-// A cancellation would do as well, but needs the unwinder, which is not installed everywhere.
+// Cancelling would work too, but needs the unwinder library, which is not installed everywhere.
 bool stop_method_thread(State* state) {
     const Deadline deadline = deadline_in(kStopBoundMs);
     pthread_mutex_lock(&state->lock);
@@ -280,7 +280,7 @@ void Dbus_Method_Msg_Result(DbusInfo* info, const DbusMsg* result) {
     }
     pthread_mutex_unlock(&info->mutex);
 
-    // Whatever became of the result, the caller looks at once.
+    // Wakes the caller whether or not the result could be stored.
     pthread_mutex_lock(&info->mutex);
     if (DbusMethodNode* node = find_call(info, result)) {
         wake_call(node);

@@ -1,4 +1,4 @@
-// What the messages and log lines of every file of the bus library bear.
+// Name and tag in the messages and log lines of every file of the bus library.
 #ifndef DBUS_MODULE_H
 #define DBUS_MODULE_H
 

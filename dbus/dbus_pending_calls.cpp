@@ -11,7 +11,7 @@ namespace quon::dbus {
 
 namespace {
 
-// One call. Allocated as a whole, on the list by its node.
+// One call in one allocation; its node links it into the list.
 struct Call {
     DbusMethodNode node;
     DbusMethodNode* next_abandoned;

@@ -23,8 +23,8 @@ Sent send_record(int fd, const DbusMsg* record) {
     if (sent < 0) {
         return errno == EAGAIN || errno == EINTR ? Sent::kNoRoom : Sent::kFailed;
     }
-    // Possible only where the send buffer could not be made large enough. A peer that reads on
-    // would take the next record from its middle: end the connection instead.
+    // Possible only where the send buffer could not be made large enough. The peer would misread
+    // every later record, so the connection is ended instead.
     shutdown(fd, SHUT_RDWR);
     return Sent::kFailed;
 }

@@ -1,4 +1,4 @@
-// Records on a socket, and the names in them.
+// Reading and writing records on a socket, and the names in them.
 #ifndef DBUS_RECORDS_H
 #define DBUS_RECORDS_H
 
@@ -14,18 +14,18 @@ static_assert(offsetof(DbusMsg, data) == DBUS_MSG_SIZE - DBUS_DATA_SIZE);
 
 enum class Sent { kWhole, kNoRoom, kFailed };
 
-// One write of the whole record, without waiting: it goes whole or not at all.
+// One non-blocking write: the whole record or nothing.
 Sent send_record(int fd, const DbusMsg* record);
 
-// After a read of `got` that counts as interrupted. At the end of the stream, where an earlier
-// interruption still shows in errno, the next read finds the same at once: it is made to wait, so
-// that it costs neither a processor nor a full log.
+// Called after a read of `got` bytes that counts as interrupted. At the end of the stream with
+// EINTR still in errno the next read would return at once; it is delayed, so that this neither uses
+// a whole processor nor fills the log.
 void pause_at_stale_end(ssize_t got);
 
-// Names of messages are read as at most 64 bytes, terminated or not.
+// Names in messages are read as at most 64 bytes, terminated or not.
 bool same_name(const char* one, const char* other);
 
-// As many bytes as the field can hold, from a name that need not be terminated.
+// Copies as much as the field can take of a name that may lack a terminator.
 void copy_name(char* to, const char* from);
 
 }  // namespace quon::dbus

@@ -100,21 +100,20 @@ bool start_roles(State* state) {
     return info->server_name[0] == '\0' || start_client_role(state);
 }
 
-// From here on the listen thread leaves listen_fd alone, whose number may come to mean another
-// file.
+// From here on the listen thread does not touch listen_fd, whose number may be reused.
 void end_server_role(State* state) {
     pthread_mutex_lock(&state->lock);
     set_flag(&state->unregistered, true);
     pthread_mutex_unlock(&state->lock);
 }
 
-// Whether the client role's descriptor is the caller's to close.
+// Whether the caller must close the client role's descriptor.
 bool end_client_role(DbusInfo* info, State* state) {
     if (info->method_thread == 0) {
         return true;
     }
     if (state == nullptr || client_phase(state) == kClientIdle) {
-        pthread_cancel(info->method_thread);  // not Dbus_Method_Thread
+        pthread_cancel(info->method_thread);  // for a thread other than Dbus_Method_Thread
         return true;
     }
     return stop_method_thread(state);
@@ -162,15 +161,15 @@ int32_t Dbus_Register(DbusInfo* info) {
     if (start_roles(state)) {
         return 0;
     }
-    // The caller is to free the record; what of the server role runs uses the state by itself.
+    // The caller must free the record; server threads still running use the state on their own.
     set_flag(&state->registered, false);
     leave_state(state);
     return -1;
 }
 
 int32_t Dbus_UnRegister(DbusInfo* info) {
-    // Only the server role has a use for this slot, and nothing fills it: the listen thread runs
-    // on. Both are intended; a slot that holds zero names no thread.
+    // The server role never fills this slot, so the listen thread keeps running. Both are intended;
+    // zero means no thread.
     if (info->count != 0 && info->spare_thread != 0) {
         pthread_cancel(info->spare_thread);
     }

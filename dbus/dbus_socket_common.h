@@ -4,15 +4,15 @@
 // the client role (the process whose members it calls) or both. Every name is NUL-terminated within
 // its field; integers are in the host's byte order.
 //
-// Messages: the library says what goes wrong on the standard output of its process (the server role
-// logs the rest, tag "DBUS"); a process whose standard output nobody reads is held up by it.
-// One that may be started without standard streams opens them first: a connection would bear such a
-// number for a moment, and what another thread prints just then would go to the peer.
-// Signals: a handler that is installed without SA_RESTART and runs on a thread of the library
-// interrupts its call. The listen thread ends then, as after any failed accept; connection and
-// method threads report it and read on. So block signals in a thread before it calls Dbus_Register
-// or Dbus_Client_Connect (threads inherit the mask) and take them elsewhere. SIGPIPE: no write of
-// the library raises it.
+// Messages: the library reports errors on the process's standard output (the server role logs the
+// others, with the tag "DBUS"). A process whose standard output nobody reads is blocked by them.
+// One that may be started without standard streams should open them first; otherwise a connection
+// briefly has such a number, and text printed by another thread at that moment goes to the peer.
+//
+// Signals: a handler installed without SA_RESTART interrupts library threads. The listen thread
+// then ends, as after any failed accept; connection and method threads report it and read on. So
+// block signals in a thread before it calls Dbus_Register or Dbus_Client_Connect (new threads
+// inherit the mask) and handle them elsewhere. The library's writes never raise SIGPIPE.
 #ifndef DBUS_SOCKET_COMMON_H
 #define DBUS_SOCKET_COMMON_H
 
@@ -100,67 +100,68 @@ typedef struct DbusInfo {
     pthread_mutex_t mutex;  // result writes, method_list, client_fd
 } DbusInfo;
 
-// Returns a cleared record with `count` cleared entries, or null with a message. `count` is not
-// checked: 0 or less makes no entries, more than 256 writes
-// outside the record. When an entry cannot be allocated, those made before leak: intended.
+// Returns a zeroed record with `count` zeroed entries, or null with a message. `count` is not
+// checked: 0 or less makes no entries, more than 256 writes outside the record. If an entry cannot
+// be allocated, those already made leak: intended.
 DbusInfo* DbusInfo_Alloc(int32_t count);
 
-// Frees the entries and the record, which DbusInfo_Alloc has made (null: nothing); closes nothing
-// and stops nothing. Call Dbus_UnRegister first. As long as threads of the library still use the
+// Frees the entries and the record, which must come from DbusInfo_Alloc (null: does nothing).
+// Closes nothing and stops nothing: call Dbus_UnRegister first. While library threads still use the
 // record (the listen thread, which outlives Dbus_UnRegister, and open connections), it stays
-// allocated and the last of them frees it.
+// allocated, and the last of them frees it.
 void DbusInfo_Free(DbusInfo* info);
 
-// Stack of the threads that the server role makes for connections and messages, in bytes; less than
-// the C library's least counts as that, and 0, as at the start, is its default for threads.
-// Concerns connections that come afterwards: call it before Dbus_Register. Handlers run on that
+// Stack size in bytes of the server role's connection and message threads. A value below the C
+// library's minimum counts as that minimum; 0, the initial value, means the default size. It
+// applies to connections accepted later, so call it before Dbus_Register. Handlers run on this
 // stack, on top of 8 KiB for the library.
 //
-// Memory: some 0.4 s after a storm of peers or messages a thread "DbusCalm" has the C library give
-// back the stacks of ended threads and the free pages of the process's heap (malloc_trim).
+// Memory: about 0.4 s after a storm of peers or messages, a thread named "DbusCalm" makes the C
+// library release the stacks of ended threads and the free pages of the process's heap
+// (malloc_trim).
 void Dbus_SetThreadStack(size_t bytes);
 
-// Opens the sockets and starts the threads of the roles that the record asks for. The record must
-// live, and its names and entries stay as they are, until Dbus_UnRegister and for as long as
-// connections of the server role are open. Blocks up to about 5 s while the server of the client
-// role does not answer. Returns 0, or -1 with a message and the failed role's socket closed; the
-// server role may be left running when only the client role failed.
+// Opens the sockets and starts the threads of the requested roles. The record must stay alive, with
+// its names and entries unchanged, until Dbus_UnRegister and as long as the server role has open
+// connections. Blocks for up to about 5 s while the client role's server does not answer. Returns
+// 0, or -1 with a message and the failed role's socket closed; if only the client role failed, the
+// server role may be left running.
 //
-// Threads that cannot be made are not reported: without its listen thread a server accepts nobody,
+// Failures to create threads are not reported: without its listen thread a server accepts nobody,
 // and without its method thread a client's calls and signals end with DBUS_CALL_NO_CONNECTION at
 // once.
 //
-// A peer that does not read its results holds up nobody else: they wait for it in order, and when
-// 1024 wait, its requests are no longer read. A connection whose descriptor is among the last 16
+// A peer that does not read its results blocks nobody else: its results wait in order, and once
+// 1024 wait its requests are no longer read. A connection whose descriptor is among the last 16
 // below the soft limit, or below 1024 (among the last quarter, where the limit is below 64), is
 // closed at once, with a log line. A failed accept ends the listening, whatever the reason: later
-// peers are refused, open connections go on.
+// peers are refused, and open connections continue.
 int32_t Dbus_Register(DbusInfo* info);
 
-// For the end of a process: closes the sockets, unlinks the socket file and ends the method thread,
-// which it waits for at most a second. The listen thread and the threads of open connections run
-// on; they keep the record in use. A method thread that has not ended in time (the process's
-// standard output takes nothing, say) ends later and closes the connection then: until it does the
-// record must not be freed by anything but DbusInfo_Free, which waits for it. No call may be in
-// progress. Returns 0.
+// For the end of a process: closes the sockets, removes the socket file and ends the method thread,
+// waiting at most a second for it. The listen thread and the threads of open connections keep
+// running and keep the record in use. A method thread that has not ended in time (for example
+// because standard output is blocked) ends later and closes the connection then; until it does,
+// only DbusInfo_Free may free the record, since it waits for that. No call may be in progress.
+// Returns 0.
 int32_t Dbus_UnRegister(DbusInfo* info);
 
-// What the listen thread hands to a connection thread, which frees it (malloc).
+// Passed by the listen thread to a connection thread, which frees it (malloc).
 typedef struct ListenArgs {
     DbusInfo* info;
     int32_t fd;  // closed by the connection thread, or by its last message thread
 } ListenArgs;
 
-// What a connection thread hands to a message thread, which frees it (malloc).
+// Passed by a connection thread to a message thread, which frees it (malloc).
 typedef struct DbusProcessArgs {
     DbusInfo* info;
     DbusMsg msg;
     int32_t fd;  // stays open
 } DbusProcessArgs;
 
-// Thread functions, started by Dbus_Register and by each other; a process may start them itself,
-// with records of exactly these fields. Dbus_Method_Thread can be cancelled between two messages
-// only.
+// Thread functions, started by Dbus_Register and by each other; a process may also start them
+// itself, with records of exactly these fields. Dbus_Method_Thread can be cancelled only between
+// two messages.
 void* Dbus_Listen_Thread(void* info);      // DbusInfo*
 void* Dbus_ReadWrite_Thread(void* args);   // ListenArgs*
 void* Dbus_ReadWrite_Process(void* args);  // DbusProcessArgs*
@@ -168,10 +169,10 @@ void* Dbus_Method_Thread(void* info);      // DbusInfo*
 
 // ---- The calling side -------------------------------------------------------------------------
 
-// How a call ended. Every call ends in one of these ways.
+// How a call ended.
 typedef enum DbusCallStatus {
-    DBUS_CALL_OK = 0,        // a result came; the handler's own failure stands in DbusReply.result
-    DBUS_CALL_TIMEOUT = -1,  // no result in time; a late one is dropped and harms nobody
+    DBUS_CALL_OK = 0,        // a result came; DbusReply.result has the handler's own status
+    DBUS_CALL_TIMEOUT = -1,  // no result in time; a late one is dropped
     DBUS_CALL_NO_CONNECTION =
         -2,                  // not connected, connection lost, or the record cannot be written
     DBUS_CALL_INVALID = -3,  // null argument, name of 64 bytes or more, or more than 4356 bytes
@@ -186,33 +187,33 @@ typedef struct DbusReply {
     uint8_t data[DBUS_DATA_SIZE];
 } DbusReply;
 
-// Registers a client role: bus name `name`, connected to the process `server_name`. A server that
-// does not listen yet is waited for up to `wait_ms` milliseconds, quietly (0: one attempt; a server
-// that listens but does not accept fails it after a millisecond); a negative value registers as
-// Dbus_Register does (100 attempts, about 5 s, and a message). Returns a registration to be
-// released with Dbus_Client_Disconnect, or null.
+// Registers a client role with the bus name `name`, connected to the process `server_name`. If the
+// server does not listen yet, waits for up to `wait_ms` milliseconds without messages (0: one
+// attempt; a server that listens but does not accept fails it after a millisecond); a negative
+// value registers as Dbus_Register does (100 attempts, about 5 s, with a message). Returns a
+// registration to be released with Dbus_Client_Disconnect, or null.
 //
-// When the server has closed the connection, the method thread connects anew by itself, for about
-// 5 s. After that, or after a read error (a server that was killed with requests unread), it has
-// ended, and calls in progress end with DBUS_CALL_NO_CONNECTION. The next call or signal then
-// connects anew, once: one attempt, within its own time-out when the server is there but busy. It
-// does so too where the method thread could not be made.
+// When the server closes the connection, the method thread reconnects by itself for about 5 s.
+// After that, or after a read error (a server killed with unread requests), it has ended and calls
+// in progress end with DBUS_CALL_NO_CONNECTION. The next call or signal then makes one attempt to
+// reconnect, within its own time-out if the server is there but busy. It also does so when the
+// method thread could not be created.
 DbusInfo* Dbus_Client_Connect(const char* name, const char* server_name, int32_t wait_ms);
 
-// Calls the method `member` with `len` bytes of `data` (null only when len is 0) and waits up to
-// `timeout_ms` milliseconds for a way to send it and for its result together. 0 does not wait; a
-// negative value is DBUS_CALL_INVALID. `reply` may be null; it is filled in with DBUS_CALL_OK
-// only. Any number of threads may call over one registration at once.
+// Calls the method `member` with `len` bytes of `data` (null only when len is 0). Sending and
+// waiting for the result may take `timeout_ms` milliseconds in total. 0 does not wait; a negative
+// value is DBUS_CALL_INVALID. `reply` may be null; it is filled in only with DBUS_CALL_OK. Any
+// number of threads may call over one registration at once.
 DbusCallStatus Dbus_Method_Call(DbusInfo* info, const char* member, const uint8_t* data,
                                 uint32_t len, int32_t timeout_ms, DbusReply* reply);
 
-// Sends a signal; DBUS_CALL_OK means that the record was handed to the connection. Waits up to
-// `timeout_ms` for room and for a reconnection in progress.
+// Sends a signal; DBUS_CALL_OK means that the connection took the record. Waits up to `timeout_ms`
+// for room and for a reconnection in progress.
 DbusCallStatus Dbus_Signal_Send(DbusInfo* info, const char* member, const uint8_t* data,
                                 uint32_t len, int32_t timeout_ms);
 
-// Ends the client role and frees the registration, now or, as Dbus_UnRegister tells, when its
-// method thread ends. Waits at most a second. No call may be in progress or follow.
+// Ends the client role and frees the registration, now or, as with Dbus_UnRegister, when its method
+// thread ends. Waits at most a second. No call may be in progress or follow.
 void Dbus_Client_Disconnect(DbusInfo* info);
 
 #ifdef __cplusplus

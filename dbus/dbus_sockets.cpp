@@ -16,13 +16,13 @@ namespace {
 
 constexpr int kConnectAttempts = 100;
 constexpr useconds_t kConnectPauseUs = 50'000;
-// How long one attempt waits for a server that listens but whose queue is full. Without a bound
-// such a server (a stopped process) would hold the caller for ever.
+// How long one attempt waits for a listening server whose queue is full. Without a limit such a
+// server (a stopped process) would block the caller for ever.
 constexpr suseconds_t kFullQueueUs = 1'000;
 
-// Room for a record: the kernel doubles the value. A write of up to half of the doubled size goes
-// into one kernel buffer, so that a record is taken whole or (EAGAIN) not at all, whatever is
-// queued already. Readiness for writing is reported once less than a quarter is in use.
+// Buffer space for a record; the kernel doubles the value. A write of up to half the doubled size
+// goes into one kernel buffer, so a record is taken whole or (EAGAIN) not at all, however much is
+// already queued. The socket becomes writable once less than a quarter is in use.
 constexpr int kLeastSendBuffer = 64 * 1024;
 
 int with_room_for_records(int fd) {

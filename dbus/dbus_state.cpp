@@ -35,7 +35,7 @@ void free_record(DbusInfo* info) {
 }  // namespace
 
 void dispose_state(State* state) {
-    // Whoever left before may still be unlocking it.
+    // A user that left earlier may still be unlocking it.
     pthread_mutex_lock(&state->lock);
     pthread_mutex_unlock(&state->lock);
     if (get_flag(&state->released)) {
@@ -68,7 +68,7 @@ State* enter_state(DbusInfo* info) {
 State* adopt_state(DbusInfo* info, bool State::*started) {
     State* state = enter_state(info);
     if (state != nullptr && swap_flag(&(state->*started), false)) {
-        leave_state(state);  // one of the two uses will do
+        leave_state(state);  // one of the two references is enough
     }
     return state;
 }

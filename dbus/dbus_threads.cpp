@@ -18,7 +18,7 @@ ThreadKind::ThreadKind() {
     pthread_attr_setdetachstate(&attributes_, PTHREAD_CREATE_DETACHED);
     const size_t stack = __atomic_load_n(&wanted_stack, __ATOMIC_RELAXED);
     if (stack != 0) {
-        // A size that is refused leaves the default: a large thread is better than none.
+        // If the size is refused the default stays: a large thread is better than none.
         (void)quon_set_thread_stack(&attributes_, stack);
     }
 }

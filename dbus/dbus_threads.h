@@ -1,4 +1,4 @@
-// Threads of the server role: one a connection, one a message.
+// Threads of the server role: one per connection and one per message.
 #ifndef DBUS_THREADS_H
 #define DBUS_THREADS_H
 
@@ -6,7 +6,7 @@
 
 namespace quon::dbus {
 
-// Detached, with the stack that the process asked for. Made once for many threads.
+// Attributes of detached threads with the process's chosen stack size. One object can start many.
 class ThreadKind {
   public:
     ThreadKind();
@@ -14,7 +14,7 @@ class ThreadKind {
     ThreadKind(const ThreadKind&) = delete;
     ThreadKind& operator=(const ThreadKind&) = delete;
 
-    // False: there is no thread.
+    // False: the thread could not be created.
     bool start(void* (*function)(void*), void* argument) const;
 
   private:

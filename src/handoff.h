@@ -1,4 +1,4 @@
-// What the rooms of the hand-off thread share: its one record, which no other thread sees.
+// The record shared by the files of the hand-off; only the hand-off thread uses it.
 #ifndef HANDOFF_H
 #define HANDOFF_H
 
@@ -31,18 +31,17 @@ struct handoff {
     target_address target;
     connection_state state;
     uint32_t connect_start_ms;
-    bool pending;  // hand the remote socket over as soon as it is connected
+    bool pending;  // hand the remote socket over once it is connected
     socklen_t accept_length;
     uint8_t request[kReceiveSize];  // never cleared between receives: intended
 
-    // What select is asked, and what it answers, in one pass.
+    // The sets given to select in one pass, and its results.
     fd_set readable;
     fd_set writable;
     int highest_fd;
 };
 
-// A descriptor that a select set has no room for counts as one that could not be had: it is closed.
-// Returns fd or -1.
+// A descriptor too large for a select set is closed and treated as a failure. Returns fd or -1.
 inline int fit_for_select(int fd) {
     if (fd >= FD_SETSIZE) {
         close(fd);

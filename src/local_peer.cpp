@@ -20,13 +20,13 @@ constexpr int kPortOffset = 5;
 
 static_assert(sizeof(sockaddr_un) == 110);
 
-// A new peer always replaces the one before. It cannot hold the thread up: a hand-over that it
-// leaves no room for fails.
+// A new peer always replaces the previous one. It cannot block the thread: a hand-over without room
+// fails.
 void accept_client(handoff& ws) {
     if (ws.client_fd > 0) {
         close(ws.client_fd);
     }
-    sockaddr_storage address = {};  // the kernel tells up to a byte more than a sockaddr_un has
+    sockaddr_storage address = {};  // the kernel may report a byte more than a sockaddr_un
     ws.client_fd = fit_for_select(quon_accept(ws.listen_fd, reinterpret_cast<sockaddr*>(&address),
                                               &ws.accept_length, SOCK_NONBLOCK));
     if (ws.client_fd > 0) {
@@ -86,7 +86,7 @@ next_step serve_client(handoff& ws) {
         close(ws.client_fd);
         ws.client_fd = -1;
     }
-    // Whatever was received, the buffer is acted on: a closing peer repeats its last request.
+    // The buffer is acted on whatever was received: a closing peer repeats its last request.
     // Intended.
     const auto command = static_cast<int8_t>(ws.request[0]);
     printf("ws ls recv[%d] ----> len:%d\n", command, static_cast<int>(length));
@@ -132,8 +132,8 @@ void hand_over(handoff& ws, const char* step) {
     ws.state = connection_state::idle;
 }
 
-// After a new peer came, the readiness seen belongs to the old one, whose number the new one may
-// bear.
+// After a new peer is accepted, the readiness seen belongs to the old one, whose number the new one
+// may have.
 next_step serve_local_sockets(handoff& ws) {
     if (FD_ISSET(ws.listen_fd, &ws.readable)) {
         accept_client(ws);

@@ -1,4 +1,4 @@
-// The local socket and the one peer on it, who gets the connection to the server.
+// The local socket and its single peer, which receives the connection to the server.
 #ifndef LOCAL_PEER_H
 #define LOCAL_PEER_H
 
@@ -8,14 +8,14 @@ namespace quon::handoff {
 
 enum class next_step { remote_check, next_pass };
 
-// Binds and listens. Returns the socket, or -1 with a line.
+// Binds and listens. Returns the socket, or -1 after logging why.
 int open_local_server();
 
-// Waits for nothing: a new peer is accepted, or a request read and acted on.
+// Never blocks: accepts a new peer, or reads a request and acts on it.
 next_step serve_local_sockets(handoff& ws);
 
-// Passes the remote socket to the peer and closes this side's copy, whether or not the peer took
-// it. `step` goes into the line.
+// Passes the remote socket to the peer and closes the daemon's copy, whether or not the peer took
+// it. `step` appears in the log line.
 void hand_over(handoff& ws, const char* step);
 
 }  // namespace quon::handoff

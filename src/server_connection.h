@@ -6,19 +6,19 @@
 
 namespace quon::handoff {
 
-// Connects to the target with a new socket, in place of the one before; does not block. Leaves the
-// state connected, connecting, or idle with a line.
+// Starts a non-blocking connect to the target with a new socket, replacing any earlier one. The
+// resulting state is connected, connecting, or idle after logging why.
 void start_connect(handoff& ws);
 
-// Puts a connection under way into the write set, or gives it up when its time is over.
+// Adds a pending connection to the write set, or gives it up when its time is over.
 void watch_connect(handoff& ws);
 
-// Whether a socket that select found writable is connected. Reading a socket's error clears it: a
-// refused connection counts as up at its next check, and whoever gets the dead socket learns at
-// once. Intended.
+// Whether a socket that select reports writable is connected. Reading a socket's error clears it,
+// so a refused connection counts as connected at its next check, and the program that gets the dead
+// socket notices at once. Intended.
 bool connection_is_up(const handoff& ws);
 
-// Closes this side's copy of the socket.
+// Closes the daemon's copy of the socket.
 void drop_remote(handoff& ws);
 
 }  // namespace quon::handoff

@@ -1,5 +1,5 @@
-// Remote wake-up hand-off: connects early to the remote server by TCP and passes the connected
-// socket to the local program that asks for it over "/tmp/ws_socket".
+// Remote wake-up hand-off: connects early to the remote server over TCP and passes the connected
+// socket to the local program that asks for it through "/tmp/ws_socket".
 #ifndef WEBSOCKET_H
 #define WEBSOCKET_H
 
@@ -15,11 +15,11 @@ enum {
     WS_COMMAND_CONNECT = 0,  // address (4 bytes, network order), port (2 bytes, host order)
     WS_COMMAND_DROP = 1,
     WS_REQUEST_SIZE = 7,
-    WS_HANDOVER_SIZE = 8,  // first byte 1, the others 0, with one descriptor beside them
+    WS_HANDOVER_SIZE = 8,  // first byte 1, the others 0, sent with one descriptor
 };
 
 typedef struct ws_preinit_param {
-    uint32_t remote_wakeup;  // not 0: a connection is wanted before anybody asks
+    uint32_t remote_wakeup;  // not 0: connect before anybody asks
     uint32_t server_ip;      // network byte order; 0: none
     uint16_t server_port;    // host byte order; 0: none
     // Asks whether the network configuration is in place: 1 or more with *updated not 0 means yes.
@@ -28,7 +28,7 @@ typedef struct ws_preinit_param {
 } ws_preinit_param;
 
 // Copies the record and starts the detached thread "webpreinit", which runs until its select fails.
-// Call once. Returns 0, or non-zero with a message when the thread cannot be made.
+// Call once. Returns 0, or non-zero with a message when the thread cannot be created.
 int websocket_local_server_init(const ws_preinit_param* param);
 
 #ifdef __cplusplus

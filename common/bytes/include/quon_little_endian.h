@@ -1,11 +1,11 @@
-// Little-endian integers in byte images, which need no alignment.
+// Loads and stores little-endian integers in byte buffers of any alignment.
 #ifndef QUON_LITTLE_ENDIAN_H
 #define QUON_LITTLE_ENDIAN_H
 
 #include <stddef.h>
 #include <stdint.h>
 
-// The number in `size` bytes, 0 to 4.
+// Reads a number of `size` bytes, 0 to 4.
 static inline uint32_t quon_load_le(const uint8_t* bytes, size_t size) {
     uint32_t value = 0;
     for (size_t i = size; i > 0; i--) {
@@ -14,7 +14,7 @@ static inline uint32_t quon_load_le(const uint8_t* bytes, size_t size) {
     return value;
 }
 
-// The lowest `size` bytes of `value`; bytes beyond the fourth are 0.
+// Writes the lowest `size` bytes of `value`; any bytes after the fourth are set to 0.
 static inline void quon_store_le(uint8_t* bytes, size_t size, uint32_t value) {
     for (size_t i = 0; i < size; i++) {
         bytes[i] = (uint8_t)value;

@@ -1,6 +1,6 @@
 #include "quon_log.h"
 
-// The assertions of qn_log_strcpy hold in every build type.
+// Keeps qn_log_strcpy's assertions active in every build type.
 #undef NDEBUG
 #include <assert.h>
 #include <pthread.h>
@@ -54,7 +54,7 @@ QnLogProfile profile = {
 };
 
 pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
-uint8_t busy;  // stands in for the mutex when use_mutex is 0, without excluding anybody: intended
+uint8_t busy;  // replaces the mutex when use_mutex is 0, without excluding anybody: intended
 uint8_t held;
 char time_text[24];
 char thread_text[10];

@@ -45,7 +45,7 @@ void append_characters(QnLogLine* line, const Dump& dump, unsigned start) {
     }
 }
 
-// A full line gives up its last byte: every line ends with a newline.
+// A full line loses its last byte, because every line ends with a newline.
 void append_newline(QnLogLine* line) {
     if (line->length == QN_LOG_LINE_SIZE) {
         line->length--;

@@ -10,14 +10,14 @@
 
 namespace {
 
-constexpr char kTag[] = "TAG";  // that literal, intended
+constexpr char kTag[] = "TAG";  // this literal text: intended
 constexpr char kSourceName[] = "quon_queue";
 constexpr char kNullHandle[] = "queueHdl is NULL!\n";
 
 #define QUEUE_ERROR(...) \
     QnLogPrint(QN_LOG_ERROR, kTag, kSourceName, __func__, __LINE__, __VA_ARGS__)
 
-// Zero elements and zero bytes are legal, while malloc(0) may answer null.
+// Zero elements and zero bytes are legal, but malloc(0) may return null.
 size_t at_least_one(int wanted) {
     return wanted > 0 ? static_cast<size_t>(wanted) : 1;
 }
@@ -70,7 +70,7 @@ void copy_element(const QN_QUEUE* queue, void* into, const void* from) {
     }
 }
 
-// Both answer whether there was room, or an element.
+// Both return false when there is no room or no element.
 bool push_locked(QN_QUEUE* queue, const void* elem) {
     if (queue->count >= queue->depth) {
         return false;
@@ -98,7 +98,7 @@ bool pop_locked(QN_QUEUE* queue, void* out) {
 }  // namespace
 
 QN_QUEUE* QN_QUEUE_Create(int elem_size, int depth, unsigned flags, const char* name) {
-    // A zero-filled mutex is in the state of its static initialiser.
+    // A zeroed mutex is equivalent to a statically initialised one.
     auto* queue = static_cast<QN_QUEUE*>(calloc(1, sizeof(QN_QUEUE)));
     if (queue == nullptr) {
         return nullptr;

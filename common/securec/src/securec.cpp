@@ -11,7 +11,7 @@ bool is_legal_size(size_t dest_max) {
     return dest_max != 0 && dest_max <= SECUREC_MEM_MAX_LEN;
 }
 
-// An area copied onto itself does not overlap: the copy changes nothing.
+// An area copied onto itself does not count as overlapping: nothing changes.
 bool overlaps(const void* a, const void* b, size_t count) {
     const auto first = reinterpret_cast<uintptr_t>(a);
     const auto second = reinterpret_cast<uintptr_t>(b);
