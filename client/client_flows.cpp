@@ -1,4 +1,5 @@
-// What takes more than one call: waiting for an event, a command's status, the firmware upgrade.
+// Operations that take several calls: waiting for an event, a command's status, the firmware
+// upgrade.
 #include <errno.h>
 #include <poll.h>
 #include <stdlib.h>
@@ -15,18 +16,19 @@ namespace quon::typed {
 
 namespace {
 
-constexpr int32_t kNoEvent = -1;  // the service's result while none is there
+constexpr int32_t kNoEvent = -1;  // the service's result when no event is queued
 constexpr int64_t kPauseMs = 100;
 constexpr int64_t kEventUnderWayMs = 1000;
 
-// The table has every service; without one, a call of no name is refused.
+// The table lists every service; a missing one leads to a call with an empty name, which is
+// refused.
 const Service& row_of(const char* name) {
     static constexpr Service kNobody = {"", nullptr, nullptr, nullptr};
     const Service* found = service_named(name);
     return found != nullptr ? *found : kNobody;
 }
 
-// Sets `got` or, in the calm of an empty queue, does not.
+// Sets `got`, or leaves it unset while the queue is empty.
 quon_mcu_status take_event(quon_mcu_client* client, quon_mcu_event_info* event, int64_t left_ms,
                            bool& got) {
     const auto timeout_ms =

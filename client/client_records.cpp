@@ -29,7 +29,7 @@ void copy(void* to, const void* from, size_t size) {
     }
 }
 
-// ---- Numbers, in the machine's own order in a structure
+// ---- Numbers, in host byte order in a structure
 
 template <typename Number>
 void put_number(uint8_t* to, uint32_t value) {
@@ -78,7 +78,7 @@ int digit_of(char c) {
     return found == nullptr ? -1 : static_cast<int>(found - kDigits);
 }
 
-// Nothing is an address of zeros.
+// An empty text is an address of zeros.
 bool encode_mac(uint8_t* to, const char* text) {
     if (text[0] == '\0') {
         return true;
@@ -131,7 +131,7 @@ void decode_field(const Field& what, const uint8_t* from, size_t size, uint8_t* 
     }
 }
 
-// `to` is cleared.
+// `to` must be zeroed.
 bool encode_field(const Field& what, const uint8_t* from, size_t size, uint8_t* to) {
     const char* text = reinterpret_cast<const char*>(from);
     switch (what.kind) {
@@ -157,7 +157,7 @@ bool encode_field(const Field& what, const uint8_t* from, size_t size, uint8_t* 
     return true;
 }
 
-// Bytes of a record whose end its sender chooses; a text takes its closing zero along.
+// Bytes of a record whose length its sender chooses; a text includes its closing zero.
 size_t length_of(const Record& what, const void* structure) {
     if (what.size != 0) {
         return what.size;
@@ -221,7 +221,7 @@ void decode_list(const Record& what, std::span<const uint8_t> bytes, void* struc
     }
 }
 
-// The bits of what is absent.
+// The `absent` bits.
 uint32_t decode_fields(const Record& what, std::span<const uint8_t> bytes, bool zero_is_fact,
                        void* structure) {
     uint32_t absent = 0;

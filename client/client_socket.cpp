@@ -1,4 +1,4 @@
-// The remote wake-up's connection, taken over from the daemon.
+// Takes over the remote wake-up's connection from the daemon.
 #include <arpa/inet.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -62,8 +62,8 @@ bool send_request(int fd, const in_addr& ip, uint16_t port) {
     return send(fd, request, sizeof(request), MSG_NOSIGNAL) == sizeof(request);
 }
 
-// The daemon acts on the last request once more when its peer closes. A request to drop keeps it
-// from connecting again for nobody.
+// The daemon repeats its peer's last request when the peer closes. Ending with a drop request keeps
+// it from connecting again for nobody.
 void send_drop(int fd) {
     const uint8_t request = WS_COMMAND_DROP;
     (void)!send(fd, &request, sizeof(request), MSG_NOSIGNAL);
@@ -117,7 +117,7 @@ int receive_connection(int local) {
     if (!is_connected(remote.get())) {
         return QUON_MCU_FAILED;
     }
-    (void)fcntl(remote.get(), F_SETFL, 0);  // it comes from a loop that never waits
+    (void)fcntl(remote.get(), F_SETFL, 0);  // the daemon's descriptor is non-blocking
     return remote.release();
 }
 

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-// One line a chip: its name in the build, and the function that gives its driver's table.
+// One line per chip: its name in the build, and the function that returns its driver's table.
 #define MCU_CHIPS(X)                     \
     X("hi3861l", hi3861l_get_ops_handle) \
     X("example", example_get_ops_handle)

@@ -1,6 +1,6 @@
-// The daemon's services on the message bus, for C and C++ programs: the bus name, and one row a
-// service in registration order. A name beginning "method" is a request with a reply, one beginning
-// "signal" a notification without.
+// The daemon's services on the message bus, for C and C++ programs: the bus name, and one row per
+// service in registration order. A name starting with "method" is a request with a reply; one
+// starting with "signal" is a notification without.
 #ifndef QUON_MCU_SERVICES_H
 #define QUON_MCU_SERVICES_H
 

@@ -1,4 +1,4 @@
-// Handlers of the services "signal.quon.mcu.set.", and of the three firmware upgrade methods.
+// Handlers of the "signal.quon.mcu.set." services and of the three firmware upgrade methods.
 
 #include "mcu_call.h"
 #include "mcu_records.h"
@@ -16,7 +16,7 @@ uint32_t word_of(const uint8_t* request) {
     return quon_load_le32(request);
 }
 
-// Not inlined: each record has its own size, and the copy is the same.
+// Not inlined: record sizes differ, but the copy is the same.
 __attribute__((noinline)) void copy_record(uint8_t* record, const uint8_t* request, size_t size) {
     (void)memcpy_s(record, size, request, size);
 }
@@ -28,7 +28,7 @@ mcu_record<Size> record_of(const uint8_t* request) {
     return record;
 }
 
-// A zero word, on success.
+// The reply is a zero word on success.
 int32_t upgrade_reply(int32_t result, uint8_t* reply) {
     if (result != 0) {
         return -1;
@@ -62,7 +62,7 @@ void apply_own_log_profile(const uint8_t* request) {
 
 // clang-format off
 //      handler                             slot                        null check       failure text                            payload passed
-// cppcheck-suppress syntaxError ; it does not know __VA_OPT__, so it leaves this file alone
+// cppcheck-suppress syntaxError ; cppcheck does not support __VA_OPT__ and skips this file
 COMMAND(quon_mcu_set_time,                  set_time,                   null_check::no,  "mcu_set_time failed",                  request)
 COMMAND(quon_mcu_set_led_state,             set_led_state,              null_check::no,  "mcu_set_led_state failed",             byte_of(request))
 COMMAND(quon_mcu_set_pir_switch,            set_pir_switch,             null_check::no,  "mcu_set_pir_switch failed",            byte_of(request))

@@ -1,4 +1,4 @@
-// How the daemon's own lines look in the log.
+// The format of the daemon's own log lines.
 #ifndef DAEMON_LOG_H
 #define DAEMON_LOG_H
 
@@ -7,11 +7,11 @@
 inline constexpr char kDaemonLogTag[] = "QUON_MCU_DAEMON";
 inline constexpr char kDaemonSourceName[] = "quon_mcu_daemon";
 
-// A line under the name `func`, with the message's format and its arguments.
+// Logs a line under the name `func`, with a format and its arguments.
 #define DAEMON_LOG_AS(func, line, level, ...) \
     QnLogPrint(level, kDaemonLogTag, kDaemonSourceName, func, line, __VA_ARGS__)
 
-// The same under the name of the function that it stands in.
+// The same under the name of the enclosing function.
 #define DAEMON_LOG(level, ...) DAEMON_LOG_AS(__func__, __LINE__, level, __VA_ARGS__)
 
 #endif

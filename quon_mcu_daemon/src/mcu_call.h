@@ -1,4 +1,4 @@
-// One call of a handler through the operations table, with the log lines of its failures.
+// A handler's call through the operations table, with the log lines of its failures.
 #ifndef MCU_CALL_H
 #define MCU_CALL_H
 
@@ -8,11 +8,11 @@
 #include "mcu_ops.h"
 
 enum class null_check {
-    no,   // the driver fills the slot; an empty one is called through all the same
+    no,   // the driver must fill the slot; it is called unchecked
     yes,  // an empty slot is logged and not called
 };
 
-// What the rows of the handler tables have in common.
+// Members common to the rows of the handler tables.
 struct handler_row {
     const char* handler;
     int line;  // of the row, for the log
@@ -20,7 +20,7 @@ struct handler_row {
     const char* failure;  // null: a failed operation is not logged
 };
 
-// Returns the operation's result, or -1 when its slot is checked and empty.
+// Returns the operation's result, or -1 if its slot is checked and empty.
 template <typename Operation, typename... Args>
 int32_t call_mcu(const handler_row& row, Operation mcu_ops::*slot, Args... args) {
     const Operation operation = mcu_get_ops_handle()->*slot;

@@ -1,5 +1,5 @@
-// Handlers of the services "method.quon.mcu.get." that ask the chip for one record, or the start-up
-// snapshot.
+// Handlers of the "method.quon.mcu.get." services that ask the chip for one record or return the
+// start-up snapshot.
 #include <stdio.h>
 #include <string.h>
 
@@ -13,7 +13,7 @@
 
 namespace {
 
-// A local record with room for the longest payload beyond it, and for a terminator beyond that.
+// A local record followed by room for the longest payload and a terminator.
 struct staging_area {
     uint8_t bytes[kMcuReplyAreaSize + 1] = {};
 };
@@ -32,7 +32,7 @@ int32_t copy_staged(const staging_area& area, uint8_t* reply, int32_t length) {
         return call_mcu(kRow, &mcu_ops::slot, reply) == 0 ? int32_t{length} : -1; \
     }
 
-// The operation writes into a local area; the reply is untouched on failure.
+// The operation writes into a local area, so the reply is unchanged on failure.
 #define STAGED_QUERY(name, slot, check, length, failure)                       \
     int32_t name(const uint8_t*, int32_t, uint8_t* reply, int32_t) {           \
         static constexpr handler_row kRow = {#name, __LINE__, check, failure}; \
@@ -66,7 +66,7 @@ STAGED_QUERY(quon_mcu_get_bit_err_rate,              get_bit_err_rate,          
 // clang-format on
 
 int32_t quon_mcu_get_wifi_scanf_info(const uint8_t* request, int32_t, uint8_t* reply, int32_t) {
-    // The failure text carries the handler's name, not the operation's: intended.
+    // The failure text names the handler, not the operation: intended.
     static constexpr handler_row kRow = {__func__, __LINE__, null_check::yes,
                                          "quon_mcu_get_wifi_scanf_info failed"};
     const uint8_t selector = request[0];
@@ -102,7 +102,7 @@ int32_t quon_mcu_get_wdg_state(const uint8_t*, int32_t, uint8_t* reply, int32_t 
     }
     const int state = area.bytes[0];
     snprintf(reinterpret_cast<char*>(reply), static_cast<size_t>(reply_capacity), "%d", state);
-    return 1;  // also for a state of two or three digits: intended
+    return 1;  // even for a state of two or three digits: intended
 }
 
 int32_t quon_mcu_get_soc_min_version(const uint8_t*, int32_t, uint8_t* reply,

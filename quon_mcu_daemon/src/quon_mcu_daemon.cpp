@@ -1,4 +1,5 @@
-// Entry of the daemon: start in a fixed order, then sleep until a signal ends the process.
+// Entry of the daemon: starts everything in a fixed order, then sleeps until a signal ends the
+// process.
 
 #include <pthread.h>
 #include <signal.h>
@@ -22,8 +23,8 @@
 namespace {
 
 constexpr char kVersion[] = "V1.0";
-constexpr rlim_t kDescriptors = 1024;  // the hand-off's select watches no more
-// Threads are many and their work is shallow; default stacks would fill the address space.
+constexpr rlim_t kDescriptors = 1024;  // the hand-off's select cannot watch more
+// There are many threads with shallow call chains; default stacks would fill the address space.
 constexpr size_t kBusThreadStack = size_t{64} * 1024;
 constexpr size_t kFaultStack = size_t{64} * 1024;
 constexpr unsigned kLongestEndS = 1;
@@ -34,7 +35,7 @@ struct fatal_signal {
     const char* line;
 };
 
-// In the order of their installation.
+// In order of installation.
 constexpr auto kFatalSignals = std::to_array<fatal_signal>({
     {SIGINT, "SIGINT\n"},
     {SIGQUIT, "SIGQUIT\n"},
@@ -52,8 +53,8 @@ std::atomic<bool> process_ends;
 std::atomic<bool> run_flag_in_making;
 thread_local bool in_handler;
 
-// A log file holds every whole line, whenever the process is killed. The buffer is no memory of the
-// heap, which the thread that a signal interrupts may hold.
+// Line buffering keeps every complete line in a log file, whenever the process is killed. The
+// buffer is static, because a thread interrupted by a signal may hold the heap's lock.
 void buffer_output_by_lines() {
     static char buffer[BUFSIZ];
     setvbuf(stdout, buffer, _IOLBF, sizeof(buffer));
@@ -76,7 +77,7 @@ void quon_mcu_set_run_flag() {
     fclose(flag);
 }
 
-// The process may end while it still starts: no flag is made once the handler has cleared it.
+// The process may end during start-up: no flag is created once the handler has removed it.
 void make_run_flag_unless_ending() {
     run_flag_in_making = true;
     if (!process_ends) {
@@ -97,7 +98,7 @@ void quon_mcu_clear_run_flag() {
     }
 }
 
-// Needs nothing that another thread, or the interrupted one, may hold.
+// Takes nothing that another thread, or the interrupted one, may hold.
 [[noreturn]] void end_at_once(int) {
     unlink(QUON_MCU_RUN_FLAG_PATH);
     _exit(1);
@@ -110,20 +111,20 @@ void unblock(int signum) {
     pthread_sigmask(SIG_UNBLOCK, &one, nullptr);
 }
 
-// The handler's lines and `exit` may wait for ever: for the log's mutex or the stream's lock when
-// the interrupted thread holds it, or for a reader of standard output. The alarm, blocked until
-// now, ends that.
+// The handler's lines and `exit` may block for ever: on the log's mutex or the stream's lock, if
+// the interrupted thread holds it, or on a reader of standard output. The alarm, blocked until now,
+// limits that.
 void bound_the_end() {
     if (process_ends.exchange(true)) {
         return;
     }
-    signal(SIGALRM, SIG_IGN);  // forgets those that came while it was blocked
+    signal(SIGALRM, SIG_IGN);  // discards alarms that came while it was blocked
     signal(SIGALRM, end_at_once);
     unblock(SIGALRM);
     alarm(kLongestEndS);
 }
 
-// A fault within the handler, in what the signal left half done, must come back here: with its
+// A fault inside the handler, caused by what the signal left half done, must re-enter it: with its
 // signal blocked it would end the process bypassing the handler.
 void enter_handler(int signum) {
     if (signum == SIGSEGV || signum == SIGILL || signum == SIGFPE) {
@@ -135,8 +136,8 @@ void enter_handler(int signum) {
     in_handler = true;
 }
 
-// Ends the process with status 1 for every signal, SIGTERM included. The bus and the driver are
-// left to the operating system.
+// Every signal, SIGTERM included, ends the process with status 1. The bus and the driver are left
+// to the operating system.
 void sig_handler(int signum) {
     enter_handler(signum);
     bound_the_end();
@@ -156,8 +157,8 @@ void sig_handler(int signum) {
     exit(1);
 }
 
-// The main thread, whose stack is full, handles that fault on this one. Threads of the bus have no
-// second stack: what runs on them comes nowhere near the end of theirs.
+// The main thread handles its stack overflow on this stack. Bus threads have no second stack: their
+// handlers do not come near the end of theirs.
 void arrange_full_stack() {
     static char memory[kFaultStack];
     stack_t stack = {};

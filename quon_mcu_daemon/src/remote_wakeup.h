@@ -1,11 +1,11 @@
-// The decision whether this start is a remote wake-up, and the start of its hand-off.
+// Decides whether this start is a remote wake-up, and starts the hand-off.
 #ifndef REMOTE_WAKEUP_H
 #define REMOTE_WAKEUP_H
 
 #include <stdint.h>
 
-// Starts the hand-off with what the wake-up context tells so far: its wake-up reason and, when the
-// chip answered the query of the store params (`has_store_params`), the server's address. A refused
+// Starts the hand-off with what the wake-up context has so far: the wake-up reason and, if the chip
+// answered the query for its store params (`has_store_params`), the server's address. A failed
 // start has no effect.
 void quon_mcu_start_remote_wakeup(const uint8_t* context, bool has_store_params);
 

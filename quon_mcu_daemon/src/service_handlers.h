@@ -1,5 +1,5 @@
-// The functions that serve the daemon's services, as the service table names them: a method's or a
-// signal's, by the kind in the service's name.
+// The handler functions named in the service table: a method's or a signal's, depending on the kind
+// in the service's name.
 #ifndef SERVICE_HANDLERS_H
 #define SERVICE_HANDLERS_H
 
@@ -12,14 +12,14 @@
 inline constexpr std::string_view kMethodKind = "method";
 inline constexpr std::string_view kSignalKind = "signal";
 
-// Only the name's first six characters tell its kind. (`starts_with` needs the C++ library where
-// nothing is optimised.)
+// Only a name's first six characters give its kind. (Without optimisation, `starts_with` needs the
+// C++ library.)
 constexpr bool is_of_kind(std::string_view name, std::string_view kind) {
     return name.size() >= kind.size() && std::equal(kind.begin(), kind.end(), name.begin());
 }
 
 template <bool is_method, bool is_signal>
-struct handler_of_kind;  // a name tells one kind
+struct handler_of_kind;  // a name has one kind
 template <>
 struct handler_of_kind<true, false> {
     using type = method_handler;

@@ -15,7 +15,7 @@ constexpr bus_service quon_mcu_bus_services[QUON_MCU_SERVICE_COUNT + 1] = {
 
 namespace {
 
-// Intended: the type text of a method begins with a capital, that of a signal does not.
+// A method's type text begins with a capital, a signal's does not. Intended.
 constexpr char kSignalTypeText[] = "signal";
 constexpr char kMethodTypeText[] = "Method";
 
@@ -34,7 +34,7 @@ constexpr bool table_is_sound() {
 static_assert(table_is_sound());
 static_assert(sizeof(QUON_MCU_BUS_NAME) == 16);
 
-// Returns false when the name tells no kind.
+// Returns false if the name has neither kind.
 bool fill_entry(DbusInterface* entry, const bus_service& service) {
     (void)memcpy_s(entry->name, sizeof(entry->name), service.name, strlen(service.name) + 1);
     if (is_of_kind(service.name, kSignalKind)) {

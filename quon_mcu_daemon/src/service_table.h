@@ -1,4 +1,4 @@
-// The table of the daemon's services, and their registration on the bus.
+// The table of the daemon's services, and its registration on the bus.
 #ifndef SERVICE_TABLE_H
 #define SERVICE_TABLE_H
 
@@ -6,7 +6,7 @@
 #include "dbus_socket_common.h"
 #include "quon_mcu_services.h"
 
-// The function of one service; the kind in the service's name says which one it is.
+// The handler of one service; the kind in the service's name says which member is set.
 union service_handler {
     method_handler* method;
     signal_handler* signal;
@@ -21,17 +21,17 @@ struct bus_service {
     service_handler handler;
 };
 
-// In registration order; the last entry is an empty one that nobody uses.
+// In registration order, followed by an empty entry that is not used.
 // NOLINTNEXTLINE(bugprone-dynamic-static-initializers)
 extern const bus_service quon_mcu_bus_services[QUON_MCU_SERVICE_COUNT + 1];
 
 // Registers the first `count` services (at most DBUS_INTERFACE_MAX) of `table` under
-// QUON_MCU_BUS_NAME. Returns 0, or -1 with a log line and everything released, when `*handle` must
-// not be used any more.
+// QUON_MCU_BUS_NAME. Returns 0, or -1 with a log line and everything released; `*handle` must then
+// not be used.
 int32_t quon_mcu_dbus_server_init(DbusInfo** handle, const bus_service* table, int32_t count);
 
-// Takes the registration down and clears `*handle`. Returns 0, or -1 with a log line and `*handle`
-// as it was.
+// Removes the registration and clears `*handle`. Returns 0, or -1 with a log line and `*handle`
+// unchanged.
 int32_t quon_mcu_dbus_server_deinit(DbusInfo** handle);
 
 #endif

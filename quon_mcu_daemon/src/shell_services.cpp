@@ -26,8 +26,8 @@ struct command_text {
     }
 };
 
-// Up to `capacity` bytes of what comes until the end, bypassing the stream, whose lock a thread
-// would hold while it waits in fread: newer C libraries make `exit` wait for it.
+// Reads up to `capacity` bytes until the end, bypassing the stream: a thread waiting in fread would
+// hold the stream's lock, for which `exit` waits in newer C libraries.
 int32_t read_output(int fd, uint8_t* reply, size_t capacity) {
     size_t count = 0;
     while (count < capacity) {

@@ -20,10 +20,11 @@ static_assert(kMcuContextVersionOffset == kMcuContextStoreOffset + kMcuStorePara
 static_assert(kMcuContextStartMsOffset == kMcuContextVersionOffset + kMcuVersionSize);
 static_assert(kMcuWakeupContextSize == kMcuContextStartMsOffset + 4);
 
-// The context as the main thread fills it.
+// The context, filled by the main thread.
 constinit wakeup_context own_context = {};
 
-// What the handlers read. They may ask while the snapshot is taken, and then get a part of it.
+// The copy for handlers. They may read it while the snapshot is being taken, and then get part of
+// it.
 constexpr size_t kContextWords = kMcuWakeupContextSize / sizeof(uint32_t);
 constinit std::array<std::atomic<uint32_t>, kContextWords> published_context = {};
 
@@ -38,7 +39,7 @@ struct context_field {
     method_handler* query;
     int32_t offset;
     int32_t size;
-    int32_t capacity;  // as the query is told
+    int32_t capacity;  // passed to the query
 };
 
 constexpr context_field kWakeupInfo = {quon_mcu_get_wakeup_info, kMcuContextWakeupOffset,
@@ -55,8 +56,8 @@ constexpr context_field kChipState[] = {
     {quon_mcu_get_wifi_info, kMcuContextWifiInfoOffset, kMcuWifiInfoSize, 0},
 };
 
-// An answer as long as the chip made it gets an area of its own, with room for a terminator beyond
-// it, and the context the part that is its field's. Returns the query's result.
+// Each answer, of whatever length, goes to an area of its own with room for a terminator, and its
+// field's share from there to the context. Returns the query's result.
 int32_t snapshot_field(const context_field& field) {
     uint8_t answer[kMcuReplyAreaSize + 1] = {};
     const int32_t result = field.query(nullptr, 0, answer, field.capacity);

@@ -1,4 +1,4 @@
-// The chip's state at start, taken once: the wake-up context of kMcuWakeupContextSize bytes.
+// The chip's state at start-up, read once: the wake-up context of kMcuWakeupContextSize bytes.
 #ifndef STARTUP_SNAPSHOT_H
 #define STARTUP_SNAPSHOT_H
 
@@ -14,12 +14,11 @@ struct wakeup_context {
 uint32_t quon_mcu_monotonic_ms();
 
 // Fills the context and starts the remote wake-up hand-off. A field whose query failed keeps what
-// the failed operation left in it; of an answer longer than its field the rest is dropped. Called
-// once, by main; blocks for up to six chip exchanges.
+// the failed operation left in it; an answer longer than its field is cut. Called once, by main;
+// blocks for up to six chip exchanges.
 void quon_mcu_startup_snapshot();
 
-// The context as far as it is filled: zeros before the snapshot, a part of it meanwhile. Any
-// thread.
+// The context as far as it is filled: zeros before the snapshot, part of it meanwhile. Any thread.
 wakeup_context quon_mcu_wakeup_context();
 
 #endif

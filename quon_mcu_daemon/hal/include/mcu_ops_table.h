@@ -1,12 +1,12 @@
-// The shape of an MCU operations table: 52 slots in a fixed order. A driver fills one constant
-// table; the daemon calls through it (mcu_ops.h).
+// The operations table of an MCU: 52 slots in a fixed order. A driver fills one constant table; the
+// daemon calls through it (mcu_ops.h).
 //
 // Every slot returns 0, or -1 after logging why; get_event_info logs nothing when no event is
-// pending, nor upg_transmit when the chip refuses the block. A slot that its chip does not provide
-// is null where callers test it (slots 18, 39, 40, 42 to 51); the others are called as they stand
-// and must be filled. Slots may be called from any thread and block up to their chip exchange's
-// time-out plus the exchanges before it. Areas handed out to a query slot hold kMcuReplyAreaSize
-// bytes.
+// pending, nor does upg_transmit when the chip rejects the block. A slot that the chip does not
+// support is null if callers check it (slots 18, 39, 40, 42 to 51); the others are called unchecked
+// and must be filled. Slots may be called from any thread; each blocks for its own exchange's
+// time-out plus those of the exchanges ahead of it. The area passed to a query slot has
+// kMcuReplyAreaSize bytes.
 #ifndef MCU_OPS_TABLE_H
 #define MCU_OPS_TABLE_H
 

@@ -1,5 +1,6 @@
-// Sizes and known fields of the records that travel between bus peers, the daemon and a chip. All
-// records are packed byte images, integers little-endian; bytes not named here are the chip's.
+// Sizes and known fields of the records exchanged between bus peers, the daemon and a chip. All
+// records are packed byte images with little-endian integers; bytes not named here belong to the
+// chip.
 #ifndef MCU_RECORDS_H
 #define MCU_RECORDS_H
 
@@ -30,7 +31,7 @@ inline constexpr int32_t kMcuWakeupContextSize = 400;
 inline constexpr int32_t kMcuSocupTimeSize = 12;
 inline constexpr int32_t kMcuUpgReplySize = 4;
 
-// Request records that are no reply records.
+// Request records that are not also reply records.
 inline constexpr int32_t kMcuWifiConnectSize = 134;
 inline constexpr int32_t kMcuWifiKeepaliveSize = 164;
 inline constexpr int32_t kMcuWifiExtendedInfoSize = 66;
@@ -81,11 +82,11 @@ inline constexpr int32_t kMcuContextStoreOffset = 316;
 inline constexpr int32_t kMcuContextVersionOffset = 364;
 inline constexpr int32_t kMcuContextStartMsOffset = 396;
 
-// A chip's reply is copied by its own length, so an area handed to a query slot has room for the
-// longest payload, whatever the size of its record.
+// A chip's reply is copied by its own length, so an area passed to a query slot has room for the
+// longest payload, whatever its record's size.
 inline constexpr int32_t kMcuReplyAreaSize = 384;
 
-// A record that an operation receives by value.
+// A record passed to an operation by value.
 template <int32_t Size>
 struct mcu_record {
     uint8_t bytes[Size];

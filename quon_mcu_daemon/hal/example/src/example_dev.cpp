@@ -12,7 +12,7 @@ namespace {
 constexpr mcu_log_origin kUpdate = {"EXAMPLE", "example_dev", "example_set_wifi_connect"};
 constexpr mcu_log_origin kRefusal = {"EXAMPLE", "example_dev", "example_refuse"};
 
-// What a chip would report once its Wi-Fi link is up; addresses for documentation.
+// What a chip would report once its Wi-Fi link is up; the addresses are reserved for documentation.
 constexpr mcu_net_info kNetwork = {.ip = {192, 0, 2, 10},
                                    .netmask = {255, 255, 255, 0},
                                    .gateway = {192, 0, 2, 1},
@@ -20,7 +20,7 @@ constexpr mcu_net_info kNetwork = {.ip = {192, 0, 2, 10},
                                    .dns1 = {192, 0, 2, 53},
                                    .dns2 = {0, 0, 0, 0}};
 
-// Handlers call from many threads.
+// Handlers call it from many threads.
 pthread_mutex_t g_lock = PTHREAD_MUTEX_INITIALIZER;
 uint8_t g_time[kMcuTimeSize] = {26, 1, 1};  // 2026-01-01
 mcu_net_info g_network = {};
@@ -55,7 +55,7 @@ int32_t example_get_time(uint8_t* record) {
     return 0;
 }
 
-// The "link" comes up at once, with the same network for every request.
+// The "link" is up at once, with the same network for every request.
 int32_t example_set_wifi_connect(mcu_wifi_connect) {
     const bool applied = mcu_wlan_down(kUpdate) && mcu_wlan_set_mac(kUpdate, kNetwork.mac) &&
                          mcu_wlan_set_address(kUpdate, kNetwork.ip, kNetwork.netmask) &&
@@ -86,14 +86,14 @@ int32_t example_get_ipaddr_update_status(uint32_t* updated) {
     return 0;
 }
 
-// For a slot that callers do not test: it must not be null.
+// For a slot that callers do not check, which must not be null.
 template <typename... Args>
 int32_t example_refuse(Args...) {
     MCU_LOG(kRefusal, QN_LOG_ERROR, "not served\n");
     return -1;
 }
 
-// There never is one, which is no failure.
+// There are never events, which is not a failure.
 int32_t example_get_event_info(uint8_t*) {
     return -1;
 }

@@ -1,5 +1,5 @@
-// The driver's operations that send a message, one row each, in the order of the slots. All that
-// follows from a row reads it: the function, its place in the table, the message types and the
+// The driver's operations that send a message, one row each, in slot order. Everything that depends
+// on a row is generated from it: the function, its place in the table, the message types and the
 // time-outs, which the simulated chip, the client and the tests share.
 #ifndef HI3861L_OPERATIONS_H
 #define HI3861L_OPERATIONS_H
@@ -7,9 +7,10 @@
 // X(family, slot, function, message, type, timeout_ms, bytes)
 //
 // Families: a QUERY copies the answer by its own length, a TEXT_QUERY as a zero-terminated text, a
-// LIST_QUERY as a count and as many entries of `bytes`; commands send nothing, one byte or a record
-// of `bytes`. An OWN function stands elsewhere: its row says in comment what sets it apart.
-// timeout_ms: for the answer; 0: none is awaited. bytes: of the request's body, where it is fixed.
+// LIST_QUERY as a count and that many entries of `bytes`; commands send nothing, one byte or a
+// record of `bytes`. An OWN function is written separately; its row says in a comment what is
+// different. timeout_ms: for the answer; 0: no answer is awaited. bytes: size of the request's
+// body, where fixed.
 // clang-format off
 #define HI3861L_OPERATIONS(X) \
     X(TEXT_QUERY,     get_version,                    hi3861l_api_get_version,                    HI3861L_GET_VERSION,               0x80, 1000, 0) \
@@ -57,12 +58,11 @@
     X(LIST_QUERY,     get_soc_poweron_time_info_list, hi3861l_api_get_soc_poweron_time_info_list, HI3861L_GET_SOC_POWERON_TIME_LIST, 0xAC, 1000, kMcuSocTimeEntrySize) \
     X(QUERY,          get_soc_poweron_time_cur_info,  hi3861l_api_get_soc_poweron_time_cur_info,  HI3861L_GET_SOC_POWERON_TIME_CUR,  0xAD, 1000, 0)
 
-// The query that the start sends by itself.
+// The query that the start-up sends on its own.
 #define HI3861L_START_QUERY(X) \
     X(HI3861L_GET_NET_INFO, 0x81, 1000)
 
-// The operations that send nothing by themselves: X(slot, function). The slots that stand in neither
-// list are empty.
+// Operations that send nothing themselves: X(slot, function). Slots in neither list are empty.
 #define HI3861L_LOCAL_OPERATIONS(X) \
     X(init,                     hi3861l_api_init) \
     X(deinit,                   hi3861l_api_deinit) \

@@ -1,5 +1,5 @@
-// Facts of the chip's message protocol, shared by the driver, the simulated chip, the client and
-// the tests: the frame, the message types, and the network record.
+// The chip's message protocol, shared by the driver, the simulated chip, the client and the tests:
+// the frame, the message types, and the network record.
 #ifndef HI3861L_PROTOCOL_H
 #define HI3861L_PROTOCOL_H
 
@@ -13,14 +13,14 @@ inline constexpr uint32_t kHi3861lFrameHeadSize = 5;
 inline constexpr uint32_t kHi3861lPayloadSize = 384;
 
 enum hi3861l_msg_type : uint8_t {
-    // Events, raised by the chip.
+    // Events, sent by the chip unasked.
     HI3861L_EVENT_0 = 0x00,
     HI3861L_EVENT_1 = 0x01,
     HI3861L_EVENT_2 = 0x02,
     HI3861L_EVENT_NET = 0x03,  // payload byte 1 is the network state, bytes 2-27 the network record
     HI3861L_EVENT_4 = 0x04,
     HI3861L_EVENT_5 = 0x05,
-// Commands. Those with a time-out are answered by a frame of the same type. 0xA8 is not used.
+// Commands. Those with a time-out are answered by a frame of the same type. 0xA8 is unused.
 #define HI3861L_COMMAND_TYPE(family, slot, function, message, type, ...) message = (type),
 #define HI3861L_START_TYPE(message, type, timeout_ms) message = (type),
     HI3861L_OPERATIONS(HI3861L_COMMAND_TYPE) HI3861L_START_QUERY(HI3861L_START_TYPE)
@@ -28,7 +28,7 @@ enum hi3861l_msg_type : uint8_t {
 #undef HI3861L_START_TYPE
 };
 
-// How long the driver waits for the answer to a message of that type; 0: it awaits none.
+// How long the driver waits for the answer to a message of this type; 0: not at all.
 constexpr int32_t hi3861l_timeout_ms(hi3861l_msg_type type) {
     switch (type) {
 #define HI3861L_COMMAND_TIMEOUT(family, slot, function, message, type, timeout_ms, bytes) \

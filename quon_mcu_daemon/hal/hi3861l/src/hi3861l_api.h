@@ -1,5 +1,5 @@
-// Every operation by its name, with its slot's signature. The rows' own file defines those that
-// follow their family; the others stand with what they do.
+// Every operation under its own name, with its slot's signature. hi3861l_operations.cpp defines
+// those that follow their family; the others are in the files of their subject.
 #ifndef HI3861L_API_H
 #define HI3861L_API_H
 

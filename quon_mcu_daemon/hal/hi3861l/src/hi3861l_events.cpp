@@ -35,7 +35,7 @@ void hi3861l_event_init() {
     pthread_mutex_unlock(&g_hi3861l.event_lock);
 }
 
-// The channel still runs: under the lock no push can meet a queue that is gone.
+// The channel is still running: taking the lock keeps a push from meeting a freed queue.
 void hi3861l_event_deinit() {
     pthread_mutex_lock(&g_hi3861l.event_lock);
     QN_QUEUE_Destroy(g_hi3861l.events);

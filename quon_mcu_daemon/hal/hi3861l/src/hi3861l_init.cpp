@@ -17,7 +17,7 @@ namespace {
 constexpr char kPrintSource[] = "quon_mcu_daemon/hal/hi3861l/src/hi3861l_dev";
 constexpr size_t kCommandSize = 384;
 
-// A line on standard output, bypassing the log, under the name of the function that it stands in.
+// Prints a line under the name of the enclosing function, bypassing the log.
 #define PRINT(format, ...)                                            \
     printf("[%s][%s][l:%d]," format "\n\r\n", kPrintSource, __func__, \
            __LINE__ __VA_OPT__(, ) __VA_ARGS__)
@@ -28,7 +28,7 @@ int32_t sample_wlan_init_up() {
     char command[kCommandSize] = {};
     if (snprintf_s(command, sizeof(command), sizeof(command) - 1, "ifconfig %s up",
                    kMcuWlanInterface) < 0) {
-        // cppcheck-suppress syntaxError ; it does not know __VA_OPT__, so it leaves this file alone
+        // cppcheck-suppress syntaxError ; cppcheck does not support __VA_OPT__ and skips this file
         PRINT("snprintf_s fail");
         return -1;
     }
@@ -47,7 +47,7 @@ int32_t hi3861l_wlan_init_mac() {
     return 0;
 }
 
-// Each failing step is reported and passed over; init as a whole always succeeds. Intended.
+// Each failing step is logged and skipped; init as a whole always succeeds. Intended.
 int32_t hi3861l_api_init() {
     hi3861l_context_init();
     if (sample_wlan_init_up() != 0) {

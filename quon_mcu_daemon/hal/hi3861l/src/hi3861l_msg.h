@@ -6,7 +6,7 @@
 
 #include "hi3861l_protocol.h"
 
-// Only the low 8 bits of `type` travel.
+// Only the low 8 bits of `type` are sent.
 struct hi3861l_msg {
     uint32_t type;
     uint8_t payload[kHi3861lPayloadSize];

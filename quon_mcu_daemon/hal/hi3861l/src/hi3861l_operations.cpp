@@ -5,7 +5,7 @@
 #include "hi3861l_query_commands.h"
 #include "hi3861l_set_commands.h"
 
-// A function of each family. OWN ones stand with what sets them apart.
+// Generates each family's functions. OWN functions are written in the files of their subject.
 #define QUERY(function, message, size)                       \
     int32_t function(uint8_t* record) {                      \
         return hi3861l_run_query(message, __func__, record); \

@@ -10,7 +10,7 @@
 #include "hi3861l_transport.h"
 #include "securec.h"
 
-// A chip's answer is at most one payload long, and so is the area it is copied to.
+// A chip's answer is at most one payload long, and so is the destination.
 static_assert(kMcuReplyAreaSize == kHi3861lPayloadSize);
 
 int32_t hi3861l_exchange(hi3861l_msg_type type, const char* name, const void* body, uint32_t size,
@@ -44,7 +44,7 @@ int32_t hi3861l_run_query(hi3861l_msg_type type, const char* name, uint8_t* reco
     return 0;
 }
 
-// Without a check of the pointer. Intended.
+// The pointer is not checked. Intended.
 int32_t hi3861l_run_text_query(hi3861l_msg_type type, const char* name, char* text) {
     hi3861l_msg reply;
     if (hi3861l_exchange(type, name, nullptr, 0, &reply) != 0) {
@@ -59,7 +59,7 @@ int32_t hi3861l_run_text_query(hi3861l_msg_type type, const char* name, char* te
     return 0;
 }
 
-// The count is the chip's and goes to the caller as it stands.
+// The count is the chip's and is passed on unchanged.
 int32_t hi3861l_run_list_query(hi3861l_msg_type type, const char* name, uint32_t entry_size,
                                uint8_t* list) {
     if (list == nullptr) {
@@ -78,8 +78,8 @@ int32_t hi3861l_run_list_query(hi3861l_msg_type type, const char* name, uint32_t
     return 0;
 }
 
-// The MAC is read where the caller's record holds it: an answer that ends before it leaves there
-// what stood there.
+// The MAC is read from the caller's record: if the answer ends before it, the record's previous
+// bytes count.
 int32_t hi3861l_api_get_wakeup_info(uint8_t* record) {
     if (hi3861l_run_query(HI3861L_GET_WAKEUP_INFO, __func__, record) != 0) {
         return -1;

@@ -12,7 +12,7 @@ namespace {
 
 constexpr unsigned char kDumpWidth = 16;
 
-// The answers of a firmware upgrade would flood the log.
+// A firmware upgrade's answers would flood the log.
 bool is_dumped(uint8_t type) {
     return type != HI3861L_UPG_START && type != HI3861L_UPG_TRANSMIT && type != HI3861L_UPG_FINISH;
 }
@@ -26,7 +26,7 @@ void apply_network_event(const uint8_t* payload) {
     }
 }
 
-// A failed push or update is logged where it happens; the message is handed on all the same.
+// A failed push or update is logged where it happens; the message is still passed on.
 void take_event(const hi3861l_msg& msg) {
     switch (msg.type) {
         case HI3861L_EVENT_NET:
@@ -44,7 +44,7 @@ void take_event(const hi3861l_msg& msg) {
     }
 }
 
-// A reply that nobody waits for any more is stored too; the next exchange empties the slot.
+// A reply that nobody awaits any more is also stored; the next exchange clears the slot.
 void hand_to_waiter(const hi3861l_msg& msg) {
     pthread_mutex_lock(&g_hi3861l.reply_lock);
     hi3861l_msg& slot = g_hi3861l.pending;

@@ -1,4 +1,4 @@
-// The commands that await no answer.
+// Commands that await no answer.
 #ifndef HI3861L_SET_COMMANDS_H
 #define HI3861L_SET_COMMANDS_H
 

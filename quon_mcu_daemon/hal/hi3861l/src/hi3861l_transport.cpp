@@ -25,8 +25,8 @@ void write_frame(uint8_t* frame, size_t size, const hi3861l_msg* msg) {
     }
 }
 
-// Waits once, without looking at the slot again: any wake-up before the deadline counts as the
-// reply, and a spurious one leaves the reply empty. Intended. Under the reply lock.
+// Waits once, without checking the slot again: any wake-up before the deadline counts as the reply,
+// and a spurious one leaves the reply empty. Intended. With the reply lock held.
 int32_t wait_for_reply(hi3861l_msg* reply, int32_t timeout_ms) {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
@@ -80,7 +80,7 @@ int32_t hi3861l_send_msg_async(const hi3861l_msg* msg) {
     return result;
 }
 
-// The reply lock is held from the announcement to the wait, so a reply cannot slip in between.
+// The reply lock is held from announcing the slot until the wait, so no reply can slip in between.
 int32_t hi3861l_send_msg_sync(const hi3861l_msg* request, hi3861l_msg* reply, int32_t timeout_ms) {
     pthread_mutex_lock(&g_hi3861l.request_lock);
     pthread_mutex_lock(&g_hi3861l.reply_lock);

@@ -1,4 +1,4 @@
-// The chip's firmware upgrade. The caller drives it: start, one block after the other, finish.
+// The chip's firmware upgrade, driven by the caller: start, one block after another, finish.
 
 #include <algorithm>
 
@@ -15,8 +15,8 @@ struct block_body {
     uint8_t bytes[kMcuUpgBlockSize];
 };
 
-// The caller's words and trailing byte, and as much data as the block says it has (at most what it
-// has room for); the rest of the data area stays zero.
+// The caller's word, length and trailing byte, and as much data as the block declares (limited to
+// its capacity); the rest of the data area stays zero.
 block_body body_of(const uint8_t* block) {
     block_body body = {};
     (void)memcpy_s(body.bytes, sizeof(body.bytes), block, kMcuUpgBlockDataOffset);

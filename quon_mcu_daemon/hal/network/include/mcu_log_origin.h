@@ -1,4 +1,4 @@
-// Under whose name shared code of the drivers logs.
+// The source name under which code shared by the drivers logs.
 #ifndef MCU_LOG_ORIGIN_H
 #define MCU_LOG_ORIGIN_H
 

@@ -1,4 +1,4 @@
-// The reply of "get.wifi.info": a chip's network data as texts.
+// The reply of "get.wifi.info": a chip's network data as text.
 #ifndef MCU_WIFI_TEXTS_H
 #define MCU_WIFI_TEXTS_H
 
@@ -14,8 +14,8 @@ struct mcu_wifi_texts {
 };
 static_assert(sizeof(mcu_wifi_texts) == kMcuWifiInfoSize);
 
-// The MAC is `mac`, not that of `net`. A name server of zeros is an empty text, and its field is
-// cleared; the bytes beyond the other texts stay as they are.
+// The MAC comes from `mac`, not from `net`. A name server of zeros is an empty text and its whole
+// field is cleared; in the other fields the bytes after the text are unchanged.
 void mcu_write_wifi_texts(mcu_wifi_texts* texts, const mcu_net_info& net, const uint8_t (&mac)[6]);
 
 #endif

@@ -1,4 +1,4 @@
-// The Wi-Fi interface of the main processor, whatever the chip: changed by shell commands.
+// Changes the main processor's Wi-Fi interface by shell commands, for any chip.
 #ifndef MCU_WLAN_H
 #define MCU_WLAN_H
 
@@ -8,9 +8,8 @@
 
 inline constexpr char kMcuWlanInterface[] = "wlan0";
 
-// Each runs one command, which it logs at level 3, and blocks until it has ended. Returns false,
-// after logging it at level 1, when the command could not be run at all; its exit status does not
-// matter.
+// Each runs one command, logged at level 3, and blocks until it has ended. Returns false, after
+// logging at level 1, if the command could not be run at all; its exit status is ignored.
 bool mcu_wlan_down(const mcu_log_origin& origin);
 bool mcu_wlan_up(const mcu_log_origin& origin);
 bool mcu_wlan_set_mac(const mcu_log_origin& origin, const uint8_t (&mac)[6]);

@@ -36,7 +36,7 @@ void write_name_server(FILE* file, const address_text& address) {
 
 }  // namespace
 
-// The gateway is listed as the third name server although the chip reports it only as a gateway.
+// The gateway is listed as a third name server, although the chip reports it only as a gateway.
 // Intended.
 void mcu_resolver_write(const mcu_log_origin& origin, const mcu_net_info& info) {
     const address_text a = name_server(info.dns1);

@@ -18,7 +18,7 @@ namespace {
 
 constexpr char kSource[] = "quon_mcu_daemon/hal/hi3861l/src/channel/hichannel_host";
 
-constexpr int kSocketLevelNetlink = 270;    // SOL_NETLINK, which some C libraries do not name
+constexpr int kSocketLevelNetlink = 270;    // SOL_NETLINK, which some C libraries do not define
 constexpr int kReceiveBufferSize = 262144;  // hundreds of chip messages
 constexpr useconds_t kPauseUs = 10;
 
@@ -26,19 +26,19 @@ static_assert(NLMSG_HDRLEN == HI_CHANNEL_HEADER_SIZE);
 static_assert(sizeof(nlmsghdr) == HI_CHANNEL_HEADER_SIZE);
 static_assert(sizeof(sockaddr_nl) == 12);
 
-constexpr time_t kThreadEndS = 1;  // how long a stop waits for the receive thread
+constexpr time_t kThreadEndS = 1;  // how long closing waits for the receive thread
 
 struct channel_context {
     int32_t socket;
     pthread_t thread;
     hi_channel_rx_cb callback;
-    bool receiving;               // the thread holds nothing and can be cancelled
+    bool receiving;               // the thread holds nothing and may be cancelled
     pthread_cond_t is_receiving;  // on CLOCK_MONOTONIC
-    channel_context* next;        // of those that were left to their threads
+    channel_context* next;        // list of contexts left to their threads
 };
 
-// Null while the channel is closed. The lock is held for single accesses only, never across a call
-// that can block.
+// Null while the channel is closed. The lock is held only for single accesses, never across a
+// blocking call.
 channel_context* g_context = nullptr;
 channel_context* g_left_behind = nullptr;
 pthread_mutex_t g_context_lock = PTHREAD_MUTEX_INITIALIZER;
@@ -103,8 +103,8 @@ sockaddr_nl address_of(uint32_t port) {
     return address;
 }
 
-// An overrun of the receive buffer must not end the receive thread: the kernel is asked not to
-// report it, and the buffer is made large so that it hardly happens. Both are best effort.
+// A receive buffer overrun must not end the receive thread: the kernel is asked not to report it,
+// and the buffer is enlarged so that it rarely happens. Both are best effort.
 void make_tolerant_of_bursts(int32_t socket) {
     const int on = 1;
     (void)setsockopt(socket, kSocketLevelNetlink, NETLINK_NO_ENOBUFS, &on, sizeof(on));
@@ -131,7 +131,7 @@ int32_t open_socket(channel_context* context) {
     return 0;
 }
 
-// Returns false when the channel is to stop: what has come in is then dropped.
+// Returns false when the channel must stop; anything received is then dropped.
 bool set_receiving(channel_context* context, bool receiving) {
     pthread_mutex_lock(&g_context_lock);
     context->receiving = receiving;
@@ -141,8 +141,8 @@ bool set_receiving(channel_context* context, bool receiving) {
     return goes_on;
 }
 
-// The only place where the receive thread can be cancelled: everywhere else it may hold a lock or
-// be in the middle of a network update.
+// The only place where the receive thread can be cancelled: elsewhere it may hold a lock or be in
+// the middle of a network update.
 ssize_t receive_message(int32_t socket, uint8_t (&message)[HI_CHANNEL_RECEIVE_SIZE],
                         sockaddr_nl* from, socklen_t* from_size) {
     int state = 0;
@@ -161,8 +161,8 @@ void deliver(const channel_context* context, const uint8_t* message, ssize_t siz
     }
 }
 
-// Waits until the thread is where cancelling ends it at once. Returns false when its callback takes
-// too long.
+// Waits until cancelling would end the thread at once. Returns false if its callback takes too
+// long.
 bool wait_until_receiving(channel_context* context) {
     timespec deadline{};
     clock_gettime(CLOCK_MONOTONIC, &deadline);
@@ -177,7 +177,7 @@ bool wait_until_receiving(channel_context* context) {
     return receiving;
 }
 
-// Returns false when the thread goes on, in its callback: everything that it uses stays then.
+// Returns false if the thread is still in its callback; everything that it uses is then kept.
 bool end_thread(channel_context* context) {
     pthread_cancel(context->thread);
     if (wait_until_receiving(context)) {
@@ -192,7 +192,7 @@ bool end_thread(channel_context* context) {
     return false;
 }
 
-// One message: header, then the caller's bytes. Null when memory is short.
+// One message: header and the caller's bytes. Null when out of memory.
 nlmsghdr* make_message(const uint8_t* data, int32_t len) {
     const size_t payload_size = static_cast<size_t>(len);
     const size_t size = payload_size + HI_CHANNEL_HEADER_SIZE;
