@@ -9,8 +9,8 @@ namespace quon::dbus {
 namespace {
 
 constexpr int32_t kMsPerSecond = 1000;
-constexpr int32_t kNsPerMs = 1'000'000;
-constexpr int32_t kNsPerSecond = 1'000'000'000;
+constexpr long kNsPerMs = 1'000'000;
+constexpr long kNsPerSecond = 1'000'000'000;
 
 timespec now() {
     timespec time;

@@ -95,6 +95,8 @@ int32_t parse_duration(const char* text) {
     if (!is_sound || !(milliseconds >= 0 && milliseconds <= INT32_MAX)) {
         fail(kUsage, "'%s' is no duration; write milliseconds or, say, 1.5s", text);
     }
+    // Not negative; `lround` would need one library more.
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings)
     return static_cast<int32_t>(milliseconds + 0.5);
 }
 

@@ -62,8 +62,8 @@ static inline int quon_accept(int fd, struct sockaddr* address, socklen_t* lengt
 // `fopen` with "wb": truncates an existing file. Null with errno on failure.
 static inline FILE* quon_create_file(const char* path) {
     const int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    FILE* const file = fd < 0 ? NULL : fdopen(fd, "wb");
-    if (fd >= 0 && file == NULL) {
+    FILE* const file = fd < 0 ? nullptr : fdopen(fd, "wb");
+    if (fd >= 0 && file == nullptr) {
         (void)close(fd);
     }
     return file;
