@@ -156,6 +156,16 @@ TEST_F(AClosedChannel, CannotOpenWithoutASocket) {
     EXPECT_EQ(hi_channel_deinit(), 0);
 }
 
+TEST_F(AClosedChannel, AsksAsAnOrdinaryUserForTheBufferThatItMayHave) {
+    take_privileges();
+    EXPECT_EQ(printed_by([] { EXPECT_EQ(hi_channel_init(), 0); }), "");
+    const std::vector<OptionCall> calls = option_calls();
+    EXPECT_TRUE(std::any_of(calls.begin(), calls.end(), [](const OptionCall& call) {
+        return call.level == SOL_SOCKET && call.option == SO_RCVBUF && call.value >= 262144;
+    }));
+    EXPECT_EQ(hi_channel_deinit(), 0);
+}
+
 TEST_F(AClosedChannel, ClosesItsSocketSilentlyWhenThePortIsTaken) {
     fail_next_bind(EADDRINUSE);
     EXPECT_EQ(printed_by([] { EXPECT_EQ(hi_channel_init(), -1); }), "");

@@ -41,6 +41,7 @@ struct FakeKernel {
     int send_error = 0;
     int receive_error = 0;
     bool thread_error = false;
+    bool is_unprivileged = false;
     std::size_t cancels = 0;
     std::vector<SocketCall> sockets;
     std::vector<OptionCall> options;
@@ -109,6 +110,9 @@ void fail_next_receive(int error) {
 }
 void fail_next_thread_start() {
     set(&FakeKernel::thread_error, true);
+}
+void take_privileges() {
+    set(&FakeKernel::is_unprivileged, true);
 }
 void fail_next_malloc() {
     malloc_fails = true;
@@ -209,6 +213,10 @@ int __wrap_setsockopt(int socket, int level, int option, const void* value, sock
         kernel().options.push_back({level, option, number});
         if (level == SOL_NETLINK) {
             return 0;
+        }
+        if (option == SO_RCVBUFFORCE && kernel().is_unprivileged) {
+            errno = EPERM;
+            return -1;
         }
     }
     return __real_setsockopt(socket, level, option, value, size);

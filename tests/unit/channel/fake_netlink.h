@@ -50,6 +50,7 @@ void fail_next_send(int error);
 void fail_next_receive(int error);
 void fail_next_thread_start();
 void fail_next_malloc();  // of the calling thread
+void take_privileges();   // for good: what only a privileged process may ask for is refused
 
 // --- what the channel did
 

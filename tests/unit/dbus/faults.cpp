@@ -27,6 +27,7 @@ struct Plan {
 
 std::array<Plan, 4> plans;
 std::atomic<std::size_t> cut_to{0};
+std::atomic<bool> sockets_are_small{false};
 std::atomic<int> thread_limit{-1};
 std::atomic<int> live_threads{0};
 std::atomic<int> last_slack{0};
@@ -185,6 +186,10 @@ void lift_thread_limit() {
     thread_limit = -1;
 }
 
+void make_new_sockets_small() {
+    sockets_are_small = true;
+}
+
 void cut_next_send(std::size_t bytes) {
     cut_to = bytes;
 }
@@ -251,7 +256,12 @@ int __wrap_socket(int family, int type, int protocol) {
         record().calls.sockets.push_back(std::to_string(family) + " " + std::to_string(type) + " " +
                                          std::to_string(protocol));
     }
-    return __real_socket(family, type, protocol);
+    const int fd = __real_socket(family, type, protocol);
+    if (fd >= 0 && sockets_are_small) {
+        const int least = 1;
+        setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &least, sizeof(least));
+    }
+    return fd;
 }
 
 int __wrap_bind(int fd, const sockaddr* address, socklen_t length) {

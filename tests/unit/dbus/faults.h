@@ -52,6 +52,9 @@ void forget_calls();
 void limit_threads(int most);
 void lift_thread_limit();
 
+// From now on sockets come with the smallest send buffer that the system has.
+void make_new_sockets_small();
+
 // The next send puts only so many bytes on the socket.
 void cut_next_send(std::size_t bytes);
 

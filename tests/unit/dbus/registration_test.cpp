@@ -314,6 +314,19 @@ TEST(AServerThatIsFreedWithAnOpenConnection, ServesItAllTheSame) {
     }
 }
 
+TEST(AServerThatIsFreedWithoutBeingUnregistered, ServesOn) {
+    const std::string name = fresh_name();
+    DbusInfo* info = DbusInfo_Alloc(1);
+    name.copy(info->name, sizeof(info->name) - 1);
+    std::strcpy(info->interfaces[0]->name, "method.one");
+    std::strcpy(info->interfaces[0]->method_type, "Method");
+    info->interfaces[0]->method_handler = answer_one;
+    ASSERT_EQ(Dbus_Register(info), 0);
+    DbusInfo_Free(info);
+    RawPeer peer = RawPeer::connect_to(name);
+    EXPECT_TRUE(serves(peer));
+}
+
 TEST(AListenThreadWhoseAcceptIsInterrupted, EndsLikewise) {
     const std::string name = "quon.test.broken";
     DbusInfo* info = start_server(name, {{.name = "method.one", .method = answer_one}});

@@ -9,6 +9,13 @@
 namespace quon::test {
 namespace {
 
+TEST(AnEvent, HasNoAnswerToWaitFor) {
+    volatile std::uint8_t event = HI3861L_EVENT_NET;  // looked up when the program runs
+    EXPECT_EQ(hi3861l_timeout_ms(static_cast<hi3861l_msg_type>(event)), 0);
+    volatile std::uint8_t query = HI3861L_GET_NET_INFO;
+    EXPECT_EQ(hi3861l_timeout_ms(static_cast<hi3861l_msg_type>(query)), 1000);
+}
+
 TEST(ADeadline, IsCountedInMillisecondsOnAClockCutToMicroseconds) {
     struct Row {
         std::time_t now_s;

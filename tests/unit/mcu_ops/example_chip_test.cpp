@@ -1,6 +1,7 @@
 // The example's driver through the door, as the daemon reaches it.
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdint>
 #include <string>
 
@@ -62,6 +63,22 @@ TEST_F(TheExample, HasNoNetworkUntilItIsConnected) {
     EXPECT_EQ(text_at(64), "192.0.2.1");
     EXPECT_EQ(text_at(96), "192.0.2.53");
     EXPECT_EQ(text_at(128), "");
+}
+
+// Where nobody may wait for children, `system` fails.
+TEST_F(TheExample, KeepsItsNetworkWhenNoCommandCanBeRun) {
+    std::uint32_t before = 7;
+    EXPECT_EQ(ops->get_ipaddr_update_status(&before), 0);
+    ASSERT_NE(signal(SIGCHLD, SIG_IGN), SIG_ERR);
+    EXPECT_EQ(ops->set_wifi_connect({}), -1);
+    ASSERT_NE(signal(SIGCHLD, SIG_DFL), SIG_ERR);
+    std::uint32_t after = 8;
+    EXPECT_EQ(ops->get_ipaddr_update_status(&after), 0);
+    EXPECT_EQ(after, before);
+}
+
+TEST_F(TheExample, NeverHasAnEvent) {
+    EXPECT_EQ(ops->get_event_info(area), -1);
 }
 
 TEST_F(TheExample, RefusesWhatItDoesNotServe) {
