@@ -30,6 +30,12 @@ COLOUR = re.compile(r"\x1b\[[0-9;]*m")
 class Difference(AssertionError):
     """The daemon did something else than the model."""
 
+    last = None  # also known when it could not be repeated
+
+    def __init__(self, text):
+        super().__init__(text)
+        Difference.last = text
+
 
 def record(type_, name, data, length=None, number=1, magic=HEAD):
     return RECORD.pack(
@@ -171,6 +177,17 @@ class Daemon:
         except BaseException:
             self._end()
             raise
+
+    def held_up(self):
+        """Seconds that its threads, all together, were ready to run and did not."""
+        total = 0
+        for thread in os.scandir(f"/proc/{self._process.pid}/task"):
+            try:
+                with open(thread.path + "/schedstat", encoding="ascii") as counts:
+                    total += int(counts.read().split()[1])
+            except (FileNotFoundError, ProcessLookupError):
+                pass  # it has just ended
+        return total / 1e9
 
     def restarted_peer(self):
         self.peer.close()
