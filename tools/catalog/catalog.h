@@ -1,6 +1,6 @@
 // One table of the bus services, the chip's messages and the fields of their records. The client's
 // lists, descriptions, encoders, decoders and completion, the simulated chip's journal and the
-// generated pages of docs/ all read it.
+// generated pages of docs/ all use it.
 #pragma once
 
 #include <cstdint>
@@ -22,9 +22,9 @@ enum class field_kind {
     text,          // NUL-terminated within its size
     address_text,  // the same: an IPv4 or hardware address, or nothing
     digit_text,    // the same: one decimal digit
-    ipv4,          // four bytes, the first one first
+    ipv4,          // four bytes, first octet first
     mac,           // six bytes
-    bytes,         // not interpreted
+    bytes,         // no known meaning
 };
 
 struct known_value {
@@ -45,20 +45,20 @@ struct field {
     std::string_view unit;  // "ms", "s", "%", or empty
     std::span<const known_value> values;
     std::string_view meaning;
-    value_range range = {};   // what may be given; {0, 0}: all that its bytes can hold
-    bool is_daemons = false;  // measured by the daemon itself, no part of an answer
+    value_range range = {};   // what users may give; {0, 0}: whatever fits its bytes
+    bool is_daemons = false;  // measured by the daemon, not part of an answer
 };
 
-// A record; a list record has a count byte and then entries of `entry_size` bytes each, which
+// A record; a list record has a count byte followed by entries of `entry_size` bytes each, which
 // `fields` describes.
 struct record {
     std::string_view name;
     uint32_t size;        // bytes; 0: as long as its sender makes it
     uint32_t entry_size;  // 0: no list
     std::span<const field> fields;
-    std::span<const uint32_t> parts = {};  // offsets where the answers begin that make it up;
-                                           // empty: it is one
-    std::string_view zero = {};            // what a zero may mean beside the value 0, as a reason
+    std::span<const uint32_t> parts = {};  // start offsets of the chip's answers within it;
+                                           // empty: a single answer
+    std::string_view zero = {};            // a second meaning of a zero, given as a reason
     bool is_makers = false;                // has fields from a file of definitions
 };
 
@@ -70,10 +70,10 @@ struct service {
     service_kind kind;
     const record* request;           // null: ignored or empty
     const record* reply;             // null: none
-    std::optional<uint8_t> message;  // chip message that it causes
+    std::optional<uint8_t> message;  // the chip message that it sends
     int timeout_ms;                  // of the chip exchange; 0: none
     std::string_view meaning;
-    std::string_view refusal;  // why it fails when that is no matter of time; empty: not known
+    std::string_view refusal;  // why it fails other than by a time-out; empty: unknown
 };
 
 struct message {
@@ -88,32 +88,32 @@ enum class direction { to_chip, from_chip };
 
 std::span<const service> services();
 std::span<const message> messages();
-std::span<const record* const> records();  // every record that a service or a message names
+std::span<const record* const> records();  // every record used by a service or a message
 
-// What a zero in the service's reply may mean; empty when it is a fact.
+// The second meaning of a zero in the service's reply; empty if zeros are facts.
 std::string_view zero_reason(const service& what);
 
 const service* find_service(std::string_view full_name);
 const message* find_message(uint8_t type);
 const record* find_record(std::string_view name);
 
-// Text is shown with the bytes outside 0x20 to 0x7e, and the backslash, as \xNN.
+// Text is shown with backslashes and bytes outside 0x20 to 0x7e as \xNN.
 struct decoded_field {
     std::string name;  // "reason"; "entry[2]" in a list whose entries have no known fields
     std::string value;
     std::string_view unit;
-    std::string_view meaning;  // of the value, where it is a known one
+    std::string_view meaning;  // of a known value
     field_kind kind;
-    // How many of its bytes, from its end backwards, are zero like all that follows in its answer.
-    // A record that was filled up after a shorter answer looks the same.
+    // Trailing bytes that, like the rest of their answer, are zero. They may come from a shorter
+    // answer that was filled up.
     size_t unproven = 0;
-    bool blank = false;  // there is nothing else in it
+    bool blank = false;  // it has no other bytes
 };
 
 bool is_number(field_kind kind);
 
-// The fields of `bytes` that lie whole within it; a run of bytes that no field covers comes in hex
-// as "rest_<offset>", or as "bytes" when it is all there is. A list gives "count" and its entries.
+// The fields that lie completely within `bytes`; bytes that no field covers are shown in hex as
+// "rest_<offset>", or as "bytes" if there is nothing else. A list gives "count" and its entries.
 std::vector<decoded_field> decode(const record& what, byte_view bytes);
 
 // "name=value name=value", plain hex for a record without known fields, "empty" without bytes.

@@ -71,7 +71,7 @@ std::string_view meaning_of(const field& what, byte_view bytes) {
     return found == what.values.end() ? std::string_view{} : found->meaning;
 }
 
-// The end of the last byte in `bytes` that is not zero.
+// The end of the last non-zero byte in `bytes`.
 size_t proven_end(byte_view bytes) {
     size_t end = bytes.size();
     while (end > 0 && bytes[end - 1] == 0) {
@@ -80,7 +80,7 @@ size_t proven_end(byte_view bytes) {
     return end;
 }
 
-// How many bytes at the end of [from, to) are zero like all that follows in their part.
+// Counts the trailing bytes of [from, to) that, like the rest of their part, are zero.
 class proof {
   public:
     proof(byte_view bytes, std::span<const uint32_t> parts) : bytes_(bytes), parts_(parts) {}
@@ -105,7 +105,7 @@ class proof {
     std::span<const uint32_t> parts_;
 };
 
-// Texts that the daemon writes when it has nothing to write.
+// Placeholder texts that the daemon writes.
 bool is_blank_text(field_kind kind, std::string_view text) {
     if (kind == field_kind::digit_text) {
         return text.empty() || text == "0";
@@ -134,7 +134,7 @@ decoded_field with_proof(decoded_field what, size_t size, size_t unproven) {
 
 class decoder {
   public:
-    // `whole` is what `bytes` at `at` are a piece of.
+    // `bytes`, at offset `at`, are a piece of `whole`.
     decoder(std::span<const field> fields, byte_view bytes, std::string prefix, const proof& whole,
             size_t at = 0)
         : fields_(fields), bytes_(bytes), prefix_(std::move(prefix)), whole_(whole), at_(at) {}

@@ -13,7 +13,7 @@ using nlohmann::json;
 
 constexpr size_t kDeepest = 8;
 
-// Counts the lines while the parser reads; all copies count together.
+// Counts lines while the parser reads; all copies share the count.
 struct counting_iterator {
     using iterator_category = std::input_iterator_tag;
     using value_type = char;
@@ -39,7 +39,7 @@ struct counting_iterator {
     bool operator!=(const counting_iterator& other) const { return at != other.at; }
 };
 
-// What stands behind "at line 3, column 5: " in the parser's own words.
+// The text after "at line 3, column 5: " in the parser's message.
 std::string reason_of(const std::exception& problem) {
     const std::string text = problem.what();
     const size_t column = text.find(", column ");
@@ -125,7 +125,7 @@ class node_maker : public nlohmann::json_sax<json> {
     const size_t& line_;
     const std::string& file_;
     node whole_;
-    std::vector<node*> open_;  // a node's parts grow only while it is the last of these
+    std::vector<node*> open_;  // a node's parts only grow while it is the last one here
     std::string name_;
     size_t name_line_ = 0;
 };

@@ -1,4 +1,4 @@
-// JSON with comments whose parts know the line that they stand in.
+// JSON with comments; each part knows its line.
 #pragma once
 
 #include <cstddef>
@@ -14,14 +14,14 @@ enum class node_kind { text, number, list, group, other };
 struct node {
     node_kind kind = node_kind::other;
     size_t line = 0;
-    std::string name;  // of a group's member
+    std::string name;  // for a member of a group
     std::string text;
-    int64_t number = 0;  // a whole one
+    int64_t number = 0;  // a whole number
     std::vector<node> parts{};
 };
 
-// Throws failure (usage) with "FILE:LINE: what": also for a name that a group has twice, and for
-// what is nested deeper than a definition can be.
+// Throws failure (usage) with "FILE:LINE: what", also for a name used twice in a group and for
+// nesting deeper than a definition can have.
 node read_nodes(std::string_view text, const std::string& file);
 
 [[noreturn]] void fail_at(const std::string& file, size_t line, const std::string& what);

@@ -37,13 +37,13 @@ constexpr kind_row kKinds[] = {
     {"text", field_kind::text, 0, 0, 0},        {"bytes", field_kind::bytes, 0, 0, 0},
 };
 
-// Requests that the programs fill in themselves, and answers that they read.
+// Requests that the programs fill in themselves, and answers that they interpret.
 constexpr std::string_view kOwnRecords[] = {
     "time",          "log_profile_request", "upg_start",    "upg_block",
     "shell_command", "shell_status",        "shell_output", "zero_word",
 };
 
-// A record with all that it refers to.
+// A record and everything that it refers to.
 struct own_record {
     record what;
     std::vector<field> fields;
@@ -72,7 +72,7 @@ bool is_name(std::string_view text) {
                text, [&](char c) { return is_letter(c) || c == '_' || (c >= '0' && c <= '9'); });
 }
 
-// The decoder's own names for what no field covers.
+// Names that the decoder itself uses for bytes without a field.
 bool is_taken(std::string_view name) {
     return name == "bytes" || name == "count" || name.starts_with("rest_") ||
            name.starts_with("entry");
@@ -227,7 +227,7 @@ class reader {
         return *found;
     }
 
-    // Bytes of the field, whose end lies within the record.
+    // The number of bytes in the field, whose end lies within the record.
     uint32_t size_of(const record& what, const node& where, const kind_row& kind,
                      uint32_t offset) const {
         const std::optional<uint32_t> given = number(where, "size");
@@ -268,7 +268,7 @@ class reader {
         }
     }
 
-    // What the table has already, where these leave room.
+    // The table's existing fields that these leave room for.
     static void keep_fields(own_record& made, const record& known) {
         const std::vector<field> own = made.fields;
         for (const field& each : known.fields) {
@@ -294,7 +294,7 @@ bool is_there(const std::string& file) {
     return access(file.c_str(), F_OK) == 0;
 }
 
-// "" without one.
+// Empty if there is none.
 std::string usual_file() {
     if (std::getenv("QUON_MCU_RECORDS") != nullptr) {
         return environment("QUON_MCU_RECORDS");

@@ -22,13 +22,13 @@
 
 namespace quon::catalog {
 
-// Adds the definitions in `text` to the table that catalog.h shows. Throws failure (usage), with
-// "FILE:LINE: what is wrong", and changes nothing then. Not while other threads read the table.
+// Adds the definitions in `text` to the table of catalog.h. Throws failure (usage) with "FILE:LINE:
+// what is wrong" and then changes nothing. No other thread may be reading the table.
 void add_definitions(std::string_view text, const std::string& file);
 
-// The same from a file: `file`, or without one that of the environment's QUON_MCU_RECORDS (empty:
-// none), or quon-mcu/records.json in $XDG_CONFIG_HOME (or ~/.config) or in /etc, whichever is found
-// first; nothing when there is none. Reads it once, however often it is called.
+// Reads a file: `file`, or if that is empty the one named by QUON_MCU_RECORDS in the environment
+// (empty: none), or the first found of quon-mcu/records.json in $XDG_CONFIG_HOME (or ~/.config) and
+// in /etc; does nothing if there is none. Reads it once, however often it is called.
 void load_definitions(const std::string& file);
 
 // The built-in table alone.

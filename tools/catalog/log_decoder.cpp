@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::string_view kDumpHead = "D/HEX recv msg: ";
 constexpr std::string_view kRangeShape = "0000-000F: ";
-constexpr size_t kGroup = 8;  // bytes between two double blanks
+constexpr size_t kGroup = 8;  // bytes between double blanks
 constexpr std::string_view kToChip = "host->chip ";
 constexpr std::string_view kFromChip = "chip->host ";
 
@@ -103,7 +103,7 @@ void log_decoder::line(std::string_view text) {
     }
 }
 
-// Only the places of the hex digits are read: the characters after them may look like digits.
+// Only the columns of hex digits are read: the text after them may look like digits.
 void log_decoder::dump_line(std::string_view before, std::string_view text, size_t start,
                             size_t width) {
     if (start == 0) {
@@ -126,8 +126,8 @@ void log_decoder::dump_line(std::string_view before, std::string_view text, size
     }
 }
 
-// A line of another thread may stand between two lines of a dump, so only a frame that has its
-// declared length is over when something else follows.
+// Another thread's line may come between two lines of a dump, so a different line only ends a frame
+// that has reached its declared length.
 bool log_decoder::is_complete() const {
     return frame_.size() >= kHi3861lFrameHeadSize &&
            frame_.size() - kHi3861lFrameHeadSize >= declared_length(frame_);

@@ -1,4 +1,4 @@
-// Frames of the chip out of the daemon's log or the simulated chip's journal, line by line.
+// Extracts the chip's frames from the daemon's log or the simulated chip's journal, line by line.
 #pragma once
 
 #include <cstdint>
@@ -13,10 +13,10 @@
 namespace quon::catalog {
 
 struct logged_frame {
-    std::string time;  // what stands before the frame: the time of a journal or of a kept log
+    std::string time;  // text before the frame: the time in a journal or a stored log
     direction way;
-    byte_list bytes;   // the whole frame; empty when it comes from a journal
-    std::string text;  // the journal's own words after the direction
+    byte_list bytes;   // the whole frame; empty for a journal line
+    std::string text;  // the journal's text after the direction
 };
 
 class log_decoder {
@@ -24,16 +24,16 @@ class log_decoder {
     explicit log_decoder(std::function<void(const logged_frame&)> found)
         : found_(std::move(found)) {}
 
-    // One line without its newline; colour sequences and words around the dump are ignored.
+    // One line without its newline; colour sequences and text around the dump are ignored.
     void line(std::string_view text);
 
-    // Nothing more comes for now: a dump that has its declared length is a frame.
+    // No more input for now: a dump that has reached its declared length is a frame.
     void idle();
 
-    // The log is over: a dump that has begun is a frame.
+    // End of the log: an unfinished dump is a frame too.
     void end();
 
-    // Dump lines that belong to no frame.
+    // Dump lines that are not part of a frame.
     size_t strays() const { return strays_; }
 
   private:
@@ -43,31 +43,30 @@ class log_decoder {
 
     std::function<void(const logged_frame&)> found_;
     byte_list frame_;
-    std::string time_;  // of the frame that is being gathered
+    std::string time_;  // of the frame under construction
     size_t strays_ = 0;
 };
 
-// What stands before a dump or a log line, up to its time of day; empty without one. A log may be
-// kept by a program that puts a time before each line.
+// The text before a dump or a log line, up to its time of day; empty if there is none. Programs
+// that store logs may put a time before each line.
 std::string time_in(std::string_view before);
 
-// The function that a log line bears: "hi3861l_api_get_time" of "E/HI3861L [...]
-// (hi3861l_api_get_time:24)
-// ..."; empty without one.
+// The function named in a log line: "hi3861l_api_get_time" in "E/HI3861L [...]
+// (hi3861l_api_get_time:24) ..."; empty if there is none.
 std::string_view logged_function(std::string_view line);
 
-// Whether a function that a log line bears, cut to its field, may be this one.
+// Whether a function name from a log line, cut to its field, may be this one.
 bool is_logged_function(std::string_view logged, std::string_view name);
 
-// Whether the line says that the chip gave no answer to its function's question.
+// Whether the line says that the chip did not answer.
 bool says_no_answer(std::string_view line);
 
-// The message that a function of the driver asks with; null where it cannot be told.
+// The message that a driver's function sends; null if unknown.
 const message* message_asked_by(std::string_view logged);
 
-// The whole frame that a journal's words after the direction tell, "0x84 get_time len 10 year=26
-// ...". Nothing for a malformed one, or for words that no journal has. Bytes behind the end of a
-// text, which the words do not tell, are zero.
+// The whole frame described by a journal's text after the direction, "0x84 get_time len 10 year=26
+// ...". Empty for a malformed frame or other text. Bytes after the end of a text, which the journal
+// does not show, are zero.
 std::optional<byte_list> frame_of_words(direction way, std::string_view words);
 
 }  // namespace quon::catalog

@@ -1,4 +1,4 @@
-// What the words of log lines and of journals tell.
+// Parses the text of log lines and journals.
 #include <algorithm>
 #include <sstream>
 
@@ -28,8 +28,8 @@ bool is_name(const record& what, std::string_view name) {
            std::ranges::find(what.fields, name, &field::name) != what.fields.end();
 }
 
-// A text may have blanks in it: a value ends where the next name begins. Empty when the first word
-// is no value.
+// A text may contain blanks: a value ends where the next name begins. Empty if the first word is
+// not a value.
 value_list values_in(const record& what, std::string_view words) {
     value_list values;
     while (!words.empty()) {
@@ -93,7 +93,7 @@ class payload_writer {
   public:
     payload_writer(const record& what, size_t size) : what_(what), payload_(size) {}
 
-    // False when the value has no place.
+    // False if the value cannot be placed.
     bool put(std::string_view name, std::string_view value) {
         if (!name.starts_with(kEntry)) {
             return put_at(0, name, value);

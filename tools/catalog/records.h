@@ -87,7 +87,7 @@ inline constexpr field kAlarmFields[] = {
     {"byte5",                 5,   1, u8,    "",   {},             "the chip's"},
     {"byte6",                 6,   1, u8,    "",   {},             "the chip's"},
 };
-// Where the answers begin that make up the wake-up context.
+// Start offsets of the answers in the wake-up context.
 inline constexpr uint32_t kWakeupContextParts[] = {
     kMcuContextWakeupOffset,    kMcuContextTimeOffset,      kMcuContextBatteryOffset,
     kMcuContextWifiStatusOffset, kMcuContextWifiInfoOffset, kMcuContextStoreOffset,
@@ -171,7 +171,7 @@ inline constexpr std::string_view kNoTextInAnswer = "the chip's answer has no te
 
 using namespace detail;
 
-// name, size, entry size, fields; then, where they matter, the parts and what a zero may mean
+// name, size, entry size, fields; optionally the parts and the second meaning of a zero
 inline constexpr record kVersion            {"version",              kAnySize,                   kNoList,                kVersionFields, {}, kNoTextInAnswer};
 inline constexpr record kNetInfo            {"net_info",             sizeof(hi3861l_net_info),   kNoList,                kNetInfoFields};
 inline constexpr record kWakeupInfo         {"wakeup_info",          kMcuWakeupInfoSize,         kNoList,                kWakeupInfoFields};

@@ -1,11 +1,11 @@
-// Changes of the table that catalog.h shows.
+// Changes to the table of catalog.h.
 #pragma once
 
 #include "catalog/catalog.h"
 
 namespace quon::catalog {
 
-// Takes the place of the record of its name, or is a further one. Outlives the table.
+// Replaces the record of the same name, or adds one. Must outlive the table.
 void put_record(const record& what);
 
 void forget_records();

@@ -68,17 +68,17 @@ constexpr auto kMessageRows = std::to_array<message>({
     {HI3861L_GET_SOC_POWERON_TIME_CUR,    "get_soc_poweron_time_cur",  kNone,               &kSocTimeCur},
 });
 
-// The driver says how long it waits for an answer.
+// The driver's table has the time-outs.
 constexpr auto kMessageTable = [] {
     auto all = kMessageRows;
-    // cppcheck-suppress syntaxError ; it knows no lambda at this place
+    // cppcheck-suppress syntaxError ; cppcheck cannot parse a lambda here
     for (message& each : all) {
         each.timeout_ms = hi3861l_timeout_ms(static_cast<hi3861l_msg_type>(each.type));
     }
     return all;
 }();
 
-// One row of the daemon's table, in its order. What its message says is not said again.
+// One row of the daemon's table, in its order. What follows from its message is not repeated.
 constexpr record kLayoutOfMessage{};
 constexpr const record* kAsMessage = &kLayoutOfMessage;
 constexpr auto kNoMessage = std::nullopt;
@@ -94,7 +94,7 @@ struct service_row {
 #define METHOD "method.quon.mcu."
 #define SIGNAL "signal.quon.mcu."
 constexpr auto kServiceRows = std::to_array<service_row>({
-    // name                               chip message                        meaning; then what differs from the message: request, reply, why it fails
+    // name                               chip message                        meaning; then differences from the message: request, reply, why it fails
     {METHOD "get.ver",                    HI3861L_GET_VERSION,                "firmware version of the chip"},
     {METHOD "get.wakeup.info",            HI3861L_GET_WAKEUP_INFO,            "why and when the main processor was woken"},
     {METHOD "get.allwakeup.info",         kNoMessage,                         "the start-up snapshot", kNone, &kWakeupContext},
@@ -176,14 +176,14 @@ constexpr service whole_service(size_t index) {
 
 constexpr auto kServiceTable = [] {
     std::array<service, kServiceRows.size()> all{};
-    // cppcheck-suppress syntaxError ; it knows no lambda at this place
+    // cppcheck-suppress syntaxError ; cppcheck cannot parse a lambda here
     for (size_t i = 0; i < all.size(); ++i) {
         all[i] = whole_service(i);
     }
     return all;
 }();
 
-// What is shown: the tables above, until a record has been put into them.
+// The visible table: the tables above, until a record is added.
 struct shown_tables {
     std::vector<service> services{kServiceTable.begin(), kServiceTable.end()};
     std::vector<message> messages{kMessageTable.begin(), kMessageTable.end()};

@@ -53,7 +53,7 @@ outcome feed_watchdog(const request& in) {
     return {};
 }
 
-// The crash leaves an entry in the error report: kind 1, then the time of the crash.
+// The crash adds an entry to the error report: kind 1, then the time of the crash.
 outcome crash_test(const request& in) {
     const uint32_t count = number(in.chip, place::kCrashTests) + 1;
     set_number(in.chip, place::kCrashTests, count);
@@ -82,7 +82,7 @@ outcome add_soc_time(const request& in) {
     return {};
 }
 
-// Bytes 0 to 3 say how many bytes the chip holds, byte 4 whether it accepted.
+// Bytes 0 to 3 are the number of bytes received, byte 4 says whether the block was accepted.
 outcome upgrade_answer(const upgrade& image, bool accepted) {
     byte_list body(kHi3861lUpgAnswerOffset + 1);
     put_le(body, 0, 4, static_cast<uint32_t>(image.received()));
@@ -106,8 +106,8 @@ outcome finish_upgrade(const request& in) {
 
 constexpr int kAnySize = -1;
 
-// A message of which the catalog does not tell what it does: it stores its payload in a place of
-// this chip's choice, or acts. Every other query is answered with its record, and every other set
+// Messages whose effect the catalog does not describe: they store their payload in a place chosen
+// by this chip, or do something. Every other query is answered with its record, and every other set
 // command stores its record where the matching query finds it.
 struct row {
     uint8_t type;

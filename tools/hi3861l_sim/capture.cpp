@@ -35,7 +35,7 @@ byte_list file_head() {
     return head;
 }
 
-// Big-endian, as the kernel has it: direction, hardware type, ten unused bytes, netlink protocol.
+// Big-endian, as in the kernel: direction, hardware type, ten unused bytes, netlink protocol.
 byte_list cooked_head(bool from_host) {
     byte_list head(kCookedSize);
     head[1] = from_host ? kLeft : kArrived;

@@ -1,4 +1,4 @@
-// The frames as a packet capture.
+// Writes the frames as a packet capture.
 #pragma once
 
 #include <cstdio>
@@ -9,14 +9,15 @@
 
 namespace quon::sim {
 
-// A file of the pcap format: each frame in its netlink message behind the cooked header of a
-// netlink monitor, as a capture of the camera's own channel has it.
+// A pcap file: each frame in its netlink message after a netlink monitor's cooked header, as a
+// capture on the camera would have it.
 class capture {
   public:
-    // The file is written anew. Throws std::runtime_error when it cannot be.
+    // Overwrites the file. Throws std::runtime_error if it cannot be written.
     explicit capture(const std::string& path);
 
-    // In the file when this returns. When it cannot be written, says so once on standard error.
+    // Returns when the frame is in the file. If it cannot be written, says so once on standard
+    // error.
     void frame(bool from_host, byte_view frame);
 
   private:

@@ -11,11 +11,11 @@ class chip_clock {
   public:
     using time_point = std::chrono::steady_clock::time_point;
 
-    // Takes a 10-byte time record. A record whose first six bytes are no calendar time stands
-    // still: it is given back as it came.
+    // Takes a 10-byte time record. If the first six bytes are not a calendar time, the clock does
+    // not run: the record is returned unchanged.
     void set(byte_view record, time_point now);
 
-    // The 10-byte time record at `now`; bytes 6 to 9 as they were set.
+    // The 10-byte time record at `now`; bytes 6 to 9 as set.
     [[nodiscard]] byte_list read(time_point now) const;
 
   private:

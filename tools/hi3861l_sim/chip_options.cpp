@@ -10,7 +10,7 @@
 namespace quon::sim {
 namespace {
 
-// An option that sets a property of the same name.
+// An option that sets the property of the same name.
 struct state_option {
     const char* option;
     const char* property;
@@ -36,7 +36,7 @@ std::string default_socket() {
 }
 
 void add_place_options(CLI::App& app, chip_settings& chosen) {
-    // The variable gives the default, and no option: with --netlink it does not matter.
+    // The environment variable only changes the default, so it does not conflict with --netlink.
     CLI::Option* socket =
         app.add_option("--socket", chosen.socket,
                        std::string("The chip's end of the chip link (default: ") +

@@ -1,4 +1,4 @@
-// The simulated chip's part of the command line.
+// The simulated chip's command-line options.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -13,7 +13,7 @@ namespace quon::sim {
 
 inline constexpr char kDefaultControl[] = "/tmp/hi3861l-sim.ctl";
 
-// The value of HI3861L_SIM_SOCKET, else the chip link's default.
+// The value of HI3861L_SIM_SOCKET, or the chip link's default.
 std::string default_socket();
 
 struct chip_settings {
@@ -21,8 +21,8 @@ struct chip_settings {
     std::string control = kDefaultControl;
     std::string journal = "-";
     std::string pcap;     // empty: no capture
-    std::string records;  // file of record definitions; empty: the usual places
-    std::string log;      // to learn from; empty: none
+    std::string records;  // file of record definitions; empty: the default places
+    std::string log;      // log to learn from; empty: none
     std::optional<learned_chip> learned;
     uint32_t netlink_port = 0;  // 0: the chip link's socket instead
     std::vector<std::pair<std::string, std::string>> state;
@@ -30,20 +30,19 @@ struct chip_settings {
     std::vector<std::string> faults;
 };
 
-// Where the chip is reached and where its journal goes.
+// Options for the chip's sockets and its journal.
 void add_place_options(CLI::App& app, chip_settings& chosen);
 
-// A capture of its frames, and the log that it learns from.
+// Options for the capture and the log to learn from.
 void add_log_options(CLI::App& app, chip_settings& chosen);
 
-// Reads the log that the chip learns from, with the records as they are defined now. Throws
-// bad_value.
+// Reads the log to learn from, with the present record definitions. Throws bad_value.
 void read_log(chip_settings& chosen);
 
-// What the chip starts with: its values and its faults.
+// Options for the chip's initial values and faults.
 void add_state_options(CLI::App& app, chip_settings& chosen);
 
-// Gives the chip its state and its faults. Throws bad_value.
+// Sets the chip's state and faults. Throws bad_value.
 void apply_settings(simulator& sim, const chip_settings& chosen);
 
 }  // namespace quon::sim

@@ -19,8 +19,8 @@
 namespace quon::sim {
 namespace {
 
-// The signals that end the simulator, as a descriptor. SIGPIPE is none of them: a reader of the
-// journal may go.
+// The signals that end the simulator, as a descriptor. Not SIGPIPE: the journal's reader may go
+// away.
 owned_descriptor block_signals() {
     (void)std::signal(SIGPIPE, SIG_IGN);
     sigset_t ending;
@@ -44,9 +44,9 @@ file open_journal(const std::string& path) {
     return opened;
 }
 
-// What the file held goes only when nothing can fail any more: it may be a running simulator's.
+// The file is emptied only when nothing can fail any more: it may be a running simulator's.
 void begin_anew(std::FILE* journal_file) {
-    // A terminal or a pipe has nothing to lose (EINVAL).
+    // A terminal or a pipe has no content to lose (EINVAL).
     if (ftruncate(fileno(journal_file), 0) != 0 && errno != EINVAL) {
         throw std::runtime_error(std::string("the journal: ") + std::strerror(errno));
     }

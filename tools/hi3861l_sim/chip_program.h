@@ -7,9 +7,8 @@
 
 namespace quon::sim {
 
-// Runs the chip until SIGINT, SIGTERM or "quit". `ready` is called when it can be reached. Throws
-// std::exception when it cannot start: bad_value and std::invalid_argument for a setting that makes
-// no sense.
+// Runs the chip until SIGINT, SIGTERM or "quit". `ready` is called once it can be reached. Throws
+// std::exception if it cannot start: bad_value and std::invalid_argument for an invalid setting.
 void run_chip(const chip_settings& chosen,
               const std::function<void(const std::string& where)>& ready);
 

@@ -20,7 +20,7 @@ constexpr uint32_t kDefaultBattery = 80;
 constexpr uint32_t kDefaultWdgPeriod = 60;
 constexpr uint8_t kDefaultRssi = 0xC8;  // -56 dBm
 
-// A network in the air: 33 bytes of name, 6 of address, 1 of signal strength.
+// A scanned network: 33 bytes of name, 6 of address, 1 of signal strength.
 void put_scan_entry(byte_list& scan, size_t index, std::string_view ssid, uint8_t last_octet) {
     constexpr size_t kEntrySize = 40;
     const size_t at = 1 + index * kEntrySize;
@@ -30,7 +30,7 @@ void put_scan_entry(byte_list& scan, size_t index, std::string_view ssid, uint8_
     scan[at + 39] = kDefaultRssi;
 }
 
-// Records that the catalog knows as long as their sender makes them.
+// Records for which the catalog has no size.
 struct record_size {
     std::string_view name;
     size_t size;

@@ -1,5 +1,5 @@
-// Everything that the simulated chip knows. Records are the bytes of its answers; what a set
-// command stores lies where the matching answer shows it.
+// The simulated chip's whole state. Records are the bytes of its answers; a set command's data is
+// stored where the matching answer shows it.
 #pragma once
 
 #include <map>
@@ -15,14 +15,14 @@
 
 namespace quon::sim {
 
-// The records, by the names that the catalog gives them: one for each query's answer, and one for
-// what each set command stores that no query answers with, by the command's name without "set_".
+// The records under the catalog's names: one per query's answer, and one per set command without a
+// matching query, under the command's name without "set_".
 class record_store {
   public:
-    // The messages outlive this.
+    // The messages must outlive this object.
     explicit record_store(std::span<const catalog::message> messages = catalog::messages());
 
-    // Throws std::out_of_range for a name that is none.
+    // Throws std::out_of_range for an unknown name.
     byte_list& at(std::string_view name);
     const byte_list& at(std::string_view name) const;
 
@@ -45,15 +45,15 @@ struct chip_state {
     upgrade image;
 };
 
-// Some bytes of a record.
+// A range of bytes in a record.
 struct slice {
     std::string_view record;
     size_t offset;
     size_t size;
 };
 
-// Where the simulated chip keeps what it is told. Offsets that the protocol does not fix are this
-// chip's own.
+// Where the simulated chip stores values. Offsets that the protocol does not define are this chip's
+// own.
 namespace place {
 
 inline constexpr slice kWakeupReason{"wakeup_info", kMcuWakeupReasonOffset, 1};
@@ -96,7 +96,7 @@ static_assert(kMcuWifiExtendedInfoSize + kMcuWifiKeepaliveSize <= kMcuWifiExtend
 
 }  // namespace place
 
-// Throws std::out_of_range when the record is shorter.
+// Throws std::out_of_range if the record is shorter.
 std::span<uint8_t> view(chip_state& chip, const slice& where);
 byte_view view(const chip_state& chip, const slice& where);
 
@@ -104,7 +104,7 @@ byte_view view(const chip_state& chip, const slice& where);
 uint32_t number(const chip_state& chip, const slice& where);
 void set_number(chip_state& chip, const slice& where, uint32_t value);
 
-// A text that ends at its first zero byte. The last byte of the place stays zero.
+// A text that ends at its first zero byte. The last byte of the range stays zero.
 std::string text(const chip_state& chip, const slice& where);
 void set_text(chip_state& chip, const slice& where, std::string_view value);
 
@@ -112,7 +112,7 @@ hi3861l_net_info net_record(const chip_state& chip);
 void set_net_record(chip_state& chip, const hi3861l_net_info& record);
 void set_battery(chip_state& chip, uint32_t percent);
 
-// A list record keeps its newest entries, newest last; the oldest leaves a full list.
+// A list record keeps its newest entries, newest last; a full list loses its oldest.
 void append_entry(byte_list& list, byte_view entry);
 
 }  // namespace quon::sim

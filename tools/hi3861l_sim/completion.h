@@ -1,4 +1,4 @@
-// What may stand where on the command line, for the shells' completion.
+// Possible words at each place of the command line, for the shells' completion.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -7,8 +7,7 @@
 
 namespace quon::sim {
 
-// All that may stand at the last of `words` (the program's, without its name) and begins as it
-// does.
+// All words that may replace the last of `words` (the program's arguments) and begin like it.
 std::vector<std::string> completions(const CLI::App& app, std::vector<std::string> words);
 
 // The completion script of a shell, "bash" or "zsh".

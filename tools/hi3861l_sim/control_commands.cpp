@@ -18,7 +18,7 @@ constexpr size_t kLargestMessage = 65000;
 
 struct call {
     simulator& sim;
-    const std::vector<std::string>& words;  // the command itself is the first
+    const std::vector<std::string>& words;  // the first is the command
     const std::shared_ptr<responder>& answer;
 };
 
@@ -173,7 +173,7 @@ wait_options parse_wait(const call& in, size_t from, std::string_view usage) {
     return options;
 }
 
-// A command whose answer comes later: as soon as `done` has answered, or after the time-out.
+// A command that is answered later: once `done` has answered, or after the time-out.
 struct pending_wait : std::enable_shared_from_this<pending_wait> {
     simulator& sim;
     std::shared_ptr<responder> answer;
@@ -251,7 +251,7 @@ enum class operand { none, command, name, settable_name, event, type, fault };
 
 struct command_row {
     std::string_view name;
-    size_t most_words;  // with the command itself; 0: any number
+    size_t most_words;  // including the command; 0: any number
     void (*run)(const call& in);
     answer_kind answer;
     operand operands;
@@ -325,7 +325,7 @@ word_list command_names() {
     return names;
 }
 
-// `before` are the words after the command's name.
+// `before`: the words after the command's name.
 word_list fault_words(const word_list& before) {
     if (before.size() == 1) {
         return fault_actions();

@@ -10,8 +10,8 @@
 
 namespace quon::sim {
 
-// Where the answer to one command goes. A command ends it with exactly one ok() or error(), at once
-// or later. The one who asked may have gone meanwhile.
+// Receives the answer to one command. A command ends it with exactly one ok() or error(), at once
+// or later. The client may have gone meanwhile.
 class responder {
   public:
     virtual ~responder() = default;
@@ -27,11 +27,11 @@ void run_command(simulator& sim, std::string_view line, const std::shared_ptr<re
 std::string control_help();
 std::string control_help(std::string_view command);
 
-// What the lines of a command's answer are.
+// The form of a command's answer lines.
 enum class answer_kind { nothing, values, texts };  // values: NAME=VALUE each
 answer_kind answer_of(std::string_view command);
 
-// All that may follow these words of a command.
+// All words that may follow these words of a command.
 std::vector<std::string> control_words(const std::vector<std::string>& before);
 
 }  // namespace quon::sim

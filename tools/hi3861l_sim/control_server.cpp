@@ -12,10 +12,10 @@
 namespace quon::sim {
 
 constexpr size_t kLongestLine = 256 * 1024;
-// A client with more unread answers than this has its next commands wait.
+// The next commands of a client with more unread bytes than this have to wait.
 constexpr size_t kMostUnread = 256 * 1024;
 
-// One connection. A command that waits holds up the later lines of its own client only.
+// One connection. A waiting command delays only the later lines of its own client.
 class control_client : public std::enable_shared_from_this<control_client> {
   public:
     control_client(simulator& sim, owned_descriptor fd, std::function<void()> ended)
@@ -63,7 +63,7 @@ class control_client : public std::enable_shared_from_this<control_client> {
         }
     }
 
-    // Runs what can be run, writes what can be written.
+    // Runs pending commands and writes pending answers as far as possible.
     void advance() {
         if (gone_ || std::exchange(advancing_, true)) {
             return;

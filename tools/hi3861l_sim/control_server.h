@@ -1,4 +1,5 @@
-// The control socket: any number of clients, each sends lines and gets an answer to each in turn.
+// The control socket: any number of clients, each of which sends lines and gets an answer to each
+// in order.
 #pragma once
 
 #include <list>
@@ -15,7 +16,7 @@ class control_client;
 
 class control_server {
   public:
-    // Throws std::runtime_error when the socket cannot be made.
+    // Throws std::runtime_error if the socket cannot be created.
     control_server(simulator& sim, const std::string& path);
     ~control_server();
     control_server(const control_server&) = delete;

@@ -38,7 +38,7 @@ bool send_all(int fd, const std::string& text) {
     return true;
 }
 
-// The next line of the answer; false when the connection ends first.
+// The next line of the answer; false if the connection ends first.
 bool read_line(int fd, std::string& pending, std::string& line) {
     size_t end = 0;
     while ((end = pending.find('\n')) == std::string::npos) {
@@ -56,7 +56,7 @@ bool read_line(int fd, std::string& pending, std::string& line) {
 
 constexpr std::string_view kErrorHead = "error: ";
 
-// What the simulator could not do; every other error is of the command's words.
+// Whether the simulator itself failed; all other errors are in the command's words.
 constexpr std::pair<std::string_view, exit_status> kFailures[] = {
     {"timeout: ", exit_timed_out},
     {"not sent: ", exit_error},

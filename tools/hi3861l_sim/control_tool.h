@@ -13,11 +13,12 @@ enum exit_status {
     exit_timed_out = 4,
 };
 
-// Whether everything printed so far has reached standard output; says so on standard error if not.
+// Whether everything printed so far has reached standard output; reports a failure on standard
+// error.
 bool flush_output();
 
-// Prints the result alone on standard output: the lines of the answer, and of "get" the values
-// alone, or with `json` one document of them. Prints what went wrong on standard error.
+// Prints only the result on standard output: the answer's lines (for "get" only the values), or
+// with `json` one document. Prints errors on standard error.
 int send_control_command(const std::string& path, const std::string& command, bool json);
 
 }  // namespace quon::sim

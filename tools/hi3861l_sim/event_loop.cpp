@@ -57,7 +57,7 @@ void event_loop::wait_once() {
     }
     const int ready = poll(polled.data(), polled.size(), next_timeout_ms());
     for (size_t i = 0; ready > 0 && i < polled.size(); i++) {
-        // An earlier call of this round may have closed the descriptor, or opened it anew.
+        // An earlier call in this round may have closed the descriptor, or reopened its number.
         const auto entry = watched_.find(polled[i].fd);
         if (polled[i].revents != 0 && entry != watched_.end() && entry->second == seen[i]) {
             seen[i]->ready(polled[i].revents);

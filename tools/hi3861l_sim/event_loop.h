@@ -13,15 +13,15 @@ class event_loop {
     using clock = std::chrono::steady_clock;
     using timer_id = uint64_t;
 
-    // Calls `ready` with poll's result whenever one of `events` (POLLIN, POLLOUT) or a hang-up is
-    // there. A descriptor is watched once; watching it again replaces that.
+    // Calls `ready` with poll's result whenever one of `events` (POLLIN, POLLOUT) or a hang-up
+    // occurs. Watching a descriptor again replaces its earlier watch.
     void watch(int fd, short events, std::function<void(short)> ready);
     void unwatch(int fd);
 
     timer_id after(std::chrono::milliseconds delay, std::function<void()> due);
     void cancel(timer_id timer);
 
-    // Runs until stop() is called, also when that was before; may be called again.
+    // Runs until stop() is called, even if that happened earlier; may be called again.
     void run();
     void stop() { stopped_ = true; }
 

@@ -1,4 +1,4 @@
-// Rules that make the simulated chip misbehave, per message type, for a number of matches.
+// Rules that make the simulated chip misbehave, by message type and for a number of matches.
 #pragma once
 
 #include <optional>
@@ -34,12 +34,12 @@ struct fault_rule {
 fault_rule parse_fault(std::string_view text);
 std::string show_fault(const fault_rule& rule);
 
-// A frame as the faults left it.
+// A frame after the faults.
 struct shaped_frame {
     byte_list frame;
     uint32_t delay_ms = 0;
     int copies = 1;
-    std::string faults;  // the actions that took part, for the journal
+    std::string faults;  // the actions that were applied, for the journal
 };
 
 class fault_table {
@@ -48,11 +48,11 @@ class fault_table {
     void clear() { rules_.clear(); }
     [[nodiscard]] const std::vector<fault_rule>& rules() const { return rules_; }
 
-    // For a message of `type` that arrives from the host, and for an event of `type` before it
-    // leaves: turns silence on or off, and returns false when the message is to be lost.
+    // For a message of `type` from the host, or an event of `type` about to be sent: turns silence
+    // on or off, and returns false if the message is lost.
     bool pass(uint8_t type);
 
-    // Changes a frame of `type` that is about to leave.
+    // Changes a frame of `type` that is about to be sent.
     shaped_frame shape(uint8_t type, byte_list frame);
 
     // While silent the chip sends nothing.
@@ -66,7 +66,7 @@ class fault_table {
     bool silent_ = false;
 };
 
-// One line an action, for the help.
+// One line per action, for the help.
 std::string fault_help();
 
 // Their names.

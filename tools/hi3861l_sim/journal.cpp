@@ -59,7 +59,7 @@ void journal::note(const std::string& text) {
 
 void journal::print(const std::string& text) {
     std::string line = time_stamp() + " " + text;
-    // The journal is for a person: when nobody can read it, the chip says so once and goes on.
+    // The journal is for people: if it cannot be written, the chip says so once and continues.
     const bool printed = std::fprintf(out_, "%s\n", line.c_str()) >= 0 && std::fflush(out_) == 0;
     if (!printed && !lost_) {
         (void)std::fprintf(stderr, "hi3861l-sim: the journal cannot be written: %s\n",

@@ -10,22 +10,21 @@
 
 namespace quon::sim {
 
-// One frame as a journal shows it, without the time: direction, type with its name, length, then
-// the payload's fields or its hex digits. A frame whose length field is not the length of what
-// follows says so.
+// A frame in the journal's form without the time: direction, type with its name, length, then the
+// payload's fields or its hex digits. A frame whose length field does not match its size is marked.
 std::string describe_frame(bool from_host, byte_view frame);
 
 class journal {
   public:
     static constexpr size_t kKeptLines = 2000;
 
-    // Writes to `out`, which it does not close.
+    // Writes to `out`, which stays open.
     explicit journal(std::FILE* out) : out_(out) {}
 
     void frame(bool from_host, byte_view frame, const std::string& remark = {});
     void note(const std::string& text);
 
-    // Is told of every frame as well.
+    // Also called with every frame.
     void tap(std::function<void(bool from_host, byte_view frame)> call) { tap_ = std::move(call); }
 
     [[nodiscard]] const std::deque<std::string>& lines() const { return lines_; }

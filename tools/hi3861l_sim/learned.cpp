@@ -38,8 +38,8 @@ byte_list payload_of(byte_view frame) {
 
 }  // namespace
 
-// Goes through the lines once. A question is one that the log has, or the one that an answer
-// without it must have had.
+// One pass over the lines. A query is one that the log shows, or one implied by an answer without a
+// query.
 class log_student {
   public:
     explicit log_student(learned_chip& chip)
@@ -96,7 +96,7 @@ class log_student {
     void answer(byte_view frame, const moment& at) {
         if (!is_open_ || asked_ != frame[0]) {
             if (has_questions_) {
-                return;  // too late for its question
+                return;  // too late for its query
             }
             ask(frame[0], at);
         }
@@ -119,7 +119,7 @@ class log_student {
     learned_chip& chip_;
     catalog::log_decoder decoder_;
     std::array<size_t, 256> counts_{};
-    uint8_t asked_ = HI3861L_GET_NET_INFO;  // the first question of any daemon
+    uint8_t asked_ = HI3861L_GET_NET_INFO;  // the first query of any daemon
     moment asked_at_;
     bool is_open_ = false;
     bool has_questions_ = false;
@@ -143,7 +143,7 @@ std::optional<learned_answer> learned_chip::next_answer(uint8_t type) {
     return next;
 }
 
-// An event that no question came before is hung on the first one.
+// An event before the first query is attached to that query.
 std::vector<learned_event> learned_chip::events_after(uint8_t type, size_t count) const {
     std::vector<learned_event> found;
     for (const hung_event& each : events_) {

@@ -1,4 +1,4 @@
-// What a chip did, out of a log of a camera or a journal, to be done again.
+// A chip's behaviour, taken from a camera's log or a journal, to be repeated.
 #pragma once
 
 #include <array>
@@ -13,27 +13,27 @@
 namespace quon::sim {
 
 struct learned_answer {
-    bool is_silence = false;  // the chip gave no answer
+    bool is_silence = false;  // the chip did not answer
     byte_list payload;
-    uint32_t delay_ms = 0;  // after the question; 0 where the log does not tell
+    uint32_t delay_ms = 0;  // after the query; 0 if the log does not show it
 };
 
 struct learned_event {
     uint8_t type;
     byte_list payload;
-    uint32_t delay_ms;  // after the question that it is hung on
+    uint32_t delay_ms;  // after the query that it is attached to
 };
 
 class learned_chip {
   public:
-    // Reads the hex dumps of a daemon's log, or a journal. In a journal a question without its
-    // answer had none; in a daemon's log the driver's line says so.
+    // Reads the hex dumps of a daemon's log, or a journal. In a journal, a query without an answer
+    // was not answered; in a daemon's log the driver's line says so.
     void read(std::istream& log);
 
-    // The next answer to a question of this type; nothing when the log holds no further one.
+    // The next answer to a query of this type; nothing if the log has no more.
     std::optional<learned_answer> next_answer(uint8_t type);
 
-    // The events that came after the question that is now being asked, the `count`th of its type.
+    // The events after the query that is now being made, the `count`th of its type.
     std::vector<learned_event> events_after(uint8_t type, size_t count) const;
 
     [[nodiscard]] bool empty() const { return answers_ == 0 && events_.empty(); }
@@ -43,7 +43,7 @@ class learned_chip {
   private:
     friend class log_student;
     struct hung_event {
-        uint8_t anchor;  // type of a question
+        uint8_t anchor;  // type of a query
         size_t count;    // which of this type, from 1
         learned_event event;
     };
@@ -54,7 +54,7 @@ class learned_chip {
     size_t misunderstood_ = 0;
 };
 
-// Throws bad_value when the file cannot be read or holds nothing to learn.
+// Throws bad_value if the file cannot be read or has nothing to learn from.
 learned_chip learn_log(const std::string& path);
 
 }  // namespace quon::sim

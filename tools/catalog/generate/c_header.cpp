@@ -14,14 +14,13 @@ constexpr std::string_view kTop =
     R"(// The records and services of quon_mcu_daemon for C and C++ programs. This page is generated from
 // the table of the services and included by quon_mcu_client.h, which says how calls end.
 //
-// Structures: numbers as numbers, texts ending with a zero byte, addresses as text ("192.168.1.1",
-// "02:00:00:00:00:01"), bytes that nobody interprets as they are ("bytes", "rest_6" from byte 6
-// on). A record without a size of its own has "length" beside its bytes.
+// Structures hold numbers as numbers, texts with a closing zero byte, addresses as text
+// ("192.168.1.1", "02:00:00:00:00:01"), and bytes without a known meaning unchanged ("bytes", or
+// "rest_6" from byte 6 on). A record of variable size has "length" next to its bytes.
 //
 // `absent` marks the fields of an answer that the chip may not have sent: the daemon fills a short
-// answer up with zeros, so a field that is zero, with nothing but zeros behind it in its answer,
-// cannot be told from one that is missing. Such a field is 0 or empty, and its bit is set. In a
-// request `absent` is not read.
+// answer up with zeros, so a zero field followed only by zeros in its answer cannot be told from a
+// missing one. Such a field is 0 or empty, and its bit is set. In a request `absent` is ignored.
 #ifndef QUON_MCU_CLIENT_SERVICES_H
 #define QUON_MCU_CLIENT_SERVICES_H
 
@@ -166,10 +165,10 @@ std::string c_header() {
         text += record_page(*each);
     }
     text += R"(
-// One function a service. A method fills `reply`, which may be null, when it returns QUON_MCU_OK and
-// otherwise leaves it as it is; QUON_MCU_OK of a signal means that it was handed to the daemon, which
-// never tells whether it had an effect. `timeout_ms` is 0 or more and bounds the whole call; the
-// daemon's own exchange with the chip takes up to the time in brackets.
+// One function per service. A method fills `reply`, which may be null, only when it returns
+// QUON_MCU_OK; for a signal QUON_MCU_OK means that it was sent to the daemon, which never reports
+// whether it had an effect. `timeout_ms` is 0 or more and limits the whole call; the daemon's
+// exchange with the chip takes up to the time in brackets.
 )";
     for (const service& each : catalog::services()) {
         text += "\n// " + std::string(each.meaning);

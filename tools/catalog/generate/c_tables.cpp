@@ -83,7 +83,7 @@ std::string parts_row(const record& what) {
     return text + "};\n";
 }
 
-// The structure's place of something that not every structure has.
+// The offset in the structure of a member that not every structure has.
 std::string place(const record& what, bool there, std::string_view name) {
     return there ? "offsetof(quon_mcu_" + std::string(what.name) + ", " + std::string(name) + ")"
                  : "kNone";

@@ -1,4 +1,4 @@
-// Writes the generated sources of the tree, or tells which of them are stale.
+// Writes the generated sources of the tree, or names those that are out of date.
 //
 //   quon_generate check|write TOP-OF-THE-TREE
 #include <cstdio>

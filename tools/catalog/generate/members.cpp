@@ -13,7 +13,7 @@ using catalog::field;
 using catalog::record;
 using catalog::service;
 
-// "; 0 fatal, 1 error" or, where several mean the same, "; 1, 3, 13 this".
+// "; 0 fatal, 1 error", or "; 1, 3, 13 this" where several values mean the same.
 std::string values_text(const field& what) {
     std::string text;
     for (size_t i = 0; i < what.values.size(); ++i) {

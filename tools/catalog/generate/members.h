@@ -1,4 +1,4 @@
-// What a record becomes as a structure of a language, and how services appear in it.
+// Records as structures of a language, and the names of services in it.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@
 
 namespace quon::generate {
 
-// One part of a record, with the bytes that no field covers as parts of their own.
+// One part of a record; runs of bytes without a field are parts too.
 struct member {
     std::string name;
     uint32_t offset;
@@ -19,18 +19,18 @@ struct member {
     const catalog::field* known;  // null: not interpreted
 };
 
-// The record's own, or those of one entry of a list.
+// The parts of the record, or of one entry of a list.
 std::vector<member> members_of(const catalog::record& what);
 
-// The longest that a record without a size can be: as a chip's payload, or as the bus's.
+// The largest size of a record of variable size: a chip's payload, or the bus's.
 uint32_t longest(const catalog::record& what);
 
 uint32_t most_entries(const catalog::record& list);
 
-// Whether some service's reply has fields of it that may not have been sent.
+// Whether any service's reply has fields of this record that may be absent.
 bool may_lack_fields(const catalog::record& what);
 
-// The records that services name, in their order.
+// The records used by services, in the services' order.
 std::vector<const catalog::record*> records_of_services();
 
 // "get.time (reply), set.time (request)".

@@ -6,8 +6,8 @@
 namespace quon::generate {
 
 std::string c_header();     // structures and functions of the C client library
-std::string c_records();    // what its structures hold, for its one encoder and decoder
-std::string c_functions();  // one function a service
+std::string c_records();    // layout tables for the client's one encoder and decoder
+std::string c_functions();  // one function per service
 std::string c_test_rows();
 std::string python_module();
 

@@ -31,7 +31,7 @@ std::string quoted(std::string_view text) {
     return "\"" + std::string(text) + "\"";
 }
 
-// Its type and what it is where nothing is said.
+// Its type and its default.
 std::pair<std::string, std::string> type_of(const member& what) {
     if (catalog::is_number(what.kind)) {
         return {"int", "0"};

@@ -3,8 +3,8 @@
 
 namespace quon::generate {
 
-// The typed functions by the names of their services, each with the macro of its shape. It holds no
-// expectation: those stand in the tests' own table.
+// The typed functions by service name, each with the macro of its shape. There are no expectations
+// here: the tests' own table has those.
 std::string c_test_rows() {
     std::string text =
         R"(// Generated from the table of the services: the functions that the rows of services_test.cpp call.

@@ -29,7 +29,8 @@ struct link_socket {
 };
 
 constinit link_socket sockets[kSocketLimit];
-// Guards the table and the replacement of a descriptor's connection. Nothing below it blocks.
+// Protects the table and the replacement of a descriptor's connection. Nothing blocks while it is
+// held.
 constinit pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
 
 int fail(int error) {
@@ -51,7 +52,7 @@ const char* simulator_path() {
     return path != nullptr && *path != '\0' ? path : kChipLinkDefaultSocket;
 }
 
-// No thread may end with the lock held.
+// No thread may be cancelled while it holds the lock.
 class uncancelled_lock {
   public:
     uncancelled_lock() {
@@ -69,7 +70,7 @@ class uncancelled_lock {
     int state_ = 0;
 };
 
-// A new connection to the simulator, non-blocking, or -1.
+// Opens a non-blocking connection to the simulator, or returns -1.
 int connect_to_simulator() {
     const char* path = simulator_path();
     sockaddr_un address;
@@ -122,7 +123,7 @@ void carry_over(int from, int to) {
     (void)fcntl(to, F_SETFL, fcntl(from, F_GETFL));
 }
 
-// Puts a new connection under the same descriptor number.
+// Replaces the connection under the same descriptor number.
 bool replace_connection(int fd, uint32_t port) {
     const int fresh = connect_to_simulator();
     if (fresh < 0) {
@@ -133,7 +134,7 @@ bool replace_connection(int fd, uint32_t port) {
     const bool replaced = dup3(fresh, fd, close_on_exec) == fd;
     chip_link_next()->close(fresh);
     if (replaced && port != 0 && bind_port(fd, port) != 0) {
-        (void)shutdown(fd, SHUT_RDWR);  // another process took the port meanwhile: stay unconnected
+        (void)shutdown(fd, SHUT_RDWR);  // another process has taken the port: stay unconnected
         return false;
     }
     return replaced;
@@ -184,7 +185,7 @@ void write_address(uint32_t port, sockaddr* address, socklen_t* length) {
     *length = sizeof source;
 }
 
-// 0, or the error that the kernel gives for this destination.
+// 0, or the error that the kernel would give for this destination.
 int destination_error(const sockaddr* to, socklen_t length) {
     if (to == nullptr) {
         return 0;
@@ -218,7 +219,7 @@ long receive_timeout_ms(int fd) {
     return static_cast<long>(value.tv_sec * 1000 + value.tv_usec / 1000);
 }
 
-// Waits for the simulator to come back. Returns false when the caller asked not to wait that long.
+// Waits for the simulator to return. Returns false if the caller's time-out passes first.
 bool wait_for_simulator(int fd, int flags) {
     const bool wait = (flags & MSG_DONTWAIT) == 0 && (fcntl(fd, F_GETFL) & O_NONBLOCK) == 0;
     const long limit = receive_timeout_ms(fd);
@@ -292,7 +293,7 @@ ssize_t chip_link_sendto(int fd, const void* data, size_t size, int flags, const
     if (error != 0) {
         return fail(error);
     }
-    // Once more when the simulator came back, or another thread has reconnected meanwhile.
+    // Tries again if the simulator has returned or another thread has reconnected.
     for (int attempt = 0; attempt < 2; attempt++) {
         const ssize_t sent =
             chip_link_next()->sendto(fd, data, size, flags | MSG_NOSIGNAL, nullptr, 0);
@@ -312,7 +313,8 @@ ssize_t chip_link_recvfrom(int fd, void* data, size_t size, int flags, sockaddr*
         return chip_link_next()->recvfrom(fd, data, size, flags, from, length);
     }
     for (;;) {
-        // With MSG_TRUNC a message counts its whole length, so 0 can only mean a lost connection.
+        // With MSG_TRUNC a message counts with its full length, so 0 can only mean a lost
+        // connection.
         const ssize_t received =
             chip_link_next()->recvfrom(fd, data, size, flags | MSG_TRUNC, nullptr, nullptr);
         if (received > 0) {

@@ -1,8 +1,8 @@
-// The chip link: socket calls on family 16 (netlink), protocol 28 reach the simulated chip instead
-// of the kernel; every other socket passes through untouched. The functions have the signatures and
-// results of the calls that they stand for, and may be called from any thread.
+// The chip link: socket calls for family 16 (netlink), protocol 28 reach the simulated chip instead
+// of the kernel; all other sockets are passed through. The functions have the signatures and
+// results of the calls that they replace, and may be called from any thread.
 //
-// Two front ends give the program these functions under the names that it calls: the preload
+// Two front ends provide these functions under the names that the program calls: the preload
 // library (chip_link_preload.cpp) and, for a static program, the linker's --wrap option
 // (chip_link_wrap.cpp).
 #ifndef CHIP_LINK_H
@@ -11,7 +11,7 @@
 #include <sys/socket.h>
 #include <sys/types.h>
 
-// The C library's own functions; each front end fills it in its way.
+// The C library's own functions, filled in by the front end.
 struct chip_link_libc {
     int (*socket)(int domain, int type, int protocol);
     int (*bind)(int fd, const sockaddr* address, socklen_t length);
@@ -25,7 +25,7 @@ struct chip_link_libc {
 };
 const chip_link_libc* chip_link_next();
 
-// Fails with EPROTONOSUPPORT while no simulator listens, like a kernel without the protocol.
+// Fails with EPROTONOSUPPORT while no simulator is listening, like a kernel without the protocol.
 int chip_link_socket(int domain, int type, int protocol);
 int chip_link_bind(int fd, const sockaddr* address, socklen_t length);
 
@@ -33,14 +33,14 @@ int chip_link_bind(int fd, const sockaddr* address, socklen_t length);
 ssize_t chip_link_sendto(int fd, const void* data, size_t size, int flags, const sockaddr* to,
                          socklen_t length);
 
-// A cancellation point. While the simulator is away it waits for it to come back.
+// A cancellation point. While the simulator is away, waits for it to return.
 ssize_t chip_link_recvfrom(int fd, void* data, size_t size, int flags, sockaddr* from,
                            socklen_t* length);
 int chip_link_setsockopt(int fd, int level, int name, const void* value, socklen_t size);
 int chip_link_getsockname(int fd, sockaddr* address, socklen_t* length);
 int chip_link_close(int fd);
 
-// Whether the link carries this descriptor.
+// Whether the descriptor belongs to the link.
 bool chip_link_owns(int fd);
 
 #endif

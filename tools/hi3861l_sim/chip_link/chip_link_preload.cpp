@@ -1,8 +1,10 @@
-// The preload library's front end: the calls by their own names, and the C library's behind them.
+// The preload library's front end: it defines the calls under their own names and forwards to the C
+// library.
 //
-// The library stays in LD_PRELOAD until it has found its program, so that wrappers (env, timeout,
-// sh, a debugger) hand it on; then it leaves, so that the commands of that program run without it.
-// Its program is the one with the daemon's name, from before main on, and any other one from its
+// The library stays in LD_PRELOAD until it has found its program, so wrappers (env, timeout, sh, a
+// debugger) pass it on; then it removes itself, so that the program's commands run without it. Its
+// program is the one with the daemon's name, even before main, or any other from its first socket
+// of the chip's protocol on.
 // first socket of the chip's protocol on.
 #include <dlfcn.h>
 #include <errno.h>
@@ -17,8 +19,8 @@
 #include "chip_link.h"
 #include "hichannel_host.h"
 
-// The assembler names keep these definitions apart from the C library's declarations, whose
-// argument types and exception specifications differ between libraries.
+// Assembler names keep these definitions apart from the C library's declarations, whose argument
+// types and exception specifications differ between libraries.
 #define CHIP_LINK_EXPORT(symbol) __asm__(symbol) __attribute__((visibility("default")))
 
 extern "C" {
@@ -66,7 +68,7 @@ bool is_this_library(const char* entry, size_t length) {
     return length >= name && memcmp(entry + length - name, kLibraryName, name) == 0;
 }
 
-// The text is changed where it stands: some C libraries forget a variable that is set before main.
+// The text is changed in place: some C libraries forget a variable that is set before main.
 void leave_preload_list() {
     char* list = getenv("LD_PRELOAD");
     if (list == nullptr) {
@@ -88,7 +90,7 @@ void leave_preload_list() {
     }
 }
 
-// Some C libraries know the program's name only in main.
+// Some C libraries know the program's name only from main on.
 bool is_the_daemon() {
     if (*program_invocation_short_name != '\0') {
         return strcmp(program_invocation_short_name, kDaemonName) == 0;
@@ -105,8 +107,8 @@ bool is_the_daemon() {
     return strcmp(slash != nullptr ? slash + 1 : words, kDaemonName) == 0;
 }
 
-// Before main, so that no command can come first: the daemon serves its peers before it opens the
-// channel.
+// Before main, so that no command can start earlier: the daemon serves its peers before it opens
+// the channel.
 __attribute__((constructor)) void leave_the_daemons_preload_list() {
     if (is_the_daemon()) {
         leave_preload_list();
@@ -146,7 +148,7 @@ ssize_t preload_recvfrom(int fd, void* data, size_t size, int flags, sockaddr* f
 ssize_t preload_recvfrom_chk(int fd, void* data, size_t size, size_t room, int flags,
                              sockaddr* from, socklen_t* length) {
     if (size > room) {
-        abort();  // what the fortified call promises
+        abort();  // as the fortified call does
     }
     return chip_link_recvfrom(fd, data, size, flags, from, length);
 }

@@ -1,7 +1,7 @@
-// What the chip link and the simulated chip agree on. Every datagram between them is one netlink
-// message as the kernel would carry it, 16-byte header included, over a Unix socket of type
+// The protocol between the chip link and the simulated chip. Every datagram is one netlink message
+// as the kernel would carry it, including its 16-byte header, over a Unix socket of type
 // SOCK_SEQPACKET. A bound port id is the abstract socket name that the link's end is bound to, so
-// the kernel itself keeps two sockets from holding one port.
+// the kernel itself prevents two sockets from holding one port.
 #ifndef CHIP_LINK_PROTOCOL_H
 #define CHIP_LINK_PROTOCOL_H
 
@@ -16,7 +16,7 @@ inline constexpr char kChipLinkSocketVariable[] = "HI3861L_SIM_SOCKET";
 inline constexpr char kChipLinkDefaultSocket[] = "/tmp/hi3861l-sim.sock";
 inline constexpr char kChipLinkPortNameFormat[] = "hi3861l-sim/%u/%08x";
 
-// A number of its own for each simulator's path, so that simulators do not share their ports.
+// A number for each simulator's path, so that simulators do not share their ports.
 static inline uint32_t chip_link_path_number(const char* path) {
     uint32_t number = 2166136261U;
     for (; *path != '\0'; path++) {
@@ -25,8 +25,8 @@ static inline uint32_t chip_link_path_number(const char* path) {
     return number;
 }
 
-// Fills `name` with the abstract address that stands for port id `port` at the simulator that
-// listens at `path`; returns the address's length.
+// Writes to `name` the abstract address for port id `port` of the simulator at `path`; returns the
+// address's length.
 static inline socklen_t chip_link_port_name(struct sockaddr_un* name, uint32_t port,
                                             const char* path) {
     memset(name, 0, sizeof *name);
@@ -36,7 +36,7 @@ static inline socklen_t chip_link_port_name(struct sockaddr_un* name, uint32_t p
     return (socklen_t)(offsetof(struct sockaddr_un, sun_path) + 1 + (size_t)length);
 }
 
-// The port id that an address stands for; 0 for any other address.
+// The port id of an address; 0 for any other address.
 static inline uint32_t chip_link_port_of(const struct sockaddr_un* name, socklen_t length) {
     const size_t head = offsetof(struct sockaddr_un, sun_path) + 1;
     char text[sizeof name->sun_path + 1] = {};

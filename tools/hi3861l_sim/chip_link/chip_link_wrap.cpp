@@ -34,7 +34,7 @@ ssize_t __wrap_recvfrom(int fd, void* data, size_t size, int flags, sockaddr* fr
 ssize_t __wrap___recvfrom_chk(int fd, void* data, size_t size, size_t room, int flags,
                               sockaddr* from, socklen_t* length) {
     if (size > room) {
-        abort();  // what the fortified call promises
+        abort();  // as the fortified call does
     }
     return chip_link_recvfrom(fd, data, size, flags, from, length);
 }
