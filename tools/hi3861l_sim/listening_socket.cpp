@@ -78,7 +78,7 @@ void listening_socket::accept() {
     if (fd.get() >= 0) {
         arrived_(std::move(fd));
     } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
-        // The connection stays in the queue, where poll would report it without end.
+        // The connection stays in the queue, and poll would report it endlessly.
         loop_.unwatch(fd_.get());
         pause_ = loop_.after(kAcceptPause, [this] { watch(); });
     }

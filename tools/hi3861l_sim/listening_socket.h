@@ -1,4 +1,4 @@
-// A Unix socket at a path, waiting for connections.
+// A Unix socket at a path, listening for connections.
 #pragma once
 
 #include <functional>
@@ -13,9 +13,10 @@ class listening_socket {
   public:
     using arrival = std::function<void(owned_descriptor)>;
 
-    // `type` is SOCK_STREAM or SOCK_SEQPACKET; `arrived` gets each connection, non-blocking.
-    // Replaces a socket that nobody listens on; throws std::runtime_error when somebody does, or
-    // when the socket cannot be made, and std::invalid_argument for a path that no socket can have.
+    // `type` is SOCK_STREAM or SOCK_SEQPACKET; `arrived` is called with each connection,
+    // non-blocking.
+    // Replaces a socket that nobody listens on. Throws std::runtime_error if somebody does or the
+    // socket cannot be created, and std::invalid_argument for a path that a socket cannot have.
     listening_socket(event_loop& loop, std::string path, int type, arrival arrived);
     ~listening_socket();  // removes the path
     listening_socket(const listening_socket&) = delete;
@@ -34,8 +35,8 @@ class listening_socket {
     event_loop::timer_id pause_ = 0;
 };
 
-// Connects to a Unix socket. Returns a descriptor below 0 with errno set when nobody listens;
-// throws std::invalid_argument for a path that no socket can have.
+// Connects to a Unix socket. Returns a negative descriptor with errno set if nobody listens; throws
+// std::invalid_argument for a path that a socket cannot have.
 owned_descriptor connect_unix(const std::string& path, int type);
 
 }  // namespace quon::sim

@@ -20,10 +20,10 @@ namespace {
 
 struct settings {
     chip_settings chip;
-    std::vector<std::string> command;  // of control
+    std::vector<std::string> command;  // for control
     bool json = false;
-    std::string explained;  // of help
-    std::string shell;      // of completion
+    std::string explained;  // for help
+    std::string shell;      // for completion
     exec_words exec;
     run_words run;
 };
@@ -103,7 +103,7 @@ int help_or_usage(const CLI::App& app, const CLI::ParseError& problem) {
     return exit_usage;
 }
 
-// The command line; it does nothing itself.
+// The command line; it only parses.
 class command_line {
   public:
     command_line() {
@@ -132,7 +132,7 @@ class command_line {
         }
         chosen_.exec.command = cut_command(*exec_, words);
         chosen_.run.command = cut_command(*run_, words);
-        std::ranges::reverse(words);  // as the parser wants them
+        std::ranges::reverse(words);  // the order that the parser expects
         try {
             app_.parse(words);
         } catch (const CLI::ParseError& problem) {
@@ -152,7 +152,7 @@ class command_line {
         return flush_output() ? exit_done : exit_error;
     }
 
-    // The words that a chip's properties go by, among others.
+    // Property names, and other keys.
     static void load_records(const std::string& file) {
         try {
             catalog::load_definitions(file);
@@ -189,7 +189,7 @@ class command_line {
 
     std::string explanation() {
         if (chosen_.explained.empty()) {
-            app_.clear();  // of "help", which it would explain
+            app_.clear();  // or "help" would be described instead
             return app_.help();
         }
         const CLI::App* command = command_named(app_, chosen_.explained);

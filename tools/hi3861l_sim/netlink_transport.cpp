@@ -1,4 +1,4 @@
-// On the board a kernel module relays between the daemon's port and this one.
+// On the board, a kernel module relays between the daemon's port and this one.
 #include <linux/netlink.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -59,7 +59,7 @@ class netlink_transport : public transport {
         return errno == EAGAIN || errno == ENOBUFS ? delivery::overrun : delivery::failed;
     }
 
-    // The relay does not tell; a message to a port that nobody holds is lost there.
+    // The relay reports nothing; a message to an unused port is lost there.
     [[nodiscard]] bool host_present() const override { return true; }
     [[nodiscard]] std::string where() const override { return name_; }
 

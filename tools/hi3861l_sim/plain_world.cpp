@@ -24,7 +24,7 @@ constexpr char kBusSocket[] = "/tmp/dbus-quon.mcu.daemon";
 constexpr const char* kLeftByTheDaemon[] = {kBusSocket, "/tmp/ws_socket",
                                             "/tmp/quon_mcu_daemon_run"};
 
-// Where /tmp protects the files of others, only an open without O_CREAT reaches theirs.
+// Where /tmp protects other users' files, only an open without O_CREAT works on them.
 owned_descriptor open_turn_file() {
     const int own = open(kTurnFile, O_RDONLY | O_CREAT | O_CLOEXEC, 0644);
     return owned_descriptor(own >= 0 ? own : open(kTurnFile, O_RDONLY | O_CLOEXEC));

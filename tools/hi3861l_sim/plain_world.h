@@ -1,4 +1,4 @@
-// The machine's own world, for "run" where no private one can be had.
+// The machine's own world, used by "run" if no private one is possible.
 #pragma once
 
 #include <optional>
@@ -8,12 +8,12 @@
 
 namespace quon::sim {
 
-// One at a time on a machine. Its end removes what a daemon leaves in /tmp and puts the content of
-// /etc/resolv.conf back.
+// Only one at a time on a machine. The destructor removes what a daemon leaves in /tmp and restores
+// /etc/resolv.conf.
 class plain_world {
   public:
-    // Waits for its turn. Throws std::runtime_error where a daemon runs, and where there is a
-    // wlan0: the daemon would change it.
+    // Waits for its turn. Throws std::runtime_error if a daemon is running, or if there is a wlan0,
+    // which the daemon would change.
     plain_world();
     ~plain_world();
     plain_world(const plain_world&) = delete;

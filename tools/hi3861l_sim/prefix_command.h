@@ -1,4 +1,4 @@
-// Commands that run another one: "exec OPTIONS [--] COMMAND...".
+// Commands that run another command: "exec OPTIONS [--] COMMAND...".
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -7,12 +7,12 @@
 
 namespace quon::sim {
 
-// Cuts the other command off the end of the program's words and returns it: what follows the
-// options of `command` and, where there is one, a "--". Nothing is cut when `command` is not the
-// first of the words.
+// Removes the other command from the end of the program's arguments and returns it: what follows
+// the options of `command` and a "--", if any. Removes nothing if `command` is not the first
+// argument.
 std::vector<std::string> cut_command(const CLI::App& command, std::vector<std::string>& words);
 
-// Whether the word is an option of the command that has its value in the next word.
+// Whether the word is an option of the command whose value is the next word.
 bool takes_next_word(const CLI::App& command, const std::string& word);
 
 // The program's command of this name, or null.

@@ -23,7 +23,7 @@ bool loadable(const std::string& path) {
     return path.find_first_of(kDividesTheList) == std::string::npos;
 }
 
-// True when the folder is there and nobody else can write to it.
+// True if the folder exists and nobody else can write to it.
 bool make_own_folder(const std::string& path) {
     struct stat status {};
     if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
@@ -33,7 +33,7 @@ bool make_own_folder(const std::string& path) {
            status.st_uid == geteuid() && (status.st_mode & 022) == 0;
 }
 
-// Replaced in one step: another program may be starting by the link that is there.
+// Replaced atomically: another program may be starting through the existing link.
 bool make_symlink(const std::string& target, const std::string& path) {
     std::error_code failed;
     if (fs::read_symlink(path, failed) == target) {
@@ -47,7 +47,7 @@ bool make_symlink(const std::string& target, const std::string& path) {
     return !failed;
 }
 
-// The link below `base`, or nothing when that folder cannot be used.
+// The link in `base`, or nothing if that folder cannot be used.
 std::string link_below(const char* base, const std::string& library) {
     if (base == nullptr || *base != '/' || !loadable(base)) {
         return {};

@@ -9,7 +9,7 @@
 namespace quon::sim {
 namespace {
 
-// The families of properties; each has its place.
+// The families of properties, each with its place in the records.
 
 property numeric(std::string_view name, const slice& where) {
     const uint32_t limit = where.size >= 4 ? ~uint32_t{0} : (1U << (8 * where.size)) - 1;
@@ -196,7 +196,7 @@ const std::vector<property> kNamed = {
 };
 // clang-format on
 
-// One field that the camera's maker has defined: "battery-status.charge".
+// One field defined by the camera's maker: "battery-status.charge".
 property defined(const std::string& name, const slice& where, catalog::field_kind kind) {
     switch (kind) {
         case catalog::field_kind::text:
@@ -208,7 +208,7 @@ property defined(const std::string& name, const slice& where, catalog::field_kin
         case catalog::field_kind::bytes:
             return binary(name, where);
         default:
-            return numeric(name, where);  // one with a sign as its byte
+            return numeric(name, where);  // a signed value as its byte
     }
 }
 
@@ -227,7 +227,7 @@ void add_defined(std::vector<property>& all, std::string_view record, size_t siz
     }
 }
 
-// The table's, and each record of the chip that none of them has the name of, in hex.
+// The table's properties, and in hex each of the chip's records without a property of its name.
 std::vector<property> all_properties() {
     std::vector<property> all = kNamed;
     const record_store records;
@@ -245,7 +245,7 @@ std::vector<property> all_properties() {
 
 }  // namespace
 
-// Made anew when records have been defined since.
+// Rebuilt if records have been defined since.
 std::span<const property> properties() {
     static std::vector<property> all;
     static std::ptrdiff_t defined = -1;

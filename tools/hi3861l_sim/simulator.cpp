@@ -82,7 +82,7 @@ void simulator::answer_as_learned(uint8_t type, const std::optional<byte_list>& 
     raise_learned_events(type);
 }
 
-// What the chip said last is its state when the log is over.
+// The chip's last answers become its state at the end of the log.
 void simulator::keep_learned(uint8_t type, byte_view payload) {
     if (type == HI3861L_GET_TIME && payload.size() == kMcuTimeSize) {
         chip_.clock.set(payload, event_loop::clock::now());

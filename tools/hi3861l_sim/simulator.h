@@ -1,5 +1,5 @@
-// The simulated chip as a whole: takes the host's frames, answers them, raises events, and lets the
-// faults and the journal have their part.
+// The simulated chip as a whole: takes the host's frames, answers them and raises events, applying
+// the faults and keeping the journal.
 #pragma once
 
 #include <array>
@@ -28,25 +28,25 @@ class simulator {
     [[nodiscard]] event_loop& loop() { return loop_; }
     [[nodiscard]] const transport& link() const { return link_; }
 
-    // From now on answers and raises events as that chip did; what was not learned is answered from
-    // the state, and the journal says so.
+    // From now on answers and raises events like that chip; anything not learned is answered from
+    // the state, with a note in the journal.
     void replay(learned_chip learned);
 
-    // An event, or any other frame that the chip sends of its own accord. Faults apply. Returns
-    // whether it was sent, and `sent` when a fault or silence took it.
+    // Sends an event, or any other unsolicited frame. Faults apply. Returns whether it was sent,
+    // and `sent` if a fault or silence suppressed it.
     delivery send_frame(uint8_t type, byte_view payload);
 
-    // Any bytes as one message, bypassing faults and silence.
+    // Sends any bytes as one message, bypassing faults and silence.
     delivery send_raw(byte_view message);
 
-    // Well-formed frames of a type that came since the start or since forget_frames().
+    // Well-formed frames of a type received since the start or since forget_frames().
     [[nodiscard]] uint64_t received(uint8_t type) const { return received_[type]; }
     [[nodiscard]] const byte_list& last_frame(uint8_t type) const { return last_[type]; }
     [[nodiscard]] uint64_t frames_in() const { return frames_in_; }
     [[nodiscard]] uint64_t frames_out() const { return frames_out_; }
     void forget_frames();
 
-    // Calls `changed` after every frame from the host and whenever one comes or goes, until it
+    // Calls `changed` after every frame from the host and whenever a host comes or goes, until it
     // returns true or `cancel_watch` is called.
     using watch_id = uint64_t;
     watch_id watch_changes(std::function<bool()> changed);
@@ -68,7 +68,7 @@ class simulator {
     chip_state chip_;
     fault_table faults_;
     std::optional<learned_chip> learned_;
-    std::array<size_t, 256> replayed_{};  // questions since it was learned
+    std::array<size_t, 256> replayed_{};  // queries since it was learned
     std::array<uint64_t, 256> received_{};
     std::array<byte_list, 256> last_;
     uint64_t frames_in_ = 0;

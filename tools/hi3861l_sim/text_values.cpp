@@ -23,7 +23,7 @@ constexpr std::string_view kBlanks = " \t\r\n";
                     std::string(wanted));
 }
 
-// What the client takes too, refused in this program's words.
+// Values that the client accepts too, with this program's error messages.
 auto read(auto parse, std::string_view what, std::string_view text, std::string_view wanted) {
     try {
         return parse(text);

@@ -1,4 +1,4 @@
-// Values as people write them, on the command line and in control commands.
+// Values as users type them, on the command line and in control commands.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@
 
 namespace quon::sim {
 
-// What is wrong with a text, in words for the person who wrote it.
+// An error in a text, in words for its author.
 struct bad_value : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -21,7 +21,7 @@ struct bad_value : std::runtime_error {
 std::vector<std::string> split_words(std::string_view text);
 std::string join_words(const std::vector<std::string>& words, size_t from);
 
-// Decimal, or hexadecimal after 0x. `what` names the value in the error.
+// Decimal, or hexadecimal with 0x. `what` names the value in the error.
 uint32_t parse_number(std::string_view text, uint32_t limit, std::string_view what);
 
 // "1500", "1500ms" or "1.5s", in milliseconds.
@@ -31,7 +31,7 @@ uint32_t parse_time_span(std::string_view text, uint32_t limit_ms, std::string_v
 uint8_t parse_type(std::string_view text);
 std::string show_type(uint8_t type);  // "0x84 get_time"
 
-// Pairs of hex digits; blanks between them do not matter.
+// Pairs of hex digits; blanks between them are ignored.
 byte_list parse_hex(std::string_view text);
 std::string show_hex(byte_view data);
 
@@ -51,8 +51,8 @@ struct net_report {
     hi3861l_net_info record;
     uint8_t state;
 };
-// "ADDRESS/PREFIX [gw A] [dns A[,A]] [mac M] [state N]". What is not named stays as in `before`,
-// and the state is 1.
+// "ADDRESS/PREFIX [gw A] [dns A[,A]] [mac M] [state N]". Anything not named is as in `before`; the
+// default state is 1.
 net_report parse_net(std::string_view text, const hi3861l_net_info& before);
 std::string show_net(const hi3861l_net_info& record);
 

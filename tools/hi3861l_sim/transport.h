@@ -1,4 +1,4 @@
-// The way between the simulated chip and the host: messages in a netlink header.
+// The connection between the simulated chip and the host: messages with a netlink header.
 #pragma once
 
 #include <functional>
@@ -15,12 +15,12 @@ std::string show_delivery(delivery result);
 
 class transport {
   public:
-    using receiver = std::function<void(byte_view message)>;  // header stripped
+    using receiver = std::function<void(byte_view message)>;  // without the header
     using observer = std::function<void(const std::string& what)>;
 
     virtual ~transport() = default;
 
-    // Sends one message to port 1100. Never waits: a host that does not read loses messages.
+    // Sends one message to port 1100. Never blocks: a host that does not read loses messages.
     virtual delivery send(byte_view message) = 0;
     [[nodiscard]] virtual bool host_present() const = 0;
     [[nodiscard]] virtual std::string where() const = 0;
@@ -38,10 +38,10 @@ class transport {
     observer note_;
 };
 
-// The chip link's end: a Unix socket at `path`. Throws std::runtime_error.
+// The simulator's end of the chip link: a Unix socket at `path`. Throws std::runtime_error.
 std::unique_ptr<transport> make_unix_transport(event_loop& loop, const std::string& path);
 
-// A netlink socket of the given protocol bound to `port`, whose messages go to `peer`: the kernel
+// A netlink socket of the given protocol, bound to `port`. Its messages go to `peer`: the kernel
 // (port 0), which relays between `port` and the host's port. Throws std::runtime_error.
 std::unique_ptr<transport> make_netlink_transport(event_loop& loop, int protocol, uint32_t port,
                                                   uint32_t peer);

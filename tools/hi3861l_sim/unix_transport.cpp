@@ -1,4 +1,4 @@
-// Hosts come in over the chip link. Whoever holds port 1100 gets the chip's messages.
+// Hosts connect over the chip link. Whoever holds port 1100 gets the chip's messages.
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -63,13 +63,13 @@ class unix_transport : public transport {
         return known ? chip_link_port_of(&name, length) : 0;
     }
 
-    // A host that has gone keeps its name until its connection is closed here.
+    // A departed host keeps its name until its connection is closed here.
     static bool is_there(int fd) {
         pollfd one{fd, 0, 0};
         return poll(&one, 1, 0) == 0 || (one.revents & POLLHUP) == 0;
     }
 
-    // A host takes its port a moment after it has connected, and no descriptor tells of it.
+    // A host binds its port shortly after connecting, and no descriptor reports it.
     void look_for_host() {
         loop_.cancel(port_timer_);
         const bool present = host_present();
@@ -122,7 +122,7 @@ class unix_transport : public transport {
     event_loop& loop_;
     listening_socket listener_;
     std::list<owned_descriptor> peers_;
-    bool present_ = false;  // as the journal was told
+    bool present_ = false;  // last state written to the journal
     event_loop::timer_id port_timer_ = 0;
     std::chrono::milliseconds port_pause_ = kShortestPortPause;
     byte_list buffer_ = byte_list(kLargestDatagram);

@@ -9,23 +9,23 @@ namespace quon::sim {
 
 class upgrade {
   public:
-    // Bytes 1 to 4 announce the image's size (0: any). Whatever arrived before is forgotten.
+    // Bytes 1 to 4 are the image's size (0: any). Anything received earlier is discarded.
     bool start(byte_view request);
 
-    // A block is accepted when it continues the image: its word is the offset of its data, it holds
-    // 1 to 256 bytes, and the image does not grow beyond its size. A repeated last block (its
-    // answer was lost) is accepted again.
+    // A block is accepted if it continues the image: its word is the offset of its data, it has 1
+    // to 256 bytes, and the image stays within its size. The last block may be repeated, in case
+    // its answer was lost.
     bool block(byte_view request);
 
     void finish();
 
     [[nodiscard]] const std::string& state() const { return state_; }
-    [[nodiscard]] const std::string& refusal() const { return refusal_; }  // of the last request
+    [[nodiscard]] const std::string& refusal() const { return refusal_; }  // for the last request
     [[nodiscard]] uint32_t kind() const { return kind_; }
     [[nodiscard]] uint32_t size() const { return size_; }
     [[nodiscard]] size_t received() const { return image_.size(); }
     [[nodiscard]] uint32_t blocks() const { return blocks_; }
-    [[nodiscard]] uint32_t checksum() const;  // CRC-32 (IEEE) of what arrived
+    [[nodiscard]] uint32_t checksum() const;  // CRC-32 (IEEE) of the data received
 
   private:
     bool refuse(std::string why);

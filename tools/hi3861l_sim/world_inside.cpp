@@ -37,9 +37,9 @@ namespace {
 using clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr milliseconds kLongestStart{15000};  // beyond the time-outs of a chip that does not answer
+constexpr milliseconds kLongestStart{15000};  // longer than all time-outs of a silent chip
 constexpr milliseconds kLongestEnd{3000};
-// The last question of the daemon's start-up snapshot.
+// The last query of the daemon's start-up snapshot.
 constexpr char kDaemonStarted[] = "wait-frame get_version timeout 14000\n";
 
 sigset_t watched_signals() {
@@ -51,7 +51,7 @@ sigset_t watched_signals() {
     return set;
 }
 
-// A forked process as a program of its own would begin.
+// Resets a forked process to the state of a newly started program.
 void begin_child() {
     sigset_t none;
     sigemptyset(&none);
@@ -59,7 +59,7 @@ void begin_child() {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
 }
 
-// Out of the terminal's reach: Ctrl-C is for the command.
+// Not in the terminal's foreground group: Ctrl-C is for the command.
 void begin_background_child(int log) {
     begin_child();
     setsid();
@@ -93,7 +93,7 @@ std::string in_words(int wait_status) {
                : "ended with status " + std::to_string(WEXITSTATUS(wait_status));
 }
 
-// Processes whose parent this is.
+// The child processes of this one.
 std::vector<pid_t> children() {
     std::vector<pid_t> found;
     DIR* folder = opendir("/proc");
@@ -105,7 +105,7 @@ std::vector<pid_t> children() {
         if (pid <= 0 || !std::getline(stat, text)) {
             continue;
         }
-        // "PID (NAME) STATE PARENT": the name may hold anything.
+        // "PID (NAME) STATE PARENT": the name may contain anything.
         const size_t name_end = text.rfind(") ");
         if (name_end != std::string::npos && std::atol(text.c_str() + name_end + 4) == getpid()) {
             found.push_back(pid);
@@ -117,7 +117,7 @@ std::vector<pid_t> children() {
     return found;
 }
 
-// What the chip's process tells: that it can be reached, or which setting makes no sense.
+// The chip process's report: ready, or which setting is invalid.
 constexpr char kCanBeReached = 'r';
 constexpr char kRefusedValue = 'v';
 
@@ -151,7 +151,7 @@ class world {
         const sigset_t set = watched_signals();
         sigprocmask(SIG_BLOCK, &set, nullptr);
         signals_ = owned_descriptor(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
-        prctl(PR_SET_CHILD_SUBREAPER, 1);  // what the command leaves behind comes here
+        prctl(PR_SET_CHILD_SUBREAPER, 1);  // adopts what the command leaves behind
     }
     ~world() { end_all(); }
     world(const world&) = delete;
@@ -223,7 +223,7 @@ class world {
         }
     }
 
-    // Waits for a signal, and for `fd` to have something, which it returns.
+    // Waits for a signal, and for `fd` to be readable, and returns it.
     bool wait_for_signal(int fd, milliseconds limit) {
         std::array<pollfd, 2> both{{{signals_.get(), POLLIN, 0}, {fd, POLLIN, 0}}};
         (void)poll(both.data(), both.size(),
@@ -236,7 +236,7 @@ class world {
         signalfd_siginfo signal{};
         while (read(signals_.get(), &signal, sizeof signal) == sizeof signal) {
             const int number = static_cast<int>(signal.ssi_signo);
-            const bool from_terminal = signal.ssi_code > 0;  // it has reached the command
+            const bool from_terminal = signal.ssi_code > 0;  // the command has received it too
             if (number == SIGCHLD) {
                 continue;
             }
@@ -272,7 +272,7 @@ class world {
         }
     }
 
-    // The daemon first, so that its last words to the chip are in the journal.
+    // The daemon first, so that the journal has its last messages to the chip.
     void end_all() {
         end(daemon_);
         end(chip_);
@@ -308,7 +308,7 @@ class world {
     int command_status_ = 0;
 };
 
-// The daemon's commands are in folders that not every user's PATH has.
+// The daemon's commands are in folders that not every user has in PATH.
 void set_environment(const world_programs& programs) {
     const char* old = std::getenv("PATH");
     const std::string path =

@@ -50,7 +50,7 @@ class log_file {
 
     [[nodiscard]] int descriptor() const { return fileno(file_.get()); }
 
-    // Where it is, or its last lines.
+    // The log's path, or its last lines.
     void show() const {
         if (!path_.empty()) {
             std::cerr << "hi3861l-sim: the log of the " << name_ << ": " << path_ << '\n';
@@ -90,7 +90,7 @@ class log_file {
     std::unique_ptr<std::FILE, closer> file_;
 };
 
-// The environment names the socket of another chip.
+// The environment names another chip's socket.
 chip_settings own_chip(chip_settings settings) {
     settings.socket = kChipLinkDefaultSocket;
     return settings;
@@ -104,7 +104,7 @@ void add(std::vector<std::string>& all, const char* variable) {
     }
 }
 
-// What a command is likely to need of /tmp.
+// Paths below /tmp that a command is likely to need.
 std::vector<std::string> needed_paths(const run_words& words, const world_programs& programs) {
     std::vector<std::string> all = words.kept;
     std::error_code ignored;
@@ -124,7 +124,7 @@ std::vector<std::string> needed_paths(const run_words& words, const world_progra
     return all;
 }
 
-// The first word of a supervisor to the one who waits: what became of its world.
+// The supervisor's first message to the waiting process: whether its world was set up.
 void report(int fd, char what, const std::string& why) {
     const std::string text = what + why;
     (void)!write(fd, text.data(), text.size());
@@ -160,7 +160,7 @@ sigset_t awaited_signals() {
     return set;
 }
 
-// Waits for the supervisor, hands signals on to it, and returns its exit status.
+// Waits for the supervisor, passes signals on to it, and returns its exit status.
 int wait_for(pid_t supervisor) {
     const sigset_t set = awaited_signals();
     int status = 0;
@@ -168,7 +168,7 @@ int wait_for(pid_t supervisor) {
         siginfo_t signal{};
         const int number = sigwaitinfo(&set, &signal);
         if (number > 0 && number != SIGCHLD && signal.si_code <= 0) {
-            kill(supervisor, number);  // one from the terminal has reached it
+            kill(supervisor, number);  // it has already received one from the terminal
         }
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : kRunFailed;
@@ -187,7 +187,7 @@ pid_t start_supervisor(const std::function<int()>& supervisor) {
     return pid;
 }
 
-// Runs in a private world. Returns nothing, and why, when none can be had.
+// Runs in a private world. Returns nothing, with the reason, if that is not possible.
 std::optional<int> run_privately(const world_programs& programs,
                                  const std::vector<std::string>& kept, std::string& refusal) {
     std::array<int, 2> ends{};

@@ -23,7 +23,7 @@ const char* own_name() {
     return name.c_str();
 }
 
-// A call that was under way when the daemon ended runs into its time-out like any other.
+// A call in progress when the daemon ends runs into its time-out like any other.
 [[noreturn]] void fail_by_time(const catalog::service& service, int32_t timeout_ms) {
     const daemon_report daemon = look_at_daemon(kBusSocket);
     const std::string text = "no answer within " + std::to_string(timeout_ms) + " ms";
@@ -64,7 +64,7 @@ bool is_answered(quon_mcu_status status) {
     return status == QUON_MCU_OK || status == QUON_MCU_FAILED || status == QUON_MCU_MALFORMED;
 }
 
-// What the daemon's log has beside it: errors at any level, the frames at the highest one.
+// What the daemon's log shows: errors at any level, frames at the highest one.
 constexpr const char* kLogHint =
     "; the daemon's log tells more, most after 'quon-mcu log-level debug'";
 

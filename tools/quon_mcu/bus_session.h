@@ -20,37 +20,37 @@ struct answer {
     int32_t took_ms;
 };
 
-// "method.quon.mcu.get.time: the service failed, result -1: CAUSE", with the likely cause, as the
-// catalog and the time that it took show it.
+// "method.quon.mcu.get.time: the service failed, result -1: CAUSE", with the likely cause, judged
+// by the catalog and the time that the call took.
 std::string refusal_text(const catalog::service& service, const answer& refusal);
 
 class bus_session {
   public:
-    // Connects. Throws failure (unreachable) that says what keeps the daemon from answering.
+    // Connects. Throws failure (unreachable) with the reason why the daemon cannot answer.
     explicit bus_session(int32_t timeout_ms);
     ~bus_session();
     bus_session(const bus_session&) = delete;
     bus_session& operator=(const bus_session&) = delete;
 
-    // Calls a method. Throws failure (unreachable, timed out, malformed); a negative result is an
-    // answer like any other.
+    // Calls a method. Throws failure (unreachable, timed out, malformed); a negative result is
+    // returned like any other.
     answer call(const catalog::service& service, byte_view request);
 
-    // For the calls that follow.
+    // For later calls.
     void set_timeout(int32_t timeout_ms) { timeout_ms_ = timeout_ms; }
 
-    // As call, and throws failure (failure, malformed) for a negative result or a payload that is
-    // not as long as the service's record.
+    // Like call, but throws failure (failure, malformed) for a negative result or a payload whose
+    // length is not the service's record's.
     byte_list query(const catalog::service& service, byte_view request);
 
-    // Hands a signal to the connection.
+    // Sends a signal.
     void send(const catalog::service& service, byte_view request);
 
-    // For what the library does in several calls.
+    // For library functions that make several calls.
     quon_mcu_client* library() const { return client_; }
 
-    // Throws as query does when the library's call of `service`, which took so long, did not end
-    // well; `result` matters with QUON_MCU_FAILED.
+    // Throws like query if the library's call of `service`, which took that long, failed; `result`
+    // is used with QUON_MCU_FAILED.
     void check(const catalog::service& service, quon_mcu_status status, int32_t result,
                int32_t took_ms) const;
 

@@ -1,4 +1,4 @@
-// list, describe, docs: what the table says.
+// list, describe, docs: the content of the table.
 #include <algorithm>
 #include <cctype>
 
@@ -18,7 +18,7 @@ void refuse_payload_modes(const context& ctx, const char* command) {
     }
 }
 
-// Whatever the case of the letters.
+// Ignores case.
 bool holds(std::string_view text, std::string_view word) {
     const auto alike = [](unsigned char a, unsigned char b) {
         return std::tolower(a) == std::tolower(b);

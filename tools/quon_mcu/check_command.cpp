@@ -1,4 +1,4 @@
-// check: a production line's expectations, one answer and one comparison each.
+// check: compares a production line's expectations with the answers.
 #include <algorithm>
 #include <chrono>
 #include <cstring>
@@ -49,7 +49,7 @@ std::string shown(const expectation& what) {
 
 // ---- The file
 
-// What is wrong with the check of this number.
+// An error in the check with this number.
 [[noreturn]] void refuse(const std::string& file, size_t number, const std::string& why) {
     throw failure(exit_status::usage, file + ": check " + std::to_string(number) + ": " + why);
 }
@@ -63,7 +63,7 @@ json read_file(const std::string& file) {
     return document;
 }
 
-// Which a line of TAP and an attribute of JUnit cannot have.
+// Characters that a line of TAP and an attribute of JUnit cannot have.
 bool is_control(char each) {
     return static_cast<unsigned char>(each) < ' ';
 }
@@ -191,7 +191,7 @@ bool is_met(const expectation& what, const std::string& got) {
     }
 }
 
-// Throws failure when no answer can be had.
+// Throws failure if there is no answer.
 verdict judge(bus_session& bus, const expectation& what) {
     const auto start = steady::now();
     const answer got = bus.call(*what.service, what.request);

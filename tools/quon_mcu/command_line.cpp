@@ -22,7 +22,7 @@ CLI::Option* add_time(CLI::App* command, const char* name, std::string& text, co
     return command->add_option(name, text, meaning)->type_name("TIME");
 }
 
-// CLI11 does not know of the words that a prefix command leaves unparsed.
+// CLI11 does not know the words that a prefix command leaves unparsed.
 class usage_formatter : public CLI::Formatter {
   public:
     explicit usage_formatter(const std::vector<std::string>& prefix_commands)
@@ -42,7 +42,7 @@ class usage_formatter : public CLI::Formatter {
 
 }  // namespace
 
-// Making options costs a good part of the program's start, so a line makes those that it needs.
+// Creating options takes a good part of the program's start, so only the needed ones are created.
 struct command_line::command_group {
     std::array<std::string_view, 3> names;
     void (command_line::*add)();
@@ -69,7 +69,7 @@ const command_line::command_group command_line::groups[] = {
     {{"completion", "complete", "help"}, &command_line::add_completion_commands},
 };
 
-// Whether the line has a command and asks for nothing that shows them all.
+// Whether the line has a command and does not ask for a list of all of them.
 bool command_line::names_only_commands(std::span<const std::string> words) {
     constexpr std::string_view kShowsAll[] = {"help", "complete", "-h", "--help"};
     return std::ranges::any_of(
@@ -87,7 +87,7 @@ command_line::command_line(context& ctx, std::span<const std::string> words)
     app_.get_formatter()->label("REQUIRED", "");
     app_.get_formatter()->label("SUBCOMMAND", "COMMAND");
     app_.fallthrough();
-    app_.require_subcommand(0, 1);  // further words are never commands
+    app_.require_subcommand(0, 1);  // later words are never commands
     app_.allow_extras();
     add_program_options();
     const bool needs_all = !names_only_commands(words);
@@ -331,7 +331,7 @@ void command_line::add_completion_commands() {
         }
     };
     add_prefix("complete", "Print what may stand at the last word", complete)
-        ->group("");  // for the completion scripts
+        ->group("");  // used by the completion scripts
 }
 
 CLI::App* command_line::add(const std::string& name, const std::string& meaning,
@@ -350,7 +350,7 @@ CLI::App* command_line::add_prefix(const std::string& name, const std::string& m
 std::function<void()> command_line::parse(std::vector<std::string> words) {
     ctx_.rest = split_rest(words);
     ctx_.own_options = options_of(nullptr);
-    std::ranges::reverse(words);  // as CLI11 wants them
+    std::ranges::reverse(words);  // the order that CLI11 expects
     app_.parse(words);
     refuse_leftovers();
     if (!action_) {
@@ -370,11 +370,11 @@ void command_line::load_records() {
     try {
         catalog::load_definitions(has_file ? *std::next(named) : "");
     } catch (const failure&) {
-        return;  // a shell is waiting for words, not for reasons
+        return;  // a shell expects words, not error messages
     }
 }
 
-// Takes what follows a prefix command and its options off `words`.
+// Removes what follows a prefix command and its options from `words`.
 std::vector<std::string> command_line::split_rest(std::vector<std::string>& words) {
     const CLI::App* command = nullptr;
     for (size_t i = 0; i < words.size(); ++i) {
@@ -412,7 +412,7 @@ std::vector<std::string> command_line::options_of(const CLI::App* command) const
     return names;
 }
 
-// Words that no command took: an unknown command, a misspelt option, one word too many.
+// Words that no command accepted: an unknown command, a misspelt option, one word too many.
 void command_line::refuse_leftovers() const {
     const std::vector<std::string> words = app_.remaining();
     if (words.empty()) {

@@ -1,4 +1,4 @@
-// The command line: options, commands and what they are called.
+// The command line: options and commands.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -11,26 +11,25 @@
 
 namespace quon::client {
 
-// The options and commands for one line; it does nothing itself. `action` is set while the line is
-// parsed.
+// The options and commands for one line; it only parses. `action` is set during parsing.
 class command_line {
   public:
-    // Only the commands that `words` may name are made, or all when they name none.
+    // Creates only the commands that `words` may name, or all if they name none.
     explicit command_line(context& ctx, std::span<const std::string> words = {});
     command_line(const command_line&) = delete;
     command_line& operator=(const command_line&) = delete;
 
-    // Parses the words and says what they ask for. Throws failure (usage) and CLI::ParseError, the
-    // latter also for --help and --version.
+    // Parses the words. Throws failure (usage) and CLI::ParseError, the latter also for --help and
+    // --version.
     std::function<void()> parse(std::vector<std::string> words);
 
-    // Reads the definitions of records that the line names, or those of the usual places. Throws
-    // failure, unless the line asks for completions, which do without.
+    // Reads the record definitions given on the line, or those of the default places. Throws
+    // failure, except for completions, which ignore errors.
     void load_records();
 
     CLI::App& app() { return app_; }
 
-    // All that may stand at the last of `words` and begins as it does.
+    // All words that may replace the last of `words` and begin like it.
     std::vector<std::string> completions(std::vector<std::string> words) const;
 
   private:
@@ -40,7 +39,7 @@ class command_line {
 
     CLI::App* add(const std::string& name, const std::string& meaning,
                   std::function<void()> action);
-    // What follows such a command and its options goes to the context's rest, unparsed.
+    // What follows such a command and its options is stored unparsed in the context's rest.
     CLI::App* add_prefix(const std::string& name, const std::string& meaning,
                          std::function<void()> action);
 

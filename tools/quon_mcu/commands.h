@@ -1,4 +1,4 @@
-// The commands of the client, one function each; each throws failure when it cannot do its work.
+// The commands of the client, one function each; each throws failure if it cannot do its work.
 #pragma once
 
 #include <cstdint>
@@ -12,11 +12,12 @@ namespace quon::client {
 struct context {
     output out;
     int32_t timeout_ms = 5000;
-    std::string records{};            // file of record definitions; empty: the usual places
-    std::vector<std::string> rest{};  // what a command that ends the line got, options and all
-    bool rest_is_verbatim = false;    // it stood after "--"
+    std::string records{};  // file of record definitions; empty: the default places
+    std::vector<std::string>
+        rest{};  // the remaining words of a command that takes them all, options included
+    bool rest_is_verbatim = false;           // it followed "--"
     std::vector<std::string> own_options{};  // "--json" and the like
-    int status = 0;                          // exit status of a command that did not throw
+    int status = 0;                          // exit status of a command that returns
 };
 
 // list, describe, docs
@@ -57,7 +58,7 @@ struct events_words {
 };
 void take_events(context& ctx, const events_words& words);
 
-// A note when so many events stood in the queue at once that it may have been full.
+// A note if so many events were queued at once that some may have been lost.
 void hint_at_lost_events(output& out, size_t in_a_row);
 
 struct wait_words {

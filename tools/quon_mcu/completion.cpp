@@ -1,4 +1,4 @@
-// What may stand where on the command line, for the shells' completion.
+// Possible words at each place of the command line, for the shells' completion.
 #include <algorithm>
 
 #include "quon_mcu/command_line.h"
@@ -23,7 +23,7 @@ word_list names_of_kind(catalog::service_kind kind) {
     return names;
 }
 
-// "NAME=", or "NAME=VALUE" for the known values of the field that is being given.
+// "NAME=", or "NAME=VALUE" for the known values of the field being typed.
 word_list assignments(const catalog::record* record, const std::string& partial) {
     word_list words;
     for (const catalog::field& each :
@@ -49,7 +49,7 @@ const catalog::record* record_of(std::string_view verb, const std::string& objec
     }
 }
 
-// The fields of the answer, which get shows alone.
+// The fields of the answer, which get can show individually.
 word_list field_words(const std::string& object) {
     try {
         return answer_fields(*service_of("get", object).reply);

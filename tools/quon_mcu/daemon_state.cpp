@@ -22,8 +22,8 @@ namespace {
 
 using word_list = std::vector<std::string>;
 
-// The outcome of one attempt that does not wait: 0 or an error number, and who listens if it
-// worked.
+// The result of one non-blocking attempt: 0 or an error number, and who is listening if it
+// succeeded.
 struct attempt {
     int error;
     pid_t peer;
@@ -46,7 +46,7 @@ attempt try_connect(const std::string& path) {
     return {0, peer.pid};
 }
 
-// The inodes of the sockets that were bound to `path`, or accepted there.
+// The inodes of the sockets bound to `path`, or accepted there.
 word_list inodes_at(const std::string& path) {
     std::ifstream table("/proc/net/unix");
     word_list inodes;
@@ -89,7 +89,7 @@ bool holds_socket(const std::string& process, const word_list& inodes) {
     });
 }
 
-// 0 when none is found: /proc shows other users' descriptors to root alone.
+// 0 if none is found: /proc shows other users' descriptors to root only.
 pid_t holder_of(const word_list& inodes) {
     if (inodes.empty()) {
         return 0;

@@ -1,4 +1,4 @@
-// What keeps a daemon from answering, as far as the machine shows it.
+// Reasons why a daemon does not answer, as far as the machine shows them.
 #pragma once
 
 #include <sys/types.h>
@@ -7,12 +7,11 @@
 
 namespace quon::client {
 
-// Why a connection to the socket at `path` failed: nobody is there, the process behind it is
-// stopped, its queue of connections is full, or it no longer takes any. Never empty. Does not
-// block.
+// Why a connection to the socket at `path` failed: nobody is listening, the process is stopped, its
+// queue of connections is full, or it no longer accepts any. Never empty. Does not block.
 std::string why_unreachable(const std::string& path);
 
-// The process that listens at `path`; 0 when none is found.
+// The process listening at `path`; 0 if none is found.
 pid_t process_behind(const std::string& path);
 
 enum class daemon_state { gone, stuck, running };
@@ -22,7 +21,7 @@ struct daemon_report {
     std::string text;  // as above; empty while it runs
 };
 
-// How the process behind a connection stands that was made before.
+// The state of the process at the other end of an existing connection.
 daemon_report look_at_daemon(const std::string& path);
 
 }  // namespace quon::client

@@ -1,5 +1,5 @@
-// decode: a log with hex dumps, or a journal, as one line a frame or an exchange, or as the time
-// line of a start.
+// decode: shows a log with hex dumps, or a journal, as one line per frame or exchange, or as the
+// time line of a start.
 #include <algorithm>
 #include <cstring>
 #include <sstream>
@@ -25,7 +25,7 @@ const catalog::record* record_of(catalog::direction way, uint8_t type) {
                                                 : message->reply;
 }
 
-// A journal may have been edited: what should be a number and is none stays a text.
+// A journal may have been edited: what should be a number but is not stays text.
 json journal_value(const catalog::record& what, const std::string& name, const std::string& value) {
     const auto found = std::ranges::find(what.fields, name, &catalog::field::name);
     const bool is_number =
@@ -37,7 +37,7 @@ json journal_value(const catalog::record& what, const std::string& name, const s
     }
 }
 
-// 0xff, which is no message, for what is no type.
+// 0xff, which is not a message, if it is not a type.
 uint8_t type_number(const std::string& text) {
     try {
         return static_cast<uint8_t>(parse_number(text, 0, UINT8_MAX));
@@ -46,7 +46,7 @@ uint8_t type_number(const std::string& text) {
     }
 }
 
-// "0x85 set_led len 1 value=2": what a journal says of its frame.
+// "0x85 set_led len 1 value=2": a frame in the journal's form.
 void add_journal_words(json& document, const logged_frame& frame) {
     std::istringstream words(frame.text);
     std::string type;

@@ -45,7 +45,7 @@ std::string meaning_text(const field& what) {
     return text;
 }
 
-// Named as the decoder does; `size` is a number or words.
+// With the decoder's names; `size` is a number or text.
 std::vector<std::string> rest_row(const record& what, uint32_t from, const std::string& size) {
     const std::string name = what.fields.empty() ? "bytes" : "rest_" + std::to_string(from);
     return {std::to_string(from), size, "bytes", name, "", "not interpreted"};

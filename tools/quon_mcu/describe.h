@@ -1,4 +1,4 @@
-// What the table says about services and records, for people, as JSON and as pages.
+// Services and records of the table as text, as JSON and as pages.
 #pragma once
 
 #include <string>
@@ -14,10 +14,10 @@ std::string size_text(const catalog::record* record);       // "10", "any", or "
 std::string message_text(const catalog::service& service);  // "0x84 get_time", or "-"
 std::string timeout_text(int timeout_ms);                   // "1000 ms", or "-"
 
-// Header row first: offset, size, type, name, unit, meaning; bytes that no field covers as "rest".
+// First a header row: offset, size, type, name, unit, meaning; bytes without a field as "rest".
 row_list field_rows(const catalog::record& record);
 
-// The names that an answer's fields are shown by; "entry[0]" stands for all entries of a list.
+// The names under which an answer's fields are shown; "entry[0]" stands for every entry of a list.
 std::vector<std::string> answer_fields(const catalog::record& what);
 
 json record_json(const catalog::record* record);

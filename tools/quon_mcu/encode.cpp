@@ -63,7 +63,7 @@ void put(byte_list& bytes, size_t offset, const byte_list& piece) {
     std::ranges::copy(piece, bytes.begin() + static_cast<std::ptrdiff_t>(offset));
 }
 
-// A shell command may well have an "=" somewhere after its first word.
+// A shell command may contain "=" after its first word.
 bool is_assignment(const std::string& word) {
     constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz0123456789_";
     const size_t end = word.find_first_not_of(kLetters);
@@ -78,7 +78,7 @@ std::string joined(std::span<const std::string> words) {
     return text;
 }
 
-// A clock's time, when `words` are one.
+// A time of day, if `words` are one.
 bool read_clock(std::span<const std::string> words, std::tm& clock) {
     if (words.size() == 1 && words[0] == "now") {
         const std::time_t now = std::time(nullptr);
@@ -145,7 +145,7 @@ void put_values(const record& what, byte_list& bytes, std::span<const std::strin
     }
 }
 
-// Days that the month does not have.
+// Rejects days that the month does not have.
 void check_date(const record& what, byte_view bytes, std::span<const std::string> words) {
     const auto names_date = [](const std::string& word) {
         return !is_assignment(word) || word.starts_with("year=") || word.starts_with("month=") ||

@@ -1,4 +1,4 @@
-// events, wait: asking again until something happens.
+// events, wait: polling until something happens.
 #include <algorithm>
 #include <chrono>
 
@@ -20,7 +20,7 @@ using std::chrono::milliseconds;
 constexpr size_t kQueueDepth = 10;
 constexpr std::string_view kZeroInEvent = "zero, or not in the event";
 
-// Ends a loop of polls: the next poll comes after the interval, but not after the deadline.
+// Paces a polling loop: the next poll comes after the interval, but not after the deadline.
 class pace {
   public:
     pace(output& out, int32_t interval_ms, std::optional<int32_t> timeout_ms)
@@ -30,7 +30,7 @@ class pace {
         }
     }
 
-    // False when the time is over.
+    // False once the time is over.
     bool rest() const {
         const auto left =
             deadline_ ? std::chrono::ceil<milliseconds>(*deadline_ - steady::now()) : interval_;
@@ -38,7 +38,7 @@ class pace {
         return !deadline_ || steady::now() < *deadline_;
     }
 
-    // A call's time-out, cut to what is left.
+    // A call's time-out, limited to the remaining time.
     int32_t at_most(int32_t timeout_ms) const {
         if (!deadline_) {
             return timeout_ms;
@@ -111,7 +111,7 @@ class event_poller {
         hint_at_lost_events(ctx_.out, in_a_row);
     }
 
-    // False when no event is pending: the service's result is then -1.
+    // False if no event is pending: the service's result is then -1.
     bool take(bus_session& bus) {
         const catalog::service& service = service_named("get.event.info");
         quon_mcu_event_info event;
@@ -205,7 +205,7 @@ class waiter {
     }
 
   private:
-    // Nothing when the time that is left was too short for an answer.
+    // Nothing if the remaining time was too short for an answer.
     std::optional<answer> ask(bus_session& bus, int32_t bound) const {
         bus.set_timeout(bound);
         try {
@@ -218,8 +218,8 @@ class waiter {
         }
     }
 
-    // The field with that value as an answer shows it. What has a name only there (count, bytes,
-    // rest_6) counts as well.
+    // The field with that value as an answer shows it. Fields that have names only there (count,
+    // bytes, rest_6) are included.
     catalog::decoded_field as_shown(const std::string& name, const std::string& value) const {
         const catalog::record& reply = *service_.reply;
         const std::string_view text = value;
@@ -232,7 +232,7 @@ class waiter {
     }
 
     static bool is_only_shown(const catalog::record& reply, const std::string& name) {
-        const row_list rows = field_rows(reply);  // with a header
+        const row_list rows = field_rows(reply);  // including a header
         const bool shown = std::ranges::any_of(std::span(rows).subspan(1),
                                                [&](const auto& row) { return row[3] == name; });
         return shown && !name.starts_with("entry") &&

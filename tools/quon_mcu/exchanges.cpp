@@ -22,13 +22,13 @@ struct handler_name {
 constexpr handler_name kHandlers[] = {QUON_MCU_SERVICES(HANDLER_NAME)};
 #undef HANDLER_NAME
 
-// The chip's message that a function of the driver asks with; the function where it cannot be told.
+// The chip message that a driver's function sends; the function's name if unknown.
 std::string asked_with(std::string_view function) {
     const catalog::message* found = catalog::message_asked_by(function);
     return std::string(found == nullptr ? function : found->name);
 }
 
-// What a program put before the line, else the line's own "[02-03 04:05:06.789]".
+// The time before the line, otherwise the line's own "[02-03 04:05:06.789]".
 std::string time_of_line(std::string_view text) {
     const size_t bracket = text.find('[', text.find('/'));
     const std::string before = time_in(text.substr(0, text.find("E/")));
@@ -134,7 +134,7 @@ void exchange_reader::answer(const exchange& given) {
     found_(alone);
 }
 
-// The driver's line says that there was no answer, the handler's next one who asked.
+// The driver's line says that there was no answer; the handler's next line names the service.
 void exchange_reader::failure_line(std::string_view text) {
     const std::string_view function = catalog::logged_function(text);
     if (catalog::says_no_answer(text)) {

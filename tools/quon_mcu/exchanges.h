@@ -1,4 +1,4 @@
-// Questions and answers out of a log or a journal, put together.
+// Matches queries and answers from a log or a journal.
 #pragma once
 
 #include <cstdint>
@@ -12,22 +12,22 @@
 namespace quon::client {
 
 enum class exchange_kind {
-    query,    // a question, with or without its answer
-    command,  // nobody awaits an answer
-    answer,   // its question is not in the log
-    event,    // the chip's own accord
+    query,    // a query, with or without its answer
+    command,  // without an answer
+    answer,   // without its query in the log
+    event,    // sent by the chip unasked
     broken,   // a malformed frame
 };
 
 struct exchange {
     exchange_kind kind;
-    std::string name;                    // of the message; the whole text of a malformed frame
-    std::string time;                    // as the log has it; empty without one
+    std::string name;                    // of the message; a malformed frame's whole text
+    std::string time;                    // as in the log; empty if there is none
     std::optional<int64_t> at_us = {};   // time_of_day() of its first line
-    std::optional<int64_t> for_us = {};  // from the question to the answer
-    std::string question = {};           // the fields; "empty" without any
+    std::optional<int64_t> for_us = {};  // from the query to the answer
+    std::string question = {};           // the fields; "empty" if there are none
     std::optional<std::string> answer = {};
-    std::string asked_by = {};  // the service, where the log tells it
+    std::string asked_by = {};  // the service, if the log shows it
 };
 
 class exchange_reader {
@@ -36,7 +36,7 @@ class exchange_reader {
 
     // One line without its newline.
     void line(std::string_view text);
-    // Nothing more comes for now: a dump that is complete is a frame.
+    // No more input for now: a complete dump is a frame.
     void idle() { decoder_.idle(); }
     void end();
 
@@ -51,8 +51,8 @@ class exchange_reader {
 
     std::function<void(const exchange&)> found_;
     log_decoder decoder_;
-    std::optional<exchange> open_;  // its answer, or who asked, may still come
-    bool failed_ = false;           // open_ had no answer, as the daemon says
+    std::optional<exchange> open_;  // its answer, or the requesting service, may still follow
+    bool failed_ = false;           // the daemon says that open_ was not answered
 };
 
 // "get_time -> year=26 month=2 (12 ms)".

@@ -58,7 +58,7 @@ owned_descriptor connect_locally(const std::string& path) {
     if (connect(local.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
         throw failure(exit_status::unreachable, why_unreachable(path));
     }
-    fcntl(local.get(), F_SETFL, 0);  // what follows may wait
+    fcntl(local.get(), F_SETFL, 0);  // the rest may block
     return local;
 }
 
@@ -114,7 +114,7 @@ sockaddr_in connected_peer(int remote, const handoff_words& words) {
     return peer;
 }
 
-// Bytes read, 0 at the end, -1 when there was nothing to read after all.
+// Bytes read, 0 at the end, -1 if there was nothing to read.
 ssize_t read_some(int fd, std::span<uint8_t> room, const char* what) {
     const ssize_t got = ::read(fd, room.data(), room.size());
     if (got < 0 && errno != EAGAIN && errno != EINTR) {
@@ -123,8 +123,8 @@ ssize_t read_some(int fd, std::span<uint8_t> room, const char* what) {
     return got;
 }
 
-// Both ways until the peer closes; the end of standard input closes our direction only. Neither
-// way waits for the other: an echoing server may stop reading until it is read.
+// Both directions until the peer closes; the end of standard input closes only the sending
+// direction. Neither waits for the other: an echoing server may stop reading until it is read.
 class relay {
   public:
     relay(output& out, int remote) : out_(out), remote_(remote) {}

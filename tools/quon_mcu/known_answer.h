@@ -1,4 +1,4 @@
-// Answers, and how much of them is known to be one.
+// Answers, with the part of them that is known to be valid.
 #pragma once
 
 #include <string_view>
@@ -9,19 +9,19 @@
 namespace quon::client {
 
 struct known_answer {
-    byte_list payload;      // as it came
-    byte_list fields;       // the same, cleared where something else tells that it is nothing
-    std::string_view zero;  // what a zero up to the end of an answer may mean (see present.h)
+    byte_list payload;      // as received
+    byte_list fields;       // the same, zeroed where another query shows that there is no value
+    std::string_view zero;  // what a zero at the end of an answer may mean (see present.h)
 };
 
-// As bus_session::query. Asks further services where they tell more: a clock that may have sent no
-// seconds is asked again a second later, and a time since the snapshot means nothing before there
-// is one.
+// Like bus_session::query. Makes further queries if they help: a clock that may not have sent
+// seconds is queried again a second later, and the time since the snapshot is meaningless before
+// there is one.
 known_answer ask(output& out, bus_session& bus, const catalog::service& service, byte_view request);
 
 json known_json(const catalog::service& service, const known_answer& answer);
 
-// The answer in the output's mode; `document` is what --json prints.
+// Prints the answer in the output's mode; `document` is printed for --json.
 void show_known(output& out, const catalog::service& service, const known_answer& answer,
                 const json& document);
 

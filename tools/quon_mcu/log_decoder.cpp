@@ -23,7 +23,7 @@ std::string type_text(uint8_t type) {
 
 }  // namespace
 
-// A text may have blanks in it: a field ends where the next one of the record begins.
+// A text may contain blanks: a field ends where the record's next field begins.
 std::vector<std::pair<std::string, std::string>> journal_fields(const catalog::record& what,
                                                                 std::string_view words) {
     std::vector<std::pair<std::string, std::string>> fields;

@@ -1,4 +1,4 @@
-// Frames of the chip out of logs, as the client shows them.
+// The chip's frames from logs, in the client's form.
 #pragma once
 
 #include <span>
@@ -15,8 +15,8 @@ using catalog::log_decoder;
 using catalog::logged_frame;
 using catalog::time_in;
 
-// The fields in the words of a journal ("year=26 month=2"), as its record names them; empty when
-// the words have none.
+// The fields in a journal's text ("year=26 month=2") under their record's names; empty if there are
+// none.
 std::vector<std::pair<std::string, std::string>> journal_fields(const catalog::record& what,
                                                                 std::string_view words);
 

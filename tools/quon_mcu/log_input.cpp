@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kFollowPause{100};
 
-// Whole lines out of what a stream has now; a line without its end is kept for later.
+// Complete lines from a stream's present content; an incomplete line is kept for later.
 class line_gatherer {
   public:
     explicit line_gatherer(const log_reader& reader) : reader_(reader) {}
@@ -25,7 +25,7 @@ class line_gatherer {
         for (std::string piece; read_line(in, piece);) {
             begun_ += piece;
             if (in.eof()) {
-                return;  // its end has not come yet
+                return;  // its end is still missing
             }
             reader_.line(begun_);
             begun_.clear();

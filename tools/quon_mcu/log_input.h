@@ -1,4 +1,4 @@
-// Lines of logs, whoever wrote them, and the times in them.
+// Lines of logs from any source, and the times in them.
 #pragma once
 
 #include <cstdint>
@@ -16,12 +16,12 @@ std::string ms_text(int64_t us);
 
 struct log_reader {
     std::function<void(std::string_view)> line;
-    std::function<void()> idle = [] {};  // a followed file has nothing more for now
+    std::function<void()> idle = [] {};  // a followed file has no more for now
 };
 
-// Every line of a file, or of standard input for "" and "-". With `follow` it goes on with what is
-// appended, and begins again with a file that takes the old one's place or was cut; it ends then
-// only with the process. Throws failure (usage) when the file cannot be read.
+// Every line of a file, or of standard input for "" and "-". With `follow`, continues with appended
+// lines, and starts again with a file that replaces the old one or was truncated; it then never
+// returns. Throws failure (usage) if the file cannot be read.
 void read_log(output& out, const std::string& file, bool follow, const log_reader& reader);
 
 }  // namespace quon::client

@@ -7,11 +7,11 @@
 
 namespace quon::client {
 
-inline constexpr int kPrinted = -1;  // bypasses the log: no level keeps it back
+inline constexpr int kPrinted = -1;  // bypasses the log: printed at any level
 
 struct log_message {
     int level;
-    std::string_view text;     // as the source has it, escapes and all
+    std::string_view text;     // as in the source, with escapes
     std::string_view sources;  // file names, joined by ", "
     std::string_view meaning;
     std::string_view advice;

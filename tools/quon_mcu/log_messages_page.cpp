@@ -37,7 +37,7 @@ constexpr service_handler kHandlers[] = {QUON_MCU_SERVICES(HANDLER)};
 
 constexpr std::string_view kNone = {};
 
-// Handlers whose reason is not their own name without "quon_".
+// Handlers whose reason differs from their name without "quon_".
 struct other_reason {
     std::string_view handler;
     std::string_view reason;

@@ -7,8 +7,8 @@
 
 namespace {
 
-// The bus library reports on standard output. Results go to a copy of it, and what the library
-// prints there is dropped: the client says the same in its own words.
+// The bus library prints to standard output. Results go to a copy of it, and the library's messages
+// are discarded: the client reports the same in its own words.
 int take_standard_output() {
     const int results = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);

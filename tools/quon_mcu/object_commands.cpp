@@ -1,4 +1,4 @@
-// get, set, log-level: requests and answers by their fields.
+// get, set, log-level: requests and answers by field.
 #include <algorithm>
 
 #include "quon_mcu/bus_session.h"
@@ -49,7 +49,7 @@ const catalog::service* reader_of(const catalog::service& service) {
     return found == all.end() ? nullptr : &*found;
 }
 
-// The request that the words alone make: the rest from --hex, or zero.
+// The request made of the words alone: the rest from --hex, or zero.
 byte_list request_of(const catalog::service& service, const object_words& words) {
     if (service.request == nullptr) {
         return {};
@@ -58,13 +58,13 @@ byte_list request_of(const catalog::service& service, const object_words& words)
     return words.all().empty() ? base : encode(*service.request, std::move(base), words.all());
 }
 
-// Whether fields that are not given shall keep their present value, and can.
+// Whether fields that are not given should, and can, keep their present value.
 bool wants_present(const catalog::service& service, const object_words& words) {
     return service.request != nullptr && words.hex.empty() && words.base == "current" &&
            reader_of(service) != nullptr && !is_complete(*service.request, words.all());
 }
 
-// Takes the names of answer fields off the words: all, or what follows the request's own values.
+// Removes the names of answer fields from the words: all, or what follows the request's own values.
 std::vector<std::string> take_field_names(const catalog::service& service, object_words& words) {
     const size_t own = service.request == nullptr ? 0 : service.request->fields.size();
     const size_t kept = std::min(own, words.values.size());
@@ -89,7 +89,7 @@ const catalog::decoded_field& field_in(const std::vector<catalog::decoded_field>
     return *found;
 }
 
-// For people one value a line, without its unit; why one is not known is no result.
+// For people, one value per line without its unit; why a value is unknown is not a result.
 void show_fields(output& out, const catalog::service& service, const known_answer& got,
                  const std::vector<std::string>& wanted) {
     const auto fields = catalog::decode(*service.reply, got.fields);
@@ -118,7 +118,7 @@ void show_fields(output& out, const catalog::service& service, const known_answe
     }
 }
 
-// A level's name, the beginning of one, or its number.
+// A level's name, an abbreviation of one, or its number.
 const catalog::known_value& log_level_of(const catalog::record& profile, const std::string& level) {
     const auto levels = field_named(profile, "level_limit").values;
     std::vector<std::string> names;

@@ -43,7 +43,7 @@ std::string address_text(const ifreq& request) {
     return ip_text(address.sin_addr);
 }
 
-// /proc/net/route: interface, destination, gateway, ... with addresses as the kernel holds them.
+// /proc/net/route: interface, destination, gateway, ... with addresses in kernel byte order.
 std::string default_gateway(const std::string& name) {
     std::ifstream table("/proc/net/route");
     for (std::string line; std::getline(table, line);) {

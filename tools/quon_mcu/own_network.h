@@ -1,11 +1,11 @@
-// The network as this machine has it.
+// This machine's network.
 #pragma once
 
 #include <string>
 
 namespace quon::client {
 
-// Texts as get.wifi.info has them; empty: none.
+// Texts in the form of get.wifi.info; empty: none.
 struct interface_state {
     bool exists = false;
     bool is_up = false;
@@ -14,7 +14,7 @@ struct interface_state {
     std::string gateway;  // of the default route through it
 };
 
-// The interface's state from the kernel; blocks for no one.
+// The interface's state from the kernel; does not block.
 interface_state state_of_interface(const std::string& name);
 
 }  // namespace quon::client

@@ -22,7 +22,7 @@ std::string bytes_text(size_t count) {
     return std::to_string(count) + (count == 1 ? " byte" : " bytes");
 }
 
-// Bytes that may not have been sent are counted, not shown.
+// Bytes that may not have been sent are counted instead of shown.
 void add_byte_rows(row_list& rows, const catalog::decoded_field& field, std::string_view zero) {
     const size_t hidden = zero.empty() ? 0 : field.unproven;
     const std::string shown = field.value.substr(0, field.value.size() - 2 * hidden);
@@ -83,7 +83,7 @@ json value_json(const catalog::decoded_field& field, std::string_view zero) {
     return catalog::is_number(field.kind) ? json(std::stoll(field.value)) : json(field.value);
 }
 
-// Into "entries": the value of an entry, or of one field of it.
+// In "entries": the value of an entry, or of one field of it.
 void add_entry(json& entries, std::string_view name, json value) {
     const size_t dot = name.find('.');
     if (dot == std::string_view::npos) {

@@ -74,7 +74,7 @@ std::optional<inode> inode_of(const std::string& what) {
     return std::stoul(what.substr(kSocket.size()));
 }
 
-// The programs that hold each socket of the machine, as far as this user may look.
+// The programs that hold each of the machine's sockets, as far as this user may see them.
 std::map<inode, std::string> holders() {
     std::map<inode, std::string> found;
     for (const int process : numbers_in("/proc")) {
@@ -139,7 +139,7 @@ void take_attribute(unix_socket& one, uint16_t type, byte_view value) {
     }
 }
 
-// Each attribute: length with its 4-byte head, type, value, up to a multiple of 4.
+// Each attribute: length including its 4-byte header, type, value, padded to a multiple of 4.
 void take_attributes(unix_socket& one, byte_view rest) {
     constexpr size_t kHead = 4;
     while (rest.size() >= kHead) {
@@ -155,9 +155,9 @@ void take_attributes(unix_socket& one, byte_view rest) {
     }
 }
 
-// False when the dump is over.
+// False at the end of the dump.
 bool take_messages(byte_view rest, std::map<inode, unix_socket>& found) {
-    constexpr uint8_t kListening = 10;  // TCP_LISTEN, which Unix sockets use as well
+    constexpr uint8_t kListening = 10;  // TCP_LISTEN, used for Unix sockets too
     while (rest.size() >= sizeof(nlmsghdr)) {
         nlmsghdr header{};
         std::memcpy(&header, rest.data(), sizeof(header));
@@ -177,7 +177,7 @@ bool take_messages(byte_view rest, std::map<inode, unix_socket>& found) {
     return true;
 }
 
-// Empty where the kernel has no such monitor.
+// Empty if the kernel has no such monitor.
 std::map<inode, unix_socket> unix_sockets() {
     std::map<inode, unix_socket> found;
     const owned_descriptor fd(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_SOCK_DIAG));

@@ -21,14 +21,14 @@ struct descriptor_view {
     std::string what;  // a path, or "socket:[123]"
 };
 
-// What cannot be read, as another user's, is empty.
-std::string program_of(pid_t process);                            // its file
+// What cannot be read, such as another user's, is empty.
+std::string program_of(pid_t process);                            // its executable
 std::string status_line(pid_t process, const std::string& name);  // "VmRSS" of /proc/PID/status
 std::string limit_of_descriptors(pid_t process);
 std::vector<thread_view> threads_of(pid_t process);
 std::vector<descriptor_view> descriptors_of(pid_t process);
 
-// A row for each socket of the process, header first: descriptor, kind, address, bytes not yet
+// A header row and one row per socket of the process: descriptor, kind, address, bytes not yet
 // read, bytes not yet taken by the other end, the program there.
 row_list sockets_of(pid_t process);
 

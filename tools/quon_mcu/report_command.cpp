@@ -1,4 +1,4 @@
-// report: all that can be seen of the camera, in one text.
+// report: everything that can be seen of the camera, in one text.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/utsname.h>
@@ -32,7 +32,7 @@ bool is_printable(uint8_t byte) {
     return byte >= 0x20 && byte <= 0x7e;
 }
 
-// Hex digits with every run of characters that may be a key as "**".
+// Hex digits with every run of characters that may be a key replaced by "**".
 std::string masked(byte_view bytes) {
     std::string text = catalog::to_hex(bytes);
     for (size_t at = 0; at < bytes.size();) {
@@ -49,14 +49,14 @@ std::string masked(byte_view bytes) {
     return text;
 }
 
-// A field that the camera's maker has defined.
+// A field defined by the camera's maker.
 bool is_key(const std::string& name) {
     constexpr std::string_view kWords[] = {"key", "pass", "psk", "pwd", "secret"};
     return std::ranges::any_of(
         kWords, [&name](std::string_view word) { return name.find(word) != std::string::npos; });
 }
 
-// Asked for without a request, and nothing happens by it.
+// Needs no request data and has no side effect.
 bool is_harmless(const catalog::service& service) {
     return service.kind == catalog::service_kind::method && service.request == nullptr &&
            service.reply != nullptr && short_name(service).starts_with("get.") &&
@@ -93,7 +93,7 @@ class report {
                                              ", process " + std::to_string(process_)}});
     }
 
-    // A service that fails does not hide the others; without a daemon that answers none can follow.
+    // A failing service does not hide the others; if the daemon does not answer, none can follow.
     void add_answers() {
         title("Services");
         try {
@@ -192,7 +192,7 @@ class report {
     std::string text_;
 };
 
-// For its owner alone: it tells much of the camera.
+// Readable by its owner only: it reveals much about the camera.
 void write_report(const std::string& file, const std::string& text) {
     const owned_descriptor out(
         open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR));

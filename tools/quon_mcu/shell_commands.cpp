@@ -15,7 +15,7 @@
 namespace quon::client {
 namespace {
 
-// The client's own options are no words of a command; a shell has its own under other names.
+// The client's options are not part of a command; a shell uses the same names for its own.
 void refuse_options(const context& ctx) {
     for (const std::string& each : ctx.rest) {
         const std::string name = each.substr(0, each.find('='));

@@ -12,7 +12,7 @@
 namespace quon::client {
 namespace {
 
-// The decoded fields of one answer by name; a field that is not there is empty.
+// The decoded fields of one answer by name; a missing field is empty.
 class fields_by_name {
   public:
     fields_by_name(const catalog::service& service, const known_answer& answer)
@@ -26,7 +26,7 @@ class fields_by_name {
     bool is_known(std::string_view name) const { return !is_not_known((*this)[name], zero_); }
     std::string reason(std::string_view name) const { return reason_text((*this)[name], zero_); }
 
-    // The value; "-" when it is not known.
+    // The value; "-" if it is unknown.
     std::string text(std::string_view name) const {
         return is_known(name) ? (*this)[name].value : "-";
     }
@@ -40,7 +40,7 @@ class fields_by_name {
 
 using name_list = std::vector<std::string>;
 
-// The values, and after them why some are not known.
+// The values, followed by the reasons why some are unknown.
 std::string with_reason(const fields_by_name& fields, const name_list& names, std::string text) {
     for (const std::string& each : names) {
         if (!fields.is_known(each)) {
@@ -58,7 +58,7 @@ std::string joined(const fields_by_name& fields, const name_list& names, const c
     return with_reason(fields, names, text);
 }
 
-// A chip's clock may hold anything: each part is shown as it stands.
+// A chip's clock may contain anything: each part is shown unchanged.
 std::string clock_text(const fields_by_name& fields, const std::string& prefix) {
     struct part {
         const char* name;
@@ -92,7 +92,7 @@ std::string shortened(const fields_by_name& fields, std::string_view name) {
     return hex.substr(0, kShown) + "... (" + std::to_string(hex.size() / 2) + " bytes)";
 }
 
-// A name server may well be missing.
+// A missing name server is normal.
 std::string name_servers(const fields_by_name& fields, const std::string& first,
                          const std::string& second) {
     if (fields.is_known(first) && !fields.is_known(second)) {
@@ -165,7 +165,7 @@ constexpr status_row kStatusRows[] = {
     {"up time", "up_time", "get.socup.time", up_time_text},
 };
 
-// What wlan0 really has, beside what the daemon remembers of the chip's reports.
+// wlan0's actual state, compared with the daemon's memory of the chip's reports.
 struct comparison {
     const char* what;
     const char* field;
@@ -247,7 +247,7 @@ class status_screen {
     }
 
   private:
-    // A row that failed does not hide the others; without a daemon that answers none can follow.
+    // A failing row does not hide the others; if the daemon does not answer, none can follow.
     void ask_for(bus_session& bus, const status_row& what) {
         const catalog::service& service = service_named(what.service);
         try {

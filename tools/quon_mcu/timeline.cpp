@@ -14,7 +14,7 @@ constexpr std::string_view kUp = "ifconfig wlan0 up";
 constexpr std::string_view kNetworkEvent = "network event";
 constexpr std::string_view kLastQuery = "get_version";
 
-// A line that has both texts is the step.
+// A line with both texts belongs to the step.
 struct line_mark {
     std::array<std::string_view, 2> texts;
     std::string_view name;  // empty: the command that begins with the first text
@@ -42,18 +42,18 @@ bool is_in(std::string_view line, std::string_view text) {
     return line.find(text) != std::string_view::npos;
 }
 
-// A program that was looked for where it is not, and a command that could not be started.
+// A program searched for in the wrong folder, or a command that could not be started.
 bool is_failure(std::string_view line) {
     return is_in(line, "= -1 E") || line.ends_with(" failed");
 }
 
-// "ifconfig wlan0 down" out of a log line, or of the words of a program that was executed.
+// "ifconfig wlan0 down" from a log line, or from an executed program's arguments.
 std::string command_in(std::string_view line, std::string_view first_words) {
     const std::string_view rest = line.substr(line.find(first_words));
     return std::string(rest.substr(0, rest.find_first_of("\"\x1b")));
 }
 
-// A step that comes once in a start; the network's commands do not.
+// A step that occurs once per start; the network's commands may repeat.
 bool is_once(const std::string& name) {
     return !name.starts_with("ifconfig ") && !name.starts_with("route ");
 }
@@ -102,7 +102,7 @@ void timeline_reader::add_exchange(const exchange& what) {
     }
 }
 
-// In the order of their times, up to the end of the first start.
+// In order of time, up to the end of the first start.
 std::vector<timeline_reader::mark> timeline_reader::start_alone() const {
     std::vector<mark> all = marks_;
     if (all.empty()) {

@@ -1,4 +1,4 @@
-// The start of a camera, step by step, out of logs that have times.
+// A camera's start-up, step by step, from logs with times.
 #pragma once
 
 #include <cstdint>
@@ -28,10 +28,10 @@ struct timeline {
     double share_of(const timeline_step& step) const;  // in percent
 };
 
-// Gathers the steps from lines of one start, in any order: a journal has the queries and the
-// network event, the daemon's kept log the network's commands and the hand-off, strace -f -ttt the
-// start of the program and of its commands, and the sockets. What comes after the start is left
-// alone: a second start, repeated steps, queries after the snapshot's last.
+// Collects the steps from the lines of one start, in any order: a journal has the queries and the
+// network event, the daemon's stored log has the network's commands and the hand-off, strace -f
+// -ttt has the start of the program and of its commands, and the sockets. What comes after the
+// start is ignored: a second start, repeated steps, queries after the snapshot's last one.
 class timeline_reader {
   public:
     timeline_reader();
@@ -44,7 +44,7 @@ class timeline_reader {
         std::string name;
         step_kind kind;
         int64_t at_us;   // time of day
-        int64_t for_us;  // negative: up to the next
+        int64_t for_us;  // negative: up to the next step
     };
 
     void add_line_marks(std::string_view text);
@@ -55,11 +55,11 @@ class timeline_reader {
     std::vector<mark> marks_;
 };
 
-// A row a step, with a bar; several starts side by side, a column each.
+// One row per step, with a bar; several starts side by side, one column each.
 std::string timeline_text(const std::vector<timeline>& starts);
 nlohmann::ordered_json timeline_json(const timeline& start);
 
-// The same as a picture, one lane a start, all on one scale.
+// The same as a picture, one lane per start, all on one scale.
 std::string timeline_svg(const std::vector<timeline>& starts);
 
 }  // namespace quon::client

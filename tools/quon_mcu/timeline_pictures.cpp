@@ -51,7 +51,7 @@ const timeline_step* step_named(const timeline& start, const std::string& name) 
     return found == start.steps.end() ? nullptr : &*found;
 }
 
-// The steps of all starts, each once: those of the first, then what only later ones have.
+// The steps of all starts, each once: those of the first, then those that only later ones have.
 std::vector<std::string> all_names(const std::vector<timeline>& starts) {
     std::vector<std::string> names;
     for (const timeline& start : starts) {

@@ -1,4 +1,4 @@
-// top: the camera on one screen, again and again.
+// top: the camera on one screen, refreshed repeatedly.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -66,7 +66,7 @@ class latency {
 struct asked_service {
     const catalog::service* service;
     latency times;
-    std::string answer;  // of the last round
+    std::string answer;  // from the last round
 };
 
 class top_screen {
@@ -77,7 +77,7 @@ class top_screen {
         }
     }
 
-    // One round. The status tells whether the daemon could be asked.
+    // One round. The status says whether the daemon could be reached.
     exit_status round() {
         const exit_status status = ask_all();
         const pid_t process = process_behind(kBusSocket);

@@ -1,4 +1,4 @@
-// upgrade: a firmware image, block by block.
+// upgrade: sends a firmware image block by block.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -29,8 +29,8 @@ constexpr size_t kBlockSize = QUON_MCU_UPGRADE_BLOCK;
 // A firmware image, read block by block while it is sent.
 class image_file {
   public:
-    // Throws failure (usage) before anything is read for what can be no image: neither a device nor
-    // a pipe is opened.
+    // Throws failure (usage) before reading anything that cannot be an image: devices and pipes are
+    // not opened.
     explicit image_file(const std::string& name) : name_(name) {
         struct stat facts {};
         if (stat(name.c_str(), &facts) != 0) {
@@ -94,7 +94,7 @@ class image_file {
     size_t size_ = 0;
 };
 
-// A bar on a terminal; elsewhere a line at each tenth.
+// A bar on a terminal; otherwise a line per tenth.
 class progress {
   public:
     progress(output& out, size_t total) : out_(out), total_(total), bar_(out.notes_on_terminal()) {}
@@ -183,7 +183,7 @@ class image_sender {
         return offset;
     }
 
-    // No exception may cross the library.
+    // No exception may pass through the library.
     int read(size_t offset, std::span<uint8_t> room) noexcept {
         try {
             image_.read_at(offset, room);

@@ -1,4 +1,4 @@
-// Reading back what was set.
+// Reads back what was set.
 #pragma once
 
 #include "quon_mcu/bus_session.h"
@@ -6,8 +6,8 @@
 
 namespace quon::client {
 
-// Asks `reader` until its answer is what `service` was given, or the time-out is over: then throws
-// failure with the first field that differs. A clock may have gone on by some seconds.
+// Asks `reader` until its answer matches what `service` was given, or the time-out has passed: then
+// throws failure with the first field that differs. A clock may be some seconds ahead.
 void verify_set(context& ctx, bus_session& bus, const catalog::service& service,
                 const catalog::service& reader, const byte_list& given);
 

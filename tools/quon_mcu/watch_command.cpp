@@ -1,4 +1,4 @@
-// watch: another command, again and again.
+// watch: repeats another command.
 #include <chrono>
 
 #include "quon_mcu/commands.h"
@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char* kClearScreen = "\x1b[H\x1b[2J";
 
-// --interval and --rounds may also stand at the end of the watched command.
+// --interval and --rounds may also be given at the end of the watched command.
 void take_trailing_options(std::vector<std::string>& words, watch_words& options) {
     const auto target = [&options](const std::string& name) {
         return name == "--interval" ? &options.interval

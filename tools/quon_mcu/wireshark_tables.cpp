@@ -1,4 +1,4 @@
-// The catalog as tables of the dissector's language.
+// The catalog as tables in the dissector's language.
 #include "quon_mcu/describe.h"
 #include "quon_mcu/names.h"
 

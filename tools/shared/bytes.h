@@ -1,4 +1,4 @@
-// Byte strings, and the little-endian integers within them.
+// Byte strings, and little-endian integers in them.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,7 @@ namespace quon {
 using byte_list = std::vector<uint8_t>;
 using byte_view = std::span<const uint8_t>;
 
-// `size` is 0 to 4, and the bytes lie within `from`.
+// `size` is 0 to 4, and the bytes are within `from`.
 inline uint32_t get_le(byte_view from, size_t offset, size_t size) {
     return quon_load_le(from.subspan(offset, size).data(), size);
 }

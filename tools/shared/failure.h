@@ -8,12 +8,11 @@ namespace quon {
 
 enum class exit_status {
     done = 0,
-    failure = 1,      // it was asked and answered with a failure, or the results could not be
-                      // written
+    failure = 1,      // a request failed, or the results could not be written
     usage = 2,        // unknown command, name or value; a file that cannot be read
-    unreachable = 3,  // nobody listens, or the connection was lost
+    unreachable = 3,  // nobody is listening, or the connection was lost
     timed_out = 4,    // no answer in time
-    malformed = 5,    // an answer that cannot be one
+    malformed = 5,    // an invalid answer
 };
 
 constexpr int to_int(exit_status status) {

@@ -42,7 +42,7 @@ bool read_line(std::istream& in, std::string& line) {
     for (int next = in.get(); next != '\n'; next = in.get()) {
         if (next == kEnd) {
             if (!line.empty() && !in.bad()) {
-                in.clear(std::ios::eofbit);  // as std::getline: a last line without its end is one
+                in.clear(std::ios::eofbit);  // like std::getline: the last line may lack its end
             }
             return !line.empty();
         }

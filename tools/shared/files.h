@@ -1,4 +1,4 @@
-// Files that a user names: each with a bound, since a device or a mistaken name has no end.
+// Files named by a user: read with a size limit, since a device or a mistaken name may be endless.
 #pragma once
 
 #include <cstddef>
@@ -7,17 +7,16 @@
 
 namespace quon {
 
-inline constexpr std::size_t kLongestFile = 1 << 20;  // of a file that is read whole
+inline constexpr std::size_t kLongestFile = 1 << 20;  // for files that are read whole
 inline constexpr std::size_t kLongestLine = 1 << 20;
 
-// The whole file. Throws failure (usage) when it cannot be read or is longer than kLongestFile.
+// The whole file. Throws failure (usage) if it cannot be read or is longer than kLongestFile.
 std::string content_of(const std::string& file);
 
-// A new file, or in the place of an old one. Throws failure (failure) when it cannot be written.
+// Creates or replaces a file. Throws failure (failure) if it cannot be written.
 void write_file(const std::string& file, const std::string& text);
 
-// As std::getline. Throws failure (usage) at a line that is longer than kLongestLine: that is no
-// text.
+// Like std::getline. Throws failure (usage) for a line longer than kLongestLine: that is not text.
 bool read_line(std::istream& in, std::string& line);
 
 }  // namespace quon

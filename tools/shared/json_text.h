@@ -1,4 +1,4 @@
-// JSON as the tools print it.
+// JSON in the tools' format.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -6,7 +6,7 @@
 
 namespace quon {
 
-// One line without a newline; bytes that are no UTF-8 become U+FFFD.
+// One line without a newline; invalid UTF-8 becomes U+FFFD.
 std::string dump(const nlohmann::ordered_json& value);
 
 }  // namespace quon

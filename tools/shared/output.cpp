@@ -31,7 +31,7 @@ bool write_all(int fd, const char* data, size_t size) {
     return true;
 }
 
-// The bus library may have SIGPIPE ignored; whoever reads the exit status must see the usual one.
+// The bus library may have SIGPIPE ignored; the exit status must be the usual one all the same.
 [[noreturn]] void end_by_sigpipe() {
     std::signal(SIGPIPE, SIG_DFL);
     sigset_t only;
@@ -71,7 +71,7 @@ void output::write_notes(std::string_view text) {
     static_cast<void>(write_all(notes_fd_, text.data(), text.size()));
 }
 
-// A pipe whose reader has gone shows it without being written to.
+// A pipe whose reader is gone can be recognised without writing to it.
 void output::rest(std::chrono::milliseconds time) {
     const auto until = std::chrono::steady_clock::now() + time;
     for (auto left = time; left.count() > 0; left = std::chrono::ceil<std::chrono::milliseconds>(

@@ -1,4 +1,4 @@
-// Where a tool's words go: results to standard output, all else to standard error.
+// A tool's output: results on standard output, everything else on standard error.
 #pragma once
 
 #include <chrono>
@@ -14,11 +14,11 @@ enum class output_mode { people, json, hex, raw };
 
 class output {
   public:
-    // `program` begins each note and outlives this; the descriptors stay the caller's.
+    // `program` precedes each note and must outlive this object; the descriptors stay the caller's.
     output(std::string_view program, int results_fd, int notes_fd)
         : program_(program), results_fd_(results_fd), notes_fd_(notes_fd) {}
 
-    // Writes results at once. A closed pipe ends the process as SIGPIPE does; any other error
+    // Writes results at once. A closed pipe ends the process as SIGPIPE would; any other error
     // throws failure.
     void write(std::string_view text);
     void write(byte_view bytes);
@@ -28,14 +28,14 @@ class output {
     void note(std::string_view text);
     void write_notes(std::string_view text);
 
-    // Sleeps. Ends the process as SIGPIPE does when nobody is left to read the results.
+    // Sleeps. Ends the process as SIGPIPE would if nobody is left to read the results.
     void rest(std::chrono::milliseconds time);
 
     bool results_on_terminal() const;
     bool notes_on_terminal() const;
 
-    // `text` between the escape sequences of `sgr` ("1", "2", "31") when results may be coloured:
-    // on a terminal, without NO_COLOR in the environment.
+    // `text` between the escape sequences of `sgr` ("1", "2", "31") if results may be coloured: on
+    // a terminal, without NO_COLOR in the environment.
     std::string coloured(std::string_view sgr, std::string_view text) const;
 
     output_mode mode = output_mode::people;
@@ -47,7 +47,7 @@ class output {
     int notes_fd_;
 };
 
-// Rows with every column but the last padded to its widest cell, two blanks between them.
+// Rows with every column but the last padded to its widest cell and separated by two blanks.
 std::string aligned(const std::vector<std::vector<std::string>>& rows);
 
 }  // namespace quon

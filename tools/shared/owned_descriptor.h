@@ -11,7 +11,7 @@ class owned_descriptor {
   public:
     explicit owned_descriptor(int fd = -1) : fd_(fd) {}
     owned_descriptor(owned_descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-    // What this one owned before is closed.
+    // Closes the descriptor owned before.
     owned_descriptor& operator=(owned_descriptor&& other) noexcept {
         if (this != &other) {
             reset();

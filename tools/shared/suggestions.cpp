@@ -26,7 +26,7 @@ size_t distance(std::string_view a, std::string_view b) {
     return cost[a.size()][b.size()];
 }
 
-// A name that contains the word is near however long it is.
+// A name that contains the word is similar, whatever its length.
 size_t strangeness(std::string_view word, std::string_view known) {
     const size_t letters = distance(word, known);
     const bool contained = word.size() >= 3 && known.find(word) != std::string_view::npos;

@@ -1,4 +1,4 @@
-// What someone may have meant who wrote an unknown word.
+// Suggestions for an unknown word.
 #pragma once
 
 #include <string>
@@ -7,10 +7,10 @@
 
 namespace quon {
 
-// Up to three of `known`, the nearest first; none that is far from `word`.
+// Up to three of `known`, the most similar first; none that is too different from `word`.
 std::vector<std::string> nearest(std::string_view word, const std::vector<std::string>& known);
 
-// "unknown WHAT 'WORD'", with "; did you mean 'A', 'B'?" when something is near.
+// "unknown WHAT 'WORD'", with "; did you mean 'A', 'B'?" if something is similar.
 std::string unknown(std::string_view what, std::string_view word,
                     const std::vector<std::string>& known);
 

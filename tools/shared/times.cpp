@@ -11,7 +11,7 @@ namespace {
 
 constexpr int64_t kUsPerS = 1'000'000;
 constexpr int64_t kUsPerDay = 86'400 * kUsPerS;
-constexpr size_t kLongestHead = 64;  // where a line's time begins at the latest
+constexpr size_t kLongestHead = 64;  // a line's time begins within this many characters
 constexpr size_t kEpochDigits = 10;
 
 bool is_digit(std::string_view text, size_t at) {
@@ -39,7 +39,7 @@ int64_t fraction_us(std::string_view text, size_t at) {
     return us;
 }
 
-// "04:05:06" at `at`, and no part of something longer, as a hardware address is.
+// "04:05:06" at `at`, and not part of something longer such as a hardware address.
 bool is_clock(std::string_view text, size_t at) {
     constexpr size_t kSize = 8;
     for (size_t i = 0; i < kSize; ++i) {

@@ -1,5 +1,5 @@
-// Texts that become bytes, numbers, times and addresses, alike in all tools. Each function throws
-// failure (usage) with a text that quotes what it was given.
+// Converts texts to bytes, numbers, times and addresses, the same in all tools. Each function
+// throws failure (usage) with a text that quotes its argument.
 #pragma once
 
 #include <string_view>
@@ -17,7 +17,7 @@ int32_t parse_duration(std::string_view text);
 // Decimal, or hexadecimal after "0x"; `least` to `most`.
 int64_t parse_number(std::string_view text, int64_t least, int64_t most);
 
-// The same; the failure names what the number was for.
+// The same; the failure names the number's purpose.
 int64_t parse_number(std::string_view name, std::string_view text, int64_t least, int64_t most);
 
 // "192.168.1.1", first byte first.

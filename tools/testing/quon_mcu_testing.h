@@ -89,18 +89,18 @@ class Chip {
     void fault(const std::string& rule) { command("fault " + rule); }
     void clear_faults() { command("clear-faults"); }
 
-    // The journal's lines since the last forget(), or since this was made.
+    // The journal's lines since the last forget(), or since this object was created.
     [[nodiscard]] std::vector<std::string> frames() const { return command("frames"); }
     void forget() { command("forget"); }
 
-    // Until the daemon has sent so many frames of the kind ("set_led") since forget().
+    // Waits until the daemon has sent that many frames of the kind ("set_led") since forget().
     void wait_frame(const std::string& kind, int count = 1, int timeout_ms = kTimeoutMs) {
         command("wait-frame " + kind + " count " + std::to_string(count) + " timeout " +
                     std::to_string(timeout_ms),
                 timeout_ms + kTimeoutMs);
     }
 
-    // A command of the control socket; the lines of its answer.
+    // Sends a command to the control socket; returns the lines of its answer.
     std::vector<std::string> command(const std::string& words, int timeout_ms = kTimeoutMs) const {
         const Socket socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
         sockaddr_un address = {};
@@ -148,7 +148,7 @@ class Chip {
     std::string control_;
 };
 
-// What the daemon connects to on a remote wake-up or a hand-off.
+// The server that the daemon connects to on a remote wake-up or a hand-off.
 class HandoffServer {
   public:
     HandoffServer() : listening_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {

@@ -113,7 +113,7 @@ bool bring_up_loopback() {
 
 bool make_wlan0() {
     if (make_link("veth")) {
-        bring_up("veth0");  // the other end, named by the kernel: wlan0 then has a carrier
+        bring_up("veth0");  // the other end, named by the kernel; gives wlan0 a carrier
         return true;
     }
     return make_tap() || make_link("dummy");

@@ -5,8 +5,8 @@ namespace quon::world {
 
 bool bring_up_loopback();
 
-// One end of a veth pair, else a tap device, else a dummy, whichever the kernel has. Returns false
-// when none can be made.
+// One end of a veth pair, otherwise a tap device, otherwise a dummy, whatever the kernel supports.
+// Returns false if none can be created.
 bool make_wlan0();
 
 }  // namespace quon::world

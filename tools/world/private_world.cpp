@@ -38,7 +38,7 @@ void write_text(const char* path, const std::string& text) {
     require(written, path);
 }
 
-// As root directly, otherwise inside a user namespace where this user is root.
+// Directly as root, otherwise in a user namespace in which this user is root.
 void leave_the_machine() {
     if (unshare(CLONE_NEWNET | CLONE_NEWNS) == 0) {
         return;
@@ -105,14 +105,14 @@ void link_entry(const std::string& name) {
     const std::string machine = std::string(kMachineFolder) + "/" + name;
     std::error_code error;
     if (fs::is_symlink(machine)) {
-        fs::copy_symlink(machine, own, error);  // as it stands: it may be relative
+        fs::copy_symlink(machine, own, error);  // unchanged: it may be relative
     } else {
         fs::create_symlink(machine, own, error);
     }
 }
 
-// For a machine whose /etc/resolv.conf is missing or points nowhere, so that nothing can be mounted
-// over it: a private /etc that refers to the machine's.
+// For a machine whose /etc/resolv.conf is missing or a dangling link, over which nothing can be
+// mounted: a private /etc that refers to the machine's.
 void make_private_etc() {
     constexpr char kAside[] = "/tmp/.etc";
     require(mkdir(kAside, 0700) == 0, kAside);
@@ -137,7 +137,7 @@ void make_private_resolver_file() {
         make_private_etc();
         return;
     }
-    // On a file system of its own that no path leads to: the file stays alive through the mount.
+    // On a file system without a path: the mount keeps the file alive.
     constexpr char kEmptyFile[] = "/tmp/.resolv.conf";
     const int file = open(kEmptyFile, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0644);
     require(file >= 0 && fchmod(file, 0644) == 0, kEmptyFile);
