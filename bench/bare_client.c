@@ -1,5 +1,5 @@
-// The least that a client of the daemon is: one record written, one read, in C and with its library
-// alone. Prints the payload's length.
+// The smallest possible client of the daemon: one record written, one read, in C and without any
+// library. Prints the payload's length.
 #include <stdio.h>
 #include <string.h>
 #include <sys/socket.h>

@@ -1,8 +1,8 @@
-// Loads the message bus with method calls, a fixed number of them in flight, and tells what came of
-// it: calls a second, how long each took, what it cost the server in processor time and memory.
+// Loads the message bus with method calls, a fixed number of them in flight, and reports calls per
+// second, the time of each, and the server's processor time and memory.
 //
-// Unless it is given another, it starts a server of its own on the bus library, with one method
-// that copies the request's payload.
+// Unless another server is given, it starts one on the bus library, with one method that copies the
+// request's payload.
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -43,7 +43,7 @@ constexpr auto kPatience = 20s;  // without any progress
 constexpr auto kRoomBound = 100ms;
 
 struct Options {
-    std::string server;  // bus name; empty: a server of its own
+    std::string server;  // bus name; empty: a server started here
     pid_t pid = 0;       // of that server, to measure it
     std::string member = kMember;
     std::uint32_t connections = 1;
@@ -82,7 +82,7 @@ std::int32_t copy_payload(const std::uint8_t* request, std::int32_t len, std::ui
     }
 }
 
-// Killed, and its socket file removed, with the object.
+// Kills the process and removes its socket file when destroyed.
 class Server {
   public:
     Server(std::string name, std::uint32_t stack) : name_(std::move(name)) {
@@ -156,7 +156,7 @@ class Connection {
     [[nodiscard]] int descriptor() const { return socket_; }
     [[nodiscard]] bool may_send() const { return !free_.empty(); }
 
-    // As many requests as there are free slots, room in the socket and calls left.
+    // Sends as many requests as there are free slots, room in the socket and calls left.
     void send_requests(std::uint32_t& left) {
         while (left > 0 && !free_.empty()) {
             request_.id = free_.back();
@@ -175,7 +175,7 @@ class Connection {
         }
     }
 
-    // A request for each result that has come; the time of each call is added to `times`.
+    // Sends a request for each result that has arrived; adds each call's time to `times`.
     void exchange(bench::Times& times, std::uint32_t& left) {
         send_requests(left);
         while (take_result(times)) {
@@ -184,7 +184,7 @@ class Connection {
     }
 
   private:
-    // False: none has come whole.
+    // False: no complete result yet.
     bool take_result(bench::Times& times) {
         auto* bytes = reinterpret_cast<std::uint8_t*>(&result_);
         const ssize_t got = recv(socket_, bytes + filled_, sizeof(result_) - filled_, MSG_DONTWAIT);
@@ -224,7 +224,7 @@ class Load {
         }
     }
 
-    // Makes that many calls; how long each took, in the order of their ends.
+    // Makes that many calls; returns how long each took, in the order in which they ended.
     bench::Times make(std::uint32_t calls) {
         bench::Times times;
         times.reserve(calls);
@@ -242,8 +242,8 @@ class Load {
     }
 
   private:
-    // Nothing is read before all that may be in flight is: the calls are with the server then, not
-    // in front of it. A server that takes no more of them ends this.
+    // Nothing is read until the full number is in flight, so the calls are in the server, not
+    // queued before it. A server that takes no more of them ends this phase.
     static void fill(Connection& connection, std::uint32_t& left) {
         pollfd room{connection.descriptor(), POLLOUT, 0};
         do {
@@ -272,7 +272,7 @@ class Load {
 
 nlohmann::json measure(const Options& options, const std::string& server, pid_t pid) {
     Load load(options, server);
-    load.make(std::max(200U, options.calls / 20));  // what is slow at first only
+    load.make(std::max(200U, options.calls / 20));  // warm-up
     const std::chrono::nanoseconds used = processor_time(pid);
     const Clock::time_point start = Clock::now();
     bench::Times times = load.make(options.calls);

@@ -29,7 +29,7 @@ inline long resident_kib(pid_t pid) {
     return resident * sysconf(_SC_PAGESIZE) / 1024;
 }
 
-// Killed and reaped with the object.
+// Killed and reaped when destroyed.
 class Child {
   public:
     Child() = default;
@@ -47,7 +47,7 @@ class Child {
     }
 
     [[nodiscard]] pid_t pid() const { return pid_; }
-    // Its status as waitpid gives it, once it has ended by itself.
+    // Its wait status, once it has ended by itself.
     int wait() {
         int status = 0;
         waitpid(std::exchange(pid_, -1), &status, 0);
@@ -58,7 +58,7 @@ class Child {
     pid_t pid_ = -1;
 };
 
-// Runs a function that does not return in a process of its own.
+// Runs a function that does not return in a child process.
 template <typename Function>
 Child fork_child(const Function& function) {
     const pid_t pid = fork();
@@ -73,8 +73,7 @@ Child fork_child(const Function& function) {
     return Child(pid);
 }
 
-// Starts a program as cheaply as there is a way to. `output` becomes its standard output; -1:
-// nowhere.
+// Starts a program as cheaply as possible. `output` becomes its standard output; -1: /dev/null.
 inline Child spawn(const std::vector<std::string>& command, int output = -1,
                    const std::vector<std::string>& more_environment = {}) {
     std::vector<char*> words;

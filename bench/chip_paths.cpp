@@ -1,5 +1,5 @@
-// What the daemon adds between a peer and the chip. The chip is this program's own, so that what it
-// takes to answer is measured by itself; the daemon is the real one, in a private world.
+// The time that the daemon adds between a peer and the chip. This program plays the chip, so its
+// own response time can be measured separately; the daemon is the real one, in a private world.
 #include <sys/socket.h>
 #include <sys/un.h>
 
@@ -30,7 +30,7 @@ constexpr std::uint8_t kNetType = 0x03;
 // Interface, route and resolver as on a camera at home, state 1.
 constexpr char kNetwork[] =
     "00 01 c0 a8 01 14 ff ff ff 00 c0 a8 01 01 02 00 00 00 00 01 08 08 08 08 00 00 00 00";
-// What the daemon runs for it, in this order.
+// The commands that the daemon runs for it, in order.
 constexpr const char* kNetworkCommands[] = {
     "ifconfig wlan0 down",
     "ifconfig wlan0 hw ether 2:0:0:0:0:1",
@@ -38,7 +38,7 @@ constexpr const char* kNetworkCommands[] = {
     "route add default gw 192.168.1.1 dev wlan0",
     "ifconfig wlan0 up",
 };
-constexpr double kMeanNetworkPauseUs = 5000;  // it looks every 10 ms whether the network is up
+constexpr double kMeanNetworkPauseUs = 5000;  // it checks every 10 ms whether the network is up
 
 struct Options {
     int exchanges = 200;
@@ -55,7 +55,7 @@ double median_call(RecordCaller& caller, const std::string& member, int count) {
     return median(times);
 }
 
-// The chip's socket, as the daemon's chip link uses it: whole messages, header included.
+// The chip's socket as the daemon's chip link uses it: whole messages, header included.
 int connect_to_chip() {
     const int chip = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
     const sockaddr_un address = address_of(test::kChipSocket);
@@ -66,7 +66,7 @@ int connect_to_chip() {
     return chip;
 }
 
-// One question and its answer without a daemon: what the chip and the way to it take.
+// One query and its answer without a daemon: the cost of the chip and of the path to it.
 double bare_exchange(int count) {
     const int chip = connect_to_chip();
     Bytes question(16, 0);
@@ -87,8 +87,8 @@ double bare_exchange(int count) {
     return median(times);
 }
 
-// From the frame that leaves the chip to the event in a peer's hands. A question that overtakes the
-// frame comes back empty, and is asked again.
+// From the chip's frame to the event in a peer's hands. A query that overtakes the frame comes back
+// empty and is repeated.
 nlohmann::json event_path(test::ScriptedChip& chip, RecordCaller& caller, int count) {
     Times times;
     int overtaken = 0;
@@ -115,7 +115,7 @@ Clock::duration run_commands() {
     });
 }
 
-// A question that comes while the receive thread sets up the network waits for its end.
+// A query during a network update waits until the receive thread is done.
 nlohmann::json update_delay(test::ScriptedChip& chip, RecordCaller& caller, int count) {
     Times delayed;
     Times commands;
@@ -129,7 +129,7 @@ nlohmann::json update_delay(test::ScriptedChip& chip, RecordCaller& caller, int 
     return {{"delayed_us", median(delayed)}, {"commands_us", median(commands)}};
 }
 
-// Until the snapshot has asked for what the wake-up needs.
+// Until the snapshot has asked for everything that the wake-up needs.
 Clock::duration start_until_asked(test::ScriptedChip& chip,
                                   std::optional<test::DaemonProcess>& daemon) {
     const std::size_t before = chip.count(0x93);
@@ -141,8 +141,8 @@ Clock::duration start_until_asked(test::ScriptedChip& chip,
     });
 }
 
-// The chip says that the server woke the camera, and the network comes up when the daemon has asked
-// for everything: from exec to the connection at the server.
+// The chip reports that the server woke the camera, and the network comes up once the daemon has
+// made all its queries: from exec to the connection at the server.
 nlohmann::json wake_up(test::ScriptedChip& chip, int count) {
     Times whole;
     Times starts;

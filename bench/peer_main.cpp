@@ -1,4 +1,4 @@
-// Round trips of one caller, or records one way, over the bus that this program is linked with.
+// Round trips of one caller, or one-way records, over the bus that this program is linked with.
 #include <poll.h>
 #include <sched.h>
 #include <sys/mman.h>
@@ -82,7 +82,7 @@ Child start_server(Peer& peer, bool pauses, std::atomic<std::uint64_t>& received
     return server;
 }
 
-// Both sides on the core on which this runs.
+// Pins both sides to the current core.
 void stay_on_one_core() {
     cpu_set_t one;
     CPU_ZERO(&one);
@@ -131,7 +131,8 @@ nlohmann::json measure(const Options& options) {
     if (options.one_core) {
         stay_on_one_core();
     }
-    // The server outlives the caller, whose library would say on standard output that it has gone.
+    // The server outlives the caller, whose library would otherwise report its end on standard
+    // output.
     Child server;
     const std::unique_ptr<Peer> peer = make_peer(options.variant, folder.path());
     std::atomic<std::uint64_t>& received = shared_counter();

@@ -1,4 +1,4 @@
-// What the pieces cost by themselves, through their headers.
+// The cost of the individual pieces, measured through their headers.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <pthread.h>
@@ -44,7 +44,7 @@ void log_line_on(benchmark::State& state) {
 }
 BENCHMARK(log_line_on);
 
-// As the driver dumps a frame, of as many bytes as the argument says.
+// Like the driver's dump of a frame; the argument is its size.
 void hex_dump_on(benchmark::State& state) {
     const std::array<std::uint8_t, 384> bytes{};
     set_level(QN_LOG_DEBUG);
@@ -76,7 +76,7 @@ void queue_push_pop(benchmark::State& state) {
 }
 BENCHMARK(queue_push_pop);
 
-// A frame with a payload of as many bytes as the argument says.
+// A frame with a payload of the given size.
 void decode_frame(benchmark::State& state) {
     std::array<std::uint8_t, 389> frame{0x84};
     const auto size = static_cast<std::uint16_t>(state.range(0));
@@ -92,7 +92,7 @@ void* do_nothing(void* /*unused*/) {
     return nullptr;
 }
 
-// As the bus makes one for a message, up to its end.
+// As the bus makes one for a message, including its end.
 void thread_start_and_end(benchmark::State& state) {
     pthread_attr_t small;
     pthread_attr_init(&small);
@@ -108,7 +108,7 @@ void thread_start_and_end(benchmark::State& state) {
 }
 BENCHMARK(thread_start_and_end)->UseRealTime();
 
-// What the pieces print goes nowhere; the report goes where the caller wants it.
+// Output of the pieces is discarded; the report goes where the caller wants it.
 int keep_report_apart() {
     const int report = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
     const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);

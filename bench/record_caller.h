@@ -51,7 +51,7 @@ class RecordCaller {
     [[nodiscard]] const DbusMsg& result() const { return result_; }
 
   private:
-    // A payload above a record's room is cut.
+    // A payload longer than a record's data is cut.
     void write_record(std::uint32_t type, const std::string& member,
                       std::span<const std::uint8_t> payload) {
         request_.id++;

@@ -1,5 +1,5 @@
-// How each measuring program ends: one line of JSON on standard output, or a text on standard error
-// and status 1.
+// The end of each measuring program: one line of JSON on standard output, or a message on standard
+// error and status 1.
 #pragma once
 
 #include <exception>

@@ -1,5 +1,5 @@
-// The service alone, as a program: what starts beside dbus-daemon where this project has a daemon.
-// Writes one byte on standard output once it can be called.
+// The service as a program of its own, the counterpart of this project's daemon next to
+// dbus-daemon. Writes one byte to standard output once it can be called.
 #include <unistd.h>
 
 #include <cstdio>

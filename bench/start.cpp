@@ -1,5 +1,5 @@
-// From exec to the first moment at which a peer can connect, to the first answered call, and the
-// memory that stands then: this project's daemon beside dbus-daemon with one service, by turns.
+// The time from exec until a peer can connect and until the first answered call, and the memory
+// then: this project's daemon and dbus-daemon with one service, alternating.
 #include <poll.h>
 
 #include <CLI/CLI.hpp>

@@ -1,4 +1,4 @@
-// What the measuring programs share: the clock and what is made of many times.
+// Shared by the measuring programs: the clock and the statistics of many times.
 #pragma once
 
 #include <algorithm>
@@ -15,7 +15,7 @@ inline double microseconds(Clock::duration time) {
     return std::chrono::duration<double, std::micro>(time).count();
 }
 
-// Of sorted times, in microseconds; `share` is 0 to 1. There must be one time at least.
+// Of sorted times, in microseconds; `share` is 0 to 1. There must be at least one time.
 inline double percentile(const Times& sorted, double share) {
     const auto at = static_cast<std::size_t>(share * static_cast<double>(sorted.size() - 1));
     return microseconds(sorted[at]);

@@ -1,9 +1,10 @@
-// Prints the chip's events as they come, a line of 33 bytes in hexadecimal each.
+// Prints the chip's events as they arrive, each as a line of 33 bytes in hexadecimal.
 //
 //   follow_events [COUNT]      ends after COUNT events, otherwise with Ctrl-C or SIGTERM
-// An event goes to whoever asks first, and the daemon keeps the oldest ten that nobody asked for.
 //
-// Exit status: 0 ended as asked; 1 failed. Needs nothing of the C++ library at run time.
+// An event goes to the first program that asks, and the daemon keeps the oldest ten.
+//
+// Exit status: 0 ended as requested; 1 failed. Needs no C++ library at run time.
 #include <quon_mcu_client.h>
 #include <signal.h>
 #include <stdio.h>

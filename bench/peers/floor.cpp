@@ -1,5 +1,5 @@
-// The least that records of this size cost: one socket, one loop that reads and writes them, and
-// for records one way a thread for each. Nothing is looked up, locked or copied.
+// The minimum cost of records of this size: one socket, one loop that reads and writes them, and
+// for one-way records a thread for each. Nothing is looked up, locked or copied.
 #include <pthread.h>
 
 #include <stdexcept>

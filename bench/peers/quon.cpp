@@ -33,7 +33,7 @@ class Bus : public Peer {
     Bus() : name_("quon.bench." + std::to_string(getpid())) {}
     ~Bus() override { unlink(path().c_str()); }
 
-    // The pause is the bus's own, wanted or not.
+    // The bus always pauses.
     void serve(bool /*pauses*/, std::atomic<std::uint64_t>& received,
                const std::function<void()>& ready) override {
         counter = &received;

@@ -1,5 +1,5 @@
-// The service that stands for this project's daemon behind the other bus: one method that copies
-// its array of bytes, one that counts without an answer.
+// The counterpart of this project's daemon on the other bus: one method that copies its array of
+// bytes, and one that counts without an answer.
 #pragma once
 
 #include <systemd/sd-bus.h>
@@ -30,7 +30,8 @@ struct SdBusService {
     std::atomic<std::uint64_t>* received = nullptr;
 };
 
-// Serves a connection until its end. `named`: on a bus, under kBusName; otherwise a peer's own.
+// Serves a connection until it ends. `named`: on a bus, under kBusName; otherwise directly to a
+// peer.
 void serve_sdbus(sd_bus* bus, SdBusService& service, bool named,
                  const std::function<void()>& ready);
 

@@ -33,8 +33,8 @@ std::string write_configuration(const std::string& folder, const std::string& so
     return path;
 }
 
-// The launcher wants the system's journal: in a /run of this process's own there is a socket of its
-// name, which nobody reads.
+// The launcher requires the system's journal: a private /run has a socket of that name, which
+// nobody reads.
 void stand_in_for_the_system() {
     if (unshare(CLONE_NEWNS) != 0 ||
         mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
@@ -75,7 +75,7 @@ Child start_dbus_broker(const std::string& folder, const std::string& socket_pat
     Child launcher = fork_child([&] {
         pass_listener(listener);
         stand_in_for_the_system();
-        // The bus that would start services on demand: none is, so its own will do.
+        // The bus that would start services on demand: there are none, so the bus itself will do.
         setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + socket_path).c_str(), 1);
         execlp("dbus-broker-launch", "dbus-broker-launch", "--scope", "user", "--config-file",
                configuration.c_str(), nullptr);

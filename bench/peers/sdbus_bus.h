@@ -1,4 +1,4 @@
-// A bus of its own for the other side of a comparison, which listens at a socket's path.
+// A private bus for the other side of a comparison, listening at a socket's path.
 #pragma once
 
 #include <string>
@@ -7,9 +7,9 @@
 
 namespace quon::bench {
 
-// dbus-daemon, at once; it listens some milliseconds later.
+// Starts dbus-daemon; it listens some milliseconds later.
 Child start_dbus_daemon(const std::string& folder, const std::string& socket_path);
-// dbus-broker with its launcher, on a socket that listens already.
+// Starts dbus-broker with its launcher, on a socket that is already listening.
 Child start_dbus_broker(const std::string& folder, const std::string& socket_path);
 
 }  // namespace quon::bench

@@ -119,7 +119,7 @@ typedef struct quon_mcu_time {
 
 // set.led (request), set.pir.switch (request), set.pir.sensitivity (request), set.system.state (request), set.wdg.state (request), set.uart.switch (request), set.tamper.info (request); 1 bytes on the bus.
 typedef struct quon_mcu_value {
-    uint8_t value;  // the value, handed to the chip as it stands
+    uint8_t value;  // the value, passed to the chip unchanged
 } quon_mcu_value;
 
 // get.battery.status (reply); 5 bytes on the bus.
@@ -183,7 +183,7 @@ typedef struct quon_mcu_wifi_extended_info {
 
 // get.wifi.scanf.info (request); 1 bytes on the bus.
 typedef struct quon_mcu_selector {
-    uint8_t selector;  // which scan information, handed to the chip as it stands
+    uint8_t selector;  // which scan information, passed to the chip unchanged
 } quon_mcu_selector;
 
 // get.wifi.scanf.info (reply); 241 bytes on the bus.
@@ -202,8 +202,8 @@ typedef struct quon_mcu_event_info {
 
 // upg.start (request); 5 bytes on the bus.
 typedef struct quon_mcu_upg_start {
-    uint8_t  first;   // first value, handed to the chip as it stands
-    uint32_t second;  // second value, handed to the chip as it stands
+    uint8_t  first;   // first value, passed to the chip unchanged
+    uint32_t second;  // second value, passed to the chip unchanged
 } quon_mcu_upg_start;
 
 // upg.start (reply), upg.transmit (reply), upg.finish (reply); 4 bytes on the bus.
@@ -213,10 +213,10 @@ typedef struct quon_mcu_zero_word {
 
 // upg.transmit (request); 265 bytes on the bus.
 typedef struct quon_mcu_upg_block {
-    uint32_t word;       // handed to the chip as it stands
+    uint32_t word;       // passed to the chip unchanged
     uint32_t length;     // data bytes of this block, at most 256, B
     uint8_t  data[256];  // piece of the image
-    uint8_t  tail;       // handed to the chip as it stands
+    uint8_t  tail;       // passed to the chip unchanged
 } quon_mcu_upg_block;
 
 // set.store.params (request), get.store.params (reply); 48 bytes on the bus.

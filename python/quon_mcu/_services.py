@@ -234,7 +234,7 @@ class Time:
 class Value:
     """set.led (request), set.pir.switch (request), set.pir.sensitivity (request), set.system.state (request), set.wdg.state (request), set.uart.switch (request), set.tamper.info (request); 1 bytes on the bus."""
 
-    #: the value, handed to the chip as it stands
+    #: the value, passed to the chip unchanged
     value: int = 0
     LAYOUT: ClassVar[Layout] = Layout(
         "value", 1, 1, 0,
@@ -366,7 +366,7 @@ class WifiExtendedInfo:
 class Selector:
     """get.wifi.scanf.info (request); 1 bytes on the bus."""
 
-    #: which scan information, handed to the chip as it stands
+    #: which scan information, passed to the chip unchanged
     selector: int = 0
     LAYOUT: ClassVar[Layout] = Layout(
         "selector", 1, 1, 0,
@@ -411,9 +411,9 @@ class EventInfo:
 class UpgStart:
     """upg.start (request); 5 bytes on the bus."""
 
-    #: first value, handed to the chip as it stands
+    #: first value, passed to the chip unchanged
     first: int = 0
-    #: second value, handed to the chip as it stands
+    #: second value, passed to the chip unchanged
     second: int = 0
     LAYOUT: ClassVar[Layout] = Layout(
         "upg_start", 5, 5, 0,
@@ -444,13 +444,13 @@ class ZeroWord:
 class UpgBlock:
     """upg.transmit (request); 265 bytes on the bus."""
 
-    #: handed to the chip as it stands
+    #: passed to the chip unchanged
     word: int = 0
     #: data bytes of this block, at most 256, B
     length: int = 0
     #: piece of the image
     data: bytes = bytes(256)
-    #: handed to the chip as it stands
+    #: passed to the chip unchanged
     tail: int = 0
     LAYOUT: ClassVar[Layout] = Layout(
         "upg_block", 265, 265, 0,

@@ -1,4 +1,4 @@
-// The checks on the board that a shell script would be too slow or too coarse for.
+// Checks on the board for which a shell script would be too slow or too coarse.
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>

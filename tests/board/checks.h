@@ -1,16 +1,16 @@
-// What the board checks with a program instead of the shell. Each function prints one line a check,
-// "ok ..." or "FAIL ...", and returns how many failed.
+// Checks on the board that need a program instead of the shell. Each function prints one line per
+// check, "ok ..." or "FAIL ...", and returns the number of failures.
 #pragma once
 
 namespace quon::board {
 
-// Every service once: each method's result is the expected one, each chip message that a service
-// causes arrives at the chip.
+// Uses every service once: each method must give the expected result, and each chip message that a
+// service causes must arrive at the chip.
 int check_every_service();
 
-// `count` peers with one request each, all of them unanswered at the same moment, because the chip
-// holds back the first answer. All get their own result. `daemon_pid`: prints the daemon's figures
-// at that moment too; 0: none.
+// `count` peers with one request each, all unanswered at the same moment because the chip delays
+// the first answer. All must get their own result. `daemon_pid`: also prints the daemon's figures
+// at that moment; 0: none.
 int check_requests_in_flight(int count, int daemon_pid);
 
 // The chip raises `count` events as fast as it can.
@@ -19,11 +19,11 @@ int flood_with_events(int count);
 // Figures of an idle daemon, with its wake-ups a second counted over `seconds`.
 int print_idle_figures(int daemon_pid, int seconds);
 
-// The processor time that the daemon took so far, right after its start, in microseconds and in
-// times of a fixed loop.
+// The processor time that the daemon has used right after its start, in microseconds and in
+// multiples of a fixed loop.
 int print_cost_of_start(int daemon_pid);
 
-// Likewise of one call, of the chip exchange within one, and of a line of the log.
+// The same for one call, for the chip exchange within one, and for a line of the log.
 int print_costs(int daemon_pid);
 
 }  // namespace quon::board

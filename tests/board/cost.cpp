@@ -14,8 +14,7 @@ namespace {
 constexpr int kCalls = 200;
 constexpr uint32_t kLoopSteps = 1'000'000;
 
-// Answered from memory; the second with an exchange with the chip; the third with a failure that
-// prints one line.
+// Answered from memory; with a chip exchange; with a failure that prints one line.
 constexpr char kPlain[] = "method.quon.mcu.get.allwakeup.info";
 constexpr char kExchange[] = "method.quon.mcu.get.time";
 constexpr char kLogged[] = "method.quon.mcu.get.log.profile";
@@ -28,7 +27,7 @@ double microseconds_of(clockid_t clock) {
     return static_cast<double>(used.tv_sec) * 1e6 + static_cast<double>(used.tv_nsec) / 1e3;
 }
 
-// The yardstick: what the same board takes at the same time for a loop that never changes.
+// The yardstick: the time that the same board takes for a loop that never changes.
 double loop_time() {
     const double before = microseconds_of(CLOCK_PROCESS_CPUTIME_ID);
     volatile uint32_t value = 1;
@@ -61,7 +60,7 @@ int print_costs(int daemon_pid) {
         throw std::runtime_error("there is no such daemon");
     }
     const BusPeer peer;
-    // The start is over when a question to the chip is answered.
+    // The start is over when a query to the chip has been answered.
     time_of_call(peer, daemon, kExchange);
     const double plain = time_of_call(peer, daemon, kPlain);
     const double exchange = time_of_call(peer, daemon, kExchange) - plain;

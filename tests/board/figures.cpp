@@ -10,8 +10,8 @@ namespace quon::board {
 
 namespace {
 
-// The numbers of a file of lines "NAME:  NUMBER kB", by name. Read at once, because the file is
-// made anew for each reader.
+// The numbers of a file with lines "NAME:  NUMBER kB", by name. Read in one go, because the file is
+// generated for each reader.
 std::map<std::string, long> numbers_in(const std::filesystem::path& file) {
     std::ifstream stream(file);
     std::map<std::string, long> numbers;

@@ -14,12 +14,12 @@ namespace quon::board {
 namespace {
 
 // The first request holds the driver's request lock until its answer comes, late but in time; the
-// others queue behind it.
+// others queue up for it.
 constexpr char kFirst[] = "method.quon.mcu.get.wakeup.info";
 constexpr char kOthers[] = "method.quon.mcu.get.time";
 constexpr char kHoldBack[] = "fault get_wakeup_info delay 1700";
 
-// Beside the peers' threads the daemon has its own: main, bus, channel and hand-off.
+// In addition to the peers' threads, the daemon's own: main, bus, channel and hand-off.
 constexpr int kOwnThreads = 4;
 
 bool all_arrived(int pid, int count) {
@@ -52,7 +52,7 @@ void report(const char* state, const Figures& figures) {
 
 }  // namespace
 
-// Only when the chip has the first one is it certain that the others queue behind it.
+// The others are certain to wait only once the chip has the first request.
 bool send_all(const std::vector<BusPeer>& peers) {
     const bool held_back = chip_control("forget") && chip_control(kHoldBack);
     peers.front().send(DBUS_TYPE_METHOD, kFirst, {}, 1);

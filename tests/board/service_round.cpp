@@ -36,7 +36,7 @@ Bytes upgrade_block_of_one_byte() {
     return block;
 }
 
-// Services whose request must mean something, or whose result is no fixed length. "false" ends with
+// Services whose request must be meaningful, or whose result has no fixed length. "false" ends with
 // status 1, which is the wait status 256.
 const Special kSpecials[] = {
     {"method.quon.mcu.get.ver", {}, kAnyText},
@@ -95,7 +95,7 @@ std::string use(const BusPeer& peer, const ExpectedService& service) {
     return fault;
 }
 
-// The event service has a result only while an event waits.
+// The event service has a result only while an event is queued.
 bool raise_event(const BusPeer& peer) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatienceMs);
     chip_control("event raw 01 00");
@@ -124,7 +124,7 @@ int check_every_service() {
     return failures;
 }
 
-// All commands are on their way before the first answer is read.
+// All commands are sent before the first answer is read.
 int flood_with_events(int count) {
     ChipControl chip;
     for (int event = 0; event < count; event++) {

@@ -1,4 +1,4 @@
-// The two sockets that a check on the board talks to: the daemon's bus and the chip's control.
+// The two sockets used by checks on the board: the daemon's bus and the chip's control socket.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@ using Bytes = std::vector<uint8_t>;
 
 inline constexpr int kPatienceMs = 30000;  // an emulated board on a busy machine is slow
 
-// Connected to a Unix stream socket. Throws std::runtime_error when nobody listens there.
+// Connects to a Unix stream socket. Throws std::runtime_error if nobody is listening.
 class Connection {
   public:
     explicit Connection(const std::string& path);
@@ -26,7 +26,8 @@ class Connection {
     Connection& operator=(Connection&&) = delete;
 
     void write_all(const void* data, size_t size) const;
-    // What one read gives, at most `size`; 0 when nothing came in time or the stream has ended.
+    // The result of one read, at most `size` bytes; 0 if nothing came in time or the stream has
+    // ended.
     size_t read_some(void* data, size_t size) const;
 
   private:
@@ -38,7 +39,7 @@ class BusPeer {
   public:
     BusPeer();
     void send(uint32_t type, std::string_view name, const Bytes& request, uint32_t id) const;
-    // The next result, or nothing when none came in time.
+    // The next result, or nothing if none came in time.
     [[nodiscard]] std::optional<DbusMsg> receive() const;
     // One request and its result.
     [[nodiscard]] std::optional<DbusMsg> call(std::string_view name, const Bytes& request) const;
@@ -60,7 +61,7 @@ class ChipControl {
     std::string unread_;
 };
 
-// One command over a connection of its own.
+// Sends one command over its own connection.
 bool chip_control(const std::string& words);
 
 }  // namespace quon::board

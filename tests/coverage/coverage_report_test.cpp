@@ -1,4 +1,4 @@
-// What scripts/coverage makes of gcovr's counts and of the list of lines that no test reaches.
+// How scripts/coverage combines gcovr's counts with the list of lines that no test reaches.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

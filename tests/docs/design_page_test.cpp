@@ -1,4 +1,4 @@
-// docs/DESIGN.md names files and functions: they must be there under these names.
+// docs/DESIGN.md names files and functions: they must exist under these names.
 
 #include <gtest/gtest.h>
 

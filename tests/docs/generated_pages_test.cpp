@@ -1,4 +1,4 @@
-// What is generated in docs/ is what its sources give, and a stale page is noticed.
+// The generated parts of docs/ match their sources, and an outdated page is detected.
 #include <gtest/gtest.h>
 
 #include <filesystem>

@@ -1,4 +1,4 @@
-// docs/messages.md has every message of the sources, with its level, and no other.
+// docs/messages.md has every message of the sources, with its level, and no others.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -29,7 +29,7 @@ std::string without_comments(const std::string& text) {
     return std::regex_replace(text, kComment, "$1");
 }
 
-// Macros are looked at where they are used.
+// Macros are examined where they are used.
 std::string without_definitions(const std::string& text) {
     static const std::regex kDefinition(R"(\n *#define (?:[^\\\n]|\\\n|\\.)*)");
     return std::regex_replace(text, kDefinition, "");
@@ -79,7 +79,7 @@ std::string text_of(const std::string& source, const std::string& argument) {
     return text;
 }
 
-// A way to log or print: which argument is the text, which the level, and what stands around it.
+// A way to log or print: which argument is the text, which the level, and the surrounding syntax.
 struct outlet {
     const char* name;
     size_t text;
@@ -118,7 +118,7 @@ std::string level_of(const outlet& way, const word_list& arguments) {
     return found == kLevels.end() ? "unknown level " + word : found->second;
 }
 
-// Texts that stand for those of a table: "%s" for the signals, "[%s] failed" for the reasons.
+// Texts that represent those of a table: "%s" for the signals, "[%s] failed" for the reasons.
 bool is_filled_from_table(const std::string& text) {
     return text == "%s" || text == R"([%s] failed\n)";
 }
@@ -144,7 +144,7 @@ void add_calls(const std::string& name, const std::string& source, const std::st
     }
 }
 
-// The texts that tables hold: of the signals, and of the handlers' rows.
+// The texts in tables: of the signals, and of the handlers' rows.
 void add_tables(const std::string& name, const std::string& source, message_set& found) {
     const std::regex signal_row(R"re(\{SIG[A-Z]+, "([A-Z]+\\n)"\})re");
     for (auto each = std::sregex_iterator(source.begin(), source.end(), signal_row);
@@ -203,7 +203,7 @@ std::vector<word_list> rows_of_page() {
     std::istringstream page(content_of(fs::path(QUON_SOURCE_FOLDER) / "docs/messages.md"));
     for (std::string line; std::getline(page, line);) {
         if (line.starts_with("| `")) {
-            // A text may begin or end with a blank, which belongs to it.
+            // A blank at the beginning or end belongs to the text.
             const size_t end = line.find('`', 3);
             word_list cells = cells_of(line.substr(end + 1).substr(1));
             cells.insert(cells.begin(), line.substr(3, end - 3));

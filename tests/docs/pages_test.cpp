@@ -1,7 +1,7 @@
-// Every page of the tree: its links lead somewhere, and the commands that it shows print what it
-// says. A block that begins with ```console is run: lines with "$ " are commands of a shell in the
-// top folder, those below are what is printed. Three dots are any text, alone on a line any lines.
-// Colours, and the line that says which world was made, are left out.
+// Every page of the tree: its links work, and the commands that it shows print what it says. A
+// block that begins with ```console is run: lines with "$ " are shell commands in the top folder,
+// those below are their output. Three dots match any text; on a line of their own, any lines.
+// Colours, and the line that names the kind of world, are ignored.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -48,7 +48,7 @@ std::vector<fs::path> pages() {
 
 // --- links
 
-// The heading as the part of an address that names it.
+// The part of an address that refers to a heading.
 std::string anchor_of(const std::string& heading) {
     std::string anchor;
     for (const char c : heading.substr(heading.find_first_not_of("# "))) {
@@ -72,7 +72,7 @@ std::set<std::string> anchors_of(const fs::path& page) {
     return anchors;
 }
 
-// What is wrong with a link of a page; empty when nothing is.
+// What is wrong with a link of a page; empty if nothing.
 std::string fault_of(const fs::path& page, const std::string& link) {
     const std::size_t hash = link.find('#');
     const fs::path target =
@@ -166,7 +166,7 @@ std::vector<Session> all_sessions() {
     return all;
 }
 
-// Whether a line is what is expected, whose dots are any text.
+// Whether a line matches the expected one, whose dots match any text.
 bool fits_line(const std::string& expected, const std::string& line) {
     std::size_t at = 0;
     std::size_t from = 0;
@@ -306,7 +306,7 @@ TEST(ThePictureOfThreads, HasEachLockOfTheDesignPage) {
             continue;
         }
         const std::string lock = line.substr(2, line.find(" |", 2) - 2);
-        if (lock != "example lock") {  // of a daemon that is built for another chip
+        if (lock != "example lock") {  // of a daemon built for another chip
             EXPECT_NE(picture.find("\"" + lock + "\""), std::string::npos) << lock;
             locks++;
         }

@@ -1,4 +1,4 @@
-// A folder of a test's own, gone at its end.
+// A temporary folder, removed with the object.
 #pragma once
 
 #include <stdlib.h>

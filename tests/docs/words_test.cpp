@@ -1,4 +1,4 @@
-// scripts/lint words: each rule finds a planted line, and leaves alone what only looks like one.
+// scripts/lint words: each rule finds a planted line, and ignores what only resembles one.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -12,7 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A checkout of the scripts and of one file.
+// A checkout with the scripts and one file.
 Result lint_words(const std::string& file, const std::string& text) {
     const ScratchFolder folder;
     fs::copy(fs::path(QUON_SOURCE_FOLDER) / "scripts", folder.path() / "scripts",

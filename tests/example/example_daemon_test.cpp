@@ -1,4 +1,4 @@
-// The daemon with another chip behind its table: the example, which answers from memory.
+// The daemon with another chip's driver: the example, which answers from memory.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

@@ -1,5 +1,5 @@
-// What a server sends to a client of the bus, while calls wait for their results and while none
-// does: the method thread is the real one, and goes on in step with the caller.
+// Data that a server sends to a bus client, while calls are pending and while none is: the method
+// thread is the real one, and runs in step with the caller.
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/ioctl.h>
@@ -38,11 +38,11 @@ constexpr std::size_t kMostPieces = 6;
 constexpr std::size_t kHeadSize = offsetof(DbusMsg, result);
 constexpr char kMember[] = "method.quon.mcu.get.time";
 
-// The server's end of the connection. What it is to send stands ready; one read of the client
-// brings one piece.
+// The server's end of the connection. The data to be sent is queued; each read of the client
+// returns one piece.
 class Server {
   public:
-    // From `piece` on: what the server does once the next request has come, or at once.
+    // From `piece` on: what the server does once the next request has arrived, or at once.
     void prepare(Input& input);
     void send_unasked();
     bool accept(int client);
@@ -50,9 +50,9 @@ class Server {
     void leave();
 
     void on_request(const DbusMsg& request);
-    // Before the client reads; true: it is interrupted.
+    // Before the client reads; true: the read is interrupted.
     bool before_read(int client);
-    // Whether the client has read all there is, so that a call waits in vain.
+    // Whether the client has read everything, so that a call waits in vain.
     bool is_idle();
     [[nodiscard]] bool is_client(int fd) const { return fd == client_; }
 
@@ -62,7 +62,7 @@ class Server {
         bool answers = false;  // gets the request's id and name
         bool interrupts = false;
         bool ends = false;
-        bool reads_all = false;  // before it ends: the client sees an end, not a failure
+        bool reads_all = false;  // before the end: the client sees an end, not a failure
     };
     static Piece piece_from(Input& input);
     static bool is_nothing(const Piece& piece) {
@@ -179,7 +179,7 @@ void Server::leave() {
 // With the lock.
 void Server::send_next() {
     if (pieces_.empty()) {
-        is_idle_ = end_ >= 0;  // else the client's read ends
+        is_idle_ = end_ >= 0;  // otherwise the client's read ends
         return;
     }
     is_idle_ = false;
@@ -210,7 +210,7 @@ void Server::on_request(const DbusMsg& request) {
                         sizeof(request.name));
         }
     }
-    // The client is in a read already: nothing can interrupt it now.
+    // The client is already reading: nothing can interrupt it now.
     while (!pieces_.empty() && (pieces_.front().interrupts || is_nothing(pieces_.front()))) {
         pieces_.pop_front();
     }
@@ -238,7 +238,7 @@ bool Server::before_read(int client) {
         }
         send_next();
     }
-    errno = 0;  // or an interruption of before counts for the end
+    errno = 0;  // or an earlier interruption would count at the end of the stream
     return false;
 }
 
@@ -341,7 +341,7 @@ int __wrap_connect(int fd, const sockaddr* address, socklen_t size) {
     return server->accept(fd) ? 0 : -1;
 }
 
-// A call whose result will not come is late at once; all others look again often enough.
+// A call whose result will not come times out at once; all others check again often enough.
 int __wrap_pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
                                   const timespec* deadline) {
     if (!is_calling) {

@@ -1,6 +1,6 @@
-// Records and fragments of a bus peer, over the daemon's own services, driver and channel, to a
-// chip that answers what the input says. Each piece of the input is what one read of the server
-// brings.
+// Records and fragments from a bus peer, processed by the daemon's own services, driver and
+// channel, with a chip that answers as the input says. Each piece of the input is what one read of
+// the server returns.
 #include <poll.h>
 #include <pthread.h>
 #include <sys/ioctl.h>
@@ -44,7 +44,7 @@ constexpr std::string_view kOutcomes[] = {
 
 constexpr std::size_t kMostPieces = 24;
 constexpr int kMostWaits = 64;
-constexpr int kLeastRoom = 4096;  // of a socket, in bytes: too little for a record
+constexpr int kLeastRoom = 4096;  // bytes in a socket: too little for a record
 constexpr char kPeerName[] = "a.peer";
 
 struct Piece {
@@ -52,7 +52,7 @@ struct Piece {
     bool interruption = false;
 };
 
-// The peer, and what the server makes of it. Reads of the server's end go through on_read.
+// The peer, and the server's reactions. Reads of the server's end go through on_read.
 class Session {
   public:
     explicit Session(Input& input);
@@ -96,7 +96,7 @@ const char* service_name(std::uint8_t choice) {
     return quon_mcu_bus_services[choice % QUON_MCU_SERVICE_COUNT].name;
 }
 
-// A name that need not end within its field.
+// A name that may lack a terminator.
 void put_name(char* field, const Bytes& name) {
     put(field, DBUS_NAME_SIZE, name);
 }
@@ -137,7 +137,8 @@ Piece Session::record_from(Input& input, std::uint8_t id) const {
     return {bytes_of(record)};
 }
 
-// A record is whole, cut in two or followed by an interruption; or the bytes are no record.
+// A record that is whole, cut in two or followed by an interruption; or bytes that are not a
+// record.
 void Session::take_pieces(Input& input) {
     for (std::uint8_t id = 0; !input.empty() && pieces_.size() < kMostPieces; id++) {
         const std::uint8_t kind = input.byte() % 8;
@@ -183,7 +184,7 @@ Session::Session(Input& input) {
     take_pieces(input);
 }
 
-// What the next read is to find, or the end of the stream.
+// What the next read will find, or the end of the stream.
 void Session::before_read(int fd) {
     if (!is_server(fd) || peer_ < 0) {
         return;
@@ -195,7 +196,7 @@ void Session::before_read(int fd) {
     }
     if (pieces_.empty()) {
         shutdown(peer_, SHUT_WR);
-        errno = 0;  // or an interruption of before counts for the end
+        errno = 0;  // or an earlier interruption would count at the end of the stream
         return;
     }
     const Bytes bytes = std::move(pieces_.front().bytes);
@@ -223,7 +224,7 @@ bool Session::interrupts(int fd) {
     return true;
 }
 
-// The server waits for the peer: it reads, or goes away in the end.
+// The server waits for the peer, which reads, or finally leaves.
 bool Session::waits_for_room(int fd) {
     if (!is_server(fd)) {
         return false;
@@ -269,8 +270,8 @@ void* run_and_tell(void* start_pointer) {
     return nullptr;
 }
 
-// Without threads the server takes the way that it has for a machine that has none left. Giving
-// memory back takes a thread that waits for calm: there is none of those here.
+// Without threads the server works as on a machine that has none left. Giving memory back needs a
+// thread that waits for calm: there is none here.
 int Session::start_thread(const pthread_attr_t* attributes, void* (*function)(void*),
                           void* argument) {
     if (!with_threads_ || function != Dbus_ReadWrite_Process) {
@@ -294,7 +295,7 @@ void Session::thread_ended() {
     ended_.notify_all();
 }
 
-// The field holds the name as far as it goes, and zeros behind it.
+// The field has as much of the name as fits, followed by zeros.
 bool is_name(const char* field, const char* name) {
     char expected[DBUS_NAME_SIZE] = {};
     std::memcpy(expected, name, strnlen(name, DBUS_NAME_SIZE));
@@ -424,7 +425,7 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                               : __real_pthread_create(thread, attributes, function, argument);
 }
 
-// The registration's socket is not put where others could find it.
+// The registration's socket is not created where others could find it.
 int __wrap_unlink(const char* path) {
     return std::strncmp(path, "/tmp/dbus-", 10) == 0 ? 0 : __real_unlink(path);
 }

@@ -1,4 +1,4 @@
-// Datagrams of the chip, as answers and of its own accord, through the channel and the driver:
+// Datagrams from the chip, as answers and unsolicited, through the channel and the driver:
 // exchanges, events, network updates.
 #include <pthread.h>
 
@@ -128,7 +128,7 @@ void take_event(Input& /*input*/) {
     saw(ops().get_event_info(event.bytes.get()) == 0 ? "an event was taken" : "no event was there");
 }
 
-// Whatever the chip sends of its own accord; commands may fail meanwhile.
+// Anything that the chip sends unasked; commands may fail meanwhile.
 void arrival(Input& input) {
     chip().command_result = input.byte() % 4 == 3 ? -1 : 0;
     chip().deliver(take_datagrams(input));
@@ -181,7 +181,7 @@ extern "C" {
 int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                           void* (*function)(void*), void* argument);
 
-// The receive thread's function runs where the harness wants it.
+// The receive thread's function runs where the harness calls it.
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                           void* (*function)(void*), void* argument) {
     return function == hi_channel_host_thread

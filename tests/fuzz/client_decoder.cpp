@@ -1,5 +1,5 @@
-// Answers of a broken daemon or chip, as every record of the catalog, in all forms that the client
-// shows them in.
+// Answers of a broken daemon or chip, as every record of the catalog, in every form that the client
+// shows.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -31,7 +31,7 @@ void note(const std::vector<catalog::decoded_field>& fields) {
     }
 }
 
-// In every mode of the output.
+// In every output mode.
 void show_answer(const catalog::service& service, byte_view payload, std::uint8_t choice) {
     static const owned_descriptor nowhere(open("/dev/null", O_WRONLY | O_CLOEXEC));
     output out("fuzz", nowhere.get(), nowhere.get());

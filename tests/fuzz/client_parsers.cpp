@@ -1,4 +1,4 @@
-// What people write: numbers, times, addresses, bytes, names and the fields of requests.
+// User input: numbers, times, addresses, bytes, names and the fields of requests.
 #include <functional>
 #include <iterator>
 #include <sstream>
@@ -28,7 +28,7 @@ std::vector<std::string> words_of(const std::string& text) {
     return {std::istream_iterator<std::string>(in), {}};
 }
 
-// A refusal quotes what was given, and costs nothing else.
+// A rejection quotes the input and has no other effect.
 void try_to(std::string_view outcome, std::string_view refusal,
             const std::function<void()>& parse) {
     try {

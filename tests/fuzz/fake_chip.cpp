@@ -25,12 +25,12 @@ constexpr std::size_t kMostDatagrams = 4;
 
 thread_local std::deque<Bytes> incoming;
 
-// A socket of the channel that leads nowhere.
+// A socket for the channel that is not connected to anything.
 int nowhere() {
     return memfd_create("channel", MFD_CLOEXEC);
 }
 
-// The sanitizers look at every byte of it.
+// The sanitizers check every byte of it.
 std::size_t read_all(const char* text) {
     return std::strlen(text);
 }
@@ -224,7 +224,7 @@ int __wrap_pclose(FILE* stream) {
     return fclose(stream);
 }
 
-// The machine's own resolver file stays as it is.
+// The machine's own resolver file is left alone.
 int __wrap_open(const char* path, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);

@@ -1,7 +1,7 @@
-// The kernel's end of the channel, and the machine that the driver's commands change: the real
-// driver over the real channel, both on the caller's thread. What the chip answers to an exchange
-// comes while the driver waits for it. At link time it replaces the calls that kWrapped in
-// CMakeLists.txt lists.
+// The kernel's end of the channel, and the machine that the driver's commands would change: the
+// real driver on the real channel, both on the caller's thread. The chip's answer to an exchange
+// arrives while the driver waits for it. The calls listed as kWrapped in CMakeLists.txt are
+// replaced at link time.
 #pragma once
 
 #include <deque>
@@ -23,10 +23,10 @@ class FakeChip {
     // For the next input: the channel can be opened, nothing is answered, commands succeed.
     void reset();
 
-    // What comes during the exchanges to follow, one element each.
+    // What arrives during the following exchanges, one element each.
     void answer_next(std::vector<Datagram> datagrams);
 
-    // What comes while nobody waits. The channel is open.
+    // What arrives while nobody waits. The channel is open.
     void deliver(std::vector<Datagram> datagrams);
 
     bool opens = true;       // whether the socket can be bound

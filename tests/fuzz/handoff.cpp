@@ -1,6 +1,6 @@
-// Local peers of the hand-off thread and what they ask for, with a network whose connections come
-// up, fail or take long as the input says. The thread is the real one and works in lock step: it
-// goes on when it is to select, and ends with the input.
+// Local peers of the hand-off thread and their requests, with a network whose connections come up,
+// fail or take long as the input says. The thread is the real one and runs in lock step: it
+// continues when it is allowed to select, and ends with the input.
 #include <arpa/inet.h>
 #include <dirent.h>
 #include <fcntl.h>
@@ -50,11 +50,11 @@ constexpr std::string_view kOutcomes[] = {
 };
 
 constexpr int kMostSteps = 64;
-constexpr socklen_t kLongestName = 111;  // what the kernel says of a path of 108 bytes
+constexpr socklen_t kLongestName = 111;  // the kernel's length for a path of 108 bytes
 
 struct World {
     pthread_t thread{};
-    sem_t may_select{};    // posted when the thread may go on
+    sem_t may_select{};    // posted when the thread may continue
     sem_t is_selecting{};  // posted when it is about to select
     bool starts = false;
     bool ends = false;
@@ -97,7 +97,7 @@ void connect_peer() {
     saw("a peer came");
 }
 
-// What the peer has got: eight bytes, the first of them 1, with one descriptor.
+// What the peer must have received: eight bytes, the first of them 1, with one descriptor.
 void receive_all() {
     std::uint8_t data[64];
     alignas(cmsghdr) char control[CMSG_SPACE(4 * sizeof(int))];
@@ -177,8 +177,8 @@ ws_preinit_param start_record(Input& input) {
     return param;
 }
 
-// The thread closes nothing when it ends: intended, it ends with its process. All that it and its
-// peers open are sockets; what else has come meanwhile is the fuzzer's own.
+// The thread closes nothing when it ends: intended, because its process ends too. It and its peers
+// open only sockets; any other new descriptors belong to the fuzzer.
 void close_sockets_above(int first) {
     DIR* const all = opendir("/proc/self/fd");
     require(all != nullptr, "descriptors can be listed");
@@ -263,7 +263,7 @@ int __wrap_unlink(const char* path) {
     return std::strcmp(path, WS_SOCKET_PATH) == 0 ? 0 : __real_unlink(path);
 }
 
-// As the kernel does for a peer that is bound to a path of 108 bytes.
+// As the kernel does for a peer bound to a path of 108 bytes.
 int __wrap_accept4(int fd, sockaddr* address, socklen_t* size, int flags) {
     const socklen_t room = *size;
     const int result = __real_accept4(fd, address, size, flags);

@@ -42,8 +42,8 @@ void require(bool holds, std::string_view what) {
 
 extern "C" {
 
-// The code under test prints a lot, and its programs ignore SIGPIPE: a hand-over to a peer that has
-// just left ends the process else, without a word.
+// The code under test prints a lot, and its programs ignore SIGPIPE: otherwise a hand-over to a
+// peer that has just left would silently end the process.
 int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     (void)std::signal(SIGPIPE, SIG_IGN);
     return std::freopen("/dev/null", "w", stdout) == nullptr ? 1 : 0;

@@ -1,4 +1,4 @@
-// The bytes of one fuzz input, taken from the front. Behind its end everything is zero and empty.
+// The bytes of one fuzz input, consumed from the front. After its end everything is zero and empty.
 #pragma once
 
 #include <algorithm>
@@ -12,7 +12,7 @@ namespace quon::fuzz {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// As many of the bytes as the field has room for.
+// As many of the bytes as fit the field.
 inline void put(void* field, std::size_t room, const Bytes& bytes) {
     std::copy_n(bytes.begin(), std::min(bytes.size(), room), static_cast<std::uint8_t*>(field));
 }
@@ -37,14 +37,14 @@ class Input {
         return value;
     }
 
-    // A copy of at most so many bytes; the allocation ends where they end.
+    // A copy of at most that many bytes; the allocation ends with the last of them.
     Bytes bytes(std::size_t most) {
         const auto piece = rest_.first(std::min(most, rest_.size()));
         rest_ = rest_.subspan(piece.size());
         return {piece.begin(), piece.end()};
     }
 
-    // A length of two bytes, and what it says.
+    // A two-byte length, and that many bytes.
     Bytes piece() { return bytes(number(2)); }
 
     std::string text() {

@@ -1,4 +1,4 @@
-// Log lines and hex dumps of any texts under any profile. What is printed is looked at.
+// Log lines and hex dumps of any text under any profile. The output is checked.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,7 +16,7 @@ constexpr std::string_view kOutcomes[] = {
     "nothing was printed", "a hook was called",
 };
 
-// A length of two bytes, of which most are small, and that many letters; no zero among them.
+// A two-byte length, usually small, and that many letters, none of them zero.
 std::string text_of(Input& input) {
     std::string text = input.text();
     std::ranges::replace(text, '\0', '0');
@@ -46,7 +46,7 @@ void set_profile(Input& input) {
     QnLogSetProfile(profile);
 }
 
-// A text of its own allocation, so that every byte beyond it is noticed.
+// A text in its own allocation, so that every access beyond it is noticed.
 struct Copy {
     explicit Copy(const std::string& text) : letters(strdup(text.c_str())) {}
     ~Copy() { std::free(letters); }

@@ -1,4 +1,4 @@
-// Files of record definitions, and answers that are shown by them.
+// Files of record definitions, and answers shown with them.
 #include <algorithm>
 
 #include "catalog/catalog.h"
@@ -17,7 +17,7 @@ constexpr std::string_view kOutcomes[] = {
     "a record was shown",
 };
 
-// The fields of a defined record lie in order and within it.
+// The fields of a defined record are in order and inside it.
 void check_fields(const catalog::record& what) {
     const std::size_t room = what.entry_size != 0 ? what.entry_size : what.size;
     std::size_t done = 0;

@@ -1,5 +1,5 @@
-// The driver of a harness without libFuzzer: runs the files that it is given, and those of folders,
-// and says what they brought about.
+// The driver for a harness without libFuzzer: runs the given files and those in the given folders,
+// and reports the outcomes.
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>

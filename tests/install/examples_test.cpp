@@ -1,4 +1,4 @@
-// The examples, built and run as their page says from an installation, against the real daemon with
+// The examples, built from an installation and run as their page says, against the real daemon with
 // a chip; and the Python package installed by pip.
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -18,7 +18,7 @@
 namespace quon::test {
 namespace {
 
-// Above the longest time-out of an example.
+// Longer than the longest time-out of an example.
 constexpr std::chrono::milliseconds kLongestRun = 2 * kLongEnough;
 
 ExitStatus exited_with(int code) {
@@ -32,7 +32,7 @@ std::string source_of(const std::string& file) {
 class Examples : public SystemTest {
   protected:
     void SetUp() override {
-        SystemTest::SetUp();  // has a /tmp of its own
+        SystemTest::SetUp();  // has a private /tmp
         installation_.emplace();
     }
     void TearDown() override {
@@ -49,7 +49,7 @@ class Examples : public SystemTest {
     }
     SimulatedChip& simulator() { return *simulator_; }
 
-    // The words that start an example, which is built when it has to be.
+    // The command that starts an example, built first if necessary.
     Words read_battery() { return c_program("read_battery"); }
     Words wake_up() { return c_program("wake_up"); }
     Words follow_events() {
@@ -64,7 +64,7 @@ class Examples : public SystemTest {
         return built(name, c_compiler() + Words{"-std=c99"}, ".c");
     }
 
-    // In one step, with what pkg-config says at the end, as their page shows it.
+    // In one step, with pkg-config's output last, as their page shows it.
     Words built(const std::string& name, const Words& compiler, const std::string& ending) {
         const std::string program = scratch(name);
         if (!file_exists(program)) {
@@ -267,7 +267,7 @@ with quon_mcu.take_socket("127.0.0.1", int(sys.argv[1])) as remote:
 }
 
 TEST_F(Examples, ThePythonPackageCanBeInstalledByPip) {
-    // Reads and writes hundreds of files: slow where many others do.
+    // Reads and writes hundreds of files, which is slow on a busy machine.
     const Result pip =
         run({"/usr/bin/python3", "-m", "pip", "install", "--quiet", "--no-index", "--no-deps",
              "--no-build-isolation", "--no-cache-dir", "--no-compile",

@@ -1,4 +1,4 @@
-// This build, installed into a folder of its own, and what it takes to build programs against it as
+// This build, installed into a temporary folder, and the means to build programs against it as
 // another team would.
 #pragma once
 
@@ -14,7 +14,7 @@ using Words = std::vector<std::string>;
 
 Words operator+(Words left, const Words& right);
 
-// Throws with all that the program said when it fails.
+// Throws, with the program's output, if it fails.
 Result must_run(const Words& command);
 
 class Installation {
@@ -28,7 +28,7 @@ class Installation {
     [[nodiscard]] std::filesystem::path programs() const;
     [[nodiscard]] std::filesystem::path libraries() const;
     [[nodiscard]] std::filesystem::path headers() const;
-    // A place for what is built against it.
+    // A folder for what is built against it.
     [[nodiscard]] std::filesystem::path scratch(const std::string& name) const {
         return top_ / name;
     }
@@ -43,10 +43,10 @@ class Installation {
 Words c_compiler();
 Words cxx_compiler();
 
-// The installed code carries the build's sanitizers, and so must its users.
+// The installed code has the build's sanitizers, so its users need them too.
 Words sanitizer_flags();
 
-// No warning is accepted.
+// Warnings are errors.
 Words strict_flags();
 
 }  // namespace quon::test

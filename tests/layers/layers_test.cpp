@@ -1,5 +1,5 @@
-// The rules of the house: who may include whom, who may name the driver, where conditional code and
-// which parts of the C++ library may stand.
+// Rules of the tree: who may include whom, who may name the driver, and where conditional code and
+// parts of the C++ library may be used.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -24,8 +24,8 @@ struct Folder {
     int height;
 };
 
-// A folder includes its own headers and those of lower folders. Neighbours of one height do not
-// know each other.
+// A folder may include its own headers and those of lower folders, but not those of other folders
+// on the same level.
 constexpr Folder kHouse[] = {
     {"tools/quon_mcu/", 10},
     {"tools/hi3861l_sim/", 10},
@@ -58,7 +58,7 @@ constexpr std::string_view kDriver = "quon_mcu_daemon/hal/hi3861l/";
 constexpr std::string_view kDoorToTheDriver = "quon_mcu_daemon/hal/mcu_ops";
 constexpr std::string_view kPlatform = "common/platform/include/quon_platform.h";
 
-// The parts of the C++ library that need nothing of it at run time.
+// The parts of the C++ library that need nothing from it at run time.
 constexpr std::string_view kHeaderOnly[] = {
     "algorithm", "array",   "atomic",      "bit",    "charconv",    "chrono",  "concepts",
     "cstddef",   "cstdint", "iterator",    "limits", "new",         "numeric", "optional",
@@ -74,7 +74,7 @@ std::string at(const std::string& path, int line, const std::string& what) {
     return path + ":" + std::to_string(line) + ": " + what;
 }
 
-// The house's innermost folder that holds the file; null for a file outside all of them.
+// The innermost listed folder that contains the file; null if there is none.
 const Folder* folder_of(std::string_view path) {
     const Folder* best = nullptr;
     for (const Folder& folder : kHouse) {
@@ -92,8 +92,8 @@ bool is_device_code(std::string_view path) {
 
 struct Edge {
     int line;
-    std::string name;                  // as it is included
-    std::vector<std::string> targets;  // files that it may mean
+    std::string name;                  // as included
+    std::vector<std::string> targets;  // files that it may refer to
 };
 
 std::vector<Edge> edges_of(const SourceTree& tree, const std::string& path) {
@@ -115,7 +115,7 @@ Findings wrong_includes(const SourceTree& tree) {
             continue;
         }
         for (const Edge& edge : edges_of(tree, path)) {
-            // The build makes headers for tools, but none for the device.
+            // The build generates headers for tools, but none for device code.
             if (edge.targets.size() > 1 || (edge.targets.empty() && is_device_code(path))) {
                 findings.push_back(
                     at(path, edge.line, "cannot tell what it includes: " + edge.name));
@@ -131,8 +131,8 @@ Findings wrong_includes(const SourceTree& tree) {
     return findings;
 }
 
-// The include folders of a target decide what its files can include; a name with a path in it would
-// go around them.
+// A target's include folders determine what its files can include; a name with a path in it would
+// bypass them.
 Findings includes_by_path(const SourceTree& tree) {
     Findings findings;
     for (const auto& [path, text] : tree) {
@@ -233,7 +233,7 @@ Findings heavy_library_parts(const SourceTree& tree) {
     return findings;
 }
 
-// One finding a line, so that a failure can be read.
+// One finding per line, for readability.
 std::string list(const Findings& findings) {
     std::string text;
     for (const std::string& finding : findings) {
@@ -273,7 +273,7 @@ TEST(TheTree, TakesOnlyHeaderOnlyPartsOfTheCxxLibraryForTheDevice) {
     EXPECT_EQ(list(heavy_library_parts(the_tree())), "");
 }
 
-// Each rule would notice a fault.
+// Each rule detects a planted fault.
 const SourceTree kPlanted = {
     {"common/log/include/quon_log.h", "#ifndef QUON_LOG_H\n#define QUON_LOG_H\n#endif\n"},
     {"common/log/src/up.cpp", "#include \"quon_queue.h\"\n"},
@@ -351,7 +351,7 @@ TEST(TheSourceReader, TakesRawTextsAway) {
     EXPECT_EQ(includes_of(text)[0].line, 4);
 }
 
-// The folder as docs/pictures/layers.dot has it, which draws common/ as one.
+// The folder as named in docs/pictures/layers.dot, which has common/ as a whole.
 std::string drawn_as(const Folder& folder) {
     return std::string(folder.path.starts_with("common/") ? "common/" : folder.path);
 }
@@ -360,7 +360,7 @@ using Arrows = std::set<std::pair<std::string, std::string>>;
 
 struct Picture {
     std::set<std::string> folders;
-    Arrows includes;  // the full arrows
+    Arrows includes;  // the solid arrows
 };
 
 Picture the_picture() {

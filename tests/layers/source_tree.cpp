@@ -28,7 +28,7 @@ bool is_identifier_char(char c) {
     return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
 }
 
-// Where a raw text that begins at `at` ends; `at` itself where none begins.
+// The end of a raw string that begins at `at`; `at` itself if none does.
 size_t end_of_raw_text(std::string_view text, size_t at) {
     if (text.substr(at, 2) != "R\"" || (at > 0 && is_identifier_char(text[at - 1]))) {
         return at;
@@ -39,7 +39,7 @@ size_t end_of_raw_text(std::string_view text, size_t at) {
     return end == std::string_view::npos ? text.size() : end + close.size();
 }
 
-// Takes comments and raw texts away and keeps the line breaks and the other texts in quotes.
+// Removes comments and raw strings, keeping line breaks and other string literals.
 std::string without_comments(std::string_view text) {
     std::string code;
     enum { kCode, kLineComment, kBlockComment, kText, kCharacter } state = kCode;

@@ -1,4 +1,4 @@
-// The sources as text, and the questions that the rules of the house ask about them.
+// The sources as text, with the queries that the rules need.
 #pragma once
 
 #include <filesystem>
@@ -12,7 +12,7 @@ namespace quon::layers {
 // Path relative to the top folder -> text. Ordered, so that findings are.
 using SourceTree = std::map<std::string, std::string>;
 
-// Every C and C++ file of the named folders. Throws when a folder does not exist or holds none.
+// Every C and C++ file in the named folders. Throws if a folder does not exist or is empty.
 SourceTree read_tree(const std::filesystem::path& top, const std::vector<std::string>& folders);
 
 struct Line {
@@ -20,7 +20,7 @@ struct Line {
     std::string text;  // without comments
 };
 
-// The lines that still say something without their comments.
+// The lines that are not empty without their comments.
 std::vector<Line> code_lines(std::string_view text);
 
 struct Include {
@@ -31,8 +31,8 @@ struct Include {
 
 std::vector<Include> includes_of(std::string_view text);
 
-// The files that a quoted include of `from` may name: the one beside it, else the one under tools/
-// with that path, else all that end so. None for a file that the build makes.
+// The files that a quoted include of `from` may refer to: the one in its folder, otherwise the one
+// under tools/ with that path, otherwise all with that ending. None for a generated file.
 std::vector<std::string> resolve(const SourceTree& tree, const std::string& from,
                                  const std::string& name);
 

@@ -138,23 +138,23 @@ inline constexpr field kShellOutputFields[] = {
     {"output",                0,   0, bytes, "",   {},             "first 4356 bytes of the command's standard output"},
 };
 inline constexpr field kValueFields[] = {
-    {"value",                 0,   1, u8,    "",   {},             "the value, handed to the chip as it stands"},
+    {"value",                 0,   1, u8,    "",   {},             "the value, passed to the chip unchanged"},
 };
 inline constexpr field kSelectorFields[] = {
-    {"selector",              0,   1, u8,    "",   {},             "which scan information, handed to the chip as it stands"},
+    {"selector",              0,   1, u8,    "",   {},             "which scan information, passed to the chip unchanged"},
 };
 inline constexpr field kWdgPeriodFields[] = {
     {"period",                0,   4, u32,   "",   {},             "watchdog period, in the chip's unit"},
 };
 inline constexpr field kUpgStartFields[] = {
-    {"first",                 0,   1, u8,    "",   {},             "first value, handed to the chip as it stands"},
-    {"second",                1,   4, u32,   "",   {},             "second value, handed to the chip as it stands"},
+    {"first",                 0,   1, u8,    "",   {},             "first value, passed to the chip unchanged"},
+    {"second",                1,   4, u32,   "",   {},             "second value, passed to the chip unchanged"},
 };
 inline constexpr field kUpgBlockFields[] = {
-    {"word",                  0,   4, u32,   "",   {},             "handed to the chip as it stands"},
+    {"word",                  0,   4, u32,   "",   {},             "passed to the chip unchanged"},
     {"length",                4,   4, u32,   "B",  {},             "data bytes of this block, at most 256"},
     {"data",                  8, 256, bytes, "",   {},             "piece of the image"},
-    {"tail",                264,   1, u8,    "",   {},             "handed to the chip as it stands"},
+    {"tail",                264,   1, u8,    "",   {},             "passed to the chip unchanged"},
 };
 inline constexpr field kLogProfileRequestFields[] = {
     {"enable",                0,   1, u8,    "",   {},             "not applied by the daemon"},

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0
-// Plays the chip's kernel driver: owns netlink protocol 28 and hands every message between the host
-// (port 1100) and a simulated chip (port 1200), whole and in order. /proc/quon_relay counts them.
+// Plays the chip's kernel driver: owns netlink protocol 28 and passes every message between the
+// host (port 1100) and a simulated chip (port 1200), whole and in order. /proc/quon_relay counts
+// them.
 #include <linux/module.h>
 #include <linux/netlink.h>
 #include <linux/proc_fs.h>
