@@ -1,5 +1,5 @@
-// Whatever program of a script fails, the script fails: each call of a run that goes well fails
-// once in a run of its own.
+// Whichever program of a script fails, the script fails: each call of a successful run fails once,
+// in a run of its own.
 #include <gtest/gtest.h>
 
 #include <regex>
@@ -11,7 +11,7 @@
 namespace quon::test {
 namespace {
 
-// Calls whose failure has another way out, or is the very question that they ask.
+// Calls whose failure has an alternative, or is the question that they ask.
 const std::regex kHarmless(
     "dpkg-query .*|"                       // a package that is not known is installed
     "unshare --(net|user) .*|"             // one of two ways is enough

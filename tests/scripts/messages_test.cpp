@@ -1,4 +1,4 @@
-// What a script says when it cannot go on, and that it says so before it installs anything.
+// What a script prints when it cannot continue, and that it does so before it installs anything.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pwd.h>
@@ -22,12 +22,12 @@ std::string name_of(uid_t user) {
     return entry != nullptr ? entry->pw_name : std::to_string(user);
 }
 
-// Whom the scripts run as when they must not be able to do everything.
+// The user as whom the scripts run when they must not be able to do everything.
 std::string user_name() {
     return name_of(geteuid() == 0 ? 65534 : geteuid());
 }
 
-// Why what these tests have made cannot be written, and what helps.
+// Why the files made by these tests cannot be written, and what helps.
 std::string cause_and_remedy(const std::string& folder) {
     return geteuid() == 0
                ? " (it belongs to root, as after a run with sudo): remove the folder "
@@ -277,7 +277,7 @@ TEST(ACommand, IsGivenToBashByAnotherShell) {
     }
 }
 
-// Its build and its log are this script's own until its tests have ended, and no longer.
+// Its build and its log belong to this script until its tests have ended, and no longer.
 TEST(TwoAtOnce, TakeTurnsInABuildFolder) {
     ScriptTree tree;
     const Result alone = tree.run_script("scripts/test", {.further = {"STUB_LOCKED=yes"}});

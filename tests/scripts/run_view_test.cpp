@@ -25,7 +25,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Everything that a process has started, and what those have.
+// A process's descendants.
 std::vector<pid_t> descendants(pid_t process) {
     std::vector<pid_t> all;
     const std::string text = std::to_string(process);
@@ -53,7 +53,7 @@ bool has_ended(pid_t process) {
     return state.empty() || state.find("\tZ") != std::string::npos;
 }
 
-// Ends a child, unless it has been waited for (-1), and what it had started.
+// Ends a child, unless it has already been waited for (-1), and its descendants.
 void end_with(pid_t child, const std::vector<pid_t>& started) {
     if (child > 0) {
         kill(child, SIGKILL);
@@ -216,7 +216,7 @@ TEST_F(TheView, HasAShellWithProgramsPagesCompletionsAndAPromptOfItsOwn) {
 
 struct TourEnd {
     const char* name;
-    int signal_number;  // 0: nobody reads what it prints
+    int signal_number;  // 0: nobody reads its output
 };
 
 void PrintTo(const TourEnd& row, std::ostream* out) {

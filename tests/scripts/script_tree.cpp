@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 
 const fs::path kTop = QUON_SOURCE_FOLDER;
 
-// What the scripts call, and the shell itself does not do.
+// Programs that the scripts call, other than shell built-ins.
 constexpr const char* kPrograms[] = {"apt-cache",
                                      "apt-config",
                                      "apt-get",
@@ -154,7 +154,7 @@ std::vector<std::string> ScriptTree::command_of(const std::string& line, const S
     std::ofstream(folder_ + "/calls").close();
     fs::permissions(folder_ + "/calls", fs::perms(0666));
     const std::string real_path = "/usr/bin:/bin";
-    // In a session of its own, so that an interruption stays there.
+    // In its own session, so that an interruption stays inside.
     std::vector<std::string> command = {"setsid", "env", "-i"};
     if (setting.as_user && geteuid() == 0) {
         command = {"setsid", "setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",

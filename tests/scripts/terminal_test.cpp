@@ -1,4 +1,4 @@
-// On a terminal a script says how far it has come; elsewhere it names its log alone.
+// On a terminal, a script shows its progress; elsewhere it only names its log.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -49,7 +49,7 @@ INSTANTIATE_TEST_SUITE_P(OfTheReadme, ABuild, testing::Values("scripts/run --dem
                              return std::string(row.index == 0 ? "Demo" : "Test");
                          });
 
-// apt ends well although it was interrupted: nothing is built after it.
+// apt ends with status 0 although it was interrupted: nothing is built after it.
 TEST(AnInterruption, OfTheInstallationEndsTheScript) {
     ScriptTree tree;
     ChildProcess script(

@@ -1,4 +1,5 @@
-// What the code under test prints, taken at descriptor level (so printf, puts and write all count).
+// The output of the code under test, captured at descriptor level (so printf, puts and write all
+// count).
 #pragma once
 
 #include <functional>
@@ -6,8 +7,8 @@
 
 namespace quon::test {
 
-// Redirects a descriptor (1: standard output) from construction to the end of its life. One at a
-// time per descriptor.
+// Redirects a descriptor (1: standard output) during the object's lifetime. One at a time per
+// descriptor.
 class OutputCapture {
   public:
     explicit OutputCapture(int descriptor = 1);
@@ -15,7 +16,7 @@ class OutputCapture {
     OutputCapture(const OutputCapture&) = delete;
     OutputCapture& operator=(const OutputCapture&) = delete;
 
-    // Everything printed so far; flushes stdio first. Other threads may go on printing.
+    // Everything printed so far; flushes stdio first. Other threads may continue to print.
     [[nodiscard]] std::string text() const;
 
   private:
@@ -24,7 +25,7 @@ class OutputCapture {
     int file_;
 };
 
-// What `function` prints on standard output.
+// What `function` prints to standard output.
 std::string captured_output(const std::function<void()>& function);
 
 }  // namespace quon::test

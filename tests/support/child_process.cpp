@@ -25,7 +25,7 @@ namespace quon::test {
 namespace {
 
 constexpr int kPollMs = 10;
-constexpr char kMark = 0x16;  // no program prints it
+constexpr char kMark = 0x16;  // never printed by a program
 
 [[noreturn]] void fail(const char* what) {
     throw std::system_error(errno, std::generic_category(), what);
@@ -44,7 +44,7 @@ Ends make_pipe() {
     return {.parent = ends[0], .child = ends[1]};
 }
 
-// Raw, so that the octets arrive as they were printed.
+// Raw mode, so that the bytes arrive as printed.
 Ends make_terminal() {
     termios mode{};
     cfmakeraw(&mode);
@@ -101,7 +101,7 @@ struct Launch {
     int input;
     int output;
     int errors;
-    int failure;  // written to when the program cannot be executed
+    int failure;  // written to if the program cannot be executed
     pid_t parent;
 };
 
@@ -114,7 +114,7 @@ struct Launch {
     dup2(launch.input, 0);
     dup2(launch.output, 1);
     dup2(launch.errors, 2);
-    close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);  // nothing of this process's own surroundings
+    close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);  // no descriptor of this process is inherited
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -190,8 +190,8 @@ void ChildProcess::start_reader(Stream& stream, int descriptor, int terminal) {
     stream.reader = std::thread([this, &stream] { read_all(stream); });
 }
 
-// Ends at the end of the stream, or when the program has ended and nothing more is there: a
-// grandchild may hold the other end open for longer.
+// Ends at the end of the stream, or when the program has ended and nothing more arrives: a
+// grandchild may keep the other end open for longer.
 void ChildProcess::read_all(Stream& stream) {
     bool open = true;
     while (open) {
@@ -207,7 +207,7 @@ void ChildProcess::read_all(Stream& stream) {
     }
 }
 
-// Reads and stores under the lock, so that a pipe that is empty under the lock is all stored.
+// Reads and stores under the lock: if the pipe is then empty, everything has been stored.
 void ChildProcess::read_once(Stream& stream, bool& open) {
     std::array<char, 4096> block{};
     const std::lock_guard guard(lock_);
@@ -224,8 +224,8 @@ void ChildProcess::read_once(Stream& stream, bool& open) {
     grown_.notify_all();
 }
 
-// What a terminal is given arrives at the other end a little later. A mark that is given to it
-// arrives after everything before it.
+// Text written to a terminal arrives at the other end a little later. A mark written now arrives
+// after everything before it.
 void ChildProcess::catch_up(Stream& stream, std::unique_lock<std::mutex>& guard) const {
     if (!stream.reader.joinable()) {
         return;

@@ -1,4 +1,4 @@
-// Programs that a test starts. They never outlive the test.
+// Programs started by a test. They never outlive the test.
 #pragma once
 
 #include <sys/types.h>
@@ -24,50 +24,51 @@ struct ExitStatus {
     bool operator==(const ExitStatus&) const = default;
 };
 
-// A started program. Its standard output and error are read all the time by a thread, so it is
-// never held up by a full pipe. Killed and reaped at the end of the object's life, and by the
-// kernel when the thread that made it ends. Methods are for one thread.
+// A started program. A thread continuously reads its standard output and error, so a full pipe
+// never blocks it. Killed and reaped when the object is destroyed, and killed by the kernel when
+// the thread that created it ends. The methods are for one thread.
 class ChildProcess {
   public:
     enum class Output { kPipe, kTerminal };  // a terminal: stdio prints each line at once
     struct Options {
         std::vector<std::string> command;  // the first word is looked up in PATH
-        std::vector<std::pair<std::string, std::string>> environment;  // added to this process's
+        std::vector<std::pair<std::string, std::string>>
+            environment;  // in addition to this process's
         Output output = Output::kPipe;
         bool separate_errors = false;  // otherwise standard error joins standard output
-        std::string input;             // the child's standard input, then its end
+        std::string input;             // the child's standard input, followed by its end
     };
 
-    // Throws std::runtime_error when the program cannot be started (execvp included).
+    // Throws std::runtime_error if the program cannot be started (execvp included).
     explicit ChildProcess(const Options& options);
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
     [[nodiscard]] pid_t pid() const { return pid_; }
-    // Everything that was printed before the call.
+    // Everything printed before the call.
     [[nodiscard]] std::string output() const;
     [[nodiscard]] std::string errors() const;  // empty unless separate_errors
 
-    // Waits until the output holds `text` (from octet `from` of the output on).
+    // Waits until the output contains `text` (from byte `from` of the output on).
     bool wait_for_text(const std::string& text, std::size_t from = 0,
                        std::chrono::milliseconds bound = kLongEnough) const;
-    // The first whole line (without its end) that holds `part`.
+    // The first complete line (without its end) that contains `part`.
     std::optional<std::string> wait_for_line(const std::string& part, std::size_t from = 0,
                                              std::chrono::milliseconds bound = kLongEnough) const;
 
-    void send_signal(int signal_number) const;  // nothing once it has ended
-    // The exit status once the program has ended by itself and its output is read to the end.
-    // Nothing when the bound passes first.
+    void send_signal(int signal_number) const;  // does nothing once it has ended
+    // The exit status once the program has ended by itself and its output has been read completely.
+    // Nothing if the time limit passes first.
     std::optional<ExitStatus> wait_exit(std::chrono::milliseconds bound = kLongEnough);
-    // SIGTERM, then SIGKILL when the bound has passed.
+    // SIGTERM, then SIGKILL after the time limit.
     ExitStatus terminate(std::chrono::milliseconds bound = kLongEnough);
     [[nodiscard]] bool running();
 
   private:
     struct Stream {
         int descriptor = -1;
-        int terminal = -1;  // the child's end, when it is a terminal
+        int terminal = -1;  // the child's end, if it is a terminal
         std::size_t marks_written = 0;
         std::size_t marks_read = 0;
         std::string text;
@@ -95,7 +96,7 @@ struct Result {
     std::string err;
 };
 
-// Runs a program to its end. Throws when it has not ended in time.
+// Runs a program until it ends. Throws if it has not ended in time.
 Result run(const std::vector<std::string>& command, const std::string& input = {},
            std::chrono::milliseconds bound = kLongEnough);
 

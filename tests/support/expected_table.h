@@ -1,6 +1,6 @@
-// What the daemon offers on the bus and sends to its chip, typed by hand: the only copy of it in
-// the tests. It includes and computes nothing of the code, so that a slip there cannot change what
-// is expected. Texts of failures stand in expected_texts.h.
+// The services on the bus and the messages to the chip, typed independently: the tests' only copy.
+// It includes and computes nothing from the code, so that an error there cannot change the
+// expectation. The texts of failures are in expected_texts.h.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,7 @@
 
 namespace quon::test {
 
-// How a handler hands its request to its operation.
+// How a handler passes its request to its operation.
 enum class Passed {
     kNothing,
     kByte,  // request byte 0
@@ -25,23 +25,23 @@ enum class Passed {
     kText,  // of a shell command
 };
 
-// Where a reply comes from.
+// The source of a reply.
 enum class Reply {
     kNone,          // a signal's
     kDirect,        // the operation writes into the reply
-    kStaged,        // into a local record, which is copied on success
+    kStaged,        // into a local record, copied on success
     kTextDirect,    // a text, written into the reply
-    kTextStaged,    // a text, by way of a local one
+    kTextStaged,    // a text, through a local one
     kTextOfNumber,  // one digit
     kZeroWord,
     kSnapshot,  // no operation
-    kShell,     // likewise
+    kShell,     // no operation either
 };
 
 enum class NullCheck : bool { kNo, kYes };
 
 inline constexpr int kNoSlot = -1;
-inline constexpr int kAnySize = -1;  // as long as the sender makes it
+inline constexpr int kAnySize = -1;  // chosen by the sender
 
 struct ExpectedService {
     int index;
@@ -64,10 +64,10 @@ struct ExpectedService {
 
 enum class Answer {
     kNone,      // the message is sent without waiting
-    kByLength,  // copied as long as the chip made it
+    kByLength,  // copied by the answer's own length
     kText,
-    kList,     // a count byte, then so many entries
-    kAwaited,  // its bytes go no further
+    kList,     // a count byte, then that many entries
+    kAwaited,  // its bytes are not used
 };
 
 inline constexpr int kNoMessage = -1;
@@ -151,7 +151,7 @@ inline constexpr ExpectedService kServices[] = {
     {52, "method.quon.mcu.get.soc.time.cur.info",    "quon_mcu_get_soc_poweron_time_cur_info", 51,      kYes, kNothing,          0,        Reply::kDirect,       212,      "mcu_get_soc_poweron_time_cur_info failed"},
 };
 
-// The slots of the operations table as the Hi3861L's driver fills them.
+// The slots of the operations table as filled by the Hi3861L's driver.
 inline constexpr ExpectedOperation kOperations[] = {
     // slot, operation, message type, time-out, payload bytes, answer, bytes of a list's entry
     {0,  "hi3861l_api_init",                           kNoMessage, 0,    0,        Answer::kNone,     0},
@@ -209,12 +209,12 @@ inline constexpr ExpectedOperation kOperations[] = {
 };
 // clang-format on
 
-// Asked once, at the start, and by no service: the record of 26 bytes with the network's data.
+// Sent once, at start-up, and by no service: the 26-byte record with the network's data.
 inline constexpr ExpectedOperation kNetQuery = {kNoSlot, "hi3861l_get_ip_info", 0x81, 1000,
                                                 0,       Answer::kByLength,     0};
 inline constexpr int kNetRecordSize = 26;
 
-// Of the services that ask no chip.
+// Services that do not query the chip.
 inline constexpr ExpectedOperation kNoOperation = {kNoSlot, "", kNoMessage, 0, 0, Answer::kNone, 0};
 
 inline constexpr int kVersionSize = 32;  // of both versions' texts, with their terminator
@@ -226,7 +226,7 @@ inline constexpr std::uint8_t kEvents[] = {0x00, 0x01, 0x02, 0x03, 0x04, 0x05};
 static_assert(std::size(kServices) == kMethodCount + kSignalCount);
 static_assert(std::size(kOperations) == kSlotCount);
 
-// The first row that fits; a test that asks for none is wrong.
+// The first matching row; a test that has none is wrong.
 template <typename Row, std::size_t Count, typename Fits>
 constexpr const Row& row_of(const Row (&rows)[Count], std::string_view what, Fits fits) {
     for (const Row& row : rows) {
@@ -250,13 +250,13 @@ constexpr const ExpectedOperation& operation_of(const ExpectedService& service) 
     return service.slot == kNoSlot ? kNoOperation : operation_in(service.slot);
 }
 
-// The first that asks it; that of the start has none.
+// The first service that uses it; the start-up's query has none.
 constexpr const ExpectedService& service_of(const ExpectedOperation& operation) {
     return row_of(kServices, operation.name,
                   [&](const auto& row) { return row.slot == operation.slot; });
 }
 
-// Its message type on the way to the chip.
+// The message type that it sends to the chip.
 constexpr std::uint8_t message_of(std::string_view name) {
     return operation_of(service(name)).message();
 }
@@ -284,7 +284,7 @@ inline std::vector<ExpectedService> upgrades() {
     return rows_of(kServices, &ExpectedService::is_upgrade);
 }
 
-// What goes to the chip: each operation's message, and that of the start.
+// Everything sent to the chip: each operation's message, and the start-up's.
 inline std::vector<ExpectedOperation> messages() {
     std::vector<ExpectedOperation> rows = rows_of(kOperations, &ExpectedOperation::sends);
     rows.push_back(kNetQuery);

@@ -1,5 +1,5 @@
-// Texts of failures that more than one service or operation prints, typed by hand: the only copy of
-// them in the tests. The text of one service stands in its row of expected_table.h.
+// Texts of failures that several services or operations print, typed independently: the tests' only
+// copy. A single service's text is in its row of expected_table.h.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@ namespace quon::test::expected {
 
 inline constexpr char kEmptySlot[] = "func is null\n";
 
-// "[%s] failed\n", which the driver prints likewise.
+// "[%s] failed\n", also printed by the driver.
 inline std::string failed(const std::string& reason) {
     return "[" + reason + "] failed\n";
 }
@@ -21,10 +21,10 @@ inline constexpr char kRegisterFailed[] = "Dbus_Register error\n";
 inline constexpr char kServerFailed[] = "quon_mcu_dbus_server_init failed\n";
 inline constexpr char kPopenFailed[] = "popen error:";  // then the command and "\n"
 
-// --- the driver, at level 1; a reason stands in "[%s] failed\n", a line ends by itself
+// --- the driver, at level 1; a reason appears in "[%s] failed\n", a line is complete
 
 inline constexpr char kInvalidParam[] = "param is invalid";
-inline constexpr char kInvalidPara[] = "para invalid";  // of the network record's query alone
+inline constexpr char kInvalidPara[] = "para invalid";  // for the network record's query only
 inline constexpr char kSyncSendFailed[] = "hi3861l_send_msg_sync failed";
 inline constexpr char kAsyncSendFailed[] = "hi3861l_send_msg_async failed";
 inline constexpr char kNetQueryFailed[] = "hi3861l_get_ip_info failed";

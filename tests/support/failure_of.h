@@ -1,4 +1,4 @@
-// What a function of the tools throws.
+// The failure that a function of the tools throws.
 #pragma once
 
 #include <string>

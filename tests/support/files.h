@@ -5,7 +5,7 @@
 
 namespace quon::test {
 
-// All of a file, byte for byte; empty when it cannot be read.
+// The whole file, byte for byte; empty if it cannot be read.
 std::string content_of(const std::filesystem::path& path);
 
 }  // namespace quon::test

@@ -29,7 +29,7 @@ constexpr char kResolverFile[] = "/etc/resolv.conf";
     std::_Exit(kRefused);
 }
 
-// The names of /tmp that the tests found there.
+// The names in /tmp before the tests.
 std::set<std::string> names_before(const char* list) {
     std::ifstream file(list);
     if (!file) {
@@ -53,7 +53,7 @@ void remove_what_tests_left(const std::set<std::string>& before) {
     }
 }
 
-// The container's own world, made as fresh as can be. A wlan0 is refused: the daemon would
+// The container's own world, cleaned as far as possible. A wlan0 is refused: the daemon would
 // configure it.
 void enter_container_world() {
     if (if_nametoindex("wlan0") != 0) {
@@ -77,8 +77,8 @@ void add(std::vector<std::string>& all, const std::vector<std::string>& more) {
     all.insert(all.end(), more.begin(), more.end());
 }
 
-// What lies under /tmp and is still needed: the source and build folders, this program's folder,
-// the working folder, and what the QUON_TEST_ variables name.
+// Paths below /tmp that are still needed: the source and build folders, this program's folder, the
+// working folder, and those in QUON_TEST_ variables.
 std::vector<std::string> needed_paths() {
     std::vector<std::string> all = world::paths_in(QUON_KEPT_FOLDERS, ":");
     std::error_code ignored;

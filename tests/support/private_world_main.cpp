@@ -1,4 +1,4 @@
-// private-world COMMAND...: runs a command in a network and a mount namespace of its own.
+// private-world COMMAND...: runs a command in private network and mount namespaces.
 #include <unistd.h>
 
 #include <cerrno>

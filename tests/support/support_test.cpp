@@ -80,7 +80,7 @@ TEST(APrivateWorld, IsEnteredOnce) {
 }
 
 TEST(APrivateWorld, IsAsGoodWhereTheResolverFileIsMissing) {
-    // The first world is the machine of the second one, which a child enters.
+    // The first world is the machine for the second one, which a child enters.
     enter_private_world();
     ASSERT_EQ(umount2("/etc/resolv.conf", MNT_DETACH), 0);
     ASSERT_EQ(mount("tmpfs", "/etc", "tmpfs", 0, nullptr), 0);
@@ -140,7 +140,7 @@ TEST(AContainersWorld, IsRefusedWhereThereIsAWlan0) {
     EXPECT_TRUE(fs::exists("/tmp/list"));
 }
 
-// The two above run it as a process of its own.
+// Run as a separate process by the two tests above.
 TEST(AContainersWorld, IsEntered) {
     enter_private_world();
     EXPECT_EQ(access("/tmp", W_OK), 0);

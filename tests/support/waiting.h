@@ -1,4 +1,4 @@
-// Bounded waiting: a condition is polled, never a fixed time slept.
+// Bounded waiting: polls a condition, never sleeps for a fixed time.
 #pragma once
 
 #include <chrono>
@@ -6,10 +6,10 @@
 
 namespace quon::test {
 
-// Generous enough for a busy machine with sanitizers; a test that passes never waits that long.
+// Long enough for a busy machine with sanitizers; a passing test never waits that long.
 inline constexpr std::chrono::milliseconds kLongEnough{20000};
 
-// Polls every millisecond. True as soon as the predicate holds, false when the bound has passed.
+// Polls every millisecond. True once the predicate is true, false after the time limit.
 bool wait_until(const std::function<bool()>& predicate,
                 std::chrono::milliseconds bound = kLongEnough);
 

@@ -6,8 +6,8 @@
 
 namespace quon::test {
 
-// Every method gives the result that is due, every signal reaches the chip; or the test fails. The
-// chip answers as usual, and no event is pending.
+// Every method must give the expected result and every signal must reach the chip. The chip answers
+// normally, and no event is pending.
 void use_every_service(BusPeer& peer, const ScriptedChip& chip);
 
 }  // namespace quon::test

@@ -1,5 +1,5 @@
-// What the bus's peers and the system's limits can do to the daemon, one row each. Afterwards every
-// service answers, and nothing of it stays: no descriptor, thread, process or memory.
+// What bus peers and system limits can do to the daemon, one row each. Afterwards every service
+// must answer, and nothing may remain: no descriptor, thread, process or memory.
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -15,19 +15,19 @@
 namespace quon::test {
 namespace {
 
-constexpr char kContext[] = "method.quon.mcu.get.allwakeup.info";  // asks nothing of the chip
+constexpr char kContext[] = "method.quon.mcu.get.allwakeup.info";  // does not query the chip
 constexpr char kPopen[] = "method.quon.mcu.get.popen";
 constexpr std::uint8_t kLed = 0x85;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;  // its memory is for the most part its sanitizer's
+constexpr bool kSanitized = true;  // most of its memory is the sanitizer's
 #else
 constexpr bool kSanitized = false;
 #endif
 
-// ---- What a daemon holds
+// ---- The daemon's resources
 
-// Of the bus: the others are there from the start to the end.
+// Bus threads only: the others exist from start to end.
 std::multiset<std::string> bus_threads_of(const DaemonProcess& daemon) {
     std::multiset<std::string> names = daemon.thread_names();
     names.erase("quon_mcu_daemon");
@@ -48,7 +48,7 @@ struct Footing {
         return {daemon.descriptors().size(), bus_threads_of(daemon), children_of(daemon.pid()),
                 resident * sysconf(_SC_PAGESIZE) / 1024};
     }
-    // Three tenths more memory at most.
+    // At most three tenths more memory.
     [[nodiscard]] bool is_back_at(const Footing& before) const {
         return descriptors == before.descriptors && threads == before.threads && children.empty() &&
                (kSanitized || resident_kib <= before.resident_kib * 13 / 10);
@@ -65,13 +65,13 @@ void PrintTo(const Footing& footing, std::ostream* stream) {
 
 class ABus : public SystemTest {
   protected:
-    // With every service used, so that what is made once has been made.
+    // With every service used, so that one-time allocations have been made.
     void note_footing() {
         ASSERT_TRUE(daemon().process().wait_for_text("ws init ip: 0-0\n"));
         const std::size_t descriptors = Footing::of(daemon()).descriptors;
         use_all();
         use_all();
-        EXPECT_TRUE(wait_until([this] {  // the listener alone
+        EXPECT_TRUE(wait_until([this] {  // only the listener
             before_ = Footing::of(daemon());
             return before_.threads == std::multiset<std::string>{"quon.mcu.daemon"} &&
                    before_.children.empty();
@@ -81,8 +81,8 @@ class ABus : public SystemTest {
     void expect_footing_back() {
         use_all();
         const auto is_back = [this] { return Footing::of(daemon()).is_back_at(before_); };
-        // On a busy machine some threads may end after memory has been given back: with the next
-        // peers theirs is, too.
+        // On a busy machine some threads may end after memory has been released; the next peers
+        // cause that to be repeated.
         bool back = wait_until(is_back, 2s);
         for (int tries = 0; tries < 10 && !back; ++tries) {
             connect_peers(16);
@@ -96,7 +96,7 @@ class ABus : public SystemTest {
         use_every_service(user, chip());
     }
 
-    // ---- Peers that vanish
+    // ---- Peers that disappear
     void peers_vanish_before_their_handlers() {
         for (int count = 0; count < 100; ++count) {
             const BusPeer vanishing;
@@ -154,7 +154,7 @@ class ABus : public SystemTest {
             half.send_octets(slice(whole, 0, size));
             ASSERT_TRUE(half.wait_until_read());
         }
-        BusPeer slow;  // the first half has all that counts, the other none of it
+        BusPeer slow;  // the first half has everything that matters, the second nothing
         slow.send_octets(slice(whole, 0, 2284));
         EXPECT_EQ(slow.receive().value().result, 400);
         slow.send_octets(slice(whole, 2284, 2284));
@@ -208,7 +208,7 @@ class ABus : public SystemTest {
     }
     void signals_are_many() { expect_all_signals(3000); }
     void requests_are_many() {
-        chip().ignore(0x90);  // keeps all the others waiting
+        chip().ignore(0x90);  // makes all the others wait
         const BusPeer uploader;
         uploader.send(method_request("method.quon.mcu.upg.transmit", Bytes(265)));
         ASSERT_TRUE(chip().wait_for(0x90, 1));
@@ -225,9 +225,10 @@ class ABus : public SystemTest {
     void threads_are_limited() {  // by the row
         const BusPeer deaf;
         ask_while_there_is_room(deaf, 1000);
-        EXPECT_TRUE(wait_until([this] {  // one waits for all the results, or the connection's does
-            return daemon().thread_names().count(".allwakeup.info") <= 1;
-        }));
+        EXPECT_TRUE(
+            wait_until([this] {  // one waits for all the results, or the connection's thread does
+                return daemon().thread_names().count(".allwakeup.info") <= 1;
+            }));
         expect_others_served();
         expect_all_signals(500);
     }
@@ -260,7 +261,7 @@ class ABus : public SystemTest {
             peer.send(method_request(kContext, {}, id));
         }
     }
-    // The connection's own thread may be the one that waits for this peer to read.
+    // The connection's own thread may be the one waiting for this peer to read.
     static void ask_while_there_is_room(const BusPeer& peer, std::uint32_t requests) {
         constexpr int kPatienceMs = 500;
         for (std::uint32_t id = 1; id <= requests; ++id) {
@@ -294,7 +295,7 @@ class ABus : public SystemTest {
         }
         EXPECT_TRUE(chip().wait_for(kLed, before + number));
     }
-    // Without memory for a message its connection ends; every other request is answered.
+    // Without memory for a message its connection ends; every other request must be answered.
     static void ask_until_answered_or_closed() {
         for (int round = 0; round < 5; ++round) {
             const auto peers = connect_peers(8);
@@ -366,7 +367,7 @@ std::vector<Fault> ABusFault::rows() {
         {"DescriptorsAreLimitedTo64", &ABusFault::descriptors_are_limited_to_64},
         {"DescriptorsAreLimitedTo400", &ABusFault::descriptors_are_limited_to_400},
     };
-    if (kSanitized) {  // which does not live with such a limit
+    if (kSanitized) {  // which cannot run with such a limit
         std::erase_if(all, [](const Fault& fault) { return fault.of_memory; });
     }
     return all;
@@ -382,11 +383,11 @@ TEST_P(ABusFault, LeavesNothingBehindAndEveryServiceAnswers) {
 INSTANTIATE_TEST_SUITE_P(Each, ABusFault, ::testing::ValuesIn(ABusFault::rows()),
                          [](const auto& row) { return std::string(row.param.name); });
 
-// ---- A daemon that may have so many threads and processes
+// ---- A daemon with a limit on threads and processes
 
 class ALimitOfThreads : public ABus, public ::testing::WithParamInterface<int> {
   protected:
-    // The limit does not hold for root: a user that nobody else is, where there is more than one.
+    // The limit does not apply to root: use an otherwise unused user, if there is more than one.
     void start_with_limit() {
         chmod("/tmp", 01777);
         copy_for_everybody("QUON_TEST_DAEMON", daemon_program(), "/tmp/quon_mcu_daemon");
@@ -402,7 +403,7 @@ class ALimitOfThreads : public ABus, public ::testing::WithParamInterface<int> {
     }
 
   private:
-    // In a user's own namespace, where the limit holds.
+    // In the user's own namespace, where the limit applies.
     static bool only_root() {
         return content_of("/proc/self/uid_map").find("4294967295") == std::string::npos;
     }
@@ -435,10 +436,10 @@ INSTANTIATE_TEST_SUITE_P(Of, ALimitOfThreads, ::testing::Values(24, 64, 512),
 
 // ---- Commands
 
-// Each looks at its own descriptors while connections come and go.
+// Each lists its own descriptors while connections come and go.
 TEST_F(ABus, GivesNoneOfItsSocketsToACommandThatStartsWhileOthersConnect) {
     constexpr int kCommands = 1220;
-    constexpr auto kTime = 20s;  // for as many as that, or for the least that counts as a trial
+    constexpr auto kTime = 20s;  // for that many, or for the minimum that counts as a trial
     constexpr int kAtLeast = 100;
     start();
     std::atomic<int> done = 0;

@@ -1,5 +1,5 @@
-// A program on the message bus, as seen from the socket: it writes and reads octets and knows
-// nothing of the bus library.
+// A program on the message bus, as seen from the socket: it writes and reads bytes without the bus
+// library.
 #pragma once
 
 #include <chrono>
@@ -31,11 +31,11 @@ struct BusRecord {
     std::string name;
     std::int32_t result = 0;
     std::uint32_t data_len = 0;
-    Bytes data;  // encoded: up to 4356 octets, the rest zero; decoded: 4356 octets
+    Bytes data;  // when sending: up to 4356 bytes, the rest zero; when received: 4356 bytes
 
     [[nodiscard]] Bytes encoded() const;
     static BusRecord decoded(const Bytes& octets);
-    // The meaningful octets of the payload.
+    // The meaningful bytes of the payload.
     [[nodiscard]] Bytes payload() const;
 };
 
@@ -44,7 +44,8 @@ BusRecord signal_record(std::string_view name, const Bytes& data = {});
 
 class BusPeer {
   public:
-    // Connects, with patience, to "/tmp/dbus-<bus name>". Throws when nobody listens in time.
+    // Connects to "/tmp/dbus-<bus name>", retrying for a while. Throws if nobody is listening in
+    // time.
     explicit BusPeer(const std::string& bus_name = "quon.mcu.daemon");
     ~BusPeer();
     BusPeer(const BusPeer&) = delete;
@@ -54,14 +55,14 @@ class BusPeer {
     void send_octets(const Bytes& octets) const;  // in one write
     // True when the other side has read everything that was sent.
     [[nodiscard]] bool wait_until_read() const;
-    // The next whole record, or nothing when the bound passes or the stream ends.
+    // The next whole record, or nothing if the time limit passes or the stream ends.
     std::optional<BusRecord> receive(std::chrono::milliseconds bound = kLongEnough) const;
-    // As it came.
+    // As received.
     std::optional<Bytes> receive_octets(std::chrono::milliseconds bound = kLongEnough) const;
-    // True when the other side has closed (within the bound) and nothing is left to read.
+    // True if the other side has closed (in time) and nothing is left to read.
     [[nodiscard]] bool ended(std::chrono::milliseconds bound = kLongEnough) const;
 
-    // One request and its result. Throws when there is no result in time.
+    // Sends a request and returns its result. Throws if there is none in time.
     BusRecord call(std::string_view name, const Bytes& data = {},
                    std::chrono::milliseconds bound = kLongEnough);
     void notify(std::string_view name, const Bytes& data = {}) const {

@@ -13,7 +13,7 @@
 namespace quon::test {
 namespace {
 
-constexpr char kContext[] = "method.quon.mcu.get.allwakeup.info";  // asks nothing of the chip
+constexpr char kContext[] = "method.quon.mcu.get.allwakeup.info";  // does not query the chip
 constexpr char kPopen[] = "method.quon.mcu.get.popen";
 
 class TheBusServer : public SystemTest {};
@@ -71,7 +71,7 @@ TEST_F(TheBusServer, ServesFiftyConnectionsAtOnce) {
 
 TEST_F(TheBusServer, ServesOthersWhileAPeerNeverReads) {
     start();
-    constexpr std::uint32_t kRequests = 200;  // far more than a socket holds
+    constexpr std::uint32_t kRequests = 200;  // far more than fit into a socket
     BusPeer silent;
     for (std::uint32_t id = 1; id <= kRequests; ++id) {
         silent.send(method_request(kContext, {}, id));
@@ -80,7 +80,7 @@ TEST_F(TheBusServer, ServesOthersWhileAPeerNeverReads) {
         BusPeer other;
         EXPECT_EQ(other.call(kContext).result, 400);
     }
-    // Waiting for the silent one costs one thread and no time.
+    // Waiting for the silent one takes one thread and no processor time.
     EXPECT_TRUE(
         wait_until([this] { return daemon().thread_names().count(".allwakeup.info") == 1; }));
     EXPECT_TRUE(wait_until([this] {
@@ -88,7 +88,7 @@ TEST_F(TheBusServer, ServesOthersWhileAPeerNeverReads) {
         wait_until([] { return false; }, 300ms);
         return daemon().processor_time() - used < 30ms;
     }));
-    // Nothing is lost for the one that reads late.
+    // Nothing is lost for a late reader.
     std::set<std::uint32_t> answered;
     while (const std::optional<BusRecord> result =
                silent.receive(answered.size() < kRequests ? kLongEnough : 0ms)) {
@@ -101,7 +101,7 @@ TEST_F(TheBusServer, ServesOthersWhileAPeerNeverReads) {
 TEST_F(TheBusServer, HoldsManyRequestsInFlight) {
     start();
     constexpr std::uint32_t kRequests = 200;
-    // The exchange with the longest time-out, 3000 ms, keeps the others waiting.
+    // The exchange with the longest time-out, 3000 ms, makes the others wait.
     chip().ignore(0x90);
     const BusPeer uploader;
     uploader.send(method_request("method.quon.mcu.upg.transmit", Bytes(265)));
@@ -136,7 +136,7 @@ TEST_F(TheBusServer, OutlivesManyPeersThatSayNothing) {
 
 TEST_F(TheBusServer, ListensNoMoreAfterAFailedAcceptButServesItsConnections) {
     start_chip();
-    // The thread that has ended is joined by nobody, as intended.
+    // Nobody joins the ended thread: intended.
     start_daemon({{"TSAN_OPTIONS", "report_signal_unsafe=0:report_thread_leaks=0"}});
     wait_until_started();
     ASSERT_TRUE(daemon().process().wait_for_text("ws init ip: 0-0\n"));
@@ -178,7 +178,7 @@ TEST_F(TheBusServer, ClosesTheConnectionsThatWouldTakeTheLastDescriptors) {
     EXPECT_TRUE(peers.back()->ended());
     EXPECT_TRUE(wait_for_log(
         {'E', kBusTag, "Dbus_Listen_Thread", "too many connections, closed the fd:48 limit:48\n"}));
-    // The rest of the daemon finds room.
+    // The rest of the daemon still gets descriptors.
     EXPECT_EQ(peers.front()->call(kPopen, bytes_of("echo x")).payload(), bytes_of("x\n"));
     peers.clear();
     ASSERT_TRUE(wait_until([this] { return daemon().descriptors().size() < 32; }));

@@ -1,4 +1,4 @@
-// The records of the message bus as its socket shows them.
+// The records of the message bus, as seen on its socket.
 #include <iterator>
 #include <string_view>
 
@@ -7,7 +7,7 @@
 namespace quon::test {
 namespace {
 
-constexpr char kContext[] = "method.quon.mcu.get.allwakeup.info";  // asks nothing of the chip
+constexpr char kContext[] = "method.quon.mcu.get.allwakeup.info";  // does not query the chip
 constexpr char kPopen[] = "method.quon.mcu.get.popen";
 
 class TheBus : public SystemTest {};

@@ -1,5 +1,5 @@
-// Every exchange with the chip against every way in which the chip can spoil it: the right result
-// in its time, the next request is served, and events come in order.
+// Every exchange with the chip against every way in which the chip can disturb it: the result is
+// right and in time, the next request is served, and events come in order.
 #include <array>
 
 #include "system_test.h"
@@ -8,9 +8,9 @@ namespace quon::test {
 namespace {
 
 constexpr std::size_t kPayloadSize = 384;
-constexpr std::size_t kLongestOnTheChannel = 363;  // what is cut off reads as zero
+constexpr std::size_t kLongestOnTheChannel = 363;  // anything cut off reads as zero
 constexpr char kEventService[] = "method.quon.mcu.get.event.info";
-// How much later than its time-out a result may come on a machine that has much else to do.
+// How much later than its time-out a result may come on a busy machine.
 constexpr auto kSlack = 5s;
 
 // ---- The exchanges
@@ -40,7 +40,7 @@ Shape shape_of(const ExpectedService& service, const ExpectedOperation& operatio
     return service.reply == Reply::kTextOfNumber ? Shape::kDigit : Shape::kRecord;
 }
 
-// Of the chip's healthy answer, where the service's reply does not tell.
+// The part of the chip's normal answer that the service's reply does not show.
 std::size_t size_of(const ExpectedService& service, Shape shape) {
     switch (shape) {
         case Shape::kText:
@@ -67,7 +67,7 @@ std::vector<Exchange> exchanges() {
     return all;
 }
 
-// What a healthy chip answers; another one for every `first`.
+// A normal answer of the chip; different for every `first`.
 Bytes healthy_answer(const Exchange& exchange, std::uint8_t first) {
     Bytes answer = pattern(exchange.size, first);
     if (exchange.shape == Shape::kList) {
@@ -94,7 +94,7 @@ Outcome of_size(const Bytes& payload, std::size_t size) {
 
 const Outcome kFailed{-1, {}};
 
-// What the service makes of a payload that the driver has taken.
+// The service's reply to a payload that the driver has accepted.
 Outcome outcome_of(const Exchange& exchange, const Bytes& taken) {
     const Bytes payload = padded(taken, kPayloadSize);
     switch (exchange.shape) {
@@ -126,7 +126,7 @@ struct Fault {
     enum class Moment { kBefore, kAfter, kBeforeAndAfter } moment;  // the result
     bool restart;  // of the chip, before it sends anything
     Frames (*frames)(std::uint8_t type, const Bytes& answer);
-    // The payloads that the driver may take; none: the exchange times out.
+    // The payloads that the driver may accept; none: the exchange times out.
     Payloads (*taken)(const Bytes& answer);
 };
 
@@ -198,7 +198,7 @@ const Fault kFaults[] = {
 
 class AChipsFault : public SystemTest {
   protected:
-    // The fault's part that comes before the result, behind an event.
+    // The part of the fault that precedes the result, after an event.
     void begin(const Fault& fault, std::uint8_t type, const Bytes& answer) {
         send_event(0x01, 1);
         if (fault.restart) {
@@ -209,7 +209,7 @@ class AChipsFault : public SystemTest {
             send_frames(fault, type, answer);
         }
     }
-    // What comes after it, with one more event behind.
+    // The part that follows it, with one more event at the end.
     void end(const Fault& fault, std::uint8_t type, const Bytes& answer) {
         if (fault.moment != Fault::Moment::kBefore) {
             send_frames(fault, type, answer);
@@ -217,7 +217,8 @@ class AChipsFault : public SystemTest {
         send_event(0x04, 2);
         chip().answer_as_usual(type);
     }
-    // All that were sent, the last one's arrival showing that everything before it has been taken.
+    // Everything that was sent; the last one's arrival shows that all before it have been
+    // processed.
     void expect_events() {
         for (const Bytes& event : events_) {
             BusRecord next;
@@ -262,7 +263,7 @@ class AChipsFault : public SystemTest {
 
 class AChipsFaultIn : public AChipsFault, public ::testing::WithParamInterface<Exchange> {
   protected:
-    // Each with an answer of its own, so that none is taken for another's.
+    // Each with a different answer, so that none is mistaken for another's.
     void expect_right_outcome(const Exchange& exchange, const Fault& fault) {
         const Bytes answer = healthy_answer(exchange, ++answers_);
         const std::size_t asked = chip().count(exchange.type);
@@ -300,7 +301,7 @@ class AChipsFaultIn : public AChipsFault, public ::testing::WithParamInterface<E
             EXPECT_EQ(outcome, allowed.front());
         }
     }
-    // Another peer's request, which gets its own answer.
+    // Another peer's request must get its own answer.
     void expect_healthy(const Exchange& exchange) {
         const Bytes answer = healthy_answer(exchange, ++answers_);
         chip().answer(exchange.type, answer);
@@ -331,11 +332,11 @@ INSTANTIATE_TEST_SUITE_P(Each, AChipsFaultIn, ::testing::ValuesIn(exchanges()),
                              return name;
                          });
 
-// ---- In the first query of the start
+// ---- In the start-up's first query
 
 class AChipsFaultAtTheStart : public AChipsFault, public ::testing::WithParamInterface<Fault> {
   protected:
-    // The address that the daemon tells, from the network record that it has taken.
+    // The address that the daemon reports, from the network record that it has stored.
     static std::string address_in(const Bytes& taken) {
         const Bytes record = padded(taken, kPayloadSize);
         std::string text = std::to_string(record[0]);

@@ -1,4 +1,4 @@
-// What the chip may send, good and bad, and how long the daemon waits for it.
+// What the chip may send, valid and invalid, and how long the daemon waits for it.
 #include <algorithm>
 #include <tuple>
 
@@ -167,18 +167,18 @@ TEST_F(TheHexDump, IsOffBelowLevelFour) {
 
 class AMalformedFrame : public SystemTest {
   protected:
-    // Whatever comes, in idle times and while a query waits, the daemon serves on.
+    // Whatever arrives, while idle or during a query, the daemon keeps serving.
     void expect_survival(const Bytes& frame) {
         SCOPED_TRACE(to_hex(slice(frame, 0, 16)) + "... of " + std::to_string(frame.size()));
         std::size_t asked = chip().count(0x84);
         chip().send_raw(frame);
-        // On a busy machine the commands of a network report may keep the answer for longer than
-        // the query waits: then a later one has it.
+        // On a busy machine the commands of a network update may delay the answer beyond the
+        // query's time-out: then a later query gets it.
         EXPECT_TRUE(wait_until([&] {
             asked++;
             return peer().call(kTime).result == 10;
         }));
-        // The frame may have answered before the chip had seen the query.
+        // The frame may have ended the query before the chip saw it.
         ASSERT_TRUE(chip().wait_for(0x84, asked));
         chip().ignore(0x84);
         EXPECT_TRUE(wait_until([&] { return answers_a_waiting_query(frame, ++asked); }));
@@ -276,21 +276,21 @@ TEST_F(AMalformedFrame, LongerThanTheChannelTakesIsCut) {
     chip().answer_raw(0xA7, chip_frame(0xA7, pattern(1000)));
     EXPECT_EQ(to_hex(peer().call("method.quon.mcu.get.config.info").payload()),
               to_hex(pattern(256)));
-    // 384 octets with the header of 16 and the head of 5 leave 363, all visible in this reply.
+    // 384 bytes minus the header of 16 and the head of 5 leave 363, all visible in this reply.
     chip().answer_raw(0x80, chip_frame_declaring(0x80, 384, pattern(384)));
     EXPECT_EQ(to_hex(peer().call("method.quon.mcu.get.ver").payload()), to_hex(pattern(363)));
 }
 
 class AnAnswer : public SystemTest {
   protected:
-    // The daemon asks, and hears nothing yet.
+    // The daemon sends its query and hears nothing yet.
     void ask(std::string_view service, std::uint8_t type, std::uint32_t id) {
         chip().ignore(type);
         const std::size_t before = chip().count(type);
         peer().send(method_request(service, {}, id));
         ASSERT_TRUE(chip().wait_for(type, before + 1));
     }
-    // The chip's frames are taken in their order: with this event all before it have been taken.
+    // The chip's frames are processed in order: with this event, all before it have been.
     void let_everything_arrive() {
         chip().send(0x01, {});
         ASSERT_TRUE(wait_until([this] { return peer().call(kEventInfo).result == 33; }));
@@ -327,7 +327,7 @@ TEST_F(AnAnswer, ThatIsLateReachesNobody) {
     ask(kTime, 0x84, 2);
     chip().send(0x84, pattern(10, 80));
     EXPECT_EQ(peer().receive().value().payload(), pattern(10, 80));
-    // Nor does it end the wait for another type.
+    // Nor does it end a wait for another type.
     ask("method.quon.mcu.get.alarm", 0x99, 3);
     chip().send(0x84, pattern(10, 90));
     chip().send(0x99, pattern(7, 100));
@@ -340,7 +340,7 @@ TEST_F(AnAnswer, ThatIsAwaitedHoldsUpOnlyTheChip) {
     BusPeer other;
     other.notify("signal.quon.mcu.set.led", {1});
     EXPECT_EQ(other.call("method.quon.mcu.get.allwakeup.info").result, 400);
-    // A command waits for the exchange to end: it has not been sent while no result is there.
+    // A command waits for the exchange to end: it is not sent before the exchange has a result.
     const bool sent = chip().count(0x85) > 0;
     const bool pending = !peer().receive(0ms);
     EXPECT_FALSE(sent && pending);
@@ -370,7 +370,7 @@ TEST_P(ATimeOut, EndsTheExchangeWithItsMessages) {
     std::chrono::milliseconds taken = failing_call();
     EXPECT_GE(taken, expected - 1ms);
     for (int more = 0; more < 3 && taken >= expected + 900ms; ++more) {
-        taken = failing_call();  // a busy machine may hold up a call, but hardly four of them
+        taken = failing_call();  // a busy machine may delay a call, but hardly four of them
     }
     EXPECT_LT(taken, expected + 900ms);
     EXPECT_TRUE(wait_for_log(exchange_failed(operation_)));

@@ -8,7 +8,7 @@
 
 namespace quon::test {
 
-// The words that start the client of this build with these arguments.
+// The command that starts this build's client with these arguments.
 std::vector<std::string> client_command(const std::vector<std::string>& arguments);
 
 Result run_client(const std::vector<std::string>& arguments, const std::string& input = {});

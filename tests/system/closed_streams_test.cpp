@@ -1,4 +1,4 @@
-// A daemon that was started without some of the standard streams: what it prints reaches nobody.
+// A daemon started without some of its standard streams: nobody sees its output.
 #include <sys/ioctl.h>
 
 #include <atomic>
@@ -60,8 +60,8 @@ TEST_P(AStartWithClosedStreams, OpensThemOnNothingAndSendsNoLogToTheChip) {
     }
 }
 
-// Each new connection and each command's pipe would take the number of a stream for a moment, and a
-// line that another thread prints just then would be in the midst of the results.
+// Each new connection and each command's pipe would briefly take the number of a stream, and a line
+// printed by another thread at that moment would be mixed into the results.
 TEST_P(AStartWithClosedStreams, PrintsIntoNoPeersConnectionAndNoCommandsOutput) {
     constexpr std::size_t kRounds = 10;
     constexpr std::size_t kConnections = 100;
@@ -104,7 +104,7 @@ TEST_P(AStartWithClosedStreams, PrintsIntoNoPeersConnectionAndNoCommandsOutput) 
     EXPECT_EQ(chip().messages().size(), 7U);
 }
 
-// A command reads nothing from the streams and writes to them without a complaint.
+// A command reads nothing from the streams and can write to them.
 TEST_P(AStartWithClosedStreams, GivesThemToTheCommandsOfPeers) {
     start_without_streams();
     const BusRecord listed = peer().call(kPopen, bytes_of("cat; cd /proc/self/fd; echo *"));
@@ -127,7 +127,7 @@ INSTANTIATE_TEST_SUITE_P(Each, AStartWithClosedStreams, ::testing::ValuesIn(kClo
 
 using AStart = SystemTest;
 
-// What stands in their place there neither holds up a reader nor takes anything.
+// Their substitute neither blocks a reader nor transfers anything.
 TEST_F(AStart, WithoutStreamsAndWithoutANullDeviceServesAllTheSame) {
     start_chip();
     start_daemon_after(

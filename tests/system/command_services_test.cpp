@@ -1,4 +1,4 @@
-// The one-way services and the firmware upgrade: which frame each request makes.
+// The one-way services and the firmware upgrade: the frame sent for each request.
 #include "system_test.h"
 
 namespace quon::test {
@@ -10,7 +10,7 @@ struct Command {
     Bytes body;  // towards the chip
 };
 
-// The commands that the chip has an operation for.
+// The commands for which the chip has an operation.
 std::vector<ExpectedService> sending_services() {
     std::vector<ExpectedService> rows = expected::commands();
     std::erase_if(rows, [](const auto& row) { return !expected::operation_of(row).sends(); });
@@ -31,12 +31,12 @@ class TheCommands : public SystemTest {
             EXPECT_EQ(to_hex(chip().received(type).back()), to_hex(chip_frame(type, row.body)));
             EXPECT_EQ(chip().received().size(), before + 1);
         }
-        // Nothing came back for any of them: the first record is this call's.
+        // None of them was answered: the first record is this call's.
         EXPECT_EQ(peer().call("method.quon.mcu.get.allwakeup.info").result, 400);
     }
 };
 
-// The request is longer than the record, so that only the record's octets may arrive.
+// The request is longer than the record, so only the record's bytes may arrive.
 TEST_F(TheCommands, SendTheirRecordWholeAndNoMore) {
     std::vector<Command> rows;
     for (const ExpectedService& service : sending_services()) {
@@ -130,7 +130,7 @@ TEST_F(TheCommands, OfTheLogCannotSwitchItOff) {
 }
 
 TEST_F(TheCommands, WithoutAChipReportTheirFailure) {
-    start_daemon();  // nobody behind the channel
+    start_daemon();  // nobody at the other end of the channel
     ASSERT_TRUE(wait_for_log(handler_failed(expected::service("get.ver"))));
     for (const ExpectedService& row : sending_services()) {
         SCOPED_TRACE(row.name);

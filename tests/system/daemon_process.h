@@ -28,13 +28,13 @@ class DaemonProcess {
   public:
     using Environment = std::vector<std::pair<std::string, std::string>>;
 
-    // `through` are words in front of its command: a program that becomes it in the end.
+    // `through`: a wrapper command that finally becomes the daemon.
     explicit DaemonProcess(const Environment& environment = {},
                            const std::vector<std::string>& through = {});
 
     [[nodiscard]] ChildProcess& process() { return *process_; }
     [[nodiscard]] pid_t pid() const { return process_->pid(); }
-    // What it printed so far, as it came.
+    // Its whole output so far, unprocessed.
     [[nodiscard]] std::string output() const { return process_->output(); }
     [[nodiscard]] std::size_t mark() const { return process_->output().size(); }
 
@@ -44,13 +44,13 @@ class DaemonProcess {
                       std::chrono::milliseconds bound = kLongEnough) const;
     [[nodiscard]] bool has_logged(const Expected& expected, std::size_t from = 0) const;
 
-    // Names of its threads as the system shows them, the first thread's among them.
+    // Its threads' names as the system shows them, including the main thread's.
     [[nodiscard]] std::multiset<std::string> thread_names() const;
     bool wait_for_thread(const std::string& name,
                          std::chrono::milliseconds bound = kLongEnough) const;
-    // Processor time that it has used so far.
+    // Processor time used so far.
     [[nodiscard]] std::chrono::milliseconds processor_time() const;
-    // What its descriptors refer to.
+    // The targets of its descriptors.
     [[nodiscard]] std::multiset<std::string> descriptors() const;
 
   private:

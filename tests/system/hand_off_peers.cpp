@@ -28,7 +28,7 @@ sockaddr_in local_address(std::uint16_t port) {
     return address;
 }
 
-// The one descriptor beside the data, or -1.
+// The one descriptor sent with the data, or -1.
 int passed_descriptor(msghdr& message) {
     cmsghdr* head = CMSG_FIRSTHDR(&message);
     if (head == nullptr || head->cmsg_level != SOL_SOCKET || head->cmsg_type != SCM_RIGHTS ||
@@ -106,7 +106,7 @@ LocalProgram::LocalProgram() : socket_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXE
 void LocalProgram::ask(const Bytes& address, std::uint16_t port) const {
     Bytes request{0};
     request.insert(request.end(), address.begin(), address.end());
-    request.push_back(static_cast<std::uint8_t>(port));  // in the machine's order
+    request.push_back(static_cast<std::uint8_t>(port));  // host byte order
     request.push_back(static_cast<std::uint8_t>(port >> 8));
     send_octets(request);
 }

@@ -1,5 +1,5 @@
-// The two programs that the remote wake-up brings together: the server far away, here on this
-// machine, and the local one that asks for the connection.
+// The two programs that the remote wake-up connects: the remote server, here on this machine, and
+// the local program that asks for the connection.
 #pragma once
 
 #include <chrono>
@@ -13,11 +13,11 @@
 
 namespace quon::test {
 
-// What comes next on a stream; empty when nothing comes in time.
+// The next bytes of a stream; empty if nothing comes in time.
 std::string read_text(int descriptor);
-// True when the other side closes in time and nothing is left to read.
+// True if the other side closes in time and nothing is left to read.
 bool at_end(int descriptor, std::chrono::milliseconds bound = kLongEnough);
-// Fails the test unless octets written at one end arrive at the other, both ways.
+// Fails the test unless bytes written at each end arrive at the other.
 void expect_connected(const Descriptor& client, const Descriptor& server);
 
 class RemoteServer {
@@ -25,10 +25,10 @@ class RemoteServer {
     explicit RemoteServer(int backlog = 8);
 
     [[nodiscard]] std::uint16_t port() const { return port_; }
-    // True when a connection waits to be accepted.
+    // True if a connection is waiting to be accepted.
     [[nodiscard]] bool called(std::chrono::milliseconds bound = kLongEnough) const;
     [[nodiscard]] Descriptor accept_one() const;
-    // Fills the queue of waiting connections: who calls now gets no answer at all.
+    // Fills the queue of waiting connections, so that new callers get no answer at all.
     void stop_answering();
 
   private:
@@ -44,8 +44,8 @@ class LocalProgram {
     void ask(const Bytes& address, std::uint16_t port) const;
     void drop() const { send_octets({1}); }
     void send_octets(const Bytes& octets) const;
-    // The connection that is handed over. Fails the test unless it comes with the expected octets
-    // and alone.
+    // The connection that is handed over. Fails the test unless it comes with exactly the expected
+    // bytes.
     [[nodiscard]] Descriptor receive() const;
     [[nodiscard]] bool gets_something(std::chrono::milliseconds bound) const;
     [[nodiscard]] bool ended() const { return at_end(socket_.get()); }

@@ -1,4 +1,4 @@
-// The remote wake-up: an early connection to the server, and its way to a local program.
+// The remote wake-up: an early connection to the server, and its hand-over to a local program.
 #include <sys/socket.h>
 
 #include <cstdio>
@@ -35,7 +35,7 @@ class TheHandOff : public SystemTest {
         start_daemon();
         wait_until_started();
     }
-    // The chip reports that the network is there.
+    // The chip reports that the network is up.
     void bring_network_up() {
         chip().send(0x03, from_hex("00 01 c0 a8 01 14 ff ff ff 00 c0 a8 01 01 02 00 00 00 00 01 "
                                    "08 08 08 08 00 00 00 00"));
@@ -127,7 +127,7 @@ TEST_F(TheHandOff, WaitsForTheNetwork) {
     start_woken(13, kLocalHost, server.port());
     EXPECT_FALSE(server.called(100ms));
     EXPECT_EQ(daemon().output().find("ws init ip"), std::string::npos);
-    // The chip's network data of the start do not count, nor does an event that changes nothing.
+    // Network data from start-up does not count, nor does an event that changes nothing.
     chip().send(0x03, from_hex("00 00 c0 a8 01 14 ff ff ff 00 c0 a8 01 01 02 00 00 00 00 01"));
     chip().send(0x03, from_hex("00 01 c0 a8 01 14 ff ff ff 00 c0 a8 01 01 00 00 00 00 00 00"));
     EXPECT_FALSE(server.called(100ms));
@@ -140,7 +140,7 @@ TEST_F(TheHandOff, GivesUpWaitingForTheNetworkAndStillServes) {
     const auto begin = std::chrono::steady_clock::now();
     start_woken(13, kLocalHost, server.port());
     EXPECT_TRUE(prints("websocket remote wakeup wait ip update timeout!\nws init ip: 0-0\n"));
-    // 300 attempts, 10 milliseconds after each but the last.
+    // 300 attempts, with 10 milliseconds after each but the last.
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 2990ms);
     bring_network_up();
     const LocalProgram local;
@@ -223,7 +223,7 @@ TEST_F(TheHandOff, ActsOnTheOldOctetsWhenARequestIsShort) {
     const LocalProgram local;
     local.ask(kLocalHost, server.port());
     expect_connected(local.receive(), server.accept_one());
-    local.send_octets({0});  // the address and the port are those of before
+    local.send_octets({0});  // the previous address and port
     expect_connected(local.receive(), server.accept_one());
     EXPECT_TRUE(prints("ws ls recv[0] ----> len:1\n"));
 }
@@ -245,7 +245,7 @@ TEST_F(TheHandOff, TakesALeaveWithoutAWordAsARequestForNoAddress) {
     LocalProgram().leave();
     EXPECT_TRUE(prints("client close\nws ls recv[0] ----> len:0\n"));
     EXPECT_TRUE(prints("ws ls recv websocketip, 0:0, 0\n"));
-    // The dead connection is for whoever is there when it is noticed: nobody.
+    // The dead connection goes to whoever is there when it is noticed: nobody.
     EXPECT_TRUE(prints("ws ls polling sendfd ret = -1, fd:"));
     // The next one is served.
     const RemoteServer server;
@@ -301,7 +301,7 @@ TEST_F(TheHandOff, HandsARefusedConnectionOverOnePassLater) {
     start();
     const LocalProgram local;
     local.ask(kLocalHost, closed_port);
-    // The client learns at once: it gets a dead connection.
+    // The client notices at once: it gets a dead connection.
     const Descriptor here = local.receive();
     ASSERT_GE(here.get(), 0);
     EXPECT_LT(send(here.get(), "x", 1, MSG_NOSIGNAL), 0);
