@@ -120,7 +120,7 @@ void read_messages(DbusInfo* info, Connection* connection) {
     Reader reader{info, connection, {}};
     do {
         wait_for_few_waiting(connection);
-        QUON_ANALYZER_OFF("-Wanalyzer-malloc-leak")  // the message is its thread's from its start
+        QUON_ANALYZER_OFF("-Wanalyzer-malloc-leak")  // its thread frees the message
     } while (read_message(&reader));
     QUON_ANALYZER_ON
 }

@@ -25,7 +25,7 @@ void let_go_of_record(Aside* aside) {
     }
 }
 
-// Of one who has another use left, and so is not the last.
+// For a caller that keeps another reference, so this one cannot be the last.
 void leave_to_others(State* state) {
     (void)is_last_to_leave(state);
 }

@@ -154,7 +154,7 @@ void sig_handler(int signum) {
     }
     wait_for_run_flag_in_making();
     quon_mcu_clear_run_flag();
-    // Documented to end as any exit does; bound_the_end cuts it short where it would wait.
+    // Ends like any other exit; bound_the_end stops it if it would wait too long.
     QUON_ANALYZER_OFF("-Wanalyzer-unsafe-call-within-signal-handler")
     exit(1);
     QUON_ANALYZER_ON

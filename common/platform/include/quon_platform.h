@@ -1,5 +1,5 @@
-// Differences between the C libraries that the daemon runs on and the compilers that it is built
-// with: the only conditional code in the tree.
+// Differences between the C libraries that the daemon runs on, and between the compilers that build
+// it: the only conditional code in the tree.
 #ifndef QUON_PLATFORM_H
 #define QUON_PLATFORM_H
 
@@ -48,8 +48,8 @@ static inline int quon_set_thread_stack(pthread_attr_t* attr, size_t wanted) {
 #define quon_assertion_failed __assert_fail
 #endif
 
-// Between these two lines GCC's analyzer does not report `check` ("-Wanalyzer-..."), where it takes
-// for a fault what is none: it follows one path through one source and counts no uses.
+// Between these two lines GCC's analyzer does not report `check` ("-Wanalyzer-..."), for its false
+// alarms: it follows one path through one source file and cannot count references.
 #if defined(__GNUC__) && !defined(__clang__)
 #define QUON_PRAGMA(text) _Pragma(#text)
 #define QUON_ANALYZER_OFF(check) \
