@@ -97,6 +97,29 @@ TEST_F(ACoverageReport, NamesARowWhoseLineIsGone) {
               std::string(kTable) + "src/old.cpp: in the list, but reached or gone: c();\n");
 }
 
+TEST_F(ACoverageReport, WantsARowForEachOfTwoLinesThatReadTheSame) {
+    write("src/some.cpp", "c();\nc();\nc();\n");
+    write("counts.json", R"({"files": [{"file": "src/some.cpp", "lines": [
+        {"line_number": 1, "count": 0, "gcovr/noncode": false, "branches": []},
+        {"line_number": 2, "count": 1, "gcovr/noncode": false, "branches": []},
+        {"line_number": 3, "count": 0, "gcovr/noncode": false, "branches": []}]}]})");
+    const std::string row = "src/some.cpp | c(); | why\n";
+    EXPECT_EQ(report_with(row + row).status, kPassed);
+    EXPECT_TRUE(report_with(row).out.ends_with(
+        "\nsrc/some.cpp:3: not reached, and not in the list: c();\n"));
+    EXPECT_TRUE(report_with(row + row + row)
+                    .out.ends_with("\nsrc/some.cpp: in the list, but reached or gone: c();\n"));
+}
+
+TEST_F(ACoverageReport, LetsALineBeReachedSometimes) {
+    const std::string never = "src/some.cpp | c(); | sometimes: the clock decides\n";
+    EXPECT_EQ(report_with(never).status, kPassed);
+    EXPECT_EQ(report_with(never + "src/some.cpp | if (a) b(); | sometimes: it too\n").status,
+              kPassed);
+    EXPECT_TRUE(report_with(never + "src/some.cpp | gone(); | sometimes: it too\n")
+                    .out.ends_with("\nsrc/some.cpp: in the list, but reached or gone: gone();\n"));
+}
+
 TEST_F(ACoverageReport, RefusesARowWithoutAReason) {
     const Result result = report_with("src/some.cpp | c();\n");
     EXPECT_EQ(result.status, kFailed);
