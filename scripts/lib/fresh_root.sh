@@ -140,11 +140,21 @@ mount_root() { # ROOT
 mount_kept() { # ROOT
     mkdir -p "$packages/$suite/partial"
     mount --bind "$packages/$suite" "$1/var/cache/apt/archives"
-    [ -n "${QUON_FRESH_CCACHE:-}" ] || return 0
+    [ -z "${QUON_FRESH_CCACHE:-}" ] || mount_cache "$1"
+}
+
+# One that this script keeps, or one of this machine, which a root reads alone.
+mount_cache() { # ROOT
+    local folder=$packages/ccache further=()
     mkdir -p "$packages/ccache" "$1/ccache"
-    chmod 1777 "$packages/ccache"
-    mount --bind "$packages/ccache" "$1/ccache"
-    printf '%s\n' 'cache_dir = /ccache' 'umask = 000' \
+    chmod 1777 "$packages/ccache" "$1/ccache"
+    if [ "$QUON_FRESH_CCACHE" != 1 ]; then
+        folder=$QUON_FRESH_CCACHE
+        further=('read_only = true' 'stats = false' 'temporary_dir = /tmp/ccache')
+    fi
+    mount --bind "$folder" "$1/ccache"
+    [ "$QUON_FRESH_CCACHE" = 1 ] || mount -o remount,bind,ro "$1/ccache"
+    printf '%s\n' 'cache_dir = /ccache' 'umask = 000' "${further[@]}" \
         'sloppiness = pch_defines,time_macros,include_file_mtime,include_file_ctime' >"$1/etc/ccache.conf"
 }
 
