@@ -146,7 +146,7 @@ mount_kept() { # ROOT
 # One that this script keeps, or one of this machine, which a root reads alone.
 mount_cache() { # ROOT
     local folder=$packages/ccache further=()
-    mkdir -p "$packages/ccache" "$1/ccache"
+    mkdir -p "$packages/ccache" "$1/ccache" "$1/etc"
     chmod 1777 "$packages/ccache" "$1/ccache"
     if [ "$QUON_FRESH_CCACHE" != 1 ]; then
         folder=$QUON_FRESH_CCACHE
@@ -186,7 +186,7 @@ processes_left() { # FOLDER OF PROC
     local folder words
     for folder in "$1"/[0-9]*; do
         case ${folder##*/} in 1 | "$BASHPID") continue ;; esac
-        words=$(tr '\0' ' ' <"$folder/cmdline") 2>/dev/null || continue
+        words=$({ tr '\0' ' ' <"$folder/cmdline"; } 2>/dev/null) || continue
         [ -z "$words" ] || printf '  %s\n' "$words"
     done
 }
