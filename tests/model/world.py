@@ -158,6 +158,7 @@ class Daemon:
         environment["ASAN_OPTIONS"] = "verify_asan_link_order=0"
         if os.path.exists(RUN_FLAG):
             os.unlink(RUN_FLAG)
+        begin = time.monotonic()
         self._errors = open("/tmp/model-daemon.errors", "w+b")
         self._process = subprocess.Popen(
             [program], env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
@@ -166,7 +167,6 @@ class Daemon:
         self.start_took = 0.0
         try:
             self.chip.accept()
-            begin = time.monotonic()
             for _ in range(len(answers)):
                 question = self.chip.next_frame()
                 self.asked.append(question)
@@ -180,14 +180,21 @@ class Daemon:
 
     def held_up(self):
         """Seconds that its threads, all together, were ready to run and did not."""
-        total = 0
+        end = time.monotonic() + BOUND
+        while self._threads_to_run() and time.monotonic() < end:
+            time.sleep(0.01)  # what such a one waits counts only once it runs
+        return sum(int(counts[1]) for counts in self._of_threads("schedstat")) / 1e9
+
+    def _threads_to_run(self):
+        return any(fields[0] == "R" for fields in self._of_threads("stat"))
+
+    def _of_threads(self, file):
         for thread in os.scandir(f"/proc/{self._process.pid}/task"):
             try:
-                with open(thread.path + "/schedstat", encoding="ascii") as counts:
-                    total += int(counts.read().split()[1])
+                with open(f"{thread.path}/{file}", encoding="ascii") as content:
+                    yield content.read().rpartition(")")[2].split()
             except (FileNotFoundError, ProcessLookupError):
                 pass  # it has just ended
-        return total / 1e9
 
     def restarted_peer(self):
         self.peer.close()
