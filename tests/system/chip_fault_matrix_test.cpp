@@ -72,6 +72,8 @@ Bytes healthy_answer(const Exchange& exchange, std::uint8_t first) {
     Bytes answer = pattern(exchange.size, first);
     if (exchange.shape == Shape::kList) {
         answer[0] = 5;  // entries, which fill the list
+    } else if (exchange.shape == Shape::kDigit) {
+        answer[0] = first % 10;  // the reply holds the first digit alone
     } else if (exchange.shape == Shape::kAcceptedByOctet) {
         answer[4] = 0xA1;
     }
