@@ -201,10 +201,22 @@ TEST_F(ACapture, OfBusRecordsShowsRequestsResultsAndSignals) {
 }
 
 TEST_F(ACapture, OfWhatIsNoBusRecordSaysSo) {
-    byte_list wrong = bus_record("method.quon.mcu.get.time", false, 0, {});
+    const byte_list whole = bus_record("method.quon.mcu.get.time", false, 0, {});
+    byte_list wrong = whole;
     wrong[0] = 0;
-    write_packets(kUser1, {wrong, byte_list(100)});
-    EXPECT_EQ(infos(), (lines{"no whole record, 4568 bytes", "no whole record, 100 bytes"}));
+    byte_list cut = whole;
+    cut.pop_back();
+    write_packets(kUser1, {wrong, byte_list(100), cut});
+    EXPECT_EQ(infos(), (lines{"no whole record, 4568 bytes", "no whole record, 100 bytes",
+                              "no whole record, 4567 bytes"}));
+}
+
+TEST_F(ACapture, OfABusRecordHasAllThePayloadThatARecordHolds) {
+    byte_list most(kRecordSize - 212, 0x41);
+    most.back() = 0x42;
+    write_packets(kUser1, {bus_record("method.quon.mcu.get.popen", true, 4356, most)});
+    EXPECT_EQ(lines_of(tshark({"-Y", "quon_bus.data contains 41:41:42"})).size(), 1u);
+    EXPECT_EQ(fields({"quon_bus.data"}).front().size(), 2 * most.size());
 }
 
 // One segment of a stream from port 40000 to port 50000.
@@ -222,18 +234,32 @@ byte_list tcp_segment(uint32_t sequence, byte_view data) {
     return packet;
 }
 
-TEST_F(ACapture, OfARelayedBusPutsARecordTogether) {
-    const byte_list record = bus_record("method.quon.mcu.get.time", true, 10, kTime);
+std::vector<byte_list> tcp_segments(byte_view stream) {
+    constexpr size_t kMost = 1400;
     std::vector<byte_list> packets;
-    for (size_t at = 0; at < record.size(); at += 1400) {
+    for (size_t at = 0; at < stream.size(); at += kMost) {
         packets.push_back(
             tcp_segment(static_cast<uint32_t>(1 + at),
-                        byte_view(record).subspan(at, std::min<size_t>(1400, record.size() - at))));
+                        stream.subspan(at, std::min<size_t>(kMost, stream.size() - at))));
     }
-    write_packets(kRawIp, packets);
+    return packets;
+}
+
+TEST_F(ACapture, OfARelayedBusPutsARecordTogether) {
+    write_packets(kRawIp, tcp_segments(bus_record("method.quon.mcu.get.time", true, 10, kTime)));
     EXPECT_EQ(lines_of(tshark({"-Y", "quon_bus.name", "-T", "fields", "-e", "quon_bus.result", "-e",
                                "quon.time.month"})),
               lines{"10\t2"});
+}
+
+TEST_F(ACapture, OfARelayedBusTellsTwoRecordsOfOneStreamApart) {
+    byte_list stream = bus_record("method.quon.mcu.get.time", true, 10, kTime);
+    const byte_list second = bus_record("signal.quon.mcu.set.led", false, 0, {2});
+    stream.insert(stream.end(), second.begin(), second.end());
+    write_packets(kRawIp, tcp_segments(stream));
+    EXPECT_EQ(lines_of(tshark({"-Y", "quon_bus.name", "-T", "fields", "-e", "quon_bus.name", "-e",
+                               "quon.time.month", "-e", "quon.value.value"})),
+              (lines{"method.quon.mcu.get.time\t2\t", "signal.quon.mcu.set.led\t\t2"}));
 }
 
 TEST_F(ACapture, OfARealStartHasItsQueriesInTheirOrder) {
