@@ -1,4 +1,5 @@
-// The init script that ships: what it prints, its exit statuses, and the process that it leaves.
+// The init script that ships, in the machine's shell and in that of a camera: what it prints, its
+// exit statuses, and the process that it leaves.
 #include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -22,6 +23,7 @@ constexpr char kDaemonFile[] = "/tmp/bin/quon_mcu_daemon";
 constexpr char kConfig[] = "/tmp/daemon.conf";
 constexpr char kPidFile[] = "/tmp/daemon.pid";
 constexpr char kLogFile[] = "/tmp/daemon.log";
+constexpr char kPrograms[] = "/tmp/programs";
 constexpr char kPopen[] = "method.quon.mcu.get.popen";
 
 std::string as_text(const ExitStatus& status) {
@@ -37,7 +39,7 @@ bool exists(pid_t process) {
     return kill(process, 0) == 0;  // no child of this one
 }
 
-class TheInitScript : public SystemTest {
+class TheInitScript : public SystemTest, public testing::WithParamInterface<const char*> {
   protected:
     void SetUp() override {
         SystemTest::SetUp();
@@ -48,6 +50,7 @@ class TheInitScript : public SystemTest {
         }
         make_daemon_file();
         configure("");
+        make_programs();
     }
 
     void TearDown() override {
@@ -71,9 +74,11 @@ class TheInitScript : public SystemTest {
 
     // "status N", then what it printed, with PID for the number that the pid file then holds.
     static std::string script(const std::string& word, const std::string& before = "") {
+        const std::string shell =
+            is_busybox() ? std::string("PATH=") + kPrograms + " exec /bin/busybox sh '" : "exec '";
         const Result result =
             run({"/bin/sh", "-c",
-                 before + " CONFIG=" + kConfig + " exec '" + QUON_INIT_SCRIPT + "' " + word});
+                 before + " CONFIG=" + kConfig + " " + shell + QUON_INIT_SCRIPT + "' " + word});
         std::string text = as_text(result.status) + "\n" + result.out + result.err;
         const std::string number = process() == 0 ? "" : "process " + std::to_string(process());
         const std::size_t at = number.empty() ? std::string::npos : text.find(number);
@@ -103,6 +108,18 @@ class TheInitScript : public SystemTest {
     }
 
   private:
+    static bool is_busybox() { return std::string_view(GetParam()) == "BusyBox"; }
+
+    // Where the script finds BusyBox's programs and no other.
+    static void make_programs() {
+        if (is_busybox()) {
+            fs::create_directories(kPrograms);
+            const std::string busybox = "/bin/busybox";
+            ASSERT_EQ(run({busybox, "--install", "-s", kPrograms}).status,
+                      (ExitStatus{.exited = true, .code = 0}));
+        }
+    }
+
     // The build's daemon with the chip link, under the name of the installed one.
     static void make_daemon_file() {
         fs::create_directories(fs::path(kDaemonFile).parent_path());
@@ -123,14 +140,14 @@ class TheInitScript : public SystemTest {
     }
 };
 
-TEST_F(TheInitScript, StartsADaemonThatServesWhenItReturns) {
+TEST_P(TheInitScript, StartsADaemonThatServesWhenItReturns) {
     const pid_t daemon = start_with_chip();
     EXPECT_TRUE(file_exists(kRunFlag));
     EXPECT_EQ(served_by(), daemon);
     expect_still_serving();
 }
 
-TEST_F(TheInitScript, RaisesTheDescriptorLimitTo4096) {
+TEST_P(TheInitScript, RaisesTheDescriptorLimitTo4096) {
     start_chip();
     EXPECT_EQ(script("start", "ulimit -S -n 256;"), said("started, process PID"));
     rlimit limit{};
@@ -139,7 +156,7 @@ TEST_F(TheInitScript, RaisesTheDescriptorLimitTo4096) {
     EXPECT_EQ(limit.rlim_max, 4096U);
 }
 
-TEST_F(TheInitScript, TakesAnotherDescriptorLimitFromItsConfiguration) {
+TEST_P(TheInitScript, TakesAnotherDescriptorLimitFromItsConfiguration) {
     start_chip();
     configure("DESCRIPTORS=300\n");
     EXPECT_EQ(script("start"), said("started, process PID"));
@@ -148,7 +165,7 @@ TEST_F(TheInitScript, TakesAnotherDescriptorLimitFromItsConfiguration) {
     EXPECT_EQ(limit.rlim_cur, 300U);
 }
 
-TEST_F(TheInitScript, SaysThatALimitCannotBeRaisedAndStartsAllTheSame) {
+TEST_P(TheInitScript, SaysThatALimitCannotBeRaisedAndStartsAllTheSame) {
     start_chip();
     configure("DESCRIPTORS=2000000000\n");
     EXPECT_EQ(script("start"),
@@ -157,19 +174,19 @@ TEST_F(TheInitScript, SaysThatALimitCannotBeRaisedAndStartsAllTheSame) {
     expect_still_serving();
 }
 
-TEST_F(TheInitScript, LeavesARunningDaemonAloneAtASecondStart) {
+TEST_P(TheInitScript, LeavesARunningDaemonAloneAtASecondStart) {
     const pid_t daemon = start_with_chip();
     EXPECT_EQ(script("start"), said("runs already, process PID"));
     EXPECT_EQ(process(), daemon);
     EXPECT_EQ(served_by(), daemon);
 }
 
-TEST_F(TheInitScript, StartsWithoutAChipToo) {
+TEST_P(TheInitScript, StartsWithoutAChipToo) {
     EXPECT_EQ(script("start"), said("started, process PID"));
     EXPECT_TRUE(exists(process()));
 }
 
-TEST_F(TheInitScript, GivesTheStatusOfTheDaemon) {
+TEST_P(TheInitScript, GivesTheStatusOfTheDaemon) {
     EXPECT_EQ(script("status"), said("does not run", 3));
     const pid_t daemon = start_with_chip();
     EXPECT_EQ(script("status"), said("runs, process PID"));
@@ -179,14 +196,14 @@ TEST_F(TheInitScript, GivesTheStatusOfTheDaemon) {
     EXPECT_EQ(script("status"), said("does not run", 3));
 }
 
-TEST_F(TheInitScript, TakesAnotherProgramsNumberInThePidFileForNoDaemon) {
+TEST_P(TheInitScript, TakesAnotherProgramsNumberInThePidFileForNoDaemon) {
     std::ofstream(kPidFile) << getpid() << "\n";
     EXPECT_EQ(script("status"), said("does not run", 3));
     EXPECT_EQ(script("stop"), said("does not run"));
     EXPECT_FALSE(file_exists(kPidFile));
 }
 
-TEST_F(TheInitScript, ReturnsFromStopWhenTheDaemonHasEndedAndTakenItsFilesAway) {
+TEST_P(TheInitScript, ReturnsFromStopWhenTheDaemonHasEndedAndTakenItsFilesAway) {
     const pid_t daemon = start_with_chip();
     EXPECT_EQ(script("stop"), said("stopped"));
     EXPECT_FALSE(exists(daemon));
@@ -198,11 +215,11 @@ TEST_F(TheInitScript, ReturnsFromStopWhenTheDaemonHasEndedAndTakenItsFilesAway) 
     EXPECT_EQ(WEXITSTATUS(status), 1);
 }
 
-TEST_F(TheInitScript, HasNothingToStopWhereNothingRuns) {
+TEST_P(TheInitScript, HasNothingToStopWhereNothingRuns) {
     EXPECT_EQ(script("stop"), said("does not run"));
 }
 
-TEST_F(TheInitScript, KillsADaemonThatDoesNotEndByItselfWithinFiveSeconds) {
+TEST_P(TheInitScript, KillsADaemonThatDoesNotEndByItselfWithinFiveSeconds) {
     const pid_t daemon = start_with_chip();
     ASSERT_GT(daemon, 0);
     ASSERT_EQ(kill(daemon, SIGSTOP), 0);
@@ -213,7 +230,7 @@ TEST_F(TheInitScript, KillsADaemonThatDoesNotEndByItselfWithinFiveSeconds) {
     EXPECT_FALSE(file_exists(kRunFlag));
 }
 
-TEST_F(TheInitScript, PutsANewDaemonInThePlaceOfTheOldAtARestart) {
+TEST_P(TheInitScript, PutsANewDaemonInThePlaceOfTheOldAtARestart) {
     const pid_t first = start_with_chip();
     EXPECT_EQ(script("restart"), said("stopped") + "quon_mcu_daemon: started, process PID\n");
     EXPECT_NE(process(), first);
@@ -222,13 +239,13 @@ TEST_F(TheInitScript, PutsANewDaemonInThePlaceOfTheOldAtARestart) {
     expect_still_serving();
 }
 
-TEST_F(TheInitScript, StartsADaemonAtARestartWhereNoneRan) {
+TEST_P(TheInitScript, StartsADaemonAtARestartWhereNoneRan) {
     start_chip();
     EXPECT_EQ(script("restart"), said("does not run") + "quon_mcu_daemon: started, process PID\n");
     expect_still_serving();
 }
 
-TEST_F(TheInitScript, RestartsWhileACommandOfAShellServiceStillRuns) {
+TEST_P(TheInitScript, RestartsWhileACommandOfAShellServiceStillRuns) {
     const pid_t first = start_with_chip();
     ASSERT_EQ(mkfifo("/tmp/held", 0600), 0);
     BusPeer caller;
@@ -244,7 +261,7 @@ TEST_F(TheInitScript, RestartsWhileACommandOfAShellServiceStillRuns) {
     EXPECT_TRUE(wait_until([&] { return !exists(shell); }));
 }
 
-TEST_F(TheInitScript, StartsAfterADaemonThatWasKilledAndWaitsForTheNewRunFlag) {
+TEST_P(TheInitScript, StartsAfterADaemonThatWasKilledAndWaitsForTheNewRunFlag) {
     const pid_t first = start_with_chip();
     ASSERT_GT(first, 0);
     kill(first, SIGKILL);
@@ -261,20 +278,20 @@ TEST_F(TheInitScript, StartsAfterADaemonThatWasKilledAndWaitsForTheNewRunFlag) {
     expect_still_serving();
 }
 
-TEST_F(TheInitScript, FailsWithoutAProgram) {
+TEST_P(TheInitScript, FailsWithoutAProgram) {
     configure("DAEMON=/tmp/bin/nothing\n");
     EXPECT_EQ(script("start"), said("there is no program /tmp/bin/nothing", 1));
     EXPECT_FALSE(file_exists(kPidFile));
 }
 
-TEST_F(TheInitScript, FailsWithADaemonThatEndsAtOnce) {
+TEST_P(TheInitScript, FailsWithADaemonThatEndsAtOnce) {
     ASSERT_EQ(mkdir(kBusPath, 0755), 0);  // so that it cannot bind its bus socket
     std::ofstream(std::string(kBusPath) + "/inside") << "so that it cannot be removed either";
     EXPECT_EQ(script("start"), said("it ended at once", 1));
     EXPECT_FALSE(file_exists(kPidFile));
 }
 
-TEST_F(TheInitScript, AppendsTheDaemonsOutputToItsLogFile) {
+TEST_P(TheInitScript, AppendsTheDaemonsOutputToItsLogFile) {
     std::ofstream(kLogFile) << "from before\n";
     start_with_chip();
     EXPECT_EQ(script("stop"), said("stopped"));
@@ -283,12 +300,15 @@ TEST_F(TheInitScript, AppendsTheDaemonsOutputToItsLogFile) {
     EXPECT_NE(log.find("ws init ip: "), std::string::npos) << log;
 }
 
-TEST_F(TheInitScript, ShowsItsUsageForAnyOtherWord) {
+TEST_P(TheInitScript, ShowsItsUsageForAnyOtherWord) {
     const std::string usage =
         std::string("status 2\nusage: ") + QUON_INIT_SCRIPT + " start|stop|restart|status\n";
     EXPECT_EQ(script("reload"), usage);
     EXPECT_EQ(script(""), usage);
 }
+
+INSTANTIATE_TEST_SUITE_P(In, TheInitScript, testing::Values("TheMachinesShell", "BusyBox"),
+                         [](const auto& row) { return std::string(row.param); });
 
 }  // namespace
 }  // namespace quon::test
