@@ -14,7 +14,10 @@ namespace {
 
 class InTheField : public SystemTest {
   protected:
-    ~InTheField() override { unlink(kFile); }
+    ~InTheField() override {
+        unlink(kFile);
+        unlink(kLog);
+    }
 
     void start_both(const std::vector<std::string>& options = {}) {
         chip_ = std::make_unique<SimulatedChip>(options);
@@ -35,6 +38,7 @@ class InTheField : public SystemTest {
     }
 
     static constexpr const char* kFile = "/tmp/field.txt";
+    static constexpr const char* kLog = "/tmp/field.log";
     std::unique_ptr<SimulatedChip> chip_;
 };
 
@@ -108,9 +112,65 @@ TEST_F(InTheField, AReportIsMadeWithoutADaemonToo) {
     EXPECT_EQ(got.status, exited_with(3));
     EXPECT_TRUE(has_line(got.out, "daemon +not found")) << got.out;
     EXPECT_TRUE(has_line(got.out, "run flag +missing")) << got.out;
+    EXPECT_TRUE(has_line(got.out, "log level +not known: no daemon was found")) << got.out;
     EXPECT_TRUE(has_line(got.out, "no daemon: nobody answers at /tmp/dbus-quon\\.mcu\\.daemon"))
         << got.out;
     EXPECT_TRUE(has_line(got.out, "== wlan0, as the kernel has it"));
+}
+
+TEST_F(InTheField, AReportLeavesTheEventsWhereTheyAre) {
+    ASSERT_NO_FATAL_FAILURE(start_both());
+    chip_->command("event raw 01 0b0c");
+    const Result got = run_client({"report"});
+    EXPECT_TRUE(has_line(
+        got.out, "event queue +not asked: taking events empties it \\(--take-events does\\)"))
+        << got.out;
+    EXPECT_EQ(run_client({"events", "--count", "1"}).out.substr(0, 8), "1  0b0c0");
+}
+
+TEST_F(InTheField, AReportTakesTheEventsOnRequest) {
+    ASSERT_NO_FATAL_FAILURE(start_both());
+    EXPECT_TRUE(has_line(run_client({"report", "--take-events"}).out,
+                         "== Events, taken from the queue\nnone"));
+    chip_->command("event raw 01 0b0c");
+    chip_->command("event raw 02 7365637265742d6b6579");
+    std::string taken;
+    ASSERT_TRUE(wait_until([&] {
+        taken += run_client({"report", "--take-events"}).out;
+        return has_line(taken, "[12]  bytes=\\*{20}0{46}");
+    })) << taken;
+    EXPECT_TRUE(has_line(taken, "1  bytes=0b0c0{62}")) << taken;
+    EXPECT_EQ(run_client({"events"}).out, "");
+}
+
+TEST_F(InTheField, AReportTellsTheLogLevelThatTheLogShows) {
+    chip_ = std::make_unique<SimulatedChip>(std::vector<std::string>{});
+    start_daemon_after("", std::string("> ") + kLog);
+    ASSERT_TRUE(chip_->wait_for(0x80));
+    const std::pair<const char*, const char*> levels[] = {
+        {"fatal", "0 \\(fatal errors alone\\)"},
+        {"error", "1 or 2 \\(errors, perhaps warnings\\)"},
+        {"warn", "1 or 2 \\(errors, perhaps warnings\\)"},
+        {"info", "3 \\(information\\)"},
+        {"debug", "4 \\(debug\\)"},
+    };
+    for (const auto& [name, told] : levels) {
+        ASSERT_EQ(run_client({"log-level", name}).status, exited_with(0)) << name;
+        std::string last;
+        EXPECT_TRUE(wait_until([&, line = std::string("log level +") + told] {
+            last = run_client({"report"}).out;
+            return has_line(last, line);
+        })) << name
+            << "\n"
+            << last;
+    }
+}
+
+TEST_F(InTheField, AReportSaysWhyTheLogLevelIsNotKnown) {
+    ASSERT_NO_FATAL_FAILURE(start_both());
+    EXPECT_TRUE(
+        has_line(run_client({"report"}).out,
+                 "log level +not known: no service reads it, and the log goes to /dev/pts/[0-9]+"));
 }
 
 TEST_F(InTheField, ACheckPrintsTapAndWritesJunit) {

@@ -291,10 +291,11 @@ void command_line::add_decode_command() {
 }
 
 void command_line::add_field_commands() {
-    const auto file = std::make_shared<std::string>();
-    add("report", "Put all that can be seen of the camera into one text", [this, file] {
-        make_report(ctx_, *file);
-    })->add_option("FILE", *file, "Where to (default: standard output)");
+    const auto wanted = std::make_shared<report_words>();
+    CLI::App* report = add("report", "Put all that can be seen of the camera into one text",
+                           [this, wanted] { make_report(ctx_, *wanted); });
+    report->add_option("FILE", wanted->file, "Where to (default: standard output)");
+    report->add_flag("--take-events", wanted->take_events, "Take the pending events as well");
     const auto words = std::make_shared<check_words>();
     CLI::App* check = add("check", "Compare the camera with the expected values of a file",
                           [this, words] { check_camera(ctx_, *words); });

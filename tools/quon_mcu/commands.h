@@ -116,8 +116,12 @@ struct decode_words {
 };
 void decode_logs(context& ctx, const decode_words& words);
 
-// report: "" and "-" are standard output
-void make_report(context& ctx, const std::string& file);
+// report
+struct report_words {
+    std::string file;  // "" and "-" are standard output
+    bool take_events = false;
+};
+void make_report(context& ctx, const report_words& words);
 
 // check
 struct check_words {

@@ -13,6 +13,7 @@
 #include "quon_mcu/bus_session.h"
 #include "quon_mcu/commands.h"
 #include "quon_mcu/daemon_state.h"
+#include "quon_mcu/log_level.h"
 #include "quon_mcu/names.h"
 #include "quon_mcu/own_network.h"
 #include "quon_mcu/process_view.h"
@@ -27,6 +28,9 @@ namespace {
 
 constexpr size_t kShortestKey = 8;  // a Wi-Fi key has 8 to 63 characters
 constexpr size_t kHexOfByte = 2;
+
+// For the shell of the daemon, which logs each command at level 3.
+constexpr uint8_t kNothing[] = {':'};
 
 bool is_printable(uint8_t byte) {
     return byte >= 0x20 && byte <= 0x7e;
@@ -65,13 +69,15 @@ bool is_harmless(const catalog::service& service) {
 
 class report {
   public:
-    explicit report(context& ctx) : ctx_(ctx), process_(process_behind(kBusSocket)) {}
+    report(context& ctx, bool take_events)
+        : ctx_(ctx), take_events_(take_events), process_(process_behind(kBusSocket)) {}
 
     std::string whole() {
         text_ = "Report of quon-mcu, " + time_text(std::chrono::system_clock::now()) + "\n";
         add_versions();
-        add_answers();
-        add_events_and_flag();
+        const log_watch log(process_);
+        add_answers(log.can_tell());
+        add_state(log.level(chip_answers_));
         add_process();
         add_network();
         return text_;
@@ -94,7 +100,7 @@ class report {
     }
 
     // A failing service does not hide the others; if the daemon does not answer, none can follow.
-    void add_answers() {
+    void add_answers(bool log_is_watched) {
         title("Services");
         try {
             bus_session bus(ctx_.timeout_ms);
@@ -105,14 +111,35 @@ class report {
                 }
             }
             rows(all);
+            if (log_is_watched) {
+                bus.call(service_named("get.system"), kNothing);
+            }
+            if (take_events_) {
+                take_events(bus);
+            }
         } catch (const failure& error) {
             text_ += std::string(error.what()) + "\n";
             ctx_.status = to_int(error.status());
         }
     }
 
-    static std::string answer_text(bus_session& bus, const catalog::service& service) {
+    void take_events(bus_session& bus) {
+        const catalog::service& service = service_named("get.event.info");
+        row_list all;
+        for (answer got = bus.call(service, {}); got.result >= 0; got = bus.call(service, {})) {
+            all.push_back(
+                {std::to_string(all.size() + 1), masked_line(*service.reply, got.payload)});
+        }
+        title("Events, taken from the queue");
+        if (all.empty()) {
+            all.push_back({"none"});
+        }
+        rows(all);
+    }
+
+    std::string answer_text(bus_session& bus, const catalog::service& service) {
         const answer got = bus.call(service, {});
+        chip_answers_ = chip_answers_ || (got.result >= 0 && service.message.has_value());
         return got.result < 0 ? refusal_text(service, got)
                               : masked_line(*service.reply, got.payload);
     }
@@ -129,11 +156,13 @@ class report {
         return line.empty() ? "empty" : line;
     }
 
-    void add_events_and_flag() {
+    void add_state(const std::string& log_level) {
         struct stat flag {};
-        title("What cannot be asked, and the run flag");
-        rows({{"event queue", "not asked: taking events empties it (quon-mcu events)"},
-              {"log level", "not told: no service of the daemon reads it"},
+        title("State");
+        rows({{"event queue", take_events_
+                                  ? "see above"
+                                  : "not asked: taking events empties it (--take-events does)"},
+              {"log level", log_level},
               {"run flag",
                stat(QUON_MCU_RUN_FLAG_PATH, &flag) == 0
                    ? "set, " + time_text(std::chrono::system_clock::from_time_t(flag.st_mtime))
@@ -188,6 +217,8 @@ class report {
     }
 
     context& ctx_;
+    bool take_events_;
+    bool chip_answers_ = false;
     pid_t process_;
     std::string text_;
 };
@@ -204,15 +235,15 @@ void write_report(const std::string& file, const std::string& text) {
 
 }  // namespace
 
-void make_report(context& ctx, const std::string& file) {
+void make_report(context& ctx, const report_words& words) {
     if (ctx.out.mode != output_mode::people) {
         throw failure(exit_status::usage, "report is one text: it has no other form");
     }
-    const std::string text = report(ctx).whole();
-    if (file.empty() || file == "-") {
+    const std::string text = report(ctx, words.take_events).whole();
+    if (words.file.empty() || words.file == "-") {
         ctx.out.write(text);
     } else {
-        write_report(file, text);
+        write_report(words.file, text);
     }
 }
 

@@ -3,11 +3,11 @@
 
 #include <algorithm>
 #include <chrono>
+#include <memory>
 
 #include "dbus_socket_common.h"
 #include "quon_mcu/bus_session.h"
 #include "quon_mcu/commands.h"
-#include "quon_mcu/encode.h"
 #include "quon_mcu/names.h"
 #include "quon_mcu/present.h"
 #include "shared/failure.h"
@@ -40,22 +40,50 @@ std::string command_text(const context& ctx) {
     return text;
 }
 
+// How a call of the library ended, and when.
+struct ended_call {
+    quon_mcu_status status;
+    int32_t took_ms;
+};
+
+template <typename Call>
+ended_call timed(const Call& call) {
+    const auto start = std::chrono::steady_clock::now();
+    const quon_mcu_status status = call();
+    const auto took = std::chrono::steady_clock::now() - start;
+    return {status, static_cast<int32_t>(
+                        std::chrono::duration_cast<std::chrono::milliseconds>(took).count())};
+}
+
 // Its wait status.
 int run_on_camera(context& ctx, const catalog::service& service, const std::string& text) {
     const bus_session bus(ctx.timeout_ms);
     int32_t status = 0;
-    const auto start = std::chrono::steady_clock::now();
-    const quon_mcu_status ended =
-        quon_mcu_client_exec(bus.library(), text.c_str(), &status, ctx.timeout_ms);
-    const auto took = std::chrono::steady_clock::now() - start;
-    if (ended == QUON_MCU_MALFORMED) {
+    const ended_call ended = timed(
+        [&] { return quon_mcu_client_exec(bus.library(), text.c_str(), &status, ctx.timeout_ms); });
+    if (ended.status == QUON_MCU_MALFORMED) {
         throw failure(exit_status::malformed,
                       std::string(service.name) + ": malformed answer: no wait status");
     }
-    bus.check(
-        service, ended, status,
-        static_cast<int32_t>(std::chrono::duration_cast<std::chrono::milliseconds>(took).count()));
+    bus.check(service, ended.status, status, ended.took_ms);
     return status;
+}
+
+// What it printed.
+byte_list output_on_camera(context& ctx, const catalog::service& service, const std::string& text) {
+    constexpr int32_t kNoShell = -1;  // the only failure that the service has
+    const auto request = std::make_unique<quon_mcu_shell_command>();
+    const auto reply = std::make_unique<quon_mcu_shell_output>();
+    const bus_session bus(ctx.timeout_ms);
+    const ended_call ended = timed([&] {
+        if (text.size() >= sizeof(request->command)) {
+            return QUON_MCU_INVALID;
+        }
+        text.copy(request->command, text.size());
+        return quon_mcu_client_get_popen(bus.library(), request.get(), reply.get(), ctx.timeout_ms);
+    });
+    bus.check(service, ended.status, kNoShell, ended.took_ms);
+    return {reply->output, reply->output + reply->length};
 }
 
 std::string people_status(int status) {
@@ -100,8 +128,7 @@ void exec_on_camera(context& ctx) {
 void popen_on_camera(context& ctx) {
     const catalog::service& service = service_named("get.popen");
     const std::string text = command_text(ctx);
-    bus_session bus(ctx.timeout_ms);
-    const byte_list payload = bus.query(service, encode_field(service.request->fields[0], text));
+    const byte_list payload = output_on_camera(ctx, service, text);
     if (ctx.out.mode == output_mode::people) {
         ctx.out.write(payload);
     } else {
