@@ -24,15 +24,18 @@ apt_proxies() {
     apt-config dump --format '%F "%v";%n' | sed -nE '/^Acquire::https?::Proxy/p'
 }
 
-# Makes the minimal root of a suite at FOLDER, with git, sudo and two ordinary users.
+# What a root has beside the essential packages.
+fresh_includes=sudo,git
+
+# Makes the minimal root of a suite at FOLDER, with two ordinary users.
 make_root() { # SUITE FOLDER
-    local suite=$1 root=$2 mirrors lines sources=() proxies=() uri release line include=sudo,git
+    local suite=$1 root=$2 mirrors lines sources=() proxies=() uri release line include=$fresh_includes
     mirrors=$(mirror_lines "$suite")
     [ -n "$mirrors" ] ||
         die "apt's configuration names no Debian mirror: give one in QUON_FRESH_MIRROR"
     while read -r uri release; do
         sources+=("deb $uri $release main")
-        case $uri in https:*) include=sudo,git,ca-certificates ;; esac
+        case $uri in https:*) include=$fresh_includes,ca-certificates ;; esac
     done <<<"$mirrors"
     lines=$(apt_proxies)
     while read -r line; do
@@ -60,6 +63,7 @@ furnish_root() { # ROOT
     printf '127.0.0.1 localhost %s\n' "$name" >"$root/etc/hosts"
     chroot "$root" useradd --create-home --shell /bin/bash "$fresh_user"
     chroot "$root" useradd --create-home --shell /bin/bash "$guest_user"
+    mkdir -p "$root/etc/sudoers.d"
     echo "$fresh_user ALL=(ALL) NOPASSWD: ALL" >"$root/etc/sudoers.d/$fresh_user"
     chmod 440 "$root/etc/sudoers.d/$fresh_user"
     # What is committed is tried, as one who clones the tree gets it.

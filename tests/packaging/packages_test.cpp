@@ -293,6 +293,13 @@ TEST(ThePackages, NeedWhatTheyUse) {
     EXPECT_EQ(depends("python3-quon-mcu"), "python3\n");
 }
 
+TEST(ThePackages, NameWhoeverMadeThem) {
+    for (const Held& each : kHeld) {
+        EXPECT_EQ(run({"dpkg-deb", "-f", package_file(each.package), "Maintainer"}).out,
+                  std::string(QUON_MAINTAINER) + "\n");
+    }
+}
+
 TEST(ThePackages, HoldNoSymbolsAndNoFolderOfTheBuild) {
     const AnEmptyRoot root;
     root.with("quon-mcu-daemon").with("quon-mcu-tools").with("libquon-mcu-dev").with_archive();
