@@ -63,7 +63,7 @@ void PrintTo(const Spoiled& row, std::ostream* out) {
 
 class AStalePage : public TheGeneratedPages, public testing::WithParamInterface<Spoiled> {};
 
-TEST_P(AStalePage, IsNamedAndMadeAnew) {
+TEST_P(AStalePage, IsNamedAndRegenerated) {
     const std::string page = GetParam().page;
     const std::string good = content_of(docs() / page);
     spoil(page, GetParam().old, GetParam().text);
@@ -87,7 +87,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Spoiled{"APicture", "pictures/layers.svg", "netlink channel", "channel"}),
     [](const auto& row) { return std::string(row.param.name); });
 
-TEST_F(TheGeneratedPages, AreDrawnAnewWhenTheSourceOfAPictureHasChanged) {
+TEST_F(TheGeneratedPages, AreRedrawnWhenTheSourceOfAPictureHasChanged) {
     spoil("pictures/layers.dot", "netlink channel", "the channel");
     EXPECT_EQ(make({"--check"}).err, "stale: " + (docs() / "pictures/layers.svg").string() + "\n");
 }

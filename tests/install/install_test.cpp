@@ -84,7 +84,7 @@ TEST_P(AnInstalledLibrary, NamesNoFolderOfTheBuildInItsPkgConfigFile) {
 INSTANTIATE_TEST_SUITE_P(Of, AnInstalledLibrary, testing::ValuesIn(kLibraries),
                          [](const auto& row) { return std::string(row.param.name); });
 
-TEST(AnInstallation, HoldsTheProgramsEachWithItsPage) {
+TEST(AnInstallation, HasTheProgramsEachWithItsPage) {
     const Installation installation;
     for (const auto& [program, page] : {std::pair{"quon_mcu_daemon", "man8/quon_mcu_daemon.8"},
                                         std::pair{"quon-mcu", "man1/quon-mcu.1"},
@@ -99,7 +99,7 @@ TEST(AnInstallation, HoldsTheProgramsEachWithItsPage) {
     }
 }
 
-TEST(AnInstallation, HoldsTheChipLinkAndTheCompletions) {
+TEST(AnInstallation, HasTheChipLinkAndTheCompletions) {
     const Installation installation;
     EXPECT_TRUE(fs::is_regular_file(installation.libraries() / "libhi3861l_chip_link.so"));
     const fs::path data = installation.prefix() / QUON_DATADIR;
@@ -121,7 +121,7 @@ TEST(AnInstallation, RunsACommandWithChipAndDaemon) {
     EXPECT_EQ(result.out.substr(0, 2), "2a") << result.out;
 }
 
-TEST(AnInstallation, HoldsThePublicHeadersAndNoOther) {
+TEST(AnInstallation, HasThePublicHeadersAndNoOthers) {
     const Installation installation;
     Words headers;
     for (const auto& entry : fs::directory_iterator(installation.headers())) {

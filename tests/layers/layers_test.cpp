@@ -246,7 +246,7 @@ SourceTree the_tree() {
     return read_tree(QUON_SOURCE_FOLDER, kAllFolders);
 }
 
-TEST(TheTree, IncludesOnlyWhatStandsBelow) {
+TEST(TheTree, IncludesOnlyWhatIsBelow) {
     EXPECT_EQ(list(wrong_includes(the_tree())), "");
 }
 
@@ -300,7 +300,7 @@ const SourceTree kPlanted = {
      "1\n#endif\nhi3861l_anything();\n"},
 };
 
-TEST(TheIncludeRule, FindsWhatStandsAboveBesideAndNowhere) {
+TEST(TheIncludeRule, FindsHeadersAboveOnTheSameLevelAndUnknown) {
     EXPECT_EQ(wrong_includes(kPlanted),
               (Findings{"common/log/src/up.cpp:1: includes common/queue/include/quon_queue.h",
                         "common/stray.h: stands in no folder of the house",

@@ -137,7 +137,7 @@ const Held kHeld[] = {
 
 class APackage : public testing::TestWithParam<Held> {};
 
-TEST_P(APackage, HoldsTheseFilesAndNoOther) {
+TEST_P(APackage, HasTheseFilesAndNoOthers) {
     const Result listing = run({"dpkg-deb", "-c", package_file(GetParam().package)});
     ASSERT_EQ(listing.status, kDone) << listing.err;
     EXPECT_EQ(files_listed(listing.out), GetParam().files);

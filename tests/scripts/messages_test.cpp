@@ -130,7 +130,7 @@ TEST_P(TheScripts, NameTheRemedyWithoutANetwork) {
     EXPECT_FALSE(tree.called("cmake"));
 }
 
-TEST_P(TheScripts, BuildAnewInACheckoutThatWasMoved) {
+TEST_P(TheScripts, RebuildInACheckoutThatWasMoved) {
     tree.keep_results();
     const std::string word =
         std::string(GetParam()).find("run") != std::string::npos ? "release" : "dev";

@@ -354,7 +354,7 @@ class AChipsFaultAtTheStart : public AChipsFault, public ::testing::WithParamInt
     }
 };
 
-TEST_P(AChipsFaultAtTheStart, HoldsItUpForASecondAtMostAndLeavesADaemonThatServes) {
+TEST_P(AChipsFaultAtTheStart, DelaysItForASecondAtMostAndLeavesADaemonThatServes) {
     const std::uint8_t kNetwork = expected::kNetQuery.message();
     const std::uint8_t kAfterNetwork = expected::message_of("get.wakeup.info");
     const Bytes answer = pattern(26, 10);

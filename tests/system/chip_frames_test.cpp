@@ -334,7 +334,7 @@ TEST_F(AnAnswer, ThatIsLateReachesNobody) {
     EXPECT_EQ(peer().receive().value().payload(), pattern(7, 100));
 }
 
-TEST_F(AnAnswer, ThatIsAwaitedHoldsUpOnlyTheChip) {
+TEST_F(AnAnswer, ThatIsAwaitedDelaysOnlyTheChip) {
     start();
     ask(kTime, 0x84, 1);
     BusPeer other;

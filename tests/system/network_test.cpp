@@ -132,7 +132,7 @@ TEST_F(TheNetwork, AppliesAMacOnceAndAgainOnlyWhenItChanges) {
     EXPECT_NE(interface().find("ether 02:00:00:00:00:02"), std::string::npos) << interface();
 }
 
-TEST_F(TheNetwork, AppliesTheFirstMacEvenWhenTheChipToldItAtTheStart) {
+TEST_F(TheNetwork, AppliesTheFirstMacEvenWhenTheChipReportedItAtTheStart) {
     start_chip();
     chip().answer(0x81, Network{}.record());
     start_daemon();
@@ -278,7 +278,7 @@ TEST_F(TheNetwork, DoesNotMindFailingCommands) {
     EXPECT_EQ(words(content_of("/tmp/fds")), "0 1 2 3 0 1 2 3 0 1 2 3 0 1 2 3 0 1 2 3 0 1 2 3");
 }
 
-TEST_F(TheNetwork, IsToldAsTexts) {
+TEST_F(TheNetwork, IsReportedAsTexts) {
     start_chip();
     chip().answer(0x81, Bytes(26, 0));
     chip().answer(0x82, Bytes(71, 0));
@@ -305,7 +305,7 @@ TEST_F(TheNetwork, IsToldAsTexts) {
                              joined(joined(text("192.168.1.1"), text("8.8.8.8")), text("")))));
 }
 
-TEST_F(TheNetwork, IsToldWithTheMacOfTheWakeUpInfoFirst) {
+TEST_F(TheNetwork, IsReportedWithTheMacOfTheWakeUpInfoFirst) {
     start();
     raise_and_wait(Network{});
     EXPECT_EQ(wifi_text(0), "02:00:00:00:00:01");
@@ -317,7 +317,7 @@ TEST_F(TheNetwork, IsToldWithTheMacOfTheWakeUpInfoFirst) {
     EXPECT_EQ(wifi_text(0), "02:00:00:00:00:01");
 }
 
-TEST_F(TheNetwork, ThatTheChipToldAtTheStartIsKnownButNotApplied) {
+TEST_F(TheNetwork, ThatTheChipReportedAtTheStartIsKnownButNotApplied) {
     start_chip();
     chip().answer(0x81, Network{}.record());
     start_daemon();

@@ -227,7 +227,7 @@ TEST_F(AStart, WithASilentChipGoesOnAndReportsEachQuery) {
     expect_still_serving();
 }
 
-TEST_F(AStart, WithoutAnybodyBehindTheChannelServesWhatNeedsNoChip) {
+TEST_F(AStart, WithoutAChipServesWhatNeedsNoChip) {
     start_daemon();  // no chip at all
     ASSERT_TRUE(wait_for_log(handler_failed(expected::service("get.ver"))));
     const std::string output = daemon().output();

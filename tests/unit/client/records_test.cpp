@@ -50,7 +50,7 @@ std::pair<quon_mcu_status, std::string> sent(const Request& request,
 
 using Sent = std::pair<quon_mcu_status, std::string>;
 
-TEST(AnAnswer, OfTheClockGivesItsFieldsAndTheBytesThatNobodyInterprets) {
+TEST(AnAnswer, OfTheClockGivesItsFieldsAndTheUninterpretedBytes) {
     const auto time = answered("1a 02 03 04 05 06 a1 a2 a3 a4", quon_mcu_client_get_time);
     EXPECT_EQ(time.absent, 0U);
     EXPECT_EQ(time.year, 26);

@@ -200,7 +200,7 @@ TEST(EachUpgradeMethodDeathTest, CallsThroughAnEmptySlot) {
     }
 }
 
-TEST(AnUpgradeStart, PassesByte0AndTheLittleEndianWordBehindIt) {
+TEST(AnUpgradeStart, PassesByte0AndTheLittleEndianWordAfterIt) {
     fresh_operations();
     run_method(quon_mcu_upg_start, {0xa5, 0x78, 0x56, 0x34, 0x12});
     ASSERT_EQ(operations().calls.size(), 1U);

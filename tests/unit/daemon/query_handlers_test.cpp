@@ -102,7 +102,7 @@ TEST(EachQuery, GivesItsReplyAreaOrALocalOneToTheOperation) {
     }
 }
 
-TEST(EachQuery, WritesNothingBehindItsRecord) {
+TEST(EachQuery, WritesNothingBeyondItsRecord) {
     for (const ExpectedService& row : expected::queries()) {
         SCOPED_TRACE(row.name);
         fresh_operations().reply = chip_answer(row);

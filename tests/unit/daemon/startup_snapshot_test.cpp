@@ -322,7 +322,7 @@ TEST(TheMonotonicClock, CountsWholeMillisecondsIn32Bits) {
 
 // ---- The question of the hand-off thread ------------------------------------------------------
 
-TEST(TheNetworkQuestion, ReturnsTheSizeOfTheFlagThatTheDriverFills) {
+TEST(TheNetworkCheck, ReturnsTheSizeOfTheFlagThatTheDriverFills) {
     fresh_operations().reply = {1, 0, 0, 0};
     int value = 0;
     EXPECT_EQ(quon_mcu_get_ipaddr_update_status(&value), 4);
@@ -331,7 +331,7 @@ TEST(TheNetworkQuestion, ReturnsTheSizeOfTheFlagThatTheDriverFills) {
     EXPECT_EQ(operations().calls[0].output, &value);
 }
 
-TEST(TheNetworkQuestion, LogsAFailure) {
+TEST(TheNetworkCheck, LogsAFailure) {
     fresh_operations().result = -1;
     show_whole_log();
     int value = 0;
@@ -340,7 +340,7 @@ TEST(TheNetworkQuestion, LogsAFailure) {
                        expected::failed("mcu_get_ipaddr_update_status failed")));
 }
 
-TEST(TheNetworkQuestion, LogsAnEmptySlot) {
+TEST(TheNetworkCheck, LogsAnEmptySlot) {
     fresh_operations().empty_slot(47);
     show_whole_log();
     int value = 0;

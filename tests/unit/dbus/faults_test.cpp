@@ -413,7 +413,7 @@ TEST_F(AClientWithFaults, LetsOneOfItsCallersLookForRoom) {
     EXPECT_EQ(most_waiters_for_room(), 1);
 }
 
-TEST_F(AClientWithFaults, ConnectsAnewOnceItsThreadCouldNotBeMade) {
+TEST_F(AClientWithFaults, ReconnectsOnceItsThreadCouldNotBeCreated) {
     Dbus_Client_Disconnect(info_);
     fail_next(Fault::kThread, 1);
     info_ = Dbus_Client_Connect("quon.test.client", name_.c_str(), 0);

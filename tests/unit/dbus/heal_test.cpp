@@ -60,7 +60,7 @@ class AClientOfAKilledServer : public testing::Test {
     DbusInfo* client_ = nullptr;
 };
 
-TEST_F(AClientOfAKilledServer, ConnectsAnewWithItsNextCall) {
+TEST_F(AClientOfAKilledServer, ReconnectsWithItsNextCall) {
     restart_server();
     std::thread server = answer_one_call();
     DbusReply reply{};
@@ -70,7 +70,7 @@ TEST_F(AClientOfAKilledServer, ConnectsAnewWithItsNextCall) {
     EXPECT_EQ(threads_named("DbusProcess").size(), 1U);
 }
 
-TEST_F(AClientOfAKilledServer, ConnectsAnewWithItsNextSignal) {
+TEST_F(AClientOfAKilledServer, ReconnectsWithItsNextSignal) {
     const int descriptors = open_descriptors();
     restart_server();
     EXPECT_EQ(Dbus_Signal_Send(client_, "signal.y", nullptr, 0, kPatience), DBUS_CALL_OK);
@@ -175,7 +175,7 @@ TEST(ACallWhoseConnectionEnded, EndsAtOnceWhenItLooksOnlyAfterTheHealing) {
 }
 
 // One that was made with Dbus_Register stays as it is.
-TEST(ARegistrationOfOnesOwn, DoesNotConnectAnewAfterAReadError) {
+TEST(ARegistrationOfOnesOwn, DoesNotReconnectAfterAReadError) {
     const std::string name = fresh_name();
     auto server = std::make_unique<RawServer>(name);
     DbusInfo* info = make_registration(fresh_name(), {});
@@ -233,7 +233,7 @@ class FullOutput {
     int read_end_ = -1;
 };
 
-class AMethodThreadThatIsHeldUpInAPrint : public testing::Test {
+class AMethodThreadThatIsBlockedInAPrint : public testing::Test {
   protected:
     void SetUp() override {
         signal(SIGPIPE, SIG_IGN);
@@ -257,7 +257,7 @@ class AMethodThreadThatIsHeldUpInAPrint : public testing::Test {
     std::unique_ptr<FullOutput> output_;
 };
 
-TEST_F(AMethodThreadThatIsHeldUpInAPrint, HoldsUpUnregisteringForASecondOnly) {
+TEST_F(AMethodThreadThatIsBlockedInAPrint, DelaysUnregisteringForASecondOnly) {
     const pthread_t thread = client_->method_thread;
     const std::int64_t begin = now_ms();
     EXPECT_EQ(Dbus_UnRegister(client_), 0);
@@ -270,7 +270,7 @@ TEST_F(AMethodThreadThatIsHeldUpInAPrint, HoldsUpUnregisteringForASecondOnly) {
     EXPECT_TRUE(peer_->sees_end());
 }
 
-TEST_F(AMethodThreadThatIsHeldUpInAPrint, HoldsUpDisconnectingForASecondOnly) {
+TEST_F(AMethodThreadThatIsBlockedInAPrint, DelaysDisconnectingForASecondOnly) {
     const std::int64_t begin = now_ms();
     Dbus_Client_Disconnect(client_);
     EXPECT_GE(now_ms() - begin, 1000);

@@ -205,7 +205,7 @@ void expect_service(RawPeer& peer, std::uint32_t count) {
     }
 }
 
-TEST(APeerThatNeverReads, HoldsNobodyUpAndFindsEveryResultIntactWhenItReadsLate) {
+TEST(APeerThatNeverReads, DelaysNobodyAndFindsEveryResultIntactWhenItReadsLate) {
     const std::string name = fresh_name();
     start_server(name, {{.name = "method.echo", .method = echo}});
     RawPeer sleeper = RawPeer::connect_to(name);

@@ -328,7 +328,7 @@ TEST(NamesOf64BytesWithoutAnEnd, AreReadAndEchoedAsTheyAre) {
     EXPECT_TRUE(peer.is_silent());
 }
 
-TEST(TextBehindTheEndOfAName, IsNotEchoed) {
+TEST(TextAfterTheEndOfAName, IsNotEchoed) {
     const std::string name = fresh_name();
     start_server(name, {{.name = "method.one", .method = answer_one}});
     RawPeer peer = RawPeer::connect_to(name);

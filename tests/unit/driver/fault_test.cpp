@@ -332,7 +332,7 @@ TEST_F(AFault, OfAChipThatIsSilentIsNoticedAfterEachOperationsOwnTime) {
     }
 }
 
-TEST_F(AFault, OfAChipThatIsSilentHoldsUpTheStartForOneSecond) {
+TEST_F(AFault, OfAChipThatIsSilentDelaysTheStartForOneSecond) {
     ASSERT_EQ(ops->deinit(), 0);
     timespec deadline{};
     timespec after{};

@@ -79,7 +79,7 @@ TEST_F(AnExchange, ThatFailsLetsTheNextOneThrough) {
     EXPECT_EQ(ops->set_led_state(1), 0);
 }
 
-TEST_F(AnExchange, HoldsUpOtherSendersUntilItsReplyHasCome) {
+TEST_F(AnExchange, DelaysOtherSendersUntilItsReplyHasCome) {
     std::jthread asker([&] {
         std::uint8_t time[384];
         EXPECT_EQ(ops->get_battery_status(time), 0);

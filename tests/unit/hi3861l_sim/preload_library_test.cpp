@@ -23,9 +23,9 @@ void PrintTo(const wrapper_row& row, std::ostream* out) {
     *out << row.name;
 }
 
-class BehindAWrapper : public testing::TestWithParam<wrapper_row> {};
+class UnderAWrapper : public testing::TestWithParam<wrapper_row> {};
 
-INSTANTIATE_TEST_SUITE_P(Of, BehindAWrapper,
+INSTANTIATE_TEST_SUITE_P(Of, UnderAWrapper,
                          testing::Values(wrapper_row{"Env", {"env", "ANY=thing"}},
                                          wrapper_row{"Timeout", {"timeout", "600"}},
                                          wrapper_row{"Stdbuf", {"stdbuf", "-oL"}},
@@ -39,7 +39,7 @@ INSTANTIATE_TEST_SUITE_P(Of, BehindAWrapper,
 constexpr char kPreloadListOfAChild[] = "child echo ${LD_PRELOAD-unset}";
 constexpr char kSocketsOfAChild[] = "child ls -l /proc/self/fd | grep -c socket:";
 
-TEST_P(BehindAWrapper, TheLinkReachesItsProgramAndNotTheCommandsOfTheProgram) {
+TEST_P(UnderAWrapper, TheLinkReachesItsProgramAndNotTheCommandsOfTheProgram) {
     const scratch_folder folder;
     const sim_process sim(folder);
     probe program(folder, "fifo", CHIP_LINK_PROBE, chip_link_library(), "chip", GetParam().words);

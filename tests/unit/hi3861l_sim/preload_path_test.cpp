@@ -121,7 +121,7 @@ TEST_F(ThePreloadEntry, NeedsALibraryThatCanBeRead) {
     }
 }
 
-TEST_F(ThePreloadEntry, StandsInFrontOfTheLibrariesThatAreThere) {
+TEST_F(ThePreloadEntry, PrecedesTheLibrariesThatAreThere) {
     const std::string path = library_in("plain");
     const variable others("LD_PRELOAD", "");
     EXPECT_EQ(preload_list(path), path);

@@ -196,7 +196,7 @@ TEST(TheSimulator, WritesTheJournalToItsFile) {
     EXPECT_TRUE(line.ends_with("chip->host 0x01 event_1 len 2 aabb")) << line;
 }
 
-TEST(TheSimulator, WritesTheJournalAnewButNotThatOfARunningOne) {
+TEST(TheSimulator, OverwritesTheJournalButNotThatOfARunningOne) {
     const scratch_folder folder;
     const std::string file = folder.file("journal");
     std::ofstream(file) << "of an earlier run\n";

@@ -94,7 +94,7 @@ TEST(AnUpgrade, AcceptsTheLastBlockAgainWhenItsAnswerWasLost) {
     EXPECT_EQ(chip.send(0, 256, 1), 0x00);
 }
 
-TEST(AnUpgrade, BeginsAnewWithEachStart) {
+TEST(AnUpgrade, StartsOverWithEachStart) {
     upgrading_chip chip;
     ASSERT_EQ(chip.send(0, 256, 1), 0xA1);
     EXPECT_EQ(chip.answer(0x8F, test::from_hex("0200020000")), 0xA1);

@@ -168,7 +168,7 @@ class WhileAHookHoldsTheLock : public quon::test::WithDefaultProfile {
     }
 };
 
-TEST_F(WhileAHookHoldsTheLock, LinesThatTheFilterDropsAreNotHeldUp) {
+TEST_F(WhileAHookHoldsTheLock, LinesThatTheFilterDropsAreNotDelayed) {
     const std::string text = captured_output([] {
         std::thread holder([] { QnLogPrint(1, "t", "f", "g", 1, "held\n"); });
         EXPECT_TRUE(wait_until([] { return hook_entered.load(); }));

@@ -25,7 +25,7 @@ class TheExample : public testing::Test {
     std::uint8_t area[kMcuReplyAreaSize] = {};
 };
 
-TEST_F(TheExample, StandsBehindTheDoorAndStarts) {
+TEST_F(TheExample, IsReachedThroughTheTableAndStarts) {
     EXPECT_EQ(ops, example_get_ops_handle());
     EXPECT_EQ(mcu_probe_init(), 0);
     EXPECT_EQ(ops->deinit(), 0);

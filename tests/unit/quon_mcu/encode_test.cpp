@@ -93,7 +93,7 @@ TEST(Assignments, AreRefusedWhenAFieldIsGivenTwice) {
     EXPECT_EQ(refusal("alarm", {"word=1", "byte4=2", "word=1"}), "word is given twice");
 }
 
-TEST(AShellCommand, MayHaveAnEqualsSignBehindItsFirstWord) {
+TEST(AShellCommand, MayHaveAnEqualsSignAfterItsFirstWord) {
     EXPECT_EQ(hex("shell_command", {"x a=b"}), "7820613d6200");
     EXPECT_EQ(hex("shell_command", {"command=A=1 x"}), "413d31207800");
     EXPECT_EQ(hex("shell_command", {"A=1 x"}), "413d31207800");

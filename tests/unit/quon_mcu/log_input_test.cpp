@@ -75,7 +75,7 @@ TEST_F(ALog, IsReadLineByLineWithItsUnfinishedLast) {
 
 struct enough {};  // thrown to end a following that would not end by itself
 
-TEST_F(ALog, IsFollowedAsItGrowsAndWhenItIsBegunAnew) {
+TEST_F(ALog, IsFollowedAsItGrowsAndWhenItStartsOver) {
     int round = 0;
     const auto append = [this](const char* text) { std::ofstream(path_, std::ios::app) << text; };
     const log_reader reader = {[this](std::string_view line) { lines_.emplace_back(line); },

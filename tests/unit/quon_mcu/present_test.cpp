@@ -28,7 +28,7 @@ TEST(Fields, CarryUnitsAndMeanings) {
     EXPECT_EQ(people("wakeup_info", wakeup), "reason  13 (starts the remote wake-up hand-off)\n");
 }
 
-TEST(LongHex, StandsInLinesOfSixteenBytes) {
+TEST(LongHex, IsShownInLinesOfSixteenBytes) {
     EXPECT_EQ(people("pir_info", byte_list(36, 0xab)),
               "bytes  abababababababababababababababab\n"
               "       abababababababababababababababab\n"

@@ -293,7 +293,7 @@ TEST_F(ASilentAddress, IsLeftForTheOneThatThePeerAsksFor) {
                   kServedLater);
 }
 
-TEST_F(ASilentAddress, IsTriedAnewWhenThePeerAsksForItAgain) {
+TEST_F(ASilentAddress, IsTriedAgainWhenThePeerAsksForItAgain) {
     const SilentServer silent;
     start(record_for(silent));
     ASSERT_TRUE(wait_until([&] { return silent.attempts().size() == 1; }));

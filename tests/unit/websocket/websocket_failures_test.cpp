@@ -408,7 +408,7 @@ class ADeafPeer : public HandOffTest {
     }
 };
 
-TEST_F(ADeafPeer, MissesItsHandOverAndHoldsNobodyUp) {
+TEST_F(ADeafPeer, MissesItsHandOverAndDelaysNobody) {
     const RemoteServer server;
     tiny_client_buffers = true;
     start(record_without_wakeup());

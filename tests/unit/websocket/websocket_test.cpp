@@ -248,7 +248,7 @@ TEST_F(AnEarlyConnection, IsHandedOverWithItsDescriptorsNumberPrinted) {
     EXPECT_TRUE(prints_exactly("ws ls sendfd ret = 8, fd:" + std::to_string(number) + "\n"));
 }
 
-TEST_F(AnEarlyConnection, IsMadeAnewForThePeerThatAsksASecondTime) {
+TEST_F(AnEarlyConnection, IsReplacedForThePeerThatAsksASecondTime) {
     const RemoteServer server;
     start(record_for(server));
     const Descriptor first = server.accept();
