@@ -56,7 +56,7 @@ class AsyncClient(AsyncServices):
     async def call(
         self, service: str, data: bytes = b"", timeout: float = DEFAULT_TIMEOUT
     ) -> bytes:
-        """Calls a method by its whole name, in bytes."""
+        """Calls a method by its full name, with raw bytes."""
         deadline = time.monotonic() + timeout
         number, record = _bus.request(_bus.METHOD, self._name, service, data)
         answer: asyncio.Future[_bus.Result] = asyncio.get_running_loop().create_future()
@@ -73,12 +73,12 @@ class AsyncClient(AsyncServices):
     async def send(
         self, service: str, data: bytes = b"", timeout: float = DEFAULT_TIMEOUT
     ) -> None:
-        """Sends a signal. Nobody tells whether it had an effect."""
+        """Sends a signal. Whether it had an effect is not reported."""
         _, record = _bus.request(_bus.SIGNAL, self._name, service, data)
         await self._write(service, record, timeout)
 
     async def events(self, timeout: float | None = None) -> AsyncIterator[EventInfo]:
-        """The chip's events as they come; ends when none has come for `timeout`."""
+        """The chip's events as they arrive; ends when none arrives for `timeout`."""
         while True:
             try:
                 yield await self.next_event(timeout if timeout is not None else 3600.0)
@@ -87,7 +87,7 @@ class AsyncClient(AsyncServices):
                     return
 
     async def next_event(self, timeout: float) -> EventInfo:
-        """Waits for an event and takes it off the daemon's queue. Raises TimedOut."""
+        """Waits for an event and removes it from the daemon's queue. Raises TimedOut."""
         deadline = time.monotonic() + timeout
         while True:
             left = deadline - time.monotonic()
@@ -102,17 +102,17 @@ class AsyncClient(AsyncServices):
             await asyncio.sleep(min(left, PAUSE))
 
     async def exec(self, command: str, timeout: float = DEFAULT_TIMEOUT) -> int:
-        """Runs a command in the daemon's shell; its wait status (see os.waitstatus_to_exitcode)."""
+        """Runs a command in the daemon's shell; returns its wait status (see os.waitpid)."""
         return wait_status((await self.get_system(ShellCommand(command), timeout)).status)
 
     async def popen(self, command: str, timeout: float = DEFAULT_TIMEOUT) -> bytes:
-        """Runs a command in the daemon's shell; the first 4356 bytes of its output."""
+        """Runs a command in the daemon's shell; returns the first 4356 bytes of its output."""
         return (await self.get_popen(ShellCommand(command), timeout)).output
 
     async def upgrade(
         self, image: bytes, *, resume_from: int = 0, timeout: float = DEFAULT_TIMEOUT
     ) -> AsyncIterator[int]:
-        """Sends the chip a firmware image; gives the bytes that are done after each block."""
+        """Sends a firmware image to the chip; yields the number of bytes sent after each block."""
         check_image(image, resume_from)
         if resume_from == 0:
             await self.upg_start(UpgStart(0, len(image)), timeout)

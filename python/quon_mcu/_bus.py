@@ -15,7 +15,7 @@ DATA_SIZE = 4356
 _HEAD = 0x5AA55AA5
 
 # head, id, source name, destination name, type, member name, result, data length, data; integers in
-# the machine's own byte order.
+# host byte order.
 _RECORD = struct.Struct(f"=II{NAME_SIZE}s{NAME_SIZE}sI{NAME_SIZE}siI{DATA_SIZE}s")
 RECORD_SIZE = _RECORD.size
 assert RECORD_SIZE == 4568
@@ -24,7 +24,7 @@ _ids = itertools.count(1)
 
 
 class Result(NamedTuple):
-    """The result of a call, before anybody has looked whether it makes sense."""
+    """The result of a call, not yet validated."""
 
     number: int
     service: str
@@ -34,7 +34,7 @@ class Result(NamedTuple):
 
 
 def path_of(server: str) -> str:
-    """Where a process of the bus listens."""
+    """The socket path of a process on the bus."""
     return f"/tmp/dbus-{server}"
 
 
@@ -50,7 +50,7 @@ def request(kind: int, own_name: str, service: str, data: bytes) -> tuple[int, b
 
 
 def result(record: bytes) -> Result | None:
-    """What a record says; None when it is none. What is missing at its end counts as zeros."""
+    """A decoded record; None if it is not one. Missing bytes at its end count as zeros."""
     head, number, _, _, _, member, code, length, data = _RECORD.unpack(
         record.ljust(RECORD_SIZE, b"\0")
     )
@@ -61,7 +61,7 @@ def result(record: bytes) -> Result | None:
 
 
 def payload(service: str, got: Result) -> bytes:
-    """The bytes that the service answered with. Raises Failed and Malformed."""
+    """The bytes of the service's answer. Raises Failed and Malformed."""
     if got.result < 0:
         raise Failed(service, got.result)
     if got.length != got.result or got.length > DATA_SIZE:
@@ -70,7 +70,7 @@ def payload(service: str, got: Result) -> bytes:
 
 
 def name(text: str) -> bytes:
-    """A name as it stands in a record."""
+    """A name in a record's form."""
     data = text.encode()
     if not 0 < len(data) < NAME_SIZE or 0 in data:
         raise ValueError(f"a name has 1 to {NAME_SIZE - 1} bytes: {text!r}")

@@ -42,7 +42,7 @@ class Client(Services):
         self._socket.close()
 
     def call(self, service: str, data: bytes = b"", timeout: float = DEFAULT_TIMEOUT) -> bytes:
-        """Calls a method by its whole name, in bytes."""
+        """Calls a method by its full name, with raw bytes."""
         deadline = time.monotonic() + timeout
         number, record = _bus.request(_bus.METHOD, self._name, service, data)
         self._write(service, record, deadline)
@@ -55,12 +55,12 @@ class Client(Services):
                 raise TimedOut(f"{service}: no answer in time")
 
     def send(self, service: str, data: bytes = b"", timeout: float = DEFAULT_TIMEOUT) -> None:
-        """Sends a signal. Nobody tells whether it had an effect."""
+        """Sends a signal. Whether it had an effect is not reported."""
         _, record = _bus.request(_bus.SIGNAL, self._name, service, data)
         self._write(service, record, time.monotonic() + timeout)
 
     def events(self, timeout: float | None = None) -> Iterator[EventInfo]:
-        """The chip's events as they come; ends when none has come for `timeout`."""
+        """The chip's events as they arrive; ends when none arrives for `timeout`."""
         while True:
             try:
                 yield self.next_event(timeout if timeout is not None else 3600.0)
@@ -69,7 +69,7 @@ class Client(Services):
                     return
 
     def next_event(self, timeout: float) -> EventInfo:
-        """Waits for an event and takes it off the daemon's queue. Raises TimedOut."""
+        """Waits for an event and removes it from the daemon's queue. Raises TimedOut."""
         deadline = time.monotonic() + timeout
         while True:
             left = deadline - time.monotonic()
@@ -84,11 +84,11 @@ class Client(Services):
             time.sleep(min(left, PAUSE))
 
     def exec(self, command: str, timeout: float = DEFAULT_TIMEOUT) -> int:
-        """Runs a command in the daemon's shell; its wait status (see os.waitstatus_to_exitcode)."""
+        """Runs a command in the daemon's shell; returns its wait status (see os.waitpid)."""
         return wait_status(self.get_system(ShellCommand(command), timeout).status)
 
     def popen(self, command: str, timeout: float = DEFAULT_TIMEOUT) -> bytes:
-        """Runs a command in the daemon's shell; the first 4356 bytes of its output."""
+        """Runs a command in the daemon's shell; returns the first 4356 bytes of its output."""
         return self.get_popen(ShellCommand(command), timeout).output
 
     def upgrade(
@@ -99,7 +99,7 @@ class Client(Services):
         resume_from: int = 0,
         timeout: float = DEFAULT_TIMEOUT,
     ) -> None:
-        """Sends the chip a firmware image. `progress` gets the bytes that are done, and all."""
+        """Sends a firmware image to the chip. `progress` gets the bytes sent and the total."""
         check_image(image, resume_from)
         if resume_from == 0:
             self.upg_start(UpgStart(0, len(image)), timeout)
@@ -144,7 +144,7 @@ class Client(Services):
 
 
 def wait_status(text: str) -> int:
-    """The decimal that the service sends."""
+    """The decimal number sent by the service."""
     try:
         return int(text)
     except ValueError:
@@ -166,7 +166,7 @@ def block_at(image: bytes, offset: int) -> UpgBlock:
 def _connect(path: str, deadline: float) -> socket.socket:
     while True:
         connection = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-        # A daemon that listens but does not accept must not hold us for ever.
+        # A daemon that listens but does not accept must not block us for ever.
         connection.settimeout(1.0)
         try:
             connection.connect(path)

@@ -1,4 +1,4 @@
-"""Records as the camera's maker defines them: the file that quon-mcu reads, for Python."""
+"""Records defined by the camera's maker: quon-mcu's definition files, for Python."""
 
 from __future__ import annotations
 
@@ -46,14 +46,14 @@ class DefinitionError(ValueError):
 
 
 class Definition(NamedTuple):
-    """A record with named fields, in the order of their offsets; of a list, one entry."""
+    """A record, or one entry of a list, with named fields ordered by offset."""
 
     name: str
     size: int  # bytes; 0: as long as its sender makes it
     fields: tuple[Field, ...]
 
     def decode(self, data: bytes) -> dict[str, Value]:
-        """The fields that lie whole within `data`, by name. Raises Malformed for another size."""
+        """The fields completely within `data`, by name. Raises Malformed for a wrong size."""
         if self.size not in (0, len(data)):
             raise Malformed(f"{self.name}: {len(data)} bytes instead of {self.size}")
         values: dict[str, Value] = {}
@@ -64,7 +64,7 @@ class Definition(NamedTuple):
         return values
 
     def encode(self, values: dict[str, Value], base: bytes = b"") -> bytes:
-        """`base`, or zeros where it is short, with these fields. Raises ValueError."""
+        """`base`, padded with zeros if it is short, with these fields. Raises ValueError."""
         data = bytearray(base.ljust(self.size, b"\0"))
         for name, value in values.items():
             what = self.field(name)
@@ -82,7 +82,7 @@ class Definition(NamedTuple):
         raise ValueError(f"{self.name} has no field '{name}'")
 
     def meaning(self, name: str, value: Value) -> str:
-        """What a value of a field is called; empty when it has no name."""
+        """The name of a field's value; empty if it has none."""
         return self.field(name).values.get(value, "") if isinstance(value, int) else ""
 
 
@@ -101,7 +101,7 @@ def read_definitions(file: str | None = None) -> dict[str, Definition]:
 
 
 def parse_definitions(text: str, file: str) -> dict[str, Definition]:
-    """The same of a text; `file` names it in errors."""
+    """The same for a text; `file` names it in errors."""
     return _Reader(text, file).read()
 
 
@@ -117,7 +117,7 @@ def _usual_file() -> str:
 
 
 def _without_comments(text: str) -> str:
-    # Lines and columns stay where they are.
+    # Line and column numbers stay valid.
     pattern = re.compile(r'"(?:\\.|[^"\\\n])*"|//[^\n]*|/\*.*?\*/', re.DOTALL)
 
     def blank(found: re.Match[str]) -> str:
@@ -260,7 +260,7 @@ class _Reader:
 
 
 def _kept(known: Layout | None) -> Iterator[Field]:
-    # Of what the table has, the fields with a name of their own.
+    # The table's fields that have names of their own.
     for each in known.fields if known else ():
         if _TAKEN.fullmatch(each.name) is None:
             yield each

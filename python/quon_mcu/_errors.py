@@ -10,7 +10,7 @@ class TimedOut(QuonMcuError):
 
 
 class NoConnection(QuonMcuError):
-    """Nobody listens, or the connection was lost."""
+    """Nobody is listening, or the connection was lost."""
 
 
 class Failed(QuonMcuError):
@@ -22,4 +22,4 @@ class Failed(QuonMcuError):
 
 
 class Malformed(QuonMcuError):
-    """An answer that contradicts itself or has another size."""
+    """An inconsistent answer, or one of the wrong size."""

@@ -25,7 +25,7 @@ def take_socket(
     """
     if not 0 < port < 65536:
         raise ValueError(f"no port: {port}")
-    # The port is in the machine's own byte order.
+    # The port is in host byte order.
     request = bytes([_CONNECT]) + ipaddress.IPv4Address(ip).packed + struct.pack("=H", port)
     with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as local:
         local.settimeout(max(timeout, 1e-6))
@@ -48,7 +48,7 @@ def take_socket(
 async def take_socket_async(
     ip: str, port: int, timeout: float = 6.5, path: str = HANDOFF_PATH
 ) -> socket.socket:
-    """The same without holding up the loop."""
+    """The same without blocking the loop."""
     return await asyncio.get_running_loop().run_in_executor(
         None, take_socket, ip, port, timeout, path
     )

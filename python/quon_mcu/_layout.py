@@ -1,4 +1,4 @@
-"""What records hold and where: one encoder and one decoder for all of them."""
+"""The layout of records, with one encoder and one decoder for all of them."""
 
 from __future__ import annotations
 
@@ -43,7 +43,7 @@ class Field(NamedTuple):
 
 
 class Layout(NamedTuple):
-    """A record; with an entry size, one byte that counts and then entries that `fields` describe."""
+    """A record; with an entry size, a count byte and then entries described by `fields`."""
 
     name: str
     size: int  # bytes; 0: as long as its sender makes it
@@ -79,7 +79,7 @@ def encode(record: Any) -> bytes:
 
 
 def decode(record: Any, data: bytes, zero_is_fact: bool) -> Any:
-    """An instance of the dataclass `record`. Raises Malformed for bytes that cannot be one."""
+    """An instance of the dataclass `record`. Raises Malformed for invalid bytes."""
     layout: Layout = record.LAYOUT
     if layout.size not in (0, len(data)) or len(data) > layout.longest:
         raise Malformed(f"{layout.name}: malformed answer: {len(data)} bytes")
@@ -95,7 +95,7 @@ def decode(record: Any, data: bytes, zero_is_fact: bool) -> Any:
 
 
 def replaced(record: Any, **changes: Any) -> Any:
-    """A copy with other values, for requests made of answers."""
+    """A copy with other values, for requests based on answers."""
     return dataclasses.replace(record, **changes)
 
 
@@ -120,7 +120,7 @@ def decode_value(what: Field, data: bytes) -> Any:
 
 
 def encode_value(what: Field, value: Any) -> bytes:
-    """The bytes of one field. Raises ValueError for what cannot be in it."""
+    """The bytes of one field. Raises ValueError for a value that does not fit."""
     if value is None:
         return bytes(what.size)
     if what.kind in _NUMBERS:

@@ -32,7 +32,7 @@ def pytest_addoption(parser: pytest.Parser) -> None:
 
 
 def pytest_cmdline_main(config: pytest.Config) -> int | None:
-    """Starts anew inside a world, unless this is one or nothing is run."""
+    """Restarts inside a world, unless this is one or nothing is run."""
     if config.getoption("quon_no_world") or config.option.collectonly or config.option.help:
         return None
     if os.environ.get(_MARK) == "1" or is_inside():
@@ -58,7 +58,7 @@ def _quon_world() -> Iterator[Chip]:
 
 @pytest.fixture
 def quon_chip(_quon_world: Chip) -> Iterator[Chip]:
-    """The simulated chip, put back as it was after the test."""
+    """The simulated chip, reset after the test."""
     yield _quon_world
     _quon_world.reset()
 

@@ -1,4 +1,4 @@
-"""A simulated chip under the hands of a test, with the daemon beside it.
+"""A simulated chip controlled by a test, with the daemon running.
 
 `hi3861l-sim run -- COMMAND` makes a world with a chip and a daemon; inside it `Chip()` is that chip:
 
@@ -44,14 +44,14 @@ class HandoffServer:
         self.close()
 
     def accept(self, timeout: float = 10.0) -> socket.socket:
-        """The next connection; it has the same time-out. Raises TimeoutError."""
+        """Returns the next connection, with the same time-out. Raises TimeoutError."""
         self._listening.settimeout(timeout)
         connection, _ = self._listening.accept()
         connection.settimeout(timeout)
         return connection
 
     def close(self) -> None:
-        """Ends it; connections that it gave stay."""
+        """Closes the server; accepted connections stay open."""
         self._listening.close()
 
 
@@ -65,7 +65,7 @@ class Chip:
 
     @property
     def client(self) -> Client:
-        """A connection to the daemon, made when it is first asked for."""
+        """A connection to the daemon, made on first use."""
         if self._client is None:
             self._client = Client(wait=10.0)
         return self._client
@@ -73,7 +73,7 @@ class Chip:
     # ---- State
 
     def state(self) -> dict[str, str]:
-        """All values by their names."""
+        """All values by name."""
         return dict(_pair(line) for line in self.command("state"))
 
     def get(self, name: str) -> str:
@@ -101,7 +101,7 @@ class Chip:
         self.command(f"fault {rule}")
 
     def clear_faults(self) -> None:
-        """Drops all rules, and has a silent chip speak again."""
+        """Drops all rules and ends the chip's silence."""
         self.command("clear-faults")
         self.command("back")
 
@@ -116,7 +116,7 @@ class Chip:
         return self.command("frames")
 
     def wait_frame(self, kind: str, count: int = 1, timeout: float = 10.0) -> None:
-        """Waits until the daemon has sent so many frames of a kind ("set_led") since `forget`."""
+        """Waits until the daemon has sent that many frames of a kind ("set_led") since `forget`."""
         self.command(f"wait-frame {kind} count {count} timeout {timeout * 1000:.0f}", timeout + 5)
 
     def forget(self) -> None:
@@ -126,7 +126,7 @@ class Chip:
     # ---- The whole
 
     def reset(self) -> None:
-        """As at first but for the clock: values, faults, frames, and no event left."""
+        """Resets values, faults, frames and events, but not the clock."""
         self.clear_faults()
         for name, value in self.state().items():
             if value != self._at_first.get(name, value) and name != "time":
@@ -142,7 +142,7 @@ class Chip:
             self._client = None
 
     def command(self, line: str, timeout: float = 10.0) -> list[str]:
-        """One command of the control socket, and the lines of its answer."""
+        """Sends a command to the control socket; returns the lines of its answer."""
         with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as control:
             control.settimeout(timeout)
             try:

@@ -3,10 +3,10 @@
 
 shopt -s inherit_errexit
 
-# As sh, bash lacks what the scripts use.
+# Run as sh, bash lacks features that the scripts use.
 set +o posix
 
-# What opens next would take a closed stream's number.
+# The next descriptor would take a closed stream's number.
 { : 3>&2; } || exec 2>/dev/null
 { : 3<&0; } 2>/dev/null || exec </dev/null
 { : 3>&1; } 2>/dev/null || {
@@ -36,7 +36,7 @@ die() {
     exit 1
 }
 
-# The end of a log, for an error message that follows.
+# The end of a log, before an error message.
 show_end() { # LINES LOG
     tail -n "$1" "$2" >&2 || true
 }
@@ -86,7 +86,7 @@ lock_part() { # PART
         say "build/$1 is in use by ${user:-another script}: waiting for its end"
         flock "$descriptor" || die "$lock cannot be locked"
     fi
-    # Some file systems know no locks; then two scripts at once are not told apart.
+    # Some file systems have no locks; two scripts at once are then not detected.
     echo "${0##*/} (process $$)" >"$lock"
 }
 
@@ -141,7 +141,7 @@ apt_get() {
         -o DPkg::Lock::Timeout=120 -o APT::Update::Error-Mode=any "$@" </dev/null
 }
 
-# Old package lists may do where new ones cannot be had.
+# Old package lists may be good enough if new ones are not available.
 install_packages() {
     local lists=0
     apt_get update || lists=$?
@@ -193,7 +193,7 @@ if command -v ccache >/dev/null; then
     export CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
 fi
 
-# How far a log has come, in words.
+# A log's progress, in words.
 packages_done() { # LOG
     awk '/ newly installed, / { all = $3 } /^Get:/ { got++ } /^Setting up / { ready++ }
         END { if (all) printf "%d of %d packages ready", ready, all; else print "package lists" }' "$1"
@@ -232,7 +232,7 @@ logged() { # LOG FUNCTION COMMAND...
     return "$status"
 }
 
-# CMake refuses a build folder that was made for another place.
+# CMake refuses a build folder that was created for another path.
 forget_other_place() { # PRESET
     local cache=$top/build/$1/CMakeCache.txt place
     [ -f "$cache" ] || return 0

@@ -1,8 +1,8 @@
 # shellcheck shell=bash
-# What the shell of scripts/run --shell reads at its start, after the user's own file.
+# Read by the shell of scripts/run --shell at its start, after the user's own file.
 # shellcheck disable=SC1090,SC1091
 [ ! -r ~/.bashrc ] || . ~/.bashrc
-# A user's file may have set it anew.
+# The user's file may have changed it.
 PATH=$QUON_TOP/build/release/bin:$PATH
 for completion in "$QUON_TOP"/tools/*/completion/*.bash; do
     . "$completion"

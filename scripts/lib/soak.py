@@ -37,7 +37,7 @@ QUERIES = ["get.time", "get.battery.status", "get.pir.info", "get.wifi.status", 
            "get.wifi.extended.status", "get.soc.time.list", "get.soc.time.cur.info"]
 SETTINGS = [("set.led", 1), ("set.time", 10), ("set.wdg.feed", 0), ("set.alarm", 7),
             ("set.pir.switch", 1), ("set.store.params", 48)]
-# The version's answer (0x80) is left alone, so that it can be checked.
+# The version's answer (0x80) is not disturbed, so that it can be checked.
 FAULTY = ["0x84", "0x86", "0x89", "0x8c", "0x93", "0x95", "0x99", "0x9e", "0xa3", "0xa7", "0xaa"]
 FAULTS = ["{type} drop", "{type} delay 1500", "{type} delay 20 count 3", "{type} twice count 2",
           "{type} answer-type 0x84", "{type} length 4000000000", "{type} length 0", "{type} cut 0",
@@ -50,7 +50,7 @@ class WrongAnswer(Exception):
 
 
 class Tally:
-    """What came of the requests, by kind."""
+    """The outcomes of the requests, by kind."""
 
     def __init__(self):
         self._lock = threading.Lock()
