@@ -218,7 +218,7 @@ class _Reader:
         size = size or given or (room - offset if room > offset else 0)
         self.must(
             offset < most and offset + size <= most,
-            f"the field ends behind the {most} bytes of its record",
+            f"the field ends beyond the {most} bytes of its record",
         )
         values = self._values(what, kind)
         self._text(what, "meaning")

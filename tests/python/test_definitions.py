@@ -94,7 +94,7 @@ class Definitions(unittest.TestCase):
             (field % '{"name": "a", "kind": "u8"}', "f.json:1: 'a' has no offset"),
             (
                 field % '{"name": "a", "kind": "u16", "offset": 4}',
-                "f.json:1: the field ends behind the 5 bytes of its record",
+                "f.json:1: the field ends beyond the 5 bytes of its record",
             ),
             (
                 field % '{"name": "a", "kind": "u16", "offset": 0, "size": 1}',

@@ -239,7 +239,7 @@ class reader {
         const uint32_t to_the_end = room != 0 && offset < room ? room - offset : 0;
         const uint32_t size = kind.size != 0 ? kind.size : given.value_or(to_the_end);
         must(offset < most && offset + size <= most, where,
-             "the field ends behind the " + std::to_string(most) + " bytes of its record");
+             "the field ends beyond the " + std::to_string(most) + " bytes of its record");
         return size;
     }
 

@@ -18,7 +18,7 @@ constexpr log_message kDaemon[] = {
      "It was told to end, as the init script does. The exit status is 1 all the same.", "Nothing."},
     {4, R"(SIGSEGV\n)", "quon_mcu_daemon.cpp",
      "It used memory that it does not have. There is no core file: the handler ends the process.",
-     "Report it with the lines before it; the init script starts the daemon anew."},
+     "Report it with the lines before it; the init script restarts the daemon."},
     {4, R"(SIGILL\n)", "quon_mcu_daemon.cpp",
      "It ran an instruction that the processor does not have.",
      "Look whether the program was built for this processor, and whether its file is whole."},
@@ -44,7 +44,7 @@ constexpr log_message kDaemon[] = {
      "The registration was given nothing to work on: a mistake of the program.", "Report it."},
     {1, R"(DbusInfo_Alloc error\n)", "service_table.cpp",
      "No memory for the registration of the services; the daemon ends.",
-     "See what takes the camera's memory, then start the daemon anew."},
+     "See what takes the camera's memory, then restart the daemon."},
     {1, R"(name type error\n)", "service_table.cpp",
      "A service's name begins with neither \"method\" nor \"signal\": a mistake of the table.",
      "Mend the row in quon_mcu_services.h."},
@@ -104,7 +104,7 @@ constexpr log_message kDriver[] = {
      "Take the events more often (`quon-mcu events --follow`)."},
     {1, R"(QN_QUEUE_Create failed\n)", "hi3861l_events.cpp",
      "No memory for the event queue: all events of this run are lost.",
-     "See what takes the camera's memory, then start the daemon anew."},
+     "See what takes the camera's memory, then restart the daemon."},
     {3, R"(upgrade start\n)", "hi3861l_upgrade.cpp", "A firmware upgrade of the chip begins.",
      "Nothing. Its frames are not dumped."},
     {3, R"(upgrade finish\n)", "hi3861l_upgrade.cpp", "The last block has gone to the chip.",
@@ -155,7 +155,7 @@ constexpr log_message kChannel[] = {
      "The channel to the chip could not be opened, or is open already; the daemon goes on, and "
      "every "
      "exchange fails. Alone, without \"create is fail\" before it: another process holds the port.",
-     "Look for a second daemon; load the kernel's side of the channel; start the daemon anew."},
+     "Look for a second daemon; load the kernel's side of the channel; restart the daemon."},
     {kPrinted, R"([%s][%s][l:%d],hi_channel_register_rx_cb is fail\n\r\n)", "hichannel_host.cpp",
      "Nobody can be told of the chip's frames: the channel is closed.",
      "See hi_channel_init is fail, which comes first."},
@@ -168,10 +168,10 @@ constexpr log_message kChannel[] = {
      "The kernel did not take a message to the chip. \"Bad file descriptor\": the channel is "
      "closed. "
      "\"Connection refused\": the kernel's side has gone.",
-     "Load the kernel's side of the channel, then start the daemon anew."},
+     "Load the kernel's side of the channel, then restart the daemon."},
     {kPrinted, R"([%s][%s][l:%d],recvfrom error! fd:%d\n\r\n)", "hichannel_host.cpp",
      "The receive thread has ended: no answer and no event of the chip arrives any more.",
-     "Start the daemon anew."},
+     "Restart the daemon."},
     {kPrinted, R"([%s][%s][l:%d],hi_channel_deinit is fail\n\r\n)", "hichannel_host.cpp",
      "The channel was to be closed and is not open.", "Nothing."},
 };
@@ -195,14 +195,14 @@ constexpr log_message kServer[] = {
     {kPrinted, R"(Cannot bind server socket (%s)\n)", "dbus_registration.cpp",
      "The bus socket could not be made at this path: /tmp is not writable or full, or the path is "
      "somebody else's.",
-     "Mend /tmp, then start the daemon anew."},
+     "Repair /tmp, then restart the daemon."},
     {kPrinted, R"(Cannot listen the client connect request)", "dbus_registration.cpp",
-     "The bus socket takes no connections.", "Start the daemon anew."},
+     "The bus socket takes no connections.", "Restart the daemon."},
     {kPrinted, R"(Cannot accept client connect request)", "dbus_listener.cpp",
-     "The listener has ended, most often for want of descriptors: no new peer is served any more, "
+     "The listener has ended, usually for lack of descriptors: no new peer is served any more, "
      "the "
      "connected ones are. At the end of a registration it is no failure.",
-     "Start the daemon anew; see who holds its descriptors (`quon-mcu report`)."},
+     "Restart the daemon; see who holds its descriptors (`quon-mcu report`)."},
     {1, R"(too many connections, closed the fd:%d limit:%d\n)", "dbus_listener.cpp",
      "A new peer was sent away so that the daemon keeps descriptors for itself.",
      "See which programs hold connections (`quon-mcu report`) and why they do not close them."},
@@ -231,17 +231,17 @@ constexpr log_message kCaller[] = {
     {kPrinted, R"(Cannot connect to the server (%s) timeout\n)", "dbus_registration.cpp",
      "Nobody serves that bus name.", "Start the daemon, or see why it takes no connections."},
     {kPrinted, R"(%s %d disconnect with server, reconnect, ret:%d errno:%d (%s)\n)",
-     "dbus_method_thread.cpp", "The server has closed the connection; the caller connects anew.",
+     "dbus_method_thread.cpp", "The server has closed the connection; the caller reconnects.",
      "Nothing, once. Again and again: see the server's log for why it closes."},
     {kPrinted, R"(%s %d server socket is closed, reconnect daemon\n)", "dbus_method_thread.cpp",
      "The same, as the caller begins to connect.", "Nothing."},
     {kPrinted, R"(Cannot reconnect to the server (%s) timeout\n)", "dbus_method_thread.cpp",
-     "The server did not come back; the next call tries once more.", "Start the server anew."},
+     "The server did not come back; the next call tries once more.", "Restart the server."},
     {kPrinted, R"(%s %d read socket data interrupt ret:%d errno:%d (%s)\n)",
      "dbus_method_thread.cpp", "Reading was interrupted by a signal, and goes on.", "Nothing."},
     {kPrinted, R"(%s %d read socket data failed exit this thread, ret:%d errno:%d (%s)\n)",
      "dbus_method_thread.cpp",
-     "The connection broke, most often because the server was killed; the next call connects anew.",
+     "The connection broke, most often because the server was killed; the next call reconnects.",
      "See why the server ended."},
     {kPrinted, R"(%s read result head is invalid, ret = %d head:%x\n)", "dbus_method_thread.cpp",
      "The server sent something that is no bus record; it was dropped.",
@@ -258,13 +258,13 @@ constexpr log_message kCaller[] = {
 constexpr log_message kHandOff[] = {
     {kPrinted, R"(create websocket preinit thread fail:%s\n)", "websocket.cpp",
      "The hand-off has no thread: no early connection in this run.",
-     "See what takes the camera's memory, then start the daemon anew."},
+     "See what takes the camera's memory, then restart the daemon."},
     {kPrinted, R"(socket failed.)", "local_peer.cpp, server_connection.cpp",
      "No socket could be made: the process has no descriptor left below 1024.",
      "`quon-mcu report` shows the descriptors in use."},
     {kPrinted, R"(bind failed. errno = %d.\n)", "local_peer.cpp",
      "The hand-off socket could not be made: no hand-off in this run.",
-     "Make /tmp writable, then start the daemon anew."},
+     "Make /tmp writable, then restart the daemon."},
     {kPrinted, R"(websocket remote wakeup wait ip update timeout!)", "websocket.cpp",
      "The camera was woken from afar, but the chip reported no network within 3 seconds: no early "
      "connection.",
@@ -304,7 +304,7 @@ constexpr log_message kHandOff[] = {
      "Nothing."},
     {kPrinted, R"(select error \n)", "websocket.cpp",
      "The hand-off's thread ends, on standard error with the reason: no hand-off from now on.",
-     "Start the daemon anew."},
+     "Restart the daemon."},
 };
 
 constexpr log_message_group kGroups[] = {

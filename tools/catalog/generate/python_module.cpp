@@ -153,8 +153,7 @@ std::string python_module() {
         R"("""The records and services of quon_mcu_daemon, generated from the table of the services.
 
 A field of an answer is None where the chip may not have sent it: the daemon fills a short answer up
-with zeros, so a field that is zero, with nothing but zeros behind it in its answer, cannot be told
-from one that is missing.
+with zeros, so a zero field followed only by zeros in its answer cannot be told from a missing one.
 """
 
 # ruff: noqa: E501
