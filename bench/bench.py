@@ -17,6 +17,7 @@ import rows
 
 CURVES = {"in_flight": "calls in flight on one connection", "connections": "connections, one call each",
           "payload": "bytes of payload, 20 calls in flight"}
+QUICK_ROUNDS = 3
 FIGURES = {"calls_per_second": "calls a second", "p50_us": "p50, us", "p99_us": "p99, us"}
 
 
@@ -30,18 +31,17 @@ def machine():
             "system": system[1] if system else "", "load_before": os.getloadavg()[0]}
 
 
-def run_rounds(bench, count, subjects, once):
+def run_rounds(bench, count, subjects, once=()):
+    """The figures of each round; those that are taken once are of the first."""
     rounds = []
     for number in range(count):
         figures = {}
-        for subject in subjects:
+        for subject in [*(once if number == 0 else ()), *subjects]:
             begin = time.monotonic()
             figures |= subject(bench)
             print(f"round {number + 1} of {count}: {subject.__name__} "
                   f"({time.monotonic() - begin:.1f} s)", file=sys.stderr, flush=True)
         rounds.append(figures)
-    for subject in once:
-        rounds[0] |= subject(bench)
     return rounds
 
 
@@ -62,10 +62,24 @@ def evaluate(row, rounds):
     if row.ratio:
         above, below = row.ratio
         shown["ratio"] = spread([figures[above] / figures[below] for figures in rounds])
-        value = shown["ratio"]["median"]
-        shown["met"] = row.is_met(value) if row.goal else None
-        shown["bad"] = row.is_bad(value)
+    value = shown["ratio" if row.ratio else "ours"]["median"]
+    shown["met"] = row.is_met(value) if row.goal else None
+    shown["bad"] = row.is_bad(value)
     return shown
+
+
+def run_quick(bench, subjects, chosen, count):
+    """The rounds and the results. What is far from its goal is measured again, and then it counts:
+    for a moment a busy machine may have left one side behind."""
+    rounds = run_rounds(bench, count, subjects.values())
+    results = [evaluate(row, rounds) for row in chosen]
+    bad = sorted({row.subject for row, shown in zip(chosen, results) if shown["bad"]})
+    if bad:
+        again = run_rounds(bench, count, [subjects[name] for name in bad])
+        results = [evaluate(row, again) if shown["bad"] else shown
+                   for row, shown in zip(chosen, results)]
+        rounds += again
+    return rounds, results
 
 
 def figure(value):
@@ -103,7 +117,7 @@ def sweep_points(rounds, curve, name):
 
 def write_pictures(folder, rounds, results):
     goals = [(shown["title"], shown["ratio"]["median"], shown["goal"]) for shown in results
-             if shown["goal"]]
+             if shown["goal"] and "ratio" in shown]
     (folder / "goals.svg").write_text(charts.bars("Ratios and their goals", goals))
     for curve, x_label in CURVES.items():
         for name, y_label in FIGURES.items():
@@ -121,8 +135,8 @@ def other_figures(rounds):
 def judge(results):
     bad = [shown for shown in results if shown.get("bad")]
     for shown in bad:
-        print(f"bench: {shown['title']}: ratio {shown['ratio']['median']:.2f} is worse than its "
-              f"goal {shown['goal']:g} by more than half", file=sys.stderr)
+        print(f"bench: {shown['title']}: ratio {shown['ratio']['median']:.2f}, measured twice, is "
+              f"worse than its goal {shown['goal']:g} by more than half", file=sys.stderr)
     return 1 if bad else 0
 
 
@@ -137,11 +151,11 @@ def main():
     about = machine()
     begin = time.monotonic()
     if given.quick:
-        rounds = run_rounds(bench, 3, measures.QUICK, [])
+        chosen = [row for row in rows.ROWS if row.quick]
+        rounds, results = run_quick(bench, measures.QUICK, chosen, QUICK_ROUNDS)
     else:
         rounds = run_rounds(bench, given.rounds, measures.FULL, measures.ONCE)
-    chosen = [row for row in rows.ROWS if row.quick or not given.quick]
-    results = [evaluate(row, rounds) for row in chosen]
+        results = [evaluate(row, rounds) for row in rows.ROWS]
     print(table(results))
     about |= {"load_after": os.getloadavg()[0], "seconds": round(time.monotonic() - begin),
               "rounds": len(rounds)}

@@ -2,7 +2,7 @@
 // second, the time of each, and the server's processor time and memory.
 //
 // Unless another server is given, it starts one on the bus library, with one method that copies the
-// request's payload.
+// request's payload, or a bare one without the library.
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -22,6 +22,7 @@
 #include <thread>
 #include <vector>
 
+#include "bare_server.h"
 #include "child.h"
 #include "dbus_socket_common.h"
 #include "local_socket.h"
@@ -51,6 +52,7 @@ struct Options {
     std::uint32_t calls = 20'000;  // on all of them
     std::uint32_t payload = 10;
     std::uint32_t stack = 64 * 1024;  // of the own server's threads
+    bool bare = false;                // it uses no bus library
     bool settle = false;
 };
 
@@ -63,9 +65,11 @@ std::int32_t copy_payload(const std::uint8_t* request, std::int32_t len, std::ui
     return size;
 }
 
-[[noreturn]] void serve(const std::string& name, std::uint32_t stack, int ready) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    quon_limit_malloc_arenas();
+std::string path_of(const std::string& server) {
+    return "/tmp/dbus-" + server;
+}
+
+bool register_method(const std::string& name, std::uint32_t stack) {
     Dbus_SetThreadStack(stack);
     DbusInfo* info = DbusInfo_Alloc(1);
     name.copy(info->name, sizeof(info->name) - 1);
@@ -73,9 +77,20 @@ std::int32_t copy_payload(const std::uint8_t* request, std::int32_t len, std::ui
     std::strcpy(entry.name, kMember);
     std::strcpy(entry.method_type, "Method");
     entry.method_handler = copy_payload;
-    const char state = Dbus_Register(info) == 0 ? 'y' : 'n';
+    return Dbus_Register(info) == 0;
+}
+
+[[noreturn]] void serve(const std::string& name, const Options& options, int ready) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    quon_limit_malloc_arenas();
+    const int listener = options.bare ? bench::listen_at(path_of(name)) : -1;
+    const bool serves = options.bare || register_method(name, options.stack);
+    const char state = serves ? 'y' : 'n';
     if (write(ready, &state, 1) != 1) {
         _exit(1);
+    }
+    if (options.bare) {
+        bench::serve_barely(listener, options.stack);
     }
     for (;;) {
         pause();
@@ -85,7 +100,7 @@ std::int32_t copy_payload(const std::uint8_t* request, std::int32_t len, std::ui
 // Kills the process and removes its socket file when destroyed.
 class Server {
   public:
-    Server(std::string name, std::uint32_t stack) : name_(std::move(name)) {
+    Server(std::string name, const Options& options) : name_(std::move(name)) {
         int ends[2];
         if (pipe(ends) != 0) {
             fail("pipe");
@@ -95,7 +110,7 @@ class Server {
             fail("fork");
         }
         if (pid_ == 0) {
-            serve(name_, stack, ends[1]);
+            serve(name_, options, ends[1]);
         }
         close(ends[1]);
         char state = 'n';
@@ -108,7 +123,7 @@ class Server {
     ~Server() {
         kill(pid_, SIGKILL);
         waitpid(pid_, nullptr, 0);
-        unlink(("/tmp/dbus-" + name_).c_str());
+        unlink(path_of(name_).c_str());
     }
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
@@ -135,7 +150,7 @@ class Connection {
   public:
     Connection(const Options& options, const std::string& server)
         : payload_(options.payload), starts_(options.in_flight) {
-        socket_ = bench::try_to_connect("/tmp/dbus-" + server);
+        socket_ = bench::try_to_connect(path_of(server));
         if (socket_ < 0) {
             fail("connect to " + server);
         }
@@ -296,7 +311,7 @@ nlohmann::json run(const Options& options) {
     pid_t pid = options.pid;
     if (name.empty()) {
         name = "quon.bench." + std::to_string(getpid());
-        own = std::make_unique<Server>(name, options.stack);
+        own = std::make_unique<Server>(name, options);
         pid = own->pid();
     }
     Options one_by_one = options;
@@ -339,6 +354,7 @@ int main(int argc, char** argv) {
         ->capture_default_str();
     app.add_option("--stack", options.stack, "of the own server's threads; 0: the default")
         ->capture_default_str();
+    app.add_flag("--bare", options.bare, "the own server uses no bus library: the floor");
     app.add_flag("--settle", options.settle, "also its memory 1.5 s later");
     CLI11_PARSE(app, argc, argv);
     return quon::bench::report(argv[0], [&] { return quon::run(options); });

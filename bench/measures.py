@@ -8,6 +8,7 @@ import pathlib
 import re
 import signal
 import socket
+import statistics
 import struct
 import subprocess
 import sys
@@ -119,13 +120,21 @@ def depths(bench):
     return figures
 
 
+STACK_SIDES = {"small": (), "default": ("--stack", 0), "bare": ("--bare",),
+               "bare_default": ("--bare", "--stack", 0)}
+
+
 def stacks(bench):
-    """The daemon's small stacks beside the C library's default ones."""
+    """The daemon's small stacks beside the C library's default ones, and the same two of a bare
+    thread for each record, which no bus can go below."""
     figures = {}
     for connections, each in ((1, 50), (10, 5), (1, 200)):
-        name = f"stack.{connections}x{each}"
-        figures[f"{name}.small"] = bench.load(connections, each)["calls_per_second"]
-        figures[f"{name}.default"] = bench.load(connections, each, "--stack", 0)["calls_per_second"]
+        turns = [{side: bench.load(connections, each, *flags, calls=3000)
+                  for side, flags in STACK_SIDES.items()} for _ in range(3)]
+        for side in STACK_SIDES:
+            name = f"stack.{connections}x{each}.{side}"
+            for figure, of in (("calls", "calls_per_second"), ("cpu", "server_cpu_us_per_call")):
+                figures[f"{name}.{figure}"] = statistics.median(turn[side][of] for turn in turns)
     return figures
 
 
@@ -263,7 +272,9 @@ def pieces(bench):
     return {f"piece.{each['name']}": each["cpu_time"] for each in shown["benchmarks"]}
 
 
-QUICK = [round_trips, signals, depths, starts, client]
+# By the first word of their figures.
+QUICK = {"round_trip": round_trips, "one_way": signals, "load": depths, "start": starts,
+         "client": client}
 FULL = [round_trips, round_trips_of_peers, signals, signals_of_peers, depths, stacks, storm, starts,
         client, chip, sweeps, pieces]
 ONCE = [system_calls]
