@@ -55,7 +55,7 @@ class Bench:
     def load(self, connections, in_flight, *flags, payload=SMALL, calls=None):
         """Some tenths of a second of calls, unless their number is given."""
         together = connections * in_flight
-        calls = calls or max(300, min(together * 100, 8000))
+        calls = calls or max(300, min(together * 100, 4000 if self.quick else 8000))
         return self.run("bus_load", "--connections", connections, "--in-flight", in_flight,
                         "--payload", payload, "--calls", calls, *flags)
 
@@ -90,13 +90,13 @@ def round_trips_of_peers(bench):
 
 def signals(bench):
     """Records one way, a thread for each."""
-    count = 10_000 if bench.quick else 20_000
+    count = 5_000 if bench.quick else 20_000
     return {f"one_way.{SMALL}.{name}": bench.peer(command, "one-way", SMALL, count)["per_second"]
             for name, command in (("ours", OURS), ("floor", FLOOR))}
 
 
 def signals_of_peers(bench):
-    return {f"one_way.{size}.{name}": bench.peer(command, "one-way", size, 20_000)["per_second"]
+    return {f"one_way.{size}.{name}": bench.peer(command, "one-way", size, 10_000)["per_second"]
             for size in (SMALL, LARGE)
             for name, command in {"ours": OURS, "floor": FLOOR, **PEERS}.items()
             if (size, name) not in {(SMALL, "ours"), (SMALL, "floor")}}
@@ -129,7 +129,7 @@ def stacks(bench):
     thread for each record, which no bus can go below."""
     figures = {}
     for connections, each in ((1, 50), (10, 5), (1, 200)):
-        turns = [{side: bench.load(connections, each, *flags, calls=3000)
+        turns = [{side: bench.load(connections, each, *flags, calls=2000)
                   for side, flags in STACK_SIDES.items()} for _ in range(3)]
         for side in STACK_SIDES:
             name = f"stack.{connections}x{each}.{side}"
@@ -214,7 +214,7 @@ def starts(bench):
 
 def client(bench):
     with Chip(bench), Daemon(bench):
-        shown = bench.run("exec_time", 20 if bench.quick else 40, bench.bin / "quon-mcu", "get",
+        shown = bench.run("exec_time", 10 if bench.quick else 40, bench.bin / "quon-mcu", "get",
                           "time", "--", bench.bin / "bare_client")
     return {"client.ours": shown["first_us"], "client.bare": shown["second_us"]}
 
