@@ -280,9 +280,11 @@ class Comparison(RuleBasedStateMachine):
         """The chip is asked one thing at a time, in any order; results go by their numbers."""
         self.flush()
         waiting = {}
+        begin = time.monotonic()  # the first one is asked while the others are sent
         for service in services:
             message = self.request(model.METHOD, service, b"")
             waiting[self.number] = (service, message)
+        self.asked_at = begin
         payloads = {}
         asked = []
         for body in bodies_[: len(services)]:
