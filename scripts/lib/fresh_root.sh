@@ -95,7 +95,10 @@ in_root() { # ROOT ENTRY USER COMMAND
 
 # What follows runs as process 1 of the root.
 enter_root() { # ROOT ENTRY USER COMMAND
-    local root=$1 entry=$2 user=$3 command=$4 status=0 as=() proc=/proc
+    local root=$1 entry=$2 user=$3 command=$4 status=0 as=() kept=() proc=/proc
+    # The cache of this machine tells results by the language of the compiler's messages.
+    [ "${QUON_FRESH_CCACHE:-1}" = 1 ] ||
+        kept=(--whitelist-environment "LANG,LC_ALL,LC_CTYPE,LC_MESSAGES")
     mount_root "$root"
     # Without a network, kept packages would stand in for it.
     [ "$entry" = offline ] || mount_kept "$root"
@@ -113,7 +116,7 @@ enter_root() { # ROOT ENTRY USER COMMAND
     else
         leave_the_machine "$root"
     fi
-    "${as[@]}" runuser --login "$user" -c "$command" || status=$?
+    "${as[@]}" runuser --login "${kept[@]}" "$user" -c "$command" || status=$?
     nothing_left "$proc" || status=99
     return "$status"
 }
