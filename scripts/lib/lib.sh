@@ -141,9 +141,11 @@ apt_get() {
         -o DPkg::Lock::Timeout=120 -o APT::Update::Error-Mode=any "$@" </dev/null
 }
 
-# Old package lists may be good enough if new ones are not available.
+# Old package lists may be good enough if new ones are not available. A package manager that goes on
+# after its terminal has closed must not hold up other scripts.
 install_packages() {
     local lists=0
+    drop_locks
     apt_get update || lists=$?
     if apt_get install -y --no-install-recommends "$@"; then
         return 0

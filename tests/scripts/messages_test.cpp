@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -310,6 +311,17 @@ TEST(TwoAtOnce, HaveBuildFoldersOfTheirOwn) {
     ASSERT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
     EXPECT_EQ(tree.run_script("scripts/run --demo", {}).status, (ExitStatus{true, 0}));
     close(other);
+}
+
+// The package manager may go on after its script has ended.
+TEST(TwoAtOnce, AreNotHeldUpByAnInstallation) {
+    ScriptTree tree;
+    const Result result = tree.run_script("scripts/test", {.missing = "cmake"});
+    ASSERT_EQ(result.status, (ExitStatus{true, 0})) << result.err;
+    std::ifstream file(tree.path("build/packages.log"));
+    const std::string log{std::istreambuf_iterator<char>(file), {}};
+    EXPECT_NE(log.find("Setting up one\n"), std::string::npos) << log;
+    EXPECT_EQ(log.find("the lock is inherited"), std::string::npos) << log;
 }
 
 TEST(AWrongMode, IsAnErrorOfItsOwn) {
