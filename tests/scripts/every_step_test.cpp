@@ -87,6 +87,13 @@ INSTANTIATE_TEST_SUITE_P(
             false,
             "(mkdir|chmod|mount) .*ccache.*",
             {"QUON_FRESH_SUITE=bookworm", "QUON_FRESH_CCACHE=/var/cache"}},
+        Row{"Install",
+            "scripts/test install packages container",
+            40,
+            false,
+            "(mktemp|chmod|mkdir|mmdebstrap|chroot|git|cp|dpkg-deb|sed|unshare|grep|hostname|"
+            "useradd|tr|cat|sort|apt-get|apt-config) .*",
+            {"STUB_ROOT=yes"}},
         Row{"Fuzz", "scripts/fuzz one 1", 10, false},
         Row{"FuzzAll", "scripts/fuzz all 1", 12, false},
         Row{"FuzzCheck", "scripts/fuzz --check", 12, false},

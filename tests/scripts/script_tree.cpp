@@ -41,6 +41,7 @@ constexpr const char* kPrograms[] = {"apt-cache",
                                      "dirname",
                                      "dot",
                                      "dpkg",
+                                     "dpkg-deb",
                                      "dpkg-query",
                                      "find",
                                      "flock",
@@ -113,8 +114,9 @@ ScriptTree::ScriptTree(const std::string& parent) {
     fs::permissions(folder_, fs::perms(0755));
     make_stubs(folder_ + "/bin");
     for (const char* part :
-         {".ci", "bench", "cmake", "docs/man", "docs/pictures", "packaging", "scripts",
-          "tests/board/guest", "tests/board/module", "tests/cannot_run.txt", "tools/wireshark"}) {
+         {".ci", "bench", "cmake", "docs/man", "docs/pictures", "packaging", "scripts", "examples",
+          "tests/board/guest", "tests/board/module", "tests/cannot_run.txt",
+          "tests/packaging/in_root", "tools/wireshark"}) {
         copy_into(checkout_, part);
     }
     for (const char* program :
