@@ -151,13 +151,13 @@ class ABus : public SystemTest {
         const Bytes whole = method_request(kContext, {}, 7).encoded();
         for (const std::size_t size : {1U, 3U, 4U, 100U, 211U, 212U, 4567U}) {
             const BusPeer half;
-            half.send_octets(slice(whole, 0, size));
+            half.send_bytes(slice(whole, 0, size));
             ASSERT_TRUE(half.wait_until_read());
         }
         BusPeer slow;  // the first half has everything that matters, the second nothing
-        slow.send_octets(slice(whole, 0, 2284));
+        slow.send_bytes(slice(whole, 0, 2284));
         EXPECT_EQ(slow.receive().value().result, 400);
-        slow.send_octets(slice(whole, 2284, 2284));
+        slow.send_bytes(slice(whole, 2284, 2284));
         ASSERT_TRUE(slow.wait_until_read());
         EXPECT_EQ(slow.call(kContext).result, 400);
     }
@@ -171,7 +171,7 @@ class ABus : public SystemTest {
                 const Bytes word = little_endian(value);
                 std::copy(word.begin(), word.end(),
                           record.begin() + static_cast<std::ptrdiff_t>(offset));
-                odd.send_octets(record);
+                odd.send_bytes(record);
                 EXPECT_EQ(odd.receive(offset == 0 ? 0ms : kLongEnough).has_value(), offset != 0)
                     << offset << " " << value;
             }
@@ -181,12 +181,12 @@ class ABus : public SystemTest {
                 Bytes record = method_request(kContext, {}, 7).encoded();
                 std::fill_n(record.begin() + static_cast<std::ptrdiff_t>(offset), 64,
                             static_cast<std::uint8_t>(letter));
-                odd.send_octets(record);
+                odd.send_bytes(record);
                 EXPECT_EQ(odd.receive(offset == 140 ? 0ms : kLongEnough).has_value(), offset != 140)
                     << offset << " " << int{letter};
             }
         }
-        odd.send_octets(Bytes(kRecordSize, 0xFF));
+        odd.send_bytes(Bytes(kRecordSize, 0xFF));
         EXPECT_EQ(odd.call(kContext).result, 400);
     }
     // ---- Masses

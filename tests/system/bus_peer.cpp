@@ -27,23 +27,23 @@ constexpr std::size_t kLengthOffset = 208;
 constexpr std::size_t kDataOffset = 212;
 constexpr std::size_t kNameSize = 64;
 
-void put_word(Bytes& octets, std::size_t offset, std::uint32_t value) {
-    std::memcpy(octets.data() + offset, &value, sizeof(value));
+void put_word(Bytes& bytes, std::size_t offset, std::uint32_t value) {
+    std::memcpy(bytes.data() + offset, &value, sizeof(value));
 }
 
-std::uint32_t word_at(const Bytes& octets, std::size_t offset) {
+std::uint32_t word_at(const Bytes& bytes, std::size_t offset) {
     std::uint32_t value = 0;
-    std::memcpy(&value, octets.data() + offset, sizeof(value));
+    std::memcpy(&value, bytes.data() + offset, sizeof(value));
     return value;
 }
 
-void put_name(Bytes& octets, std::size_t offset, const std::string& name) {
+void put_name(Bytes& bytes, std::size_t offset, const std::string& name) {
     std::copy_n(name.begin(), std::min(name.size(), kNameSize),
-                octets.begin() + static_cast<std::ptrdiff_t>(offset));
+                bytes.begin() + static_cast<std::ptrdiff_t>(offset));
 }
 
-std::string name_at(const Bytes& octets, std::size_t offset) {
-    const char* text = reinterpret_cast<const char*>(octets.data() + offset);
+std::string name_at(const Bytes& bytes, std::size_t offset) {
+    const char* text = reinterpret_cast<const char*>(bytes.data() + offset);
     return {text, strnlen(text, kNameSize)};
 }
 
@@ -55,29 +55,29 @@ bool readable(int socket, std::chrono::milliseconds bound) {
 }  // namespace
 
 Bytes BusRecord::encoded() const {
-    Bytes octets(kRecordSize, 0);
-    put_word(octets, 0, head);
-    put_word(octets, kIdOffset, id);
-    put_name(octets, kSourceOffset, src_name);
-    put_name(octets, kDestinationOffset, dst_name);
-    put_word(octets, kTypeOffset, type);
-    put_name(octets, kNameOffset, name);
-    put_word(octets, kResultOffset, static_cast<std::uint32_t>(result));
-    put_word(octets, kLengthOffset, data_len);
-    std::copy_n(data.begin(), std::min(data.size(), kDataSize), octets.begin() + kDataOffset);
-    return octets;
+    Bytes bytes(kRecordSize, 0);
+    put_word(bytes, 0, head);
+    put_word(bytes, kIdOffset, id);
+    put_name(bytes, kSourceOffset, src_name);
+    put_name(bytes, kDestinationOffset, dst_name);
+    put_word(bytes, kTypeOffset, type);
+    put_name(bytes, kNameOffset, name);
+    put_word(bytes, kResultOffset, static_cast<std::uint32_t>(result));
+    put_word(bytes, kLengthOffset, data_len);
+    std::copy_n(data.begin(), std::min(data.size(), kDataSize), bytes.begin() + kDataOffset);
+    return bytes;
 }
 
-BusRecord BusRecord::decoded(const Bytes& octets) {
-    return {.head = word_at(octets, 0),
-            .id = word_at(octets, kIdOffset),
-            .src_name = name_at(octets, kSourceOffset),
-            .dst_name = name_at(octets, kDestinationOffset),
-            .type = word_at(octets, kTypeOffset),
-            .name = name_at(octets, kNameOffset),
-            .result = static_cast<std::int32_t>(word_at(octets, kResultOffset)),
-            .data_len = word_at(octets, kLengthOffset),
-            .data = Bytes(octets.begin() + kDataOffset, octets.end())};
+BusRecord BusRecord::decoded(const Bytes& bytes) {
+    return {.head = word_at(bytes, 0),
+            .id = word_at(bytes, kIdOffset),
+            .src_name = name_at(bytes, kSourceOffset),
+            .dst_name = name_at(bytes, kDestinationOffset),
+            .type = word_at(bytes, kTypeOffset),
+            .name = name_at(bytes, kNameOffset),
+            .result = static_cast<std::int32_t>(word_at(bytes, kResultOffset)),
+            .data_len = word_at(bytes, kLengthOffset),
+            .data = Bytes(bytes.begin() + kDataOffset, bytes.end())};
 }
 
 Bytes BusRecord::payload() const {
@@ -123,9 +123,9 @@ BusPeer::~BusPeer() {
     close(socket_);
 }
 
-void BusPeer::send_octets(const Bytes& octets) const {
-    if (::send(socket_, octets.data(), octets.size(), MSG_NOSIGNAL) !=
-        static_cast<ssize_t>(octets.size())) {
+void BusPeer::send_bytes(const Bytes& bytes) const {
+    if (::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL) !=
+        static_cast<ssize_t>(bytes.size())) {
         throw std::system_error(errno, std::generic_category(), "send on the bus");
     }
 }
@@ -137,33 +137,33 @@ bool BusPeer::wait_until_read() const {
     });
 }
 
-std::optional<Bytes> BusPeer::receive_octets(std::chrono::milliseconds bound) const {
+std::optional<Bytes> BusPeer::receive_bytes(std::chrono::milliseconds bound) const {
     const auto deadline = std::chrono::steady_clock::now() + bound;
-    Bytes octets(kRecordSize);
+    Bytes bytes(kRecordSize);
     std::size_t filled = 0;
-    while (filled < octets.size()) {
+    while (filled < bytes.size()) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             deadline - std::chrono::steady_clock::now());
         if (!readable(socket_, left)) {
             return std::nullopt;
         }
-        const ssize_t got = recv(socket_, octets.data() + filled, octets.size() - filled, 0);
+        const ssize_t got = recv(socket_, bytes.data() + filled, bytes.size() - filled, 0);
         if (got <= 0) {
             return std::nullopt;
         }
         filled += static_cast<std::size_t>(got);
     }
-    return octets;
+    return bytes;
 }
 
 std::optional<BusRecord> BusPeer::receive(std::chrono::milliseconds bound) const {
-    const std::optional<Bytes> octets = receive_octets(bound);
-    return octets ? std::optional(BusRecord::decoded(*octets)) : std::nullopt;
+    const std::optional<Bytes> bytes = receive_bytes(bound);
+    return bytes ? std::optional(BusRecord::decoded(*bytes)) : std::nullopt;
 }
 
 bool BusPeer::ended(std::chrono::milliseconds bound) const {
-    char octet = 0;
-    return readable(socket_, bound) && recv(socket_, &octet, 1, MSG_PEEK) <= 0;
+    char byte = 0;
+    return readable(socket_, bound) && recv(socket_, &byte, 1, MSG_PEEK) <= 0;
 }
 
 BusRecord BusPeer::call(std::string_view name, const Bytes& data, std::chrono::milliseconds bound) {

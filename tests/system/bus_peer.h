@@ -34,7 +34,7 @@ struct BusRecord {
     Bytes data;  // when sending: up to 4356 bytes, the rest zero; when received: 4356 bytes
 
     [[nodiscard]] Bytes encoded() const;
-    static BusRecord decoded(const Bytes& octets);
+    static BusRecord decoded(const Bytes& bytes);
     // The meaningful bytes of the payload.
     [[nodiscard]] Bytes payload() const;
 };
@@ -51,14 +51,14 @@ class BusPeer {
     BusPeer(const BusPeer&) = delete;
     BusPeer& operator=(const BusPeer&) = delete;
 
-    void send(const BusRecord& record) const { send_octets(record.encoded()); }
-    void send_octets(const Bytes& octets) const;  // in one write
+    void send(const BusRecord& record) const { send_bytes(record.encoded()); }
+    void send_bytes(const Bytes& bytes) const;  // in one write
     // True when the other side has read everything that was sent.
     [[nodiscard]] bool wait_until_read() const;
     // The next whole record, or nothing if the time limit passes or the stream ends.
     std::optional<BusRecord> receive(std::chrono::milliseconds bound = kLongEnough) const;
     // As received.
-    std::optional<Bytes> receive_octets(std::chrono::milliseconds bound = kLongEnough) const;
+    std::optional<Bytes> receive_bytes(std::chrono::milliseconds bound = kLongEnough) const;
     // True if the other side has closed (in time) and nothing is left to read.
     [[nodiscard]] bool ended(std::chrono::milliseconds bound = kLongEnough) const;
 

@@ -28,7 +28,7 @@ TEST_F(TheBus, WritesAResultWithEveryByteInItsPlace) {
     put(204, from_hex("ff ff ff ff"));  // not read
     put(208, from_hex("0a 00 00 00"));
     put(212, bytes_of("printf 0123456789"));
-    peer().send_octets(request);
+    peer().send_bytes(request);
     Bytes expected(4568, 0);
     request.swap(expected);
     std::fill(request.begin(), request.end(), std::uint8_t{0});
@@ -41,7 +41,7 @@ TEST_F(TheBus, WritesAResultWithEveryByteInItsPlace) {
     put(204, from_hex("0a 00 00 00"));
     put(208, from_hex("0a 00 00 00"));
     put(212, bytes_of("0123456789"));
-    const std::optional<Bytes> result = peer().receive_octets();
+    const std::optional<Bytes> result = peer().receive_bytes();
     ASSERT_TRUE(result);
     EXPECT_EQ(to_hex(*result), to_hex(request));
 }
@@ -79,7 +79,7 @@ TEST_F(TheBus, SaysNothingOfAWrongMagicAtTheDefaultLevel) {
 TEST_F(TheBus, TakesAShortRecordAsItStands) {
     start();
     const Bytes whole = method_request(kPopen, bytes_of("echo short"), 5).encoded();
-    peer().send_octets(slice(whole, 0, 212 + 10));
+    peer().send_bytes(slice(whole, 0, 212 + 10));
     const std::optional<BusRecord> result = peer().receive();
     ASSERT_TRUE(result);
     EXPECT_EQ(result->id, 5U);
@@ -94,21 +94,21 @@ TEST_F(TheBus, TakesASplitRecordAsAShortOneAndRejectsItsRest) {
     whole[1001] = 0x33;
     whole[1002] = 0x22;
     whole[1003] = 0x11;
-    peer().send_octets(slice(whole, 0, 1000));
+    peer().send_bytes(slice(whole, 0, 1000));
     EXPECT_EQ(peer().receive().value().id, 6U);
-    peer().send_octets(slice(whole, 1000, 3568));
+    peer().send_bytes(slice(whole, 1000, 3568));
     EXPECT_TRUE(wait_for_log({'W', kBusTag, "Dbus_ReadWrite_Thread",
                               "read msg head is invalid, ret = 3568 head:11223344\n"}));
     EXPECT_EQ(peer().call(kContext).result, 400);
 }
 
-TEST_F(TheBus, RejectsFewerOctetsThanAMagic) {
+TEST_F(TheBus, RejectsFewerBytesThanAMagic) {
     start();
     print_every_level();
-    peer().send_octets({0xA5});
+    peer().send_bytes({0xA5});
     EXPECT_TRUE(wait_for_log(
         {'W', kBusTag, "Dbus_ReadWrite_Thread", "read msg head is invalid, ret = 1 head:a5\n"}));
-    peer().send_octets({0xA5, 0x5A, 0xA5});
+    peer().send_bytes({0xA5, 0x5A, 0xA5});
     EXPECT_TRUE(wait_for_log({'W', kBusTag, "Dbus_ReadWrite_Thread",
                               "read msg head is invalid, ret = 3 head:a55aa5\n"}));
     EXPECT_EQ(peer().call(kContext).result, 400);
@@ -116,7 +116,7 @@ TEST_F(TheBus, RejectsFewerOctetsThanAMagic) {
 
 TEST_F(TheBus, IgnoresABareMagic) {
     start();
-    peer().send_octets({0xA5, 0x5A, 0xA5, 0x5A});
+    peer().send_bytes({0xA5, 0x5A, 0xA5, 0x5A});
     ASSERT_TRUE(peer().wait_until_read());  // what follows is then another read
     EXPECT_EQ(peer().call(kContext).result, 400);
 }
@@ -157,20 +157,20 @@ TEST_F(TheBus, AcceptsEachServiceInItsOwnKindAlone) {
     }
 }
 
-TEST_F(TheBus, ReadsNamesOfSixtyFourOctetsWithoutAnEnd) {
+TEST_F(TheBus, ReadsNamesOfSixtyFourBytesWithoutAnEnd) {
     start();
     Bytes record = method_request(kContext, {}, 9).encoded();
     for (const std::size_t offset : {8U, 72U}) {
         std::fill_n(record.begin() + static_cast<std::ptrdiff_t>(offset), 64, std::uint8_t{'n'});
     }
-    peer().send_octets(record);
+    peer().send_bytes(record);
     const std::optional<BusRecord> result = peer().receive();
     ASSERT_TRUE(result);
     EXPECT_EQ(result->id, 9U);
     EXPECT_EQ(result->result, 400);
     EXPECT_EQ(result->name, kContext);
     std::fill_n(record.begin() + 140, 64, std::uint8_t{'n'});
-    peer().send_octets(record);
+    peer().send_bytes(record);
     EXPECT_EQ(peer().call(kContext).result, 400);
 }
 

@@ -15,7 +15,7 @@ constexpr auto kSlack = 5s;
 
 // ---- The exchanges
 
-enum class Shape { kRecord, kText, kDigit, kList, kAccepted, kAcceptedByOctet };
+enum class Shape { kRecord, kText, kDigit, kList, kAccepted, kAcceptedByByte };
 
 struct Exchange {
     const char* service;
@@ -34,7 +34,7 @@ Shape shape_of(const ExpectedService& service, const ExpectedOperation& operatio
     if (operation.answer != Answer::kByLength) {
         return operation.answer == Answer::kText    ? Shape::kText
                : operation.answer == Answer::kList  ? Shape::kList
-               : service.passed == Passed::kPointer ? Shape::kAcceptedByOctet
+               : service.passed == Passed::kPointer ? Shape::kAcceptedByByte
                                                     : Shape::kAccepted;
     }
     return service.reply == Reply::kTextOfNumber ? Shape::kDigit : Shape::kRecord;
@@ -46,7 +46,7 @@ std::size_t size_of(const ExpectedService& service, Shape shape) {
         case Shape::kText:
             return 6;
         case Shape::kAccepted:
-        case Shape::kAcceptedByOctet:
+        case Shape::kAcceptedByByte:
             return 5;
         default:
             return static_cast<std::size_t>(service.reply_size);
@@ -62,7 +62,7 @@ std::vector<Exchange> exchanges() {
         all.push_back({service.short_name(), operation.message(),
                        std::chrono::milliseconds(operation.timeout_ms), shape,
                        size_of(service, shape),
-                       shape == Shape::kAcceptedByOctet ? Bytes(request) : pattern(request)});
+                       shape == Shape::kAcceptedByByte ? Bytes(request) : pattern(request)});
     }
     return all;
 }
@@ -74,7 +74,7 @@ Bytes healthy_answer(const Exchange& exchange, std::uint8_t first) {
         answer[0] = 5;  // entries, which fill the list
     } else if (exchange.shape == Shape::kDigit) {
         answer[0] = first % 10;  // the reply holds the first digit alone
-    } else if (exchange.shape == Shape::kAcceptedByOctet) {
+    } else if (exchange.shape == Shape::kAcceptedByByte) {
         answer[4] = 0xA1;
     }
     return answer;
@@ -110,7 +110,7 @@ Outcome outcome_of(const Exchange& exchange, const Bytes& taken) {
             return of_size(payload[0] != 0 ? payload : Bytes(kPayloadSize), exchange.size);
         case Shape::kAccepted:
             return {4, Bytes(4)};
-        case Shape::kAcceptedByOctet:
+        case Shape::kAcceptedByByte:
             return payload[4] == 0xA1 ? Outcome{4, Bytes(4)} : kFailed;
         case Shape::kRecord:
             break;
@@ -342,8 +342,8 @@ class AChipsFaultAtTheStart : public AChipsFault, public ::testing::WithParamInt
     static std::string address_in(const Bytes& taken) {
         const Bytes record = padded(taken, kPayloadSize);
         std::string text = std::to_string(record[0]);
-        for (std::size_t octet = 1; octet < 4; ++octet) {
-            text += "." + std::to_string(record[octet]);
+        for (std::size_t byte = 1; byte < 4; ++byte) {
+            text += "." + std::to_string(record[byte]);
         }
         return text;
     }

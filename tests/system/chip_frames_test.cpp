@@ -33,7 +33,7 @@ class AnEvent : public SystemTest {
     }
 };
 
-TEST_F(AnEvent, OfEachTypeIsQueuedWithItsFirstOctets) {
+TEST_F(AnEvent, OfEachTypeIsQueuedWithItsFirstBytes) {
     start();
     expect_no_event();
     for (const std::uint8_t type : Bytes{0x00, 0x01, 0x02, 0x03, 0x04, 0x05}) {
@@ -58,7 +58,7 @@ TEST_F(AnEvent, ThatIsShortEndsInZeros) {
     EXPECT_EQ(to_hex(events[1]), to_hex(Bytes(33, 0)));
 }
 
-TEST_F(AnEvent, OfOneOctetIsOneOfNothingButOfNoOctetIsNone) {
+TEST_F(AnEvent, OfOneByteIsOneOfNothingButOfNoByteIsNone) {
     start();
     chip().send_raw({});
     chip().send_raw({0x02});

@@ -36,8 +36,8 @@ class AStartWithClosedStreams : public SystemTest,
         EXPECT_EQ(peer().call(kLogProfile).result, -1);
     }
     static int unread(const BusPeer& peer) {
-        int octets = 0;
-        return ioctl(peer.descriptor(), FIONREAD, &octets) == 0 ? octets : -1;
+        int bytes = 0;
+        return ioctl(peer.descriptor(), FIONREAD, &bytes) == 0 ? bytes : -1;
     }
     std::string stream(int number) {
         std::error_code missing;

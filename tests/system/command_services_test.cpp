@@ -81,7 +81,7 @@ TEST_F(TheCommands, RefuseARawCommandThatFitsNoFrame) {
     expect_still_serving();
 }
 
-TEST_F(TheCommands, WithAShortRequestReadTheFixedNumberOfOctets) {
+TEST_F(TheCommands, WithAShortRequestReadTheFixedNumberOfBytes) {
     start();
     BusRecord record = signal_record("signal.quon.mcu.set.alarm", pattern(7));
     record.data_len = 2;
@@ -193,7 +193,7 @@ TEST_F(AnUpgrade, SendsABlockWholeAndTakesTheAcceptingByte) {
               to_hex(chip_frame(kTransmitType, whole)));
 }
 
-TEST_F(AnUpgrade, CopiesAsManyDataOctetsAsTheBlockCounts) {
+TEST_F(AnUpgrade, CopiesAsManyDataBytesAsTheBlockCounts) {
     start();
     const Bytes three = block(7, 3, pattern(256), 0xEE);
     expect_zero_word(call_answered(kTransmit, three, kTransmitType, kAccepted));

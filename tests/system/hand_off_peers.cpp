@@ -49,8 +49,8 @@ std::string read_text(int descriptor) {
 }
 
 bool at_end(int descriptor, std::chrono::milliseconds bound) {
-    char octet = 0;
-    return readable(descriptor, bound) && recv(descriptor, &octet, 1, MSG_PEEK) <= 0;
+    char byte = 0;
+    return readable(descriptor, bound) && recv(descriptor, &byte, 1, MSG_PEEK) <= 0;
 }
 
 void expect_connected(const Descriptor& client, const Descriptor& server) {
@@ -108,12 +108,12 @@ void LocalProgram::ask(const Bytes& address, std::uint16_t port) const {
     request.insert(request.end(), address.begin(), address.end());
     request.push_back(static_cast<std::uint8_t>(port));  // host byte order
     request.push_back(static_cast<std::uint8_t>(port >> 8));
-    send_octets(request);
+    send_bytes(request);
 }
 
-void LocalProgram::send_octets(const Bytes& octets) const {
-    EXPECT_EQ(send(socket_.get(), octets.data(), octets.size(), MSG_NOSIGNAL),
-              static_cast<ssize_t>(octets.size()));
+void LocalProgram::send_bytes(const Bytes& bytes) const {
+    EXPECT_EQ(send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL),
+              static_cast<ssize_t>(bytes.size()));
 }
 
 Descriptor LocalProgram::receive() const {

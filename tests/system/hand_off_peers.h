@@ -42,8 +42,8 @@ class LocalProgram {
     LocalProgram();
 
     void ask(const Bytes& address, std::uint16_t port) const;
-    void drop() const { send_octets({1}); }
-    void send_octets(const Bytes& octets) const;
+    void drop() const { send_bytes({1}); }
+    void send_bytes(const Bytes& bytes) const;
     // The connection that is handed over. Fails the test unless it comes with exactly the expected
     // bytes.
     [[nodiscard]] Descriptor receive() const;

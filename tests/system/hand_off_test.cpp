@@ -29,8 +29,8 @@ class TheHandOff : public SystemTest {
         chip().answer(0x82, wakeup);
         Bytes store = pattern(48);
         std::copy(address.begin(), address.end(), store.begin() + kServerIp);
-        const Bytes port_octets = little_endian(port, 2);
-        std::copy(port_octets.begin(), port_octets.end(), store.begin() + kServerPort);
+        const Bytes port_bytes = little_endian(port, 2);
+        std::copy(port_bytes.begin(), port_bytes.end(), store.begin() + kServerPort);
         chip().answer(0x93, store);
         start_daemon();
         wait_until_started();
@@ -217,13 +217,13 @@ TEST_F(TheHandOff, ReplacesALocalProgramByTheNext) {
     expect_connected(second.receive(), server.accept_one());
 }
 
-TEST_F(TheHandOff, ActsOnTheOldOctetsWhenARequestIsShort) {
+TEST_F(TheHandOff, ActsOnTheOldBytesWhenARequestIsShort) {
     const RemoteServer server;
     start();
     const LocalProgram local;
     local.ask(kLocalHost, server.port());
     expect_connected(local.receive(), server.accept_one());
-    local.send_octets({0});  // the previous address and port
+    local.send_bytes({0});  // the previous address and port
     expect_connected(local.receive(), server.accept_one());
     EXPECT_TRUE(prints("ws ls recv[0] ----> len:1\n"));
 }
@@ -261,9 +261,9 @@ TEST_F(TheHandOff, IgnoresOtherCommands) {
     const Descriptor there = server.accept_one();
     ASSERT_TRUE(prints("ws ls connected remote:"));
     const LocalProgram local;
-    local.send_octets(joined({2}, pattern(127)));
+    local.send_bytes(joined({2}, pattern(127)));
     EXPECT_TRUE(prints("ws ls recv[2] ----> len:128\n"));
-    local.send_octets({0xFF});
+    local.send_bytes({0xFF});
     EXPECT_TRUE(prints("ws ls recv[-1] ----> len:1\n"));
     EXPECT_FALSE(local.gets_something(50ms));
     local.ask(kLocalHost, server.port());

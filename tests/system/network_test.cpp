@@ -310,7 +310,7 @@ TEST_F(TheNetwork, IsReportedWithTheMacOfTheWakeUpInfoFirst) {
     raise_and_wait(Network{});
     EXPECT_EQ(wifi_text(0), "02:00:00:00:00:01");
     Bytes wakeup(71, 0);
-    wakeup[59] = 0x0F;  // one octet of the six is enough
+    wakeup[59] = 0x0F;  // one byte of the six is enough
     call_answered("method.quon.mcu.get.wakeup.info", {}, 0x82, wakeup);
     EXPECT_EQ(wifi_text(0), "00:00:00:00:00:0f");
     call_answered("method.quon.mcu.get.wakeup.info", {}, 0x82, Bytes(71, 0));

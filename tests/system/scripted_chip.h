@@ -1,5 +1,5 @@
 // A chip in the test's own hands, at the other end of the chip link: it keeps every message as it
-// came, answers each type with what the test says, and sends any octets. (The simulated chip, which
+// came, answers each type with what the test says, and sends any bytes. (The simulated chip, which
 // thinks for itself, is simulated_chip.h.)
 #pragma once
 
@@ -18,7 +18,7 @@
 
 namespace quon::test {
 
-// A frame as it goes over the channel: type (1 octet), length (4, little-endian), payload.
+// A frame as it goes over the channel: type (1 byte), length (4, little-endian), payload.
 Bytes chip_frame(std::uint8_t type, const Bytes& payload = {});
 Bytes chip_frame_declaring(std::uint8_t type, std::uint32_t length, const Bytes& payload);
 

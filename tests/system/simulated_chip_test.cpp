@@ -187,7 +187,7 @@ TEST_F(WithTheSimulatedChip, HandsTheWakeUpConnectionOver) {
 struct Fault {
     const char* rule;
     std::int32_t result;  // of "get.time"
-    const char* reply;    // its first octets
+    const char* reply;    // its first bytes
 };
 
 TEST_F(WithTheSimulatedChip, OutlivesItsFaults) {
@@ -209,7 +209,7 @@ TEST_F(WithTheSimulatedChip, OutlivesItsFaults) {
         SCOPED_TRACE(fault.rule);
         sim().command(std::string("fault ") + fault.rule);
         const BusRecord result = peer().call(kTime);
-        if (std::string(fault.rule) != "0x84 cut 3") {  // whose length octets are not all there
+        if (std::string(fault.rule) != "0x84 cut 3") {  // whose length bytes are not all there
             EXPECT_EQ(result.result, fault.result);
         }
         if (fault.reply != nullptr && fault.result > 0) {

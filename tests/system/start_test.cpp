@@ -120,7 +120,7 @@ TEST_F(AStart, TakesTheSnapshotOfWhatTheChipAnswers) {
     EXPECT_EQ(to_hex(slice(context, 71, 10)), to_hex(pattern(10, 20)));
     EXPECT_EQ(to_hex(slice(context, 81, 5)), to_hex(pattern(5, 40)));
     EXPECT_EQ(to_hex(slice(context, 86, 70)), to_hex(pattern(70, 50)));
-    // Five texts of 32 octets: MAC of the wake-up info, IP, gateway, both DNS servers.
+    // Five texts of 32 bytes: MAC of the wake-up info, IP, gateway, both DNS servers.
     const auto text = [](const std::string& words) { return padded(bytes_of(words), 32); };
     EXPECT_EQ(text_of(slice(context, 156, 160)),
               text_of(joined(joined(text("40:41:42:43:44:45"), text("192.168.1.20")),

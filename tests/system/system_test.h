@@ -23,7 +23,7 @@ namespace quon::test {
 
 using namespace std::chrono_literals;
 
-// Octets that differ from their neighbours, so that a shifted or cut copy shows.
+// Bytes that differ from their neighbours, so that a shifted or cut copy shows.
 Bytes pattern(std::size_t size, std::uint8_t first = 1);
 Bytes joined(const Bytes& front, const Bytes& back);
 Bytes padded(const Bytes& bytes, std::size_t size);  // with zeros

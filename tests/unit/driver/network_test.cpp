@@ -306,7 +306,7 @@ TEST_F(ANetworkEvent, IsSeenInTheWifiInformation) {
 
 TEST_F(ANetworkEvent, DoesNotHideTheMacOfTheWakeUpInfo) {
     Bytes info(71, 0);
-    info[59] = 0x01;  // one octet is enough
+    info[59] = 0x01;  // one byte is enough
     channel().answer(0x82, info);
     std::uint8_t area[384];
     ASSERT_EQ(ops->get_wakeup_info(area), 0);

@@ -55,7 +55,7 @@ const sockaddr* generic(const sockaddr_nl& address) {
     return reinterpret_cast<const sockaddr*>(&address);
 }
 
-std::string octets_from_hex(const std::string& text) {
+std::string bytes_from_hex(const std::string& text) {
     std::string data;
     for (size_t i = 0; i + 1 < text.size(); i += 2) {
         data += static_cast<char>(std::stoi(text.substr(i, 2), nullptr, 16));
@@ -98,7 +98,7 @@ std::string do_name(const words& in) {
 
 // send FD HEX [PORT [FAMILY]], or send FD HEX nowhere: without an address
 std::string do_send(const words& in) {
-    const std::string data = octets_from_hex(in.at(2));
+    const std::string data = bytes_from_hex(in.at(2));
     if (has(in, "nowhere")) {
         return outcome(sendto(number(in, 1), data.data(), data.size(), 0, nullptr, 0));
     }
@@ -205,7 +205,7 @@ void* send_in_thread(void* argument) {
 // storm FD THREADS COUNT HEX: each thread sends the message so often; prints the failures
 std::string do_storm(const words& in) {
     std::atomic<int> failed{0};
-    sender task{number(in, 1), number(in, 3), octets_from_hex(in.at(4)), &failed};
+    sender task{number(in, 1), number(in, 3), bytes_from_hex(in.at(4)), &failed};
     std::vector<pthread_t> threads(static_cast<size_t>(number(in, 2)));
     for (pthread_t& each : threads) {
         pthread_create(&each, nullptr, send_in_thread, &task);

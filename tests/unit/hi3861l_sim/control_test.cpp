@@ -46,9 +46,9 @@ struct set_case {
     const char* name;
     const char* value;
     const char* shown;
-    uint8_t get;         // the answer that shows it,
-    size_t offset;       // from here on
-    const char* octets;  // as these
+    uint8_t get;        // the answer that shows it,
+    size_t offset;      // from here on
+    const char* bytes;  // as these
 };
 
 constexpr set_case kSetCases[] = {
@@ -82,9 +82,9 @@ TEST(Set, ChangesWhatTheChipAnswers) {
         EXPECT_EQ(chip.control("set " + name + " " + each.value)->ending(), "ok") << name;
         EXPECT_EQ(chip.get(name), name + "=" + each.shown);
         const byte_list answer = chip.answer_to(each.get);
-        const size_t size = test::from_hex(each.octets).size();
+        const size_t size = test::from_hex(each.bytes).size();
         ASSERT_GE(answer.size(), each.offset + size);
-        EXPECT_EQ(to_hex(byte_view(answer).subspan(each.offset, size)), each.octets) << name;
+        EXPECT_EQ(to_hex(byte_view(answer).subspan(each.offset, size)), each.bytes) << name;
     }
 }
 

@@ -44,7 +44,7 @@ TEST(ThePageOfProtocols, HasTheTablesOfTheCode) {
     }
 }
 
-TEST(TheTableOfTheBusRecord, HasEveryOctet) {
+TEST(TheTableOfTheBusRecord, HasEveryByte) {
     const row_list expected = {
         {"0", "4"},    {"4", "4"},   {"8", "64"},  {"72", "64"},    {"136", "4"},
         {"140", "64"}, {"204", "4"}, {"208", "4"}, {"212", "4356"}, {"4568", ""},
@@ -60,7 +60,7 @@ TEST(TheTableOfTheBusRecord, HasEveryOctet) {
     }
 }
 
-TEST(TheTableOfTheChipFrame, HasEveryOctet) {
+TEST(TheTableOfTheChipFrame, HasEveryByte) {
     EXPECT_EQ(chip_frame_table(),
               "| offset | size | field | meaning |\n"
               "|---|---|---|---|\n"
@@ -69,7 +69,7 @@ TEST(TheTableOfTheChipFrame, HasEveryOctet) {
               "| 5 | length | payload | at most 384 bytes |\n");
 }
 
-TEST(TheTableOfTheChannelsMessage, HasEveryOctet) {
+TEST(TheTableOfTheChannelsMessage, HasEveryByte) {
     EXPECT_EQ(channel_message_table(),
               "| offset | size | field | to the chip | from the chip |\n"
               "|---|---|---|---|---|\n"

@@ -60,8 +60,8 @@ bool readable_within(int descriptor, std::chrono::milliseconds bound) {
 }
 
 bool ends_within(int descriptor, std::chrono::milliseconds bound) {
-    char octet = 0;
-    return readable_within(descriptor, bound) && recv(descriptor, &octet, 1, 0) == 0;
+    char byte = 0;
+    return readable_within(descriptor, bound) && recv(descriptor, &byte, 1, 0) == 0;
 }
 
 bool carries(int from, int to, const std::string& text) {

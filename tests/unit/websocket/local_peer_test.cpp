@@ -99,8 +99,8 @@ TEST_F(ALocalPeer, MaySendUnknownCommandsWithoutEffect) {
     std::string lines =
         kNoTargetLine + kClientLine + kWholeRequestLine + request_line(server, 0) + kServedLater;
     const std::pair<std::uint8_t, int> commands[] = {{2, 2}, {0x7f, 127}, {0x80, -128}, {0xff, -1}};
-    for (const auto& [octet, printed] : commands) {
-        peer.send({octet});
+    for (const auto& [byte, printed] : commands) {
+        peer.send({byte});
         lines += "ws ls recv[" + std::to_string(printed) + "] ----> len:1\n";
         expect_output(lines);
     }
@@ -202,10 +202,10 @@ TEST_F(ARefusedConnection, CountsAsUpAndIsHandedOverDeadSoThatThePeerLearnsAtOnc
     peer.send(connect_request(ip, port));
     const std::optional<Handover> handover = peer.receive();
     ASSERT_TRUE(handover.has_value());
-    char octet = 0;
-    const ssize_t received = recv(handover->socket.get(), &octet, 1, MSG_DONTWAIT);
+    char byte = 0;
+    const ssize_t received = recv(handover->socket.get(), &byte, 1, MSG_DONTWAIT);
     EXPECT_TRUE(received == 0 || (received == -1 && errno != EAGAIN));
-    EXPECT_EQ(send(handover->socket.get(), &octet, 1, MSG_NOSIGNAL), -1);
+    EXPECT_EQ(send(handover->socket.get(), &byte, 1, MSG_NOSIGNAL), -1);
     EXPECT_EQ(errno, EPIPE);
     expect_output(kNoTargetLine + kClientLine + kWholeRequestLine + request_line(ip, port, 0) +
                   kServedLater);
