@@ -55,7 +55,7 @@ TEST_F(InTheField, AReportHasTheAnswersAndTheProcess) {
              std::string("run flag +set, 20.*"),
              "daemon +/.*, process " + pid,
              std::string("Threads +[4-9]"),
-             std::string("[0-9]+ +webpreinit +S \\(sleeping\\)"),
+             std::string("[0-9]+ +webpreinit +(S \\(sleeping\\)|R \\(running\\))"),
              std::string("[0-9]+ +Unix, listens +/tmp/dbus-quon\\.mcu\\.daemon +0 peers +- +-"),
              "[0-9]+ +Unix +/tmp/dbus-quon\\.mcu\\.daemon +0 +0 +.* \\(process " +
                  std::to_string(getpid()) + "\\)",

@@ -2,6 +2,8 @@
 --
 --   tshark -X lua_script:quon.lua -r capture.pcap
 --
+-- Newer versions read no script when root runs them.
+--
 -- Frames are found in captures of the channel: netlink protocol 28, as `hi3861l-sim --pcap` and a
 -- netlink monitor (nlmon) on the camera write them; a bare frame in link type USER0 (147). Bus records
 -- are found in TCP streams that relay the bus, and whole in link type USER1 (148). Every field can be

@@ -140,9 +140,9 @@ struct mistake {
 };
 
 constexpr mistake kMistakes[] = {
-    {"",
-     "f.json:1: syntax error while parsing value - unexpected end of input; expected '[', '{', "
-     "or a literal"},
+    {"{",
+     "f.json:1: syntax error while parsing object key - unexpected end of input; expected string "
+     "literal"},
     {"{\n\n  \"a\" 1}",
      "f.json:3: syntax error while parsing object separator - unexpected number literal; expected "
      "':'"},
