@@ -11,20 +11,21 @@ from typing import Any
 from . import _bus
 from ._client import BLOCK, EVENT_UNDER_WAY, NO_EVENT, PAUSE, block_at, check_image, wait_status
 from ._errors import Failed, NoConnection, TimedOut
-from ._layout import Service, decode, encode
+from ._layout import Service, decode, request_of
 from ._services import DEFAULT_TIMEOUT, AsyncServices, EventInfo, ShellCommand, UpgStart
 
 
 class AsyncClient(AsyncServices):
-    """One connection to the daemon, for the tasks of one loop. Times are in seconds.
+    """One connection to the daemon, for the tasks of one loop.
 
-    Use it as `async with AsyncClient() as client`. After NoConnection make a new one.
+    Times are in seconds, with 0 and negative ones as for Client. Use it as
+    `async with AsyncClient() as client`. After NoConnection make a new one.
     """
 
     def __init__(self, name: str | None = None, wait: float = 0.0) -> None:
         self._name = name if name is not None else f"python.{os.getpid()}"
         _bus.name(self._name)
-        self._wait = wait
+        self._wait = _bus.time_left(wait)
         self._waiting: dict[int, asyncio.Future[_bus.Result]] = {}
         self._lost: NoConnection | None = NoConnection("not connected")
 
@@ -57,12 +58,12 @@ class AsyncClient(AsyncServices):
         self, service: str, data: bytes = b"", timeout: float = DEFAULT_TIMEOUT
     ) -> bytes:
         """Calls a method by its full name, with raw bytes."""
-        deadline = time.monotonic() + timeout
+        deadline = time.monotonic() + _bus.time_left(timeout)
         number, record = _bus.request(_bus.METHOD, self._name, service, data)
         answer: asyncio.Future[_bus.Result] = asyncio.get_running_loop().create_future()
         self._waiting[number] = answer
         try:
-            await self._write(service, record, timeout)
+            await self._write(service, record, deadline - time.monotonic())
             got = await asyncio.wait_for(answer, max(deadline - time.monotonic(), 0))
         except asyncio.TimeoutError:
             raise TimedOut(f"{service}: no answer in time") from None
@@ -74,8 +75,9 @@ class AsyncClient(AsyncServices):
         self, service: str, data: bytes = b"", timeout: float = DEFAULT_TIMEOUT
     ) -> None:
         """Sends a signal. Whether it had an effect is not reported."""
+        limit = _bus.time_left(timeout)
         _, record = _bus.request(_bus.SIGNAL, self._name, service, data)
-        await self._write(service, record, timeout)
+        await self._write(service, record, limit)
 
     async def events(self, timeout: float | None = None) -> AsyncIterator[EventInfo]:
         """The chip's events as they arrive; ends when none arrives for `timeout`."""
@@ -88,7 +90,7 @@ class AsyncClient(AsyncServices):
 
     async def next_event(self, timeout: float) -> EventInfo:
         """Waits for an event and removes it from the daemon's queue. Raises TimedOut."""
-        deadline = time.monotonic() + timeout
+        deadline = time.monotonic() + _bus.time_left(timeout)
         while True:
             left = deadline - time.monotonic()
             try:
@@ -123,17 +125,19 @@ class AsyncClient(AsyncServices):
         await self.upg_finish(timeout)
 
     async def _ask(self, service: Service, request: Any, timeout: float) -> Any:
-        data = b"" if request is None else encode(request)
-        answer = await self.call(service.name, data, timeout)
+        answer = await self.call(service.name, request_of(service, request), timeout)
         return decode(service.reply, answer, not service.zero)
 
     async def _tell(self, service: Service, request: Any, timeout: float) -> None:
-        await self.send(service.name, b"" if request is None else encode(request), timeout)
+        await self.send(service.name, request_of(service, request), timeout)
 
     async def _write(self, service: str, record: bytes, timeout: float) -> None:
         if self._lost is not None:
             raise NoConnection(str(self._lost))
         self._writer.write(record)
+        transport = self._writer.transport
+        if not transport.get_write_buffer_size() and not transport.is_closing():
+            return  # the daemon's socket has it
         try:
             await asyncio.wait_for(self._writer.drain(), timeout)
         except asyncio.TimeoutError:

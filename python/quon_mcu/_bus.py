@@ -12,6 +12,7 @@ DAEMON = "quon.mcu.daemon"
 SIGNAL, METHOD = 0, 1
 NAME_SIZE = 64
 DATA_SIZE = 4356
+LONGEST_WAIT = 2147483.0  # 24 days, in seconds
 _HEAD = 0x5AA55AA5
 
 # head, id, source name, destination name, type, member name, result, data length, data; integers in
@@ -31,6 +32,13 @@ class Result(NamedTuple):
     result: int
     length: int
     data: bytes
+
+
+def time_left(timeout: float) -> float:
+    """A time-out that can be waited for. Raises ValueError for a negative one."""
+    if not timeout >= 0:
+        raise ValueError(f"a time-out is 0 or more, not {timeout}")
+    return min(timeout, LONGEST_WAIT)
 
 
 def path_of(server: str) -> str:

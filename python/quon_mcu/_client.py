@@ -10,7 +10,7 @@ from typing import Any
 
 from . import _bus
 from ._errors import Failed, Malformed, NoConnection, TimedOut
-from ._layout import Service, decode, encode
+from ._layout import Service, decode, request_of
 from ._services import DEFAULT_TIMEOUT, EventInfo, Services, ShellCommand, UpgBlock, UpgStart
 
 BLOCK = 256
@@ -20,16 +20,18 @@ EVENT_UNDER_WAY = 1.0  # a late answer would lose its event
 
 
 class Client(Services):
-    """One connection to the daemon, for one thread. Times are in seconds.
+    """One connection to the daemon, for one thread.
 
-    After NoConnection make a new one.
+    Times are in seconds. A time-out of 0 does not wait; a negative one is a ValueError. After NoConnection make a new one.
     """
 
     def __init__(self, name: str | None = None, wait: float = 0.0) -> None:
         """Connects as `name`, waiting up to `wait` for a daemon that does not listen yet."""
         self._name = name if name is not None else f"python.{os.getpid()}"
         _bus.name(self._name)
-        self._socket = _connect(_bus.path_of(_bus.DAEMON), time.monotonic() + wait)
+        self._socket = _connect(
+            _bus.path_of(_bus.DAEMON), time.monotonic() + _bus.time_left(wait)
+        )
 
     def __enter__(self) -> Client:
         return self
@@ -43,7 +45,7 @@ class Client(Services):
 
     def call(self, service: str, data: bytes = b"", timeout: float = DEFAULT_TIMEOUT) -> bytes:
         """Calls a method by its full name, with raw bytes."""
-        deadline = time.monotonic() + timeout
+        deadline = time.monotonic() + _bus.time_left(timeout)
         number, record = _bus.request(_bus.METHOD, self._name, service, data)
         self._write(service, record, deadline)
         while True:
@@ -56,8 +58,9 @@ class Client(Services):
 
     def send(self, service: str, data: bytes = b"", timeout: float = DEFAULT_TIMEOUT) -> None:
         """Sends a signal. Whether it had an effect is not reported."""
+        deadline = time.monotonic() + _bus.time_left(timeout)
         _, record = _bus.request(_bus.SIGNAL, self._name, service, data)
-        self._write(service, record, time.monotonic() + timeout)
+        self._write(service, record, deadline)
 
     def events(self, timeout: float | None = None) -> Iterator[EventInfo]:
         """The chip's events as they arrive; ends when none arrives for `timeout`."""
@@ -70,7 +73,7 @@ class Client(Services):
 
     def next_event(self, timeout: float) -> EventInfo:
         """Waits for an event and removes it from the daemon's queue. Raises TimedOut."""
-        deadline = time.monotonic() + timeout
+        deadline = time.monotonic() + _bus.time_left(timeout)
         while True:
             left = deadline - time.monotonic()
             try:
@@ -112,12 +115,11 @@ class Client(Services):
         self.upg_finish(timeout)
 
     def _ask(self, service: Service, request: Any, timeout: float) -> Any:
-        data = b"" if request is None else encode(request)
-        answer = self.call(service.name, data, timeout)
+        answer = self.call(service.name, request_of(service, request), timeout)
         return decode(service.reply, answer, not service.zero)
 
     def _tell(self, service: Service, request: Any, timeout: float) -> None:
-        self.send(service.name, b"" if request is None else encode(request), timeout)
+        self.send(service.name, request_of(service, request), timeout)
 
     def _write(self, service: str, record: bytes, deadline: float) -> None:
         # One write carries one whole record.

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import contextlib
 import json
 import os
 import re
@@ -27,6 +28,7 @@ _KINDS = {
 }
 _LIMITS = {Kind.U8: (0, 255), Kind.S8: (-128, 127), Kind.U16: (0, 65535), Kind.U32: (0, 2**32 - 1)}
 _NAME = re.compile(r"[a-z][a-z0-9_]{0,31}")
+_NUMBER = re.compile(r"-?[0-9]+|0[xX][0-9a-fA-F]+")
 _TAKEN = re.compile(r"bytes|count|rest_.*|entry.*")
 _OWN = (
     "time",
@@ -230,14 +232,19 @@ class _Reader:
             return {}
         good = isinstance(values, dict) and kind in _LIMITS
         self.must(good, "'values' is the { } of a number's meanings")
-        return {self._value(each, kind): self._text(values, each) for each in values}
+        named: dict[int, str] = {}
+        for each in values:
+            value = self._value(each, kind)
+            self.must(value not in named, f"the value {value} stands twice")
+            named[value] = self._text(values, each)
+        return named
 
     def _value(self, text: str, kind: Kind) -> int:
         least, most = _LIMITS[kind]
-        try:
-            value = int(text, 16 if text[:2] in ("0x", "0X") else 10)
-        except ValueError:
-            value = most + 1
+        value = most + 1
+        if _NUMBER.fullmatch(text):
+            with contextlib.suppress(ValueError):  # thousands of digits
+                value = int(text, 16 if text[:2] in ("0x", "0X") else 10)
         self.must(least <= value <= most, f"'{text}' is no number from {least} to {most}")
         return value
 

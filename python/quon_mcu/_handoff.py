@@ -7,6 +7,7 @@ import ipaddress
 import socket
 import struct
 
+from ._bus import time_left
 from ._errors import Failed, Malformed, NoConnection, TimedOut
 
 HANDOFF_PATH = "/tmp/ws_socket"
@@ -23,12 +24,13 @@ def take_socket(
     The daemon gives a connection up silently after 6 s. Raises TimedOut, NoConnection, Failed (its
     attempt was refused), Malformed and ValueError.
     """
+    limit = time_left(timeout)
     if not 0 < port < 65536:
         raise ValueError(f"no port: {port}")
     # The port is in host byte order.
     request = bytes([_CONNECT]) + ipaddress.IPv4Address(ip).packed + struct.pack("=H", port)
     with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as local:
-        local.settimeout(max(timeout, 1e-6))
+        local.settimeout(max(limit, 1e-6))
         try:
             local.connect(path)
         except OSError:

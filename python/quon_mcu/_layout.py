@@ -62,6 +62,16 @@ class Service(NamedTuple):
     zero: str  # what a zero may mean beside the value 0; empty: nothing
 
 
+def request_of(service: Service, request: Any) -> bytes:
+    """The bytes of a call's request. Raises ValueError for what cannot be sent."""
+    if service.request is None:
+        return b""
+    if not isinstance(request, service.request):
+        wanted = service.request.__name__
+        raise ValueError(f"{service.name} takes a {wanted}, not {request!r}")
+    return encode(request)
+
+
 def encode(record: Any) -> bytes:
     """The bytes of a request. Raises ValueError for what cannot be sent."""
     layout: Layout = record.LAYOUT

@@ -40,6 +40,40 @@ class APlainCall(unittest.TestCase):
             with self.assertRaises(quon_mcu.TimedOut):
                 client.get_time(timeout=0)
 
+    def test_refuses_a_negative_time_out_and_sends_nothing(self):
+        with self.assertRaisesRegex(ValueError, "^a time-out is 0 or more, not -1$"):
+            quon_mcu.Client(wait=-1)
+        with FakeDaemon(replying(b"V1")) as daemon, quon_mcu.Client() as client:
+            for refused in (
+                lambda: client.get_ver(timeout=-0.001),
+                lambda: client.get_ver(timeout=float("nan")),
+                lambda: client.set_wdg_feed(timeout=-1),
+                lambda: client.next_event(-1),
+                lambda: next(client.events(-1)),
+                lambda: client.upgrade(b"a", timeout=-1),
+                lambda: quon_mcu.take_socket("192.168.1.2", 8080, -1),
+            ):
+                with self.assertRaisesRegex(ValueError, "^a time-out is 0 or more, not "):
+                    refused()
+            self.assertEqual(client.get_ver(float("inf")).version, "V1")
+            self.assertEqual(len(daemon.requests), 1)
+
+    def test_sends_a_signal_without_waiting(self):
+        with FakeDaemon() as daemon, quon_mcu.Client() as client:
+            client.set_led(quon_mcu.Value(2), timeout=0)
+            self.assertEqual(daemon.request(0), ("signal.quon.mcu.set.led", 0, b"\2"))
+
+    def test_refuses_another_request_than_its_own(self):
+        with FakeDaemon() as daemon, quon_mcu.Client() as client:
+            for wrong, shown in ((None, "None"), (5, "5"), (quon_mcu.Selector(1), "Selector.*")):
+                text = f"^signal.quon.mcu.set.led takes a Value, not {shown}$"
+                with self.assertRaisesRegex(ValueError, text):
+                    client.set_led(wrong)
+            with self.assertRaisesRegex(ValueError, "takes a Selector, not None$"):
+                client.get_wifi_scanf_info(None)
+            client.set_wdg_feed()
+            self.assertEqual(daemon.request(0)[0], "signal.quon.mcu.set.wdg.feed")
+
     def test_tells_an_answer_that_contradicts_itself(self):
         for answer in ((4, b"123"), (4357, bytes(4356)), (2, b"123")):
             with FakeDaemon(lambda _n, _d, a=answer: a), quon_mcu.Client() as client:
@@ -184,6 +218,21 @@ class CallsInALoop(unittest.IsolatedAsyncioTestCase):
         with self.assertRaisesRegex(quon_mcu.NoConnection, "nobody answers"):
             async with quon_mcu.AsyncClient():
                 pass
+
+    async def test_refuse_negative_time_outs_and_requests_of_others(self):
+        with FakeDaemon() as daemon:
+            with self.assertRaisesRegex(ValueError, "^a time-out is 0 or more, not -1$"):
+                quon_mcu.AsyncClient(wait=-1)
+            async with quon_mcu.AsyncClient() as client:
+                for refused in (client.get_time(-1), client.set_wdg_feed(-1), client.next_event(-1)):
+                    with self.assertRaisesRegex(ValueError, "^a time-out is 0 or more, not -1$"):
+                        await refused
+                with self.assertRaisesRegex(ValueError, "^signal.* takes a Value, not None$"):
+                    await client.set_led(None)
+                await client.set_led(quon_mcu.Value(2), timeout=0)
+                self.assertEqual(daemon.request(0), ("signal.quon.mcu.set.led", 0, b"\2"))
+                with self.assertRaises(quon_mcu.TimedOut):
+                    await client.get_time(timeout=0)
 
     async def test_give_events_commands_and_an_upgrade(self):
         queue = [b"\1" * 33, b"\2" * 33]

@@ -76,6 +76,7 @@ class Definitions(unittest.TestCase):
     def test_are_refused_with_the_line_and_the_reason(self) -> None:
         field = '{"battery_status":\n {"fields": [%s]}}'
         a = '{"name": "a", "offset": 0, "kind": "u16"}'
+        value = field % '{"name": "v", "kind": "u8", "offset": 0, "values": {%s: "x"}}'
         mistakes = [
             ("", "f.json:1: Expecting value"),
             ('{\n"a" 1}', "f.json:2: Expecting ':' delimiter"),
@@ -104,6 +105,13 @@ class Definitions(unittest.TestCase):
                 field % '{"name": "a", "kind": "u8", "offset": 0, "values": {"256": "x"}}',
                 "f.json:1: '256' is no number from 0 to 255",
             ),
+            (value % '" 1"', "f.json:1: ' 1' is no number from 0 to 255"),
+            (value % '"1_0"', "f.json:1: '1_0' is no number from 0 to 255"),
+            (value % '"+1"', "f.json:1: '+1' is no number from 0 to 255"),
+            (value % '"\u0661"', "f.json:1: '\u0661' is no number from 0 to 255"),
+            (value % '""', "f.json:1: '' is no number from 0 to 255"),
+            (value % '"0x"', "f.json:1: '0x' is no number from 0 to 255"),
+            (value % '"1": "y", "0x1"', "f.json:1: the value 1 stands twice"),
             (field % f"{a}, {a}", "f.json:1: a second field 'a'"),
             (
                 field % (a + ', {"name": "b", "offset": 1, "kind": "u8"}'),
