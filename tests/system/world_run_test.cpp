@@ -162,6 +162,63 @@ TEST(Run, KeepsBothLogsInAFolder) {
                   "\nhi3861l-sim: the log of the daemon: " + folder.file("daemon.log") + "\n");
 }
 
+TEST(Run, LeavesTheCaptureWhereItsOptionSays) {
+    const SharedFolder folder;
+    const Result result = run_world({"--pcap", folder.file("frames.pcap"), "true"});
+    EXPECT_EQ(result.status, exited(0)) << result.err;
+    const std::string frames = content_of(folder.file("frames.pcap"));
+    EXPECT_EQ(frames.substr(0, 4), "\xd4\xc3\xb2\xa1");
+    EXPECT_GT(frames.size(), 100U);
+}
+
+TEST(Run, ShowsTheCommandTheDefinitionsThatItHasReadItself) {
+    const SharedFolder folder;
+    const std::string file = folder.file("records.json");
+    std::ofstream(file)
+        << R"({"battery_status": {"fields": [{"name": "level", "offset": 0, "kind": "u8"}]}})";
+    fs::create_directory(folder.file("quon-mcu"));
+    fs::copy_file(file, folder.file("quon-mcu/records.json"));
+    const std::string ask = "quon-mcu get battery.status level";
+    for (const auto& [setting, words] :
+         {std::pair{"QUON_MCU_RECORDS=" + file, shell(ask)},
+          std::pair{"XDG_CONFIG_HOME=" + folder.path(), shell(ask)},
+          std::pair{
+              std::string("QUON_MCU_RECORDS="),
+              joined({"--records", file}, shell("QUON_MCU_RECORDS='" + file + "' " + ask))}}) {
+        ChildProcess::Options options = run_options(joined({"--battery", "42"}, words));
+        options.command = joined({"env", setting}, options.command);
+        ChildProcess process(options);
+        EXPECT_EQ(process.wait_exit(), exited(0)) << setting << process.errors();
+        EXPECT_EQ(process.output(), "42\n") << setting;
+    }
+}
+
+// A line of a shell that makes a world and begins a command in it.
+std::string nested_run() {
+    std::string line;
+    for (const std::string& word : run_options({"--world", "own"}).command) {
+        line += word + " ";
+    }
+    return line;
+}
+
+TEST(Run, WorksInTheWorldOfAnother) {
+    const std::string run = nested_run();
+    const Result result = run_world(
+        shell(run + "sh -c \"" + run + "sh -c 'quon-mcu get ver >/dev/null && echo inside'\""));
+    EXPECT_EQ(result.status, exited(0));
+    EXPECT_EQ(result.out, "inside\n");
+    EXPECT_EQ(result.err, std::string(kOwnWorld) + kOwnWorld + kOwnWorld);
+}
+
+TEST(Run, WorksOverAResolverFileThatIsMountedAndRemoved) {
+    const Result result = run_world(
+        shell("touch /tmp/f; mount --bind /tmp/f /etc/resolv.conf; rm /tmp/f; " + nested_run() +
+              "sh -c 'stat -c %F /etc/resolv.conf; quon-mcu get time >/dev/null'"));
+    EXPECT_EQ(result.status, exited(0)) << result.err;
+    EXPECT_EQ(result.out, "regular empty file\n");
+}
+
 TEST(Run, WorksSeveralTimesSideBySide) {
     const SharedFolder folder;
     std::vector<std::unique_ptr<ChildProcess>> runs;
@@ -230,6 +287,7 @@ TEST(Run, SaysWhatItCannotDo) {
         {{"--daemon", "/nowhere", "true"}, 125, "the daemon ended with status 127 at its start"},
         {{"--link", "/nowhere", "true"}, 125, "the daemon ended with status 125 at its start"},
         {{"--logs", "/nowhere", "true"}, 1, "the log /nowhere/chip.log: No such file or directory"},
+        {{"--pcap", "/nowhere/frames", "true"}, 1, "/nowhere/frames: No such file or directory"},
     };
     for (const FailureRow& row : rows) {
         const Result result = run_world(row.words);
@@ -300,9 +358,9 @@ TEST(RunHere, RefusesAWorldWhoseWlan0TheDaemonWouldChange) {
     options.command.insert(options.command.begin(), QUON_PRIVATE_WORLD);
     ChildProcess process(options);
     EXPECT_EQ(process.wait_exit(), exited(125));
-    EXPECT_NE(process.errors().find(
-                  "hi3861l-sim: there is a wlan0 here, which the daemon would change\n"),
-              std::string::npos)
+    EXPECT_TRUE(process.errors().starts_with(
+        "hi3861l-sim: in this machine's world, with its /tmp and /etc/resolv.conf: --world here\n"
+        "hi3861l-sim: there is a wlan0 here, which the daemon would change\n"))
         << process.errors();
 }
 

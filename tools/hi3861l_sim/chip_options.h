@@ -2,11 +2,13 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "capture.h"
 #include "simulator.h"
 
 namespace quon::sim {
@@ -20,9 +22,10 @@ struct chip_settings {
     std::string socket = default_socket();
     std::string control = kDefaultControl;
     std::string journal = "-";
-    std::string pcap;     // empty: no capture
-    std::string records;  // file of record definitions; empty: the default places
-    std::string log;      // log to learn from; empty: none
+    std::string pcap;                  // empty: no capture
+    std::shared_ptr<capture> packets;  // to this open one instead of the file `pcap`
+    std::string records;               // file of record definitions; empty: the default places
+    std::string log;                   // log to learn from; empty: none
     std::optional<learned_chip> learned;
     uint32_t netlink_port = 0;  // 0: the chip link's socket instead
     std::vector<std::pair<std::string, std::string>> state;

@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <optional>
 #include <stdexcept>
 
 #include "capture.h"
@@ -62,6 +61,13 @@ std::unique_ptr<transport> make_transport(event_loop& loop, const chip_settings&
 
 }  // namespace
 
+std::shared_ptr<capture> open_capture(const chip_settings& chosen) {
+    if (chosen.packets != nullptr || chosen.pcap.empty()) {
+        return chosen.packets;
+    }
+    return std::make_shared<capture>(chosen.pcap);
+}
+
 void run_chip(const chip_settings& chosen,
               const std::function<void(const std::string& where)>& ready) {
     const owned_descriptor signals = block_signals();
@@ -70,10 +76,8 @@ void run_chip(const chip_settings& chosen,
     const std::unique_ptr<transport> link = make_transport(loop, chosen);
     const file out = open_journal(chosen.journal);
     journal log(out.get());
-    std::optional<capture> packets;
-    if (!chosen.pcap.empty()) {
-        packets.emplace(chosen.pcap);
-        log.tap([&packets](bool from_host, byte_view frame) { packets->frame(from_host, frame); });
+    if (const std::shared_ptr<capture> packets = open_capture(chosen)) {
+        log.tap([packets](bool from_host, byte_view frame) { packets->frame(from_host, frame); });
     }
     simulator sim(loop, *link, log);
     apply_settings(sim, chosen);

@@ -1,6 +1,7 @@
 #include "world_run.h"
 
 #include <fcntl.h>
+#include <net/if.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -19,6 +20,7 @@
 #include <stdexcept>
 
 #include "chip_link/chip_link_protocol.h"
+#include "chip_program.h"
 #include "installed.h"
 #include "plain_world.h"
 #include "shared/owned_descriptor.h"
@@ -90,9 +92,10 @@ class log_file {
     std::unique_ptr<std::FILE, closer> file_;
 };
 
-// The environment names another chip's socket.
+// The environment names another chip's socket. The capture is opened where its path is meant.
 chip_settings own_chip(chip_settings settings) {
     settings.socket = kChipLinkDefaultSocket;
+    settings.packets = open_capture(settings);
     return settings;
 }
 
@@ -112,8 +115,9 @@ std::vector<std::string> needed_paths(const run_words& words, const world_progra
     all.push_back(program_folder());
     all.push_back(fs::path(programs.daemon).parent_path().string());
     all.push_back(fs::path(programs.link).parent_path().string());
-    for (const char* variable :
-         {"HOME", "TMPDIR", "XDG_RUNTIME_DIR", "PATH", "LD_LIBRARY_PATH", "PYTHONPATH"}) {
+    all.push_back(words.chip.records);
+    for (const char* variable : {"HOME", "TMPDIR", "XDG_RUNTIME_DIR", "XDG_CONFIG_HOME", "PATH",
+                                 "LD_LIBRARY_PATH", "PYTHONPATH", "QUON_MCU_RECORDS"}) {
         add(all, variable);
     }
     for (const std::string& word : words.command) {
@@ -213,9 +217,8 @@ std::optional<int> run_privately(const world_programs& programs,
 }
 
 int run_here(const world_programs& programs, const std::string& why) {
-    std::cerr << "hi3861l-sim: in this machine's world, with its /tmp and /etc/resolv.conf and "
-                 "without a wlan0: "
-              << why << '\n';
+    std::cerr << "hi3861l-sim: in this machine's world, with its /tmp and /etc/resolv.conf"
+              << (if_nametoindex("wlan0") == 0 ? " and without a wlan0: " : ": ") << why << '\n';
     return wait_for(start_supervisor([&] { return supervise_plainly(programs); }));
 }
 

@@ -111,8 +111,8 @@ void link_entry(const std::string& name) {
     }
 }
 
-// For a machine whose /etc/resolv.conf is missing or a dangling link, over which nothing can be
-// mounted: a private /etc that refers to the machine's.
+// For a machine whose /etc/resolv.conf is missing, a dangling link or a removed file's mount, over
+// which nothing can be mounted: a private /etc that refers to the machine's.
 void make_private_etc() {
     constexpr char kAside[] = "/tmp/.etc";
     require(mkdir(kAside, 0700) == 0, kAside);
@@ -131,19 +131,34 @@ void make_private_etc() {
     close(file);
 }
 
+// Mounts an empty file of a file system without a path, which the mount keeps alive. The file is
+// not removed: nothing could be mounted over it, as by a world within this one. If the mount fails,
+// returns false with its errno.
+bool mount_empty_file(const char* place) {
+    constexpr char kAside[] = "/tmp/.empty";
+    constexpr char kEmptyFile[] = "/tmp/.empty/file";
+    require(mkdir(kAside, 0700) == 0, kAside);
+    require(mount("tmpfs", kAside, "tmpfs", MS_NOSUID | MS_NODEV, "mode=0755") == 0, kAside);
+    const int file = open(kEmptyFile, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0644);
+    require(file >= 0 && fchmod(file, 0644) == 0, kEmptyFile);
+    close(file);
+    const bool mounted = mount(kEmptyFile, place, nullptr, MS_BIND, nullptr) == 0;
+    const int error = errno;
+    require(umount2(kAside, MNT_DETACH) == 0 && rmdir(kAside) == 0, kAside);
+    errno = error;
+    return mounted;
+}
+
 void make_private_resolver_file() {
     std::error_code missing;
     if (!fs::is_regular_file(kResolverFile, missing)) {
         make_private_etc();
         return;
     }
-    // On a file system without a path: the mount keeps the file alive.
-    constexpr char kEmptyFile[] = "/tmp/.resolv.conf";
-    const int file = open(kEmptyFile, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0644);
-    require(file >= 0 && fchmod(file, 0644) == 0, kEmptyFile);
-    close(file);
-    require(mount(kEmptyFile, kResolverFile, nullptr, MS_BIND, nullptr) == 0, kResolverFile);
-    require(unlink(kEmptyFile) == 0, kEmptyFile);
+    if (!mount_empty_file(kResolverFile)) {
+        require(errno == ENOENT, kResolverFile);
+        make_private_etc();
+    }
 }
 
 }  // namespace
