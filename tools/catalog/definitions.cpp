@@ -253,16 +253,19 @@ class reader {
              "'values' is the { } of a number's meanings");
         std::vector<known_value>& all = made.values.emplace_back();
         for (const node& each : found->parts) {
-            all.push_back({value_of(each, kind), made.keep(text(*found, each.name))});
+            const int64_t number = value_of(each, kind);
+            const uint32_t value = static_cast<uint32_t>(number) &
+                                   (kind.size == 4 ? UINT32_MAX : (1U << (8 * kind.size)) - 1);
+            must(std::ranges::count(all, value, &known_value::value) == 0, each,
+                 "the value " + std::to_string(number) + " stands twice");
+            all.push_back({value, made.keep(text(*found, each.name))});
         }
         return all;
     }
 
-    uint32_t value_of(const node& where, const kind_row& kind) const {
+    int64_t value_of(const node& where, const kind_row& kind) const {
         try {
-            const auto value = parse_number(where.name, kind.least, kind.most);
-            return static_cast<uint32_t>(value) &
-                   (kind.size == 4 ? UINT32_MAX : (1U << (8 * kind.size)) - 1);
+            return parse_number(where.name, kind.least, kind.most);
         } catch (const failure& error) {
             fail_at(file_, where.line, error.what());
         }
