@@ -4,8 +4,9 @@
         quon_chip.set("battery", 5)
         ...
 
-Without such a world around it, pytest starts itself anew inside `hi3861l-sim run`: no daemon of the
-machine is touched, and several may run side by side. Each test finds the chip as the options made it.
+With `quon_world = yes` in its settings a project's pytest starts itself anew inside `hi3861l-sim
+run`: no daemon of the machine is touched, and several may run side by side. Each test finds the chip
+as the options made it. Other projects of the same Python notice nothing.
 """
 
 from __future__ import annotations
@@ -21,6 +22,21 @@ import pytest
 from .testing import Chip, HandoffServer, is_inside
 
 _MARK = "QUON_MCU_PYTEST_WORLD"
+_NO_CHIP = (
+    "no simulated chip here: set 'quon_world = yes' in pytest's settings of this project,"
+    " or start pytest by 'hi3861l-sim run -- pytest'"
+)
+# With one of these pytest only tells something, and runs no test.
+_TELLING = (
+    "version",
+    "help",
+    "collectonly",
+    "markers",
+    "showfixtures",
+    "show_fixtures_per_test",
+    "setupplan",
+    "cacheshow",
+)
 
 
 def pytest_addoption(parser: pytest.Parser) -> None:
@@ -28,14 +44,13 @@ def pytest_addoption(parser: pytest.Parser) -> None:
     group = parser.getgroup("quon_mcu")
     group.addoption("--quon-sim", default="hi3861l-sim", help="the simulator to run in")
     group.addoption("--quon-no-world", action="store_true", help="stay in this machine's own world")
+    parser.addini("quon_world", "run inside 'hi3861l-sim run'", type="bool", default=False)
     parser.addini("quon_chip_options", "options of 'hi3861l-sim run'", default="")
 
 
 def pytest_cmdline_main(config: pytest.Config) -> int | None:
-    """Restarts inside a world, unless this is one or nothing is run."""
-    if config.getoption("quon_no_world") or config.option.collectonly or config.option.help:
-        return None
-    if os.environ.get(_MARK) == "1" or is_inside():
+    """Restarts inside a world where the project asks for it, unless this is one."""
+    if not _needs_world(config):
         return None
     simulator = shutil.which(config.getoption("quon_sim"))
     if simulator is None:
@@ -49,8 +64,18 @@ def pytest_cmdline_main(config: pytest.Config) -> int | None:
     os.execv(simulator, command)
 
 
+def _needs_world(config: pytest.Config) -> bool:
+    if not config.getini("quon_world") or config.getoption("quon_no_world"):
+        return False
+    if any(getattr(config.option, each, None) for each in _TELLING):
+        return False
+    return os.environ.get(_MARK) != "1" and not is_inside()
+
+
 @pytest.fixture(scope="session")
 def _quon_world() -> Iterator[Chip]:
+    if not is_inside():
+        pytest.fail(_NO_CHIP, pytrace=False)
     chip = Chip()
     yield chip
     chip.close()

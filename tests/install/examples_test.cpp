@@ -266,21 +266,71 @@ with quon_mcu.take_socket("127.0.0.1", int(sys.argv[1])) as remote:
     EXPECT_EQ(program.wait_exit(), exited_with(0)) << program.errors();
 }
 
+// As a user who may not write into the installation, where this one can become another.
+Words another_user() {
+    const Words become = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+    return run(become + Words{"true"}).status == exited_with(0) ? become : Words();
+}
+
 TEST_F(Examples, ThePythonPackageCanBeInstalledByPip) {
     // Reads and writes hundreds of files, which is slow on a busy machine.
+    constexpr auto kSlow = 10 * kLongEnough;
+    const std::string home = scratch("home");
+    const std::string venv = home + "/venv";
+    const std::string data = prefix() + "/" + QUON_DATADIR + "/quon_mcu_daemon";
+    const Words user = another_user();
+    must_run({"mkdir", home});
+    must_run({"chmod", "-R", "go+rX,go-w", scratch("")});
+    if (!user.empty()) {
+        must_run({"chown", "65534:65534", home});
+    }
+    const Words list = {"find", prefix(), "-printf", "%p %m %s %T@\n"};
+    const std::string before = must_run(list).out;
+
+    const Words in_home = user + Words{"env", "HOME=" + home, "PYTHONDONTWRITEBYTECODE=1"};
+    const Result made = run(in_home + Words{"/usr/bin/python3", "-m", "venv", venv}, {}, kSlow);
+    ASSERT_EQ(made.status, exited_with(0)) << made.out << made.err;
     const Result pip =
-        run({"/usr/bin/python3", "-m", "pip", "install", "--quiet", "--no-index", "--no-deps",
-             "--no-build-isolation", "--no-cache-dir", "--no-compile",
-             "--disable-pip-version-check", "--root-user-action=ignore", "--target",
-             scratch("packages"), prefix() + "/" + QUON_DATADIR + "/quon_mcu_daemon/python"},
-            {}, 10 * kLongEnough);
+        run(in_home + Words{venv + "/bin/pip", "install", "--quiet", "--no-index", "--no-cache-dir",
+                            "--no-compile", "--disable-pip-version-check",
+                            data + "/quon_mcu-" + QUON_VERSION + "-py3-none-any.whl"},
+            {}, kSlow);
     ASSERT_EQ(pip.status, exited_with(0)) << pip.out << pip.err;
-    EXPECT_TRUE(file_exists(scratch("packages/quon_mcu/py.typed")));
-    expect_run({"env", "PYTHONPATH=" + scratch("packages"), "/usr/bin/python3", "-B", "-c",
-                "import quon_mcu, importlib.metadata as m; "
-                "print(quon_mcu.__version__, m.version('quon-mcu'), quon_mcu.SERVICES[0].name)"},
-               0, std::string(QUON_VERSION) + " " + QUON_VERSION + " method.quon.mcu.get.ver\n",
+    EXPECT_EQ(pip.err, "");
+    EXPECT_TRUE(must_run(list).out == before);
+
+    constexpr char kProgram[] = R"(
+import importlib.metadata as m, os, quon_mcu
+print(quon_mcu.__version__, m.version("quon-mcu"), quon_mcu.SERVICES[0].name)
+print([each.value for each in m.entry_points(group="pytest11")])
+print(os.path.exists(os.path.dirname(quon_mcu.__file__) + "/py.typed"))
+)";
+    expect_run(in_home + Words{venv + "/bin/python", "-c", kProgram}, 0,
+               std::string(QUON_VERSION) + " " + QUON_VERSION +
+                   " method.quon.mcu.get.ver\n['quon_mcu.pytest_plugin']\nTrue\n",
                "");
+}
+
+// What a wheel says of its files is what is in it.
+TEST_F(Examples, ThePythonPackagesWheelListsEachOfItsFiles) {
+    constexpr char kProgram[] = R"(
+import base64, csv, hashlib, sys, zipfile
+wheel = zipfile.ZipFile(sys.argv[1])
+names = wheel.namelist()
+(record,) = [each for each in names if each.endswith(".dist-info/RECORD")]
+rows = list(csv.reader(wheel.read(record).decode().splitlines()))
+assert sorted(name for name, _, _ in rows) == sorted(names), names
+for name, digest, size in rows:
+    if name != record:
+        sha = base64.urlsafe_b64encode(hashlib.sha256(wheel.read(name)).digest())
+        assert digest == "sha256=" + sha.rstrip(b"=").decode(), name
+        assert int(size) == len(wheel.read(name)), name
+print(len(rows) > 10)
+)";
+    expect_run({"/usr/bin/python3", "-c", kProgram,
+                prefix() + "/" + QUON_DATADIR + "/quon_mcu_daemon/quon_mcu-" + QUON_VERSION +
+                    "-py3-none-any.whl"},
+               0, "True\n", "");
 }
 
 }  // namespace

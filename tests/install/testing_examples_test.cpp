@@ -24,6 +24,18 @@ class TestingExample : public testing::Test {
         folder_ = installation_.scratch(name);
         fs::copy(fs::path(QUON_EXAMPLES) / name, folder_, fs::copy_options::recursive);
     }
+    void make(const std::string& name) {
+        folder_ = installation_.scratch(name);
+        fs::create_directory(folder_);
+    }
+    [[nodiscard]] std::string wheel() const {
+        return (installation_.prefix() / QUON_DATADIR / "quon_mcu_daemon" /
+                ("quon_mcu-" QUON_VERSION "-py3-none-any.whl"))
+            .string();
+    }
+    [[nodiscard]] std::string with_programs() const {
+        return "PATH=" + installation_.programs().string() + ":" + getenv("PATH");
+    }
     [[nodiscard]] std::string folder() const { return folder_.string(); }
 
     // So that a test of the project fails.
@@ -43,7 +55,7 @@ class TestingExample : public testing::Test {
                 "LD_LIBRARY_PATH=" + installation_.libraries().string(),
                 "PYTHONPATH=" + python.string(),
                 "PYTHONDONTWRITEBYTECODE=1",
-                "PATH=" + installation_.programs().string() + ":" + getenv("PATH")};
+                with_programs()};
     }
     Result run_pytest() const {
         return run(
@@ -98,6 +110,82 @@ TEST_F(TestingExample, OfPytestSaysThatTheSimulatorIsMissing) {
     EXPECT_EQ(got.status.code, 4) << got.out;
     EXPECT_NE(got.err.find("no no-such-sim: install it, or give --quon-sim"), std::string::npos)
         << got.err;
+}
+
+constexpr char kNoChip[] =
+    "no simulated chip here: set 'quon_world = yes' in pytest's settings of this project, or start "
+    "pytest by 'hi3861l-sim run -- pytest'";
+
+// Any project of a Python into which the package was installed by pip.
+class AProjectBesideThePlugin : public TestingExample {
+  protected:
+    void SetUp() override {
+        make("project");
+        packages_ = folder() + "/packages";
+        must_run({"/usr/bin/python3", "-m", "pip", "install", "--quiet", "--no-index",
+                  "--no-compile", "--no-cache-dir", "--disable-pip-version-check",
+                  "--root-user-action=ignore", "--target", packages_, wheel()});
+    }
+    void write(const std::string& file, const std::string& text) const {
+        std::ofstream(folder() + "/" + file) << text;
+    }
+    Result pytest(const Words& options = {}, const Words& settings = {"PATH=/usr/bin:/bin"}) const {
+        return run(Words{"env", "-u", "PYTEST_ADDOPTS", "PYTHONDONTWRITEBYTECODE=1",
+                         "PYTHONPATH=" + packages_} +
+                       settings +
+                       Words{"/usr/bin/python3", "-m", "pytest", "-p", "no:cacheprovider",
+                             "--rootdir", folder()} +
+                       options + Words{folder() + "/test_it.py"},
+                   {}, kLongestRun);
+    }
+
+  private:
+    std::string packages_;
+};
+
+TEST_F(AProjectBesideThePlugin, RunsWithoutASimulator) {
+    write("test_it.py", "def test_plain():\n    assert 1 + 1 == 2\n");
+    const Result got = pytest();
+    EXPECT_EQ(got.status.code, 0) << got.out << got.err;
+    EXPECT_NE(got.out.find(" 1 passed in "), std::string::npos) << got.out;
+}
+
+TEST_F(AProjectBesideThePlugin, KeepsTheMachinesOwnWorldWithASimulator) {
+    write("test_it.py",
+          "import os\ndef test_plain():\n    assert 'QUON_MCU_PYTEST_WORLD' not in os.environ\n"
+          "    assert not os.path.exists('/tmp/hi3861l-sim.ctl')\n");
+    const Result got = pytest({}, {with_programs()});
+    EXPECT_EQ(got.status.code, 0) << got.out << got.err;
+    EXPECT_NE(got.out.find(" 1 passed in "), std::string::npos) << got.out;
+}
+
+TEST_F(AProjectBesideThePlugin, IsToldWhatToSetWhenItUsesTheChip) {
+    write("test_it.py", "def test_chip(quon_chip):\n    pass\n");
+    const Result got = pytest();
+    EXPECT_EQ(got.status.code, 1) << got.out << got.err;
+    EXPECT_NE(got.out.find(kNoChip), std::string::npos) << got.out;
+    EXPECT_EQ(got.out.find("Traceback"), std::string::npos) << got.out;
+}
+
+TEST_F(AProjectBesideThePlugin, ThatAsksForAWorldNeedsTheSimulatorOnlyToRunTests) {
+    write("test_it.py", "def test_chip(quon_chip):\n    pass\n");
+    write("pytest.ini", "[pytest]\nquon_world = yes\n");
+    for (const char* option :
+         {"--version", "--help", "--collect-only", "--markers", "--fixtures"}) {
+        const Result got = pytest({option});
+        EXPECT_EQ(got.status.code, 0) << option << got.out << got.err;
+        EXPECT_EQ(got.err.find("hi3861l-sim"), std::string::npos) << option << got.err;
+    }
+    const Result got = pytest();
+    EXPECT_EQ(got.status.code, 4) << got.out << got.err;
+    EXPECT_NE(got.err.find("no hi3861l-sim: install it, or give --quon-sim"), std::string::npos)
+        << got.err;
+}
+
+TEST_F(AProjectBesideThePlugin, MayNameThePluginThatIsFoundAnyway) {
+    write("test_it.py", "def test_plain():\n    pass\n");
+    const Result got = pytest({"-p", "quon_mcu.pytest_plugin"});
+    EXPECT_EQ(got.status.code, 0) << got.out << got.err;
 }
 
 TEST_F(TestingExample, OfGoogleTestPassesAndFailsWithItsCode) {
