@@ -219,6 +219,12 @@ def client(bench):
     return {"client.ours": shown["first_us"], "client.bare": shown["second_us"]}
 
 
+def world(bench):
+    shown = bench.run("exec_time", 10 if bench.quick else 20, bench.bin / "hi3861l-sim", "run",
+                      "--world", "own", "true", "--", bench.bin / "private-world", "true")
+    return {"world.ours": shown["first_us"], "world.bare": shown["second_us"]}
+
+
 # ---- The chip
 
 def chip(bench):
@@ -276,5 +282,5 @@ def pieces(bench):
 QUICK = {"round_trip": round_trips, "one_way": signals, "load": depths, "start": starts,
          "client": client}
 FULL = [round_trips, round_trips_of_peers, signals, signals_of_peers, depths, stacks, storm, starts,
-        client, chip, sweeps, pieces]
+        client, world, chip, sweeps, pieces]
 ONCE = [system_calls]

@@ -107,6 +107,8 @@ def _programs():
                   ratio=(f"start.ours.{figure}", f"start.peer.{figure}"), goal=goal, quick=True)
     yield Row("quon-mcu get time, exec to exit, beside a bare C client", "us", "client.ours",
               "client.bare", ratio=("client.ours", "client.bare"), goal=1.5, quick=True)
+    yield Row("hi3861l-sim run -- true, exec to exit, beside a bare private world", "us",
+              "world.ours", "world.bare", goal=150_000.0)
 
 
 def _chip():
