@@ -7,6 +7,15 @@
 #include "shared/failure.h"
 
 namespace quon {
+namespace {
+
+void drop_carriage_return(std::string& line) {
+    if (line.ends_with('\r')) {
+        line.pop_back();
+    }
+}
+
+}  // namespace
 
 std::string content_of(const std::string& file) {
     errno = 0;
@@ -41,10 +50,12 @@ bool read_line(std::istream& in, std::string& line) {
     constexpr int kEnd = std::istream::traits_type::eof();
     for (int next = in.get(); next != '\n'; next = in.get()) {
         if (next == kEnd) {
-            if (!line.empty() && !in.bad()) {
+            const bool found = !line.empty();
+            if (found && !in.bad()) {
                 in.clear(std::ios::eofbit);  // like std::getline: the last line may lack its end
             }
-            return !line.empty();
+            drop_carriage_return(line);
+            return found;
         }
         if (line.size() == kLongestLine) {
             throw failure(exit_status::usage,
@@ -52,6 +63,7 @@ bool read_line(std::istream& in, std::string& line) {
         }
         line += static_cast<char>(next);
     }
+    drop_carriage_return(line);
     return true;
 }
 

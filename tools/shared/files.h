@@ -16,7 +16,8 @@ std::string content_of(const std::string& file);
 // Creates or replaces a file. Throws failure (failure) if it cannot be written.
 void write_file(const std::string& file, const std::string& text);
 
-// Like std::getline. Throws failure (usage) for a line longer than kLongestLine: that is not text.
+// Like std::getline, and a line may end with "\r\n" too. Throws failure (usage) for a line longer
+// than kLongestLine: that is not text.
 bool read_line(std::istream& in, std::string& line);
 
 }  // namespace quon

@@ -43,6 +43,11 @@ TEST(ALine, IsReadAsTheCxxLibraryReadsIt) {
     }
 }
 
+TEST(ALine, MayEndWithACarriageReturn) {
+    std::istringstream in("one\r\n\r\ntwo\rthree\r\r\nfour\r");
+    EXPECT_EQ(lines_of(in), (std::vector<std::string>{"one", "", "two\rthree\r", "four"}));
+}
+
 TEST(ALine, OfMoreThanAMillionBytesIsNone) {
     std::istringstream longest(std::string(1048576, 'x') + "\ny");
     EXPECT_EQ(lines_of(longest).size(), 2U);
