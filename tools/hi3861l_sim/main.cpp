@@ -1,8 +1,10 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "catalog/definitions.h"
 #include "chip_program.h"
@@ -89,6 +91,18 @@ CLI::App* add_exec(CLI::App& app, exec_words& words) {
     return exec;
 }
 
+// CLI11 does not know the command that follows the options.
+class usage_formatter : public CLI::Formatter {
+  public:
+    std::string make_usage(const CLI::App* app, std::string name) const override {
+        std::string usage = Formatter::make_usage(app, std::move(name));
+        if (app->get_name() == "exec" || app->get_name() == "run") {
+            usage.insert(usage.find_last_not_of('\n') + 1, " -- COMMAND...");
+        }
+        return usage;
+    }
+};
+
 int help_or_usage(const CLI::App& app, const CLI::ParseError& problem) {
     std::ostringstream notes;
     if (app.exit(problem, std::cout, notes) == 0) {
@@ -107,6 +121,7 @@ int help_or_usage(const CLI::App& app, const CLI::ParseError& problem) {
 class command_line {
   public:
     command_line() {
+        app_.formatter(std::make_shared<usage_formatter>());
         app_.set_version_flag("--version", "hi3861l-sim " QUON_VERSION);
         add_place_options(app_, chosen_.chip);
         add_log_options(app_, chosen_.chip);

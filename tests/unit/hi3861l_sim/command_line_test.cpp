@@ -33,6 +33,15 @@ TEST(TheSimulator, ExplainsEachOfItsCommands) {
               "hi3861l-sim: command \"nothing\" is not known; \"help\" lists the commands\n");
 }
 
+TEST(TheSimulator, ShowsWhereTheCommandOfExecAndRunStands) {
+    for (const std::string command : {"exec", "run"}) {
+        const std::string usage = "Usage: hi3861l-sim " + command + " [OPTIONS] -- COMMAND...\n";
+        const std::string help = run_sim({command, "--help"}).out;
+        EXPECT_NE(help.find(usage), std::string::npos) << help;
+    }
+    EXPECT_EQ(run_sim({"completion", "--help"}).out.find("COMMAND"), std::string::npos);
+}
+
 TEST(TheSimulator, BeginsEachErrorWithItsName) {
     for (const std::vector<std::string>& words : {std::vector<std::string>{"--nonsense"},
                                                   {"word"},
