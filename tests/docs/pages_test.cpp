@@ -33,13 +33,13 @@ std::vector<std::string> lines_of(const std::string& text) {
 }
 
 std::vector<fs::path> pages() {
+    const std::set<fs::path> not_ours = {".git", ".cache", "build"};
     std::vector<fs::path> found;
-    for (const char* folder : {".", ".github", "docs", "packaging", "examples", "client", "python",
-                               "bench", "tests", "tools"}) {
-        for (const auto& entry : fs::directory_iterator(kTop / folder)) {
-            if (entry.path().extension() == ".md") {
-                found.push_back(entry.path().lexically_normal());
-            }
+    for (auto entry = fs::recursive_directory_iterator(kTop); entry != end(entry); ++entry) {
+        if (entry.depth() == 0 && not_ours.contains(entry->path().filename())) {
+            entry.disable_recursion_pending();
+        } else if (entry->path().extension() == ".md") {
+            found.push_back(entry->path().lexically_normal());
         }
     }
     std::ranges::sort(found);
@@ -97,6 +97,13 @@ std::vector<std::string> relative_links(const std::string& text) {
         }
     }
     return links;
+}
+
+TEST(ThePages, AreThoseOfEveryFolder) {
+    const std::vector<fs::path> all = pages();
+    for (const char* page : {"README.md", "docs/DESIGN.md", "tests/fuzz/README.md"}) {
+        EXPECT_EQ(std::ranges::count(all, (kTop / page).lexically_normal()), 1) << page;
+    }
 }
 
 TEST(TheLinks, OfEveryPageLeadSomewhere) {

@@ -143,6 +143,26 @@ TEST_F(InTheField, AReportTakesTheEventsOnRequest) {
     EXPECT_EQ(run_client({"events"}).out, "");
 }
 
+TEST_F(InTheField, AReportMasksShortAndRawKeys) {
+    ASSERT_NO_FATAL_FAILURE(start_both());
+    const std::pair<const char*, const char*> rows[] = {
+        {"7765707079", "\\*{10}0+"},
+        {"01776570707900ff8081", "01\\*{10}00\\*{6}0+"},
+        {"0180818283848586878889909192939400ff", "\\*{32}00\\*\\*0+"},
+        {"01808182838485ff", "01808182838485ff0+"},
+    };
+    for (const auto& [payload, shown] : rows) {
+        chip_->command(std::string("event raw 01 ") + payload);
+        std::string taken;
+        EXPECT_TRUE(wait_until([&, line = std::string("1  bytes=") + shown] {
+            taken += run_client({"report", "--take-events"}).out;
+            return has_line(taken, line);
+        })) << payload
+            << "\n"
+            << taken;
+    }
+}
+
 TEST_F(InTheField, AReportTellsTheLogLevelThatTheLogShows) {
     chip_ = std::make_unique<SimulatedChip>(std::vector<std::string>{});
     start_daemon_after("", std::string("> ") + kLog);

@@ -18,9 +18,10 @@ struct learned_answer {
     uint32_t delay_ms = 0;  // after the query; 0 if the log does not show it
 };
 
+// Anything that was no answer to the open query: an event, a late or doubled answer, one that
+// nobody asked for, or a cut frame.
 struct learned_event {
-    uint8_t type;
-    byte_list payload;
+    byte_list frame;    // as it stands, with its head; not empty
     uint32_t delay_ms;  // after the query that it is attached to
 };
 
@@ -37,7 +38,9 @@ class learned_chip {
     std::vector<learned_event> events_after(uint8_t type, size_t count) const;
 
     [[nodiscard]] bool empty() const { return answers_ == 0 && events_.empty(); }
-    // "12 answers and 3 events learned, 1 frame not understood".
+    // Whether it is a daemon's log: its answers have no query to be late after.
+    [[nodiscard]] bool lacks_questions() const { return !has_questions_; }
+    // "12 answers and 3 events learned, 2 frames out of turn, 1 frame not understood".
     [[nodiscard]] std::string summary() const;
 
   private:
@@ -51,7 +54,9 @@ class learned_chip {
     std::array<std::deque<learned_answer>, 256> waiting_;
     std::vector<hung_event> events_;
     size_t answers_ = 0;
+    size_t out_of_turn_ = 0;  // of events_: those that are no events
     size_t misunderstood_ = 0;
+    bool has_questions_ = false;
 };
 
 // Throws bad_value if the file cannot be read or has nothing to learn from.

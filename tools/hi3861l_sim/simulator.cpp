@@ -56,6 +56,9 @@ void simulator::take_message(uint8_t type, byte_view payload) {
 
 void simulator::replay(learned_chip learned) {
     log_.note(learned.summary());
+    if (learned.lacks_questions()) {
+        log_.note("the log has no questions: answers come at once");
+    }
     learned_ = std::move(learned);
     replayed_.fill(0);
 }
@@ -96,16 +99,21 @@ void simulator::keep_learned(uint8_t type, byte_view payload) {
 void simulator::raise_learned_events(uint8_t type) {
     for (const learned_event& each : learned_->events_after(type, ++replayed_[type])) {
         loop_.after(std::chrono::milliseconds(each.delay_ms),
-                    [this, each] { (void)send_frame(each.type, each.payload); });
+                    [this, each] { (void)send_made(each.frame); });
     }
 }
 
 delivery simulator::send_frame(uint8_t type, byte_view payload) {
+    return send_made(make_frame(type, payload));
+}
+
+delivery simulator::send_made(const byte_list& frame) {
+    const uint8_t type = frame[0];
     if (!faults_.pass(type)) {
         log_.note(show_type(type) + " lost (fault drop)");
         return delivery::sent;
     }
-    return send_shaped(type, make_frame(type, payload));
+    return send_shaped(type, frame);
 }
 
 delivery simulator::send_shaped(uint8_t type, byte_list frame) {

@@ -58,6 +58,7 @@ class simulator {
     void answer_as_learned(uint8_t type, const std::optional<byte_list>& usual);
     void keep_learned(uint8_t type, byte_view payload);
     void raise_learned_events(uint8_t type);
+    delivery send_made(const byte_list& frame);
     delivery send_shaped(uint8_t type, byte_list frame);
     delivery transmit(byte_view frame, const std::string& remark);
     void tell_watchers();

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
-#include <regex>
 
 #include "quon_mcu/bus_session.h"
 #include "quon_mcu/commands.h"
@@ -10,9 +9,11 @@
 #include "quon_mcu/encode.h"
 #include "quon_mcu/names.h"
 #include "quon_mcu/present.h"
+#include "quon_mcu/text_pattern.h"
 #include "shared/failure.h"
 #include "shared/files.h"
 #include "shared/suggestions.h"
+#include "shared/xml_text.h"
 
 namespace quon::client {
 namespace {
@@ -137,9 +138,9 @@ class check_reader {
         }
         if (made.kind == "matches") {
             try {
-                const std::regex tried(text_of(made.value));
-            } catch (const std::regex_error&) {
-                refuse(file_, number_, "no regular expression: " + text_of(made.value));
+                const text_pattern tried(text_of(made.value));
+            } catch (const failure& error) {
+                refuse(file_, number_, error.what());
             }
         }
     }
@@ -177,7 +178,7 @@ std::vector<expectation> expectations_in(const std::string& file, const json& do
 
 bool is_met(const expectation& what, const std::string& got) {
     if (what.kind == "matches") {
-        return std::regex_match(got, std::regex(text_of(what.value)));
+        return text_pattern(text_of(what.value)).fits(got);
     }
     if (what.kind == "equals" || what.kind == "not") {
         return (got == text_of(what.value)) == (what.kind == "equals");
@@ -217,34 +218,23 @@ std::string tap_of(const verdict& one, size_t number) {
     std::string text = std::string(one.passed ? "ok " : "not ok ") + std::to_string(number) +
                        " - " + one.name + "\n";
     if (!one.passed) {
-        text += "  ---\n  expected: " + json(one.expected).dump() +
-                "\n  got: " + json(one.got).dump() + "\n  ...\n";
+        text +=
+            "  ---\n  expected: " + dump(one.expected) + "\n  got: " + dump(one.got) + "\n  ...\n";
     }
     return text;
-}
-
-std::string escaped(const std::string& text) {
-    std::string safe;
-    for (const char each : text) {
-        const std::string_view special = "&<>\"";
-        const char* const names[] = {"&amp;", "&lt;", "&gt;", "&quot;"};
-        const size_t at = special.find(each);
-        safe += at == std::string_view::npos ? std::string(1, each) : names[at];
-    }
-    return safe;
 }
 
 std::string junit_of(const std::string& suite, const std::vector<verdict>& verdicts) {
     const auto failures = std::ranges::count(verdicts, false, &verdict::passed);
     std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuite name=\"" +
-                       escaped(suite) + "\" tests=\"" + std::to_string(verdicts.size()) +
+                       xml_text(suite) + "\" tests=\"" + std::to_string(verdicts.size()) +
                        "\" failures=\"" + std::to_string(failures) + "\">\n";
     for (const verdict& each : verdicts) {
-        text += "  <testcase name=\"" + escaped(each.name) + "\" time=\"" +
+        text += "  <testcase name=\"" + xml_text(each.name) + "\" time=\"" +
                 std::to_string(each.seconds) + "\"";
         text += each.passed ? "/>\n"
                             : "><failure message=\"" +
-                                  escaped("expected " + each.expected + ", got " + each.got) +
+                                  xml_text("expected " + each.expected + ", got " + each.got) +
                                   "\"/></testcase>\n";
     }
     return text + "</testsuite>\n";

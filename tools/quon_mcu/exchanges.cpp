@@ -22,6 +22,13 @@ struct handler_name {
 constexpr handler_name kHandlers[] = {QUON_MCU_SERVICES(HANDLER_NAME)};
 #undef HANDLER_NAME
 
+// Called by the start too, whose failures the log shows with the same two lines.
+constexpr std::string_view kAskedByTheStart[] = {
+    "quon_mcu_get_wakeup_info", "quon_mcu_get_time",      "quon_mcu_get_battery_status",
+    "quon_mcu_get_wifi_status", "quon_mcu_get_wifi_info", "quon_mcu_get_store_params",
+    "quon_mcu_get_version",
+};
+
 // The chip message that a driver's function sends; the function's name if unknown.
 std::string asked_with(std::string_view function) {
     const catalog::message* found = catalog::message_asked_by(function);
@@ -47,7 +54,11 @@ std::string asker_of(std::string_view function) {
     });
     const catalog::service* service =
         row == std::end(kHandlers) ? nullptr : catalog::find_service(row->service);
-    return service == nullptr ? "" : std::string(short_name(*service));
+    if (service == nullptr) {
+        return "";
+    }
+    const bool is_of_start = std::ranges::count(kAskedByTheStart, row->handler) != 0;
+    return std::string(short_name(*service)) + (is_of_start ? " or the daemon's start" : "");
 }
 
 // "0x84 get_time len 10 year=26 ..." as an exchange's name and words.
@@ -63,7 +74,7 @@ exchange read_words(const logged_frame& frame) {
     read.at_us = time_of_day(frame.time);
     std::string name;
     if (words >> type >> name >> length >> length && type.starts_with("0x")) {
-        read.name = name;
+        read.name = name == "unknown" ? type : name;
         words >> std::ws;
         std::getline(words, read.question);
         read.kind =
@@ -95,7 +106,18 @@ void exchange_reader::end() {
     give_up();
 }
 
+void exchange_reader::idle() {
+    decoder_.idle();
+    if (failed_ && !open_->asked_by.empty()) {
+        give_up();
+    }
+}
+
 void exchange_reader::frame(const logged_frame& frame) {
+    has_questions_ = has_questions_ || frame.way == catalog::direction::to_chip;
+    if (failed_ && !has_questions_) {
+        give_up();  // no question will end it
+    }
     exchange read = read_words(frame);
     if (read.kind == exchange_kind::broken) {
         found_(read);

@@ -36,8 +36,9 @@ class exchange_reader {
 
     // One line without its newline.
     void line(std::string_view text);
-    // No more input for now: a complete dump is a frame.
-    void idle() { decoder_.idle(); }
+    // No more input for now: a complete dump is a frame, and a failure whose asker is known an
+    // exchange.
+    void idle();
     void end();
 
     size_t strays() const { return decoder_.strays(); }
@@ -53,6 +54,7 @@ class exchange_reader {
     log_decoder decoder_;
     std::optional<exchange> open_;  // its answer, or the requesting service, may still follow
     bool failed_ = false;           // the daemon says that open_ was not answered
+    bool has_questions_ = false;    // a journal's log; a daemon's has answers alone
 };
 
 // "get_time -> year=26 month=2 (12 ms)".

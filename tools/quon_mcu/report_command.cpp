@@ -26,7 +26,8 @@
 namespace quon::client {
 namespace {
 
-constexpr size_t kShortestKey = 8;  // a Wi-Fi key has 8 to 63 characters
+constexpr size_t kShortestKey = 5;      // a Wi-Fi key has 5, 13, or 8 to 63 characters
+constexpr size_t kShortestRawKey = 13;  // or as many bytes of any value
 constexpr size_t kHexOfByte = 2;
 
 // For the shell of the daemon, which logs each command at level 3.
@@ -36,19 +37,30 @@ bool is_printable(uint8_t byte) {
     return byte >= 0x20 && byte <= 0x7e;
 }
 
-// Hex digits with every run of characters that may be a key replaced by "**".
+size_t run_of(byte_view bytes, size_t from, bool (*belongs)(uint8_t)) {
+    const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(from);
+    return static_cast<size_t>(std::find_if_not(begin, bytes.end(), belongs) - begin);
+}
+
+// Hex digits with every run of bytes that may be a key replaced by "**" for each. What stands
+// behind a first one, the network's name, is masked whatever its length.
 std::string masked(byte_view bytes) {
-    std::string text = catalog::to_hex(bytes);
+    std::string text;
+    bool has_name = false;
     for (size_t at = 0; at < bytes.size();) {
-        size_t end = at;
-        while (end < bytes.size() && is_printable(bytes[end])) {
-            ++end;
+        const size_t printable = run_of(bytes, at, is_printable);
+        const size_t not_zero = run_of(bytes, at, [](uint8_t byte) { return byte != 0; });
+        const size_t masked_run = has_name || not_zero >= kShortestRawKey ? not_zero
+                                  : printable >= kShortestKey             ? printable
+                                                                          : 0;
+        if (masked_run != 0) {
+            text += std::string(masked_run * kHexOfByte, '*');
+            has_name = true;
+            at += masked_run;
+        } else {
+            text += catalog::to_hex(bytes.subspan(at, 1));
+            ++at;
         }
-        if (end - at >= kShortestKey) {
-            std::fill(text.begin() + static_cast<std::ptrdiff_t>(at * kHexOfByte),
-                      text.begin() + static_cast<std::ptrdiff_t>(end * kHexOfByte), '*');
-        }
-        at = end + 1;
     }
     return text;
 }

@@ -114,13 +114,15 @@ std::vector<timeline_reader::mark> timeline_reader::start_alone() const {
     std::vector<mark> kept;
     std::set<std::string> seen;
     bool queries_over = false;
+    bool network_begun = false;
     bool network_over = false;
     for (mark& each : all) {
         const bool is_second_start = each.name == "exec" && !kept.empty() && seen.contains("exec");
         if (is_second_start || elapsed_us(all[0].at_us, each.at_us) > kLongestStartUs) {
             break;
         }
-        if (each.name == kUp && !seen.contains(std::string(kNetworkEvent))) {
+        // The start brings the interface up before anything else is done to it.
+        if (each.name == kUp && !network_begun) {
             each.name = "interface up";
             each.kind = step_kind::start;
         }
@@ -132,6 +134,7 @@ std::vector<timeline_reader::mark> timeline_reader::start_alone() const {
         }
         queries_over = queries_over || each.name.starts_with(kLastQuery);
         network_over = network_over || each.name == kUp;
+        network_begun = network_begun || each.kind == step_kind::network;
         seen.insert(each.name);
         kept.push_back(each);
     }

@@ -4,6 +4,7 @@
 
 #include "quon_mcu/present.h"
 #include "quon_mcu/timeline.h"
+#include "shared/xml_text.h"
 
 namespace quon::client {
 namespace {
@@ -97,29 +98,6 @@ constexpr int kNameWidth = 300;
 constexpr int kRow = 18;
 constexpr int kTitle = 34;
 
-std::string escaped(std::string_view text) {
-    std::string safe;
-    for (const char each : text) {
-        switch (each) {
-            case '&':
-                safe += "&amp;";
-                break;
-            case '<':
-                safe += "&lt;";
-                break;
-            case '>':
-                safe += "&gt;";
-                break;
-            case '"':
-                safe += "&quot;";
-                break;
-            default:
-                safe += each;
-        }
-    }
-    return safe;
-}
-
 const char* colour_of(step_kind kind) {
     switch (kind) {
         case step_kind::start:
@@ -136,7 +114,7 @@ const char* colour_of(step_kind kind) {
 
 std::string text_at(int x, int y, const std::string& text, const char* more = "") {
     return "<text x=\"" + std::to_string(x) + "\" y=\"" + std::to_string(y) + "\"" + more + ">" +
-           escaped(text) + "</text>\n";
+           xml_text(text) + "</text>\n";
 }
 
 class picture {

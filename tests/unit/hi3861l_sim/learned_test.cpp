@@ -136,10 +136,88 @@ TEST(ALearnedChip, SetsItsClockByTheTimeThatItAnswers) {
 
 TEST(ALearnedChip, CountsWhatItDoesNotUnderstand) {
     chip_that_learned chip(
-        "04:05:06.000 chip->host malformed, 2 bytes 8400\n"
-        "04:05:06.000 chip->host 0x84 get_time len 3 malformed, 1 payload bytes 00\n"
+        "04:05:06.000 chip->host malformed, 2 bytes 84zz\n"
+        "04:05:06.000 chip->host 0x84 get_time len 3 malformed, 1 payload bytes\n"
+        "04:05:06.000 chip->host 0x84 get_time len 3 hours=2\n"
         "04:05:06.000 chip->host 0x95 get_wdg_state len 1 state=7\n");
-    EXPECT_TRUE(chip.noted("1 answer and 0 events learned, 2 frames not understood"));
+    EXPECT_TRUE(chip.noted("1 answer and 0 events learned, 3 frames not understood"));
+}
+
+// The frames that come after one question, waited for.
+std::vector<std::string> frames_after(chip_that_learned& chip, uint8_t type, size_t count) {
+    chip.link.sent.clear();
+    chip.link.deliver(make_frame(type, {}));
+    EXPECT_TRUE(chip.run_until([&] { return chip.link.sent.size() >= count; }));
+    std::vector<std::string> found;
+    for (const byte_list& each : chip.link.sent) {
+        found.push_back(hex(each));
+    }
+    return found;
+}
+
+using frames = std::vector<std::string>;
+
+TEST(ALearnedChip, AnswersLateWhereTheChipDid) {
+    chip_that_learned chip(
+        "04:05:06.000 host->chip 0x95 get_wdg_state len 0 empty\n"
+        "04:05:07.000 host->chip 0x89 get_pir_info len 0 empty\n"
+        "04:05:07.120 chip->host 0x95 get_wdg_state len 1 state=7\n"
+        "04:05:07.200 chip->host 0x89 get_pir_info len 1 0a\n");
+    EXPECT_TRUE(chip.noted("2 answers and 0 events learned, 1 frame out of turn"));
+    EXPECT_TRUE(chip.ask(0x95).empty());
+    const auto start = clock::now();
+    EXPECT_EQ(frames_after(chip, 0x89, 2), (frames{"950100000007", "89010000000a"}));
+    EXPECT_GE(clock::now() - start, milliseconds(200));
+}
+
+TEST(ALearnedChip, AnswersTwiceWhereTheChipDid) {
+    chip_that_learned chip(
+        "04:05:06.000 host->chip 0x95 get_wdg_state len 0 empty\n"
+        "04:05:06.000 chip->host 0x95 get_wdg_state len 1 state=7\n"
+        "04:05:06.010 chip->host 0x95 get_wdg_state len 1 state=8\n");
+    EXPECT_EQ(frames_after(chip, 0x95, 2), (frames{"950100000007", "950100000008"}));
+}
+
+TEST(ALearnedChip, SendsWhatNobodyAskedForAndWhatNobodyKnows) {
+    chip_that_learned chip(
+        "04:05:06.000 host->chip 0x95 get_wdg_state len 0 empty\n"
+        "04:05:06.010 chip->host 0x89 get_pir_info len 1 0a\n"
+        "04:05:06.020 chip->host 0x09 unknown len 2 0102\n"
+        "04:05:06.030 chip->host 0x95 get_wdg_state len 1 state=7\n");
+    EXPECT_EQ(frames_after(chip, 0x95, 3),
+              (frames{"89010000000a", "09020000000102", "950100000007"}));
+}
+
+TEST(ALearnedChip, SendsACutFrameInsteadOfItsAnswer) {
+    chip_that_learned chip(
+        "04:05:06.000 host->chip 0x95 get_wdg_state len 0 empty\n"
+        "04:05:06.010 chip->host malformed, 2 bytes 9500 (raw)\n"
+        "04:05:07.000 host->chip 0x95 get_wdg_state len 0 empty\n"
+        "04:05:07.010 chip->host 0x95 get_wdg_state len 3 malformed, 1 payload bytes 07\n");
+    EXPECT_TRUE(chip.noted("2 answers and 0 events learned, 2 frames out of turn"));
+    EXPECT_EQ(frames_after(chip, 0x95, 1), frames{"9500"});
+    EXPECT_EQ(frames_after(chip, 0x95, 1), frames{"950300000007"});
+    EXPECT_FALSE(
+        chip.noted("0x95 get_wdg_state is not in the learned log, answered from the state"));
+}
+
+TEST(ALearnedChip, SendsTheCutFrameOfADaemonsDump) {
+    chip_that_learned chip(
+        "D/HEX recv msg: 0000-000F: 95 03 00 00 00 07                               ......\n"
+        "E/HI3861L  [02-03 04:05:07.100] (hi3861l_api_get_wdg_state:24) "
+        "[hi3861l_send_msg_sync failed] failed\n"
+        "D/HEX recv msg: 0000-000F: 95 01 00 00 00 08                               ......\n");
+    EXPECT_EQ(frames_after(chip, 0x95, 1), frames{"950300000007"});
+    EXPECT_EQ(frames_after(chip, 0x95, 1), frames{"950100000008"});
+}
+
+TEST(ALogWithoutQuestions, IsLearnedWithANote) {
+    const std::string note = "the log has no questions: answers come at once";
+    EXPECT_TRUE(chip_that_learned("04:05:06.000 chip->host 0x95 get_wdg_state len 1 state=7\n")
+                    .noted(note));
+    EXPECT_FALSE(chip_that_learned("04:05:06.000 host->chip 0x95 get_wdg_state len 0 empty\n"
+                                   "04:05:06.000 chip->host 0x95 get_wdg_state len 1 state=7\n")
+                     .noted(note));
 }
 
 // What one chip's journal has, another one learns.

@@ -7,6 +7,7 @@
 #include <fstream>
 
 #include "client_run.h"
+#include "quon_mcu/text_pattern.h"
 
 namespace quon::client {
 namespace {
@@ -47,7 +48,11 @@ TEST_F(ACheckFile, ThatIsWrongIsRefusedWithItsPlace) {
         {R"({"checks": [{"get": "time", "field": "year", "at_least": "x"}]})",
          ": check 1: \"at_least\" needs a number"},
         {R"({"checks": [{"get": "time", "field": "year", "matches": "("}]})",
-         ": check 1: no regular expression: ("},
+         ": check 1: no regular expression: (: "},
+        {R"({"checks": [{"get": "time", "field": "year", "matches": "(a)\\1"}]})",
+         ": check 1: no regular expression: (a)\\1: back-references are not supported"},
+        {R"({"checks": [{"get": "time", "field": "year", "matches": "((a{1,99}){99,}){9}"}]})",
+         ": check 1: no regular expression: ((a{1,99}){99,}){9}: more than 1000 repetitions"},
         {R"({"checks": [{"get": "time", "values": [1], "field": "year", "equals": 1}]})",
          ": check 1: the question takes no values"},
     };
@@ -69,6 +74,29 @@ TEST_F(ACheckFile, ThatIsMissingIsRefused) {
 TEST_F(ACheckFile, MayHaveComments) {
     EXPECT_EQ(checked("{ // why\n \"checks\": [] }").err,
               "quon-mcu: " + path_ + ": has no check\n");
+}
+
+TEST(APattern, FitsTheWholeTextOrNot) {
+    const std::tuple<const char*, const char*, bool> rows[] = {
+        {"192\\.168\\..*", "192.168.1.20", true},
+        {"192", "192.168", false},
+        {"168", "192.168", false},
+        {"a|ab", "ab", true},
+        {"V[0-9]+", "V2", true},
+        {"a{2,3}", "aa", true},
+        {"a{2,3}", "a", false},
+        {"", "", true},
+        {"\\{1", "{1", true},
+    };
+    for (const auto& [pattern, text, expected] : rows) {
+        EXPECT_EQ(text_pattern(pattern).fits(text), expected) << pattern << " " << text;
+    }
+}
+
+// A comparison that tries every way of dividing the text would not end.
+TEST(APattern, OfNestedRepetitionsComesToAnEnd) {
+    EXPECT_FALSE(text_pattern("(0+)+x").fits(std::string(200, '0')));
+    EXPECT_TRUE(text_pattern("(0+)+x").fits(std::string(200, '0') + "x"));
 }
 
 TEST(TheReportAndTheCheck, HaveOneFormEach) {

@@ -89,7 +89,7 @@ TEST(AnExchangeWithoutAnAnswer, TellsWhoAskedAsTheLogDoes) {
             "\x1b[0m\x1b[31;1mE/HI3861L  [02-03 04:05:08.001] (hi3861l_wlan_init_mac:45) "
             "[hi3861l_get_ip_info failed] failed",
         }),
-        (lines{"02-03 04:05:07.100 get_time -> no answer (asked by get.time)",
+        (lines{"02-03 04:05:07.100 get_time -> no answer (asked by get.time or the daemon's start)",
                "02-03 04:05:08.000 get_net_info -> no answer (asked by the daemon's start)"}));
 }
 
@@ -105,6 +105,53 @@ TEST(AnExchangeWithoutAnAnswer, IsNamedByItsFunctionWhereTwoWouldFit) {
                             "[mcu_get_wifi_extended_status failed] failed"}),
               lines{"02-03 04:05:07.100 get_wifi_extended_status -> no answer (asked by "
                     "get.wifi.extended.status)"});
+}
+
+const char* const kDriverFails =
+    "E/HI3861L  [02-03 04:05:07.100] (hi3861l_api_get_battery_status:24) "
+    "[hi3861l_send_msg_sync failed] failed";
+const char* const kHandlerFails =
+    "E/QUON_MCU_DAEMON [02-03 04:05:07.101] (quon_mcu_get_battery_status:47) "
+    "[mcu_get_battery_status failed] failed";
+const char* const kFailure =
+    "02-03 04:05:07.100 get_battery_status -> no answer (asked by get.battery.status or the "
+    "daemon's start)";
+
+TEST(AnExchangeWithoutAnAnswer, ComesBeforeTheNextFrameOfALogWithoutQuestions) {
+    EXPECT_EQ(exchanges_in({
+                  kDriverFails,
+                  kHandlerFails,
+                  "D/HEX recv msg: 0000-000F: 84 02 00 00 00 1A 02     ",
+              }),
+              (lines{kFailure, "get_time -> year=26 month=2"}));
+}
+
+TEST(AnExchangeWithoutAnAnswer, IsShownWhenItsAskerIsKnownAndNoLineFollowsForNow) {
+    lines found;
+    exchange_reader reader(
+        [&found](const exchange& what) { found.push_back(what.time + " " + exchange_text(what)); });
+    reader.line(kDriverFails);
+    reader.idle();
+    EXPECT_EQ(found, lines{}) << "its asker is still to come";
+    reader.line(kHandlerFails);
+    reader.idle();
+    EXPECT_EQ(found, lines{kFailure});
+    reader.end();
+    EXPECT_EQ(found, lines{kFailure}) << "once";
+}
+
+TEST(AnExchangeWithoutAnAnswer, IsOfTheServiceAloneWhereTheStartDoesNotAskIt) {
+    EXPECT_EQ(exchanges_in({"E/HI3861L  [02-03 04:05:07.100] (hi3861l_api_get_wdg_state:24) "
+                            "[hi3861l_send_msg_sync failed] failed",
+                            "E/QUON_MCU_DAEMON [02-03 04:05:07.101] (quon_mcu_get_wdg_state:47) "
+                            "[mcu_get_wdg_state failed] failed"}),
+              lines{"02-03 04:05:07.100 get_wdg_state -> no answer (asked by get.wdg.state)"});
+}
+
+TEST(AFrameOfAnUnknownType, IsNamedByItsNumber) {
+    EXPECT_EQ(exchanges_in({"04:05:06.100 chip->host 0x09 unknown len 2 0102",
+                            "D/HEX recv msg: 0000-000F: 09 02 00 00 00 01 02     "}),
+              (lines{"04:05:06.100 0x09 -> 0102", "0x09 -> 0102"}));
 }
 
 TEST(AMalformedFrame, IsALineAsItStands) {

@@ -105,6 +105,28 @@ TEST(ATimeline, GivesEachStepItsShareOfTheWhole) {
     EXPECT_DOUBLE_EQ(start.share_of(start.steps[1]), 75.0);
 }
 
+TEST(ATimeline, WithoutItsNetworkEventStillTellsTheCommandsOfTheEventFromTheStart) {
+    const auto names = [](const lines& log) {
+        lines found;
+        for (const timeline_step& each : start_of(log).steps) {
+            found.push_back(each.name);
+        }
+        return found;
+    };
+    const lines commands = {
+        "10:00:01.201 (hi3861l_update_ip_info:18) ifconfig wlan0 down",
+        "10:00:01.203 (hi3861l_update_ip_info:18) route add default gw 192.168.1.1",
+        "10:00:01.204 (hi3861l_update_ip_info:18) ifconfig wlan0 up",
+    };
+    EXPECT_EQ(names(commands), (lines{"ifconfig wlan0 down", "route add default gw 192.168.1.1",
+                                      "ifconfig wlan0 up"}));
+    lines with_start = {
+        "10:00:00.020 execve(\"/bin/sh\", [\"sh\", \"-c\", \"ifconfig wlan0 up\"])"};
+    with_start.insert(with_start.end(), commands.begin(), commands.end());
+    EXPECT_EQ(names(with_start), (lines{"interface up", "ifconfig wlan0 down",
+                                        "route add default gw 192.168.1.1", "ifconfig wlan0 up"}));
+}
+
 TEST(ATimeline, EndsWhereASecondStartBegins) {
     lines twice = kSystemCalls;
     twice.push_back(
@@ -164,6 +186,18 @@ TEST(ATimelineAsAPicture, HasABarForEachStepOfEachStartOnOneScale) {
               std::string::npos)
         << picture;
     EXPECT_NE(picture.find(">channel open 500.0 ms, 100.0 %</text>"), std::string::npos);
+}
+
+TEST(ATimelineAsAPicture, IsXmlWhateverTheLogHolds) {
+    const std::string picture = timeline_svg({start_of(
+        {"10:00:00.000 route add default gw \xff\xfe\x01<\xc3\xa9\xef\xbf\xbf"}, "a\x02\x80")});
+    const std::string replaced = "\xef\xbf\xbd";
+    EXPECT_NE(picture.find(">route add default gw " + replaced + replaced + replaced +
+                           "&lt;\xc3\xa9" + replaced + " 0.0 ms, 0.0 %</text>"),
+              std::string::npos)
+        << picture;
+    EXPECT_NE(picture.find(">a" + replaced + replaced + ", 0.0 ms</text>"), std::string::npos)
+        << picture;
 }
 
 class ALogOfAStart : public testing::Test {
