@@ -178,6 +178,8 @@ TEST_F(TheView, EndsAStoppedDaemonToo) {
 }
 
 TEST_F(TheView, GoesOnShowingTheChipWhileTheDaemonIsStopped) {
+    ASSERT_EQ(run(command_of("scripts/run --shell hi3861l-sim control wait-host")).status,
+              (ExitStatus{true, 0}));
     ASSERT_NO_FATAL_FAILURE(send_to("quon_mcu_daemon", SIGSTOP));
     shown.clear();
     const Result result =
