@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 
 #include "answers.h"
@@ -43,7 +42,10 @@ byte_list payload_of(byte_view frame) {
 // len 3 malformed, 1 payload bytes 00".
 byte_list cut_frame(const std::string& words) {
     std::istringstream parts(words.substr(0, words.find(" (")));
-    const std::vector<std::string> all{std::istream_iterator<std::string>(parts), {}};
+    std::vector<std::string> all;
+    for (std::string word; parts >> word;) {
+        all.push_back(word);
+    }
     byte_list frame;
     try {
         if (all.size() == 4 && all[0] == "malformed,") {
